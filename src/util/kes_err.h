@@ -1,0 +1,60 @@
+// Error objects.  An operation that can fail returns a Kes_err *, null for
+// success; whoever receives a non-null one owns it and prints, passes on or
+// deletes it.  The text is finished when the object is made: command name,
+// message, codes.
+#ifndef BRINDLE_UTIL_KES_ERR_H
+#define BRINDLE_UTIL_KES_ERR_H
+
+#include <cstdarg>
+#include <cstdio>
+
+class Kes_err {
+public:
+  int code;
+  int system_errno;
+  char *text;
+  FILE *stream;
+  int printed;
+
+  Kes_err();
+  // For long texts built beforehand: room for the command name, size bytes of
+  // message and the codes.
+  explicit Kes_err(int size);
+  virtual ~Kes_err();
+  Kes_err(const Kes_err &) = delete;
+  Kes_err &operator=(const Kes_err &) = delete;
+
+  virtual void add_codes();
+
+  Kes_err *format_msg(int code, int err, const char *fmt, ...)
+      __attribute__((format(printf, 4, 5)));
+  Kes_err *vformat_msg(int code, int err, const char *fmt, va_list ap)
+      __attribute__((format(printf, 4, 0)));
+  void init(int code, int err, char **end_of_text);
+  void print();
+  Kes_err *copy() const;
+
+protected:
+  // Appends printf output behind the current text, never past the buffer.
+  void append(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+  size_t capacity;
+};
+
+class Kes_warning : public Kes_err {
+public:
+  Kes_warning();
+  void add_codes() override;
+};
+
+void kes_issue_warning(int code, int err, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+
+// Checked output: every write to a metadata or temporary file goes through these.
+Kes_err *fprintf_N_check(FILE *s, const char *name, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+Kes_err *fputs_N_check(const char *str, FILE *s, const char *name);
+Kes_err *fclose_N_check(FILE *s, const char *name);
+Kes_err *fprintf_err_message(const char *name);
+Kes_err *fprintf_close_err_message(const char *name);
+
+#endif

@@ -1,0 +1,218 @@
+// Error objects, warnings, checked output and the catalogues behind their texts.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_msg.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStderr;
+using testing::internal::GetCapturedStdout;
+
+namespace {
+void set_cmdname(const char *name) {
+  char *argv[] = {const_cast<char *>(name), nullptr};
+  kes_set_full_cmdname(argv);
+}
+}  // namespace
+
+TEST(KesErr, FullTextWithSystemError) {
+  set_cmdname("/opt/brindle/bin/bringover");
+  Kes_err e;
+  e.format_msg(1001, 13, "Open of \"%s\" for reading failed", "/a/x");
+  EXPECT_STREQ(e.text,
+               "bringover: Open of \"/a/x\" for reading failed  (Error 1001)"
+               " - Permission denied  (System error 13)\n");
+  EXPECT_EQ(e.code, 1001);
+  EXPECT_EQ(e.system_errno, 13);
+  EXPECT_EQ(e.stream, stderr);
+}
+
+TEST(KesErr, ErrnoZeroAndUnknownErrno) {
+  set_cmdname("putback");
+  Kes_err a, b;
+  a.format_msg(2001, 0, "No %s", "parent");
+  EXPECT_STREQ(a.text, "putback: No parent  (Error 2001)\n");
+  b.format_msg(2001, 99999, "x");
+  EXPECT_STREQ(b.text, "putback: x  (Error 2001) - Errno 99999 not recognized\n");
+  Kes_err c;
+  c.format_msg(2001, -4, "y");
+  EXPECT_STREQ(c.text, "putback: y  (Error 2001) - Errno -4 not recognized\n");
+}
+
+TEST(KesErr, NullFormatLeavesObjectEmpty) {
+  set_cmdname("bringover");
+  Kes_err e;
+  EXPECT_EQ(e.format_msg(2005, 2, nullptr), &e);
+  EXPECT_EQ(e.code, 0);
+  EXPECT_STREQ(e.text, "");
+  // A second format replaces the first completely.
+  e.format_msg(2005, 0, "first");
+  e.format_msg(2006, 0, "second");
+  EXPECT_STREQ(e.text, "bringover: second  (Error 2006)\n");
+}
+
+TEST(KesErr, NoCommandNameNoPrefix) {
+  char *none[] = {nullptr};
+  kes_set_full_cmdname(none);
+  Kes_err e;
+  e.format_msg(2003, 0, "plain");
+  EXPECT_STREQ(e.text, "plain  (Error 2003)\n");
+  EXPECT_EQ(kes_get_base_cmdname(), nullptr);
+}
+
+TEST(KesErr, PrintOnceAndCopyPrintsAgain) {
+  set_cmdname("bringover");
+  Kes_err e;
+  e.format_msg(2002, 0, "once");
+  CaptureStderr();
+  e.print();
+  e.print();
+  Kes_err *c = e.copy();
+  c->print();
+  std::string out = GetCapturedStderr();
+  EXPECT_EQ(out, "bringover: once  (Error 2002)\nbringover: once  (Error 2002)\n");
+  EXPECT_EQ(c->code, 2002);
+  EXPECT_EQ(e.printed, 1);
+  delete c;
+}
+
+TEST(KesErr, LongTextIsCutNotOverrun) {
+  set_cmdname("bringover");
+  std::string big(5000, 'x');
+  Kes_err e;
+  e.format_msg(2000, 0, "%s", big.c_str());
+  EXPECT_LT(strlen(e.text), 3072u);
+  Kes_err sized(6000);
+  sized.format_msg(2000, 0, "%s", big.c_str());
+  EXPECT_EQ(std::string(sized.text), "bringover: " + big + "  (Error 2000)\n");
+}
+
+TEST(KesWarning, GoesToStdoutWithoutErrno) {
+  set_cmdname("bringover");
+  Kes_warning w;
+  w.format_msg(2610, 13, "Something %d", 7);
+  EXPECT_STREQ(w.text, "bringover: Something 7  (Warning 2610)\n");
+  EXPECT_EQ(w.stream, stdout);
+  Kes_err *c = w.copy();
+  EXPECT_EQ(c->stream, stderr);  // a copy is a plain error
+  delete c;
+  CaptureStdout();
+  kes_issue_warning(2623, 0, "Lock %s", "held");
+  EXPECT_EQ(GetCapturedStdout(), "bringover: Lock held  (Warning 2623)\n");
+}
+
+TEST(CheckedOutput, WriteAndCloseFailuresCarry1001) {
+  set_cmdname("bringover");
+  FILE *f = fopen("/dev/full", "w");
+  ASSERT_NE(f, nullptr);
+  setvbuf(f, nullptr, _IONBF, 0);
+  Kes_err *e = fprintf_N_check(f, "/dev/full", "%s", "data");
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->code, 1001);
+  EXPECT_EQ(e->system_errno, ENOSPC);
+  EXPECT_NE(std::string(e->text).find("Writing to \"/dev/full\" failed  (Error 1001)"),
+            std::string::npos);
+  delete e;
+  e = fputs_N_check("data", f, "/dev/full");
+  ASSERT_NE(e, nullptr);
+  delete e;
+  fclose(f);
+
+  // A buffered write to a full disk shows only at the close.
+  f = fopen("/dev/full", "w");
+  ASSERT_NE(f, nullptr);
+  EXPECT_EQ(fprintf_N_check(f, "/dev/full", "buffered"), nullptr);
+  e = fclose_N_check(f, "/dev/full");
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->code, 1001);
+  EXPECT_NE(std::string(e->text).find("Closing of the \"/dev/full\" failed"), std::string::npos);
+  delete e;
+
+  char tmpl[] = "/tmp/kes_err_test.XXXXXX";
+  int fd = mkstemp(tmpl);
+  ASSERT_GE(fd, 0);
+  f = fdopen(fd, "w");
+  EXPECT_EQ(fprintf_N_check(f, tmpl, "%d\n", 5), nullptr);
+  EXPECT_EQ(fputs_N_check("x\n", f, tmpl), nullptr);
+  EXPECT_EQ(fclose_N_check(f, tmpl), nullptr);
+  std::ifstream in(tmpl);
+  std::string all((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  EXPECT_EQ(all, "5\nx\n");
+  unlink(tmpl);
+}
+
+TEST(Catalogues, WithoutNlspathInitFailsAndEnglishStays) {
+  set_cmdname("bringover");
+  std::string saved = getenv("NLSPATH") ? getenv("NLSPATH") : "";
+  bool had = getenv("NLSPATH") != nullptr;
+  unsetenv("NLSPATH");
+  CaptureStderr();
+  EXPECT_NE(libbwm_init(), 0);
+  EXPECT_NE(libutil_init(), 0);
+  EXPECT_EQ(GetCapturedStderr(),
+            "Internal error: Set NLSPATH before opening catalogue file\n"
+            "Internal error: Set NLSPATH before opening catalogue file\n");
+  Kes_err e;
+  e.format_msg(2001, 0, "%s", "x");
+  EXPECT_STREQ(e.text, "bringover: x  (Error 2001)\n");
+  if (had) setenv("NLSPATH", saved.c_str(), 1);
+}
+
+TEST(Catalogues, TranslatedTextsComeFromTheCatalogue) {
+  // A catalogue with another text for the error suffix: the codes stay numbers.
+  char dir[] = "/tmp/kes_cat_test.XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  std::string msg = std::string(dir) + "/libutil_1.msg";
+  {
+    std::ofstream m(msg);
+    m << "$set 1\n$quote \"\n1 \"  (Fehler %d)\"\n";
+  }
+  std::string cmd = "gencat -o " + std::string(dir) + "/libutil_1.cat " + msg;
+  ASSERT_EQ(system(cmd.c_str()), 0);
+  setenv("NLSPATH", (std::string(dir) + "/%N.cat").c_str(), 1);
+  libutil_fini();
+  ASSERT_EQ(libutil_init(), 0);
+  set_cmdname("bringover");
+  Kes_err e;
+  e.format_msg(2001, 0, "x");
+  EXPECT_STREQ(e.text, "bringover: x  (Fehler 2001)\n");
+  libutil_fini();
+  Kes_err f;
+  f.format_msg(2001, 0, "x");
+  EXPECT_STREQ(f.text, "bringover: x  (Error 2001)\n");
+  unsetenv("NLSPATH");
+  system((std::string("rm -rf ") + dir).c_str());
+}
+
+TEST(Startup, VersionOptionAnywhere) {
+  char a0[] = "bringover", a1[] = "-w", a2[] = "ws", a3[] = "-V";
+  char *argv[] = {a0, a1, a2, a3, nullptr};
+  CaptureStdout();
+  EXPECT_EQ(kes_check_if_invoked_for_version(4, argv, "1.0"), 1);
+  EXPECT_EQ(GetCapturedStdout(), "bringover: 1.0\n");
+  char *argv2[] = {a0, a1, a2, nullptr};
+  EXPECT_EQ(kes_check_if_invoked_for_version(3, argv2, "1.0"), 0);
+}
+
+TEST(Startup, UmaskSavedAndRestored) {
+  mode_t old = umask(027);
+  umask_save();
+  EXPECT_EQ(umask_get(), 027u);
+  EXPECT_EQ(umask(old), 027u);  // still in force after the save
+}
+
+TEST(Startup, OutOfMemoryReport) {
+  set_cmdname("/x/bringover");
+  EXPECT_EXIT(kes_new_handler(), testing::ExitedWithCode(1),
+              "^bringover: Memory allocation failed - you may be out of swap space\\.\n$");
+}
