@@ -1,0 +1,53 @@
+// Quoting for the shell and for single-quoted comments.
+#include "util/kes_quote.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace {
+const char kShellSpecial[] = "&;`'\"!|*?~<>^()[]{}$\\\n ";
+const char kCommandSpecial[] = "\"#$&'()*;<>?[\\]^`{|}";
+// Longest escaped text, without its terminating null.
+const size_t kEscapeMax = 2049;
+}  // namespace
+
+char *shell_escape(const char *text) {
+  static char buf[kEscapeMax + 1];
+  if (!text) return nullptr;
+  size_t o = 0;
+  for (const char *p = text; *p; p++) {
+    bool special = strchr(kShellSpecial, *p) != nullptr;
+    // Never end on a lone backslash: it would escape whatever follows.
+    if (o + (special ? 2 : 1) > kEscapeMax) break;
+    if (special) buf[o++] = '\\';
+    buf[o++] = *p;
+  }
+  buf[o] = '\0';
+  return buf;
+}
+
+char *kes_quote_str(const char *in, char *out) {
+  char *o = out;
+  for (const char *p = in; *p; p++) {
+    if (strchr(kCommandSpecial, *p)) *o++ = '\\';
+    *o++ = *p;
+  }
+  *o = '\0';
+  return out;
+}
+
+char *kes_quote_comment(const char *in, char *out, int size) {
+  int o = 0;
+  for (const char *p = in; *p; p++) {
+    if (*p == '\'') {
+      if (o >= size - 5) break;
+      memcpy(out + o, "'\\''", 4);
+      o += 4;
+    } else {
+      if (o >= size - 2) break;
+      out[o++] = *p;
+    }
+  }
+  if (size > 0) out[o < size ? o : size - 1] = '\0';
+  return out;
+}

@@ -1,0 +1,18 @@
+// Quoting for the shell and for single-quoted comments, and reading a comment.
+#ifndef BRINDLE_UTIL_KES_QUOTE_H
+#define BRINDLE_UTIL_KES_QUOTE_H
+
+// A backslash before every character the shell treats specially, blank and
+// newline included.  The result lives in a static buffer that the next call
+// overwrites; it holds at most 2049 bytes.  Null gives null.
+char *shell_escape(const char *text);
+
+// A backslash before each of  " # $ & ' ( ) * ; < > ? [ \ ] ^ ` { | }
+// Blanks stay, so a command keeps its words.  out holds twice in's size.
+char *kes_quote_str(const char *in, char *out);
+
+// For a text that goes inside single quotes: each ' becomes '\''.  Stops before
+// out would pass size - 2 bytes of text.  Returns out.
+char *kes_quote_comment(const char *in, char *out, int size);
+
+#endif

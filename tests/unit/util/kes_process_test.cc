@@ -1,0 +1,305 @@
+// Shell commands, programs run without a shell, and what their status means.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_process.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+namespace {
+class Process : public testing::Test {
+protected:
+  void SetUp() override {
+    char *argv[] = {const_cast<char *>("/usr/bin/tproc"), nullptr};
+    kes_set_full_cmdname(argv);
+    char tmpl[] = "/tmp/kes_process_test.XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    dir = tmpl;
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + dir + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  bool exists(const std::string &name) {
+    struct stat st;
+    return stat((dir + "/" + name).c_str(), &st) == 0;
+  }
+  std::string dir;
+};
+
+// Owns an error so that a failing assertion does not leak it.
+struct Err {
+  explicit Err(Kes_err *e) : err(e) {}
+  ~Err() { delete err; }
+  Kes_err *err;
+  int code() const { return err ? err->code : 0; }
+  std::string text() const { return err ? err->text : "(no error)"; }
+};
+
+// Runs fn in a child process as the user nobody, limited to no further
+// processes, so that vfork fails.  Returns what the child wrote on stderr, or
+// skips when this process may not change its user.
+std::string run_without_processes(void (*fn)()) {
+  int fds[2];
+  if (pipe(fds) < 0) return "pipe failed";
+  pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fds[1], 2);
+    close(fds[0]);
+    struct rlimit none = {0, 0};
+    if (setgid(65534) < 0 || setuid(65534) < 0 || setrlimit(RLIMIT_NPROC, &none) < 0) _exit(77);
+    fn();
+    fflush(stderr);
+    _exit(0);
+  }
+  close(fds[1]);
+  std::string out;
+  char buf[512];
+  ssize_t n;
+  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
+  close(fds[0]);
+  int status;
+  waitpid(pid, &status, 0);
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 77) return "skip";
+  return out;
+}
+}  // namespace
+
+TEST_F(Process, ShellStatusesAreDecoded) {
+  int rc = -1;
+  Err ok(kes_system_with_rc_no_quoting("exit 0", &rc));
+  EXPECT_EQ(ok.err, nullptr);
+  EXPECT_EQ(rc, 0);
+
+  Err three(kes_system_with_rc_no_quoting("exit 3", &rc));
+  EXPECT_EQ(three.code(), 2012);
+  EXPECT_EQ(three.text(), "tproc: Command \"exit 3\"\nexited with status 3  (Error 2012)\n");
+  EXPECT_EQ(rc, 3);
+
+  // 127 is the shell's "not found", whatever the real reason was.
+  Err missing(kes_system_with_rc_no_quoting("exit 127", &rc));
+  EXPECT_EQ(missing.code(), 2010);
+  EXPECT_EQ(missing.text(),
+            "tproc: Command \"exit 127\"\nfailed, could not execute the shell, /bin/sh"
+            "  (Error 2010)\n");
+
+  // The shell itself killed.
+  Err shell_killed(kes_system_with_rc_no_quoting("kill -9 $$", &rc));
+  EXPECT_EQ(shell_killed.code(), 2009);
+  EXPECT_EQ(shell_killed.text(),
+            "tproc: Command \"kill -9 $$\"\nfailed, /bin/sh killed by signal 9  (Error 2009)\n");
+  EXPECT_EQ(rc, 0);
+
+  // A child of the shell killed: the shell exits with 128 + the signal.
+  const char *child = "/bin/sh -c 'kill -TERM $$'; exit $?";
+  Err child_killed(kes_system_with_rc_no_quoting(child, &rc));
+  EXPECT_EQ(child_killed.code(), 2011);
+  EXPECT_EQ(child_killed.text(),
+            std::string("tproc: Command \"") + child + "\"\nkilled by signal 15  (Error 2011)\n");
+
+  // No shell ran at all.
+  Err none(kes_decode_sh_wait(-1, "x", &rc));
+  EXPECT_EQ(none.code(), 2010);
+  EXPECT_EQ(rc, 0);
+}
+
+TEST_F(Process, SystemQuotesMetacharactersButKeepsWords) {
+  std::string cmd = "touch " + dir + "/a;touch " + dir + "/b";
+  Err quoted(kes_system(cmd.c_str()));
+  EXPECT_EQ(quoted.err, nullptr) << quoted.text();
+  // One touch with two names: "a;touch" and "b".
+  EXPECT_TRUE(exists("a;touch"));
+  EXPECT_TRUE(exists("b"));
+  EXPECT_FALSE(exists("a"));
+
+  std::string plain = "touch " + dir + "/c;touch " + dir + "/d";
+  Err unquoted(kes_system_no_quoting(plain.c_str()));
+  EXPECT_EQ(unquoted.err, nullptr) << unquoted.text();
+  EXPECT_TRUE(exists("c"));
+  EXPECT_TRUE(exists("d"));
+
+  // The message names the command as the caller gave it.
+  std::string failing = "ls " + dir + "/nothing>x";
+  int rc = -1;
+  Err err(kes_system_with_rc(failing.c_str(), &rc));
+  EXPECT_EQ(err.code(), 2012);
+  EXPECT_NE(err.text().find("Command \"" + failing + "\"\nexited with status"), std::string::npos);
+  EXPECT_NE(rc, 0);
+  EXPECT_FALSE(exists("x"));
+}
+
+TEST_F(Process, PcloseStatusIsDecoded) {
+  FILE *fp = popen("echo hello", "r");
+  ASSERT_NE(fp, nullptr);
+  char line[64] = "";
+  ASSERT_NE(fgets(line, sizeof line, fp), nullptr);
+  EXPECT_STREQ(line, "hello\n");
+  Err ok(kes_pclose(fp, "echo hello"));
+  EXPECT_EQ(ok.err, nullptr);
+
+  fp = popen("exit 5", "r");
+  ASSERT_NE(fp, nullptr);
+  int rc = 0;
+  Err five(kes_pclose_with_rc(fp, "exit 5", &rc));
+  EXPECT_EQ(five.code(), 2012);
+  EXPECT_EQ(five.text(), "tproc: Command \"exit 5\"\nexited with status 5  (Error 2012)\n");
+  EXPECT_EQ(rc, 5);
+}
+
+TEST_F(Process, ExecuteReportsExitStatusAndSignal) {
+  char *true_argv[] = {const_cast<char *>("true"), nullptr};
+  int rc = -1;
+  Err ok(kes_execute_cmd_with_rc("/bin/true", true_argv, &rc));
+  EXPECT_EQ(ok.err, nullptr);
+  EXPECT_EQ(rc, 0);
+
+  char *exit3[] = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"),
+                   const_cast<char *>("exit 3"), nullptr};
+  Err three(kes_execute_cmd_with_rc("/bin/sh", exit3, &rc));
+  EXPECT_EQ(three.code(), 2012);
+  EXPECT_EQ(three.text(),
+            "tproc: Command \"/bin/sh -c exit 3\"\nexited with status 3  (Error 2012)\n");
+  EXPECT_EQ(rc, 3);
+
+  char *killed[] = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"),
+                    const_cast<char *>("kill -KILL $$"), nullptr};
+  Err sig(kes_execute_cmd_with_rc("/bin/sh", killed, &rc));
+  EXPECT_EQ(sig.code(), 2011);
+  EXPECT_EQ(sig.text(),
+            "tproc: Command \"/bin/sh -c kill -KILL $$\"\nkilled by signal 9  (Error 2011)\n");
+  EXPECT_EQ(rc, 0);
+
+  // The plain form gives the same error.
+  Err plain(kes_execute_cmd("/bin/sh", exit3));
+  EXPECT_EQ(plain.code(), 2012);
+}
+
+TEST_F(Process, ExecFailureIsReportedByChildAndParent) {
+  char *argv[] = {const_cast<char *>("prog"), nullptr};
+  int rc = 0;
+  std::string path = dir + "/no-such-program";
+  CaptureStderr();
+  Err err(kes_execute_cmd_with_rc(path.c_str(), argv, &rc));
+  std::string child_said = GetCapturedStderr();
+  EXPECT_EQ(child_said, "tproc: Execv of \"" + path +
+                            "\" failed  (Error 1028) - No such file or directory"
+                            "  (System error 2)\n");
+  EXPECT_EQ(err.code(), 1028);
+  EXPECT_EQ(err.text(), "tproc: Execv of \"" + path + "\" failed  (Error 1028)\n");
+  EXPECT_EQ(rc, 127);
+
+  // A file that is not a program: permission denied.
+  std::string text = dir + "/text";
+  FILE *f = fopen(text.c_str(), "w");
+  ASSERT_NE(f, nullptr);
+  fputs("not a program\n", f);
+  fclose(f);
+  CaptureStderr();
+  Err denied(kes_execute_cmd(text.c_str(), argv));
+  EXPECT_NE(GetCapturedStderr().find("(Error 1028) - Permission denied  (System error 13)"),
+            std::string::npos);
+  EXPECT_EQ(denied.code(), 1028);
+}
+
+TEST_F(Process, LongCommandLineIsCutAtWordBoundary) {
+  // "/bin/sh -c exit 3 " is 18 bytes; the last word brings the line to 924.
+  std::string word(924 - 18, 'w');
+  std::vector<char *> argv = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"),
+                              const_cast<char *>("exit 3"), &word[0], nullptr};
+  Err fits(kes_execute_cmd("/bin/sh", argv.data()));
+  EXPECT_EQ(fits.text(), "tproc: Command \"/bin/sh -c exit 3 " + word +
+                             "\"\nexited with status 3  (Error 2012)\n");
+
+  std::string longer = word + "w";
+  argv[3] = &longer[0];
+  Err cut(kes_execute_cmd("/bin/sh", argv.data()));
+  EXPECT_EQ(cut.text(), "tproc: Command \"/bin/sh -c exit 3 ...\"\nexited with status 3"
+                        "  (Error 2012)\n");
+}
+
+TEST_F(Process, BackgroundStartGivesPid) {
+  std::string mark = dir + "/mark";
+  std::string script = "echo started > " + mark + "; exit 4";
+  char *argv[] = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"), &script[0], nullptr};
+  long pid = 0;
+  Err err(kes_execute_cmd_bg("/bin/sh", argv, &pid));
+  ASSERT_EQ(err.err, nullptr);
+  ASSERT_GT(pid, 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(static_cast<pid_t>(pid), &status, 0), pid);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 4);
+  EXPECT_TRUE(exists("mark"));
+
+  int rc = 0;
+  Err decoded(kes_decode_wait(status, "/bin/sh", argv, &rc));
+  EXPECT_EQ(decoded.code(), 2012);
+  EXPECT_EQ(rc, 4);
+}
+
+TEST_F(Process, WaitFailureIsError1029) {
+  // With SIGCHLD ignored the child is reaped by the system, and waitpid fails.
+  struct sigaction ignore = {}, old = {};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(SIGCHLD, &ignore, &old);
+  char *argv[] = {const_cast<char *>("true"), nullptr};
+  Err err(kes_execute_cmd("/bin/true", argv));
+  sigaction(SIGCHLD, &old, nullptr);
+  EXPECT_EQ(err.code(), 1029);
+  EXPECT_EQ(err.text(), "tproc: Waitpid failed  (Error 1029) - No child processes"
+                        "  (System error 10)\n");
+}
+
+TEST_F(Process, VforkFailureIsReported) {
+  std::string said = run_without_processes([] {
+    char *argv[] = {const_cast<char *>("true"), nullptr};
+    long pid = 99;
+    Kes_err *err = kes_execute_cmd_bg("/bin/true", argv, &pid);
+    if (err) err->print();
+    delete err;
+    if (pid != -1) fputs("pid was not -1\n", stderr);
+    KesGCommand cmd("echo hi");
+    if (cmd.invoke() != -1) fputs("invoke did not give -1\n", stderr);
+  });
+  if (said == "skip") GTEST_SKIP() << "cannot change to the user nobody";
+  EXPECT_EQ(said,
+            "tproc: Cannot start command \"/bin/true\" because vfork failed  (Error 1032)"
+            " - Resource temporarily unavailable  (System error 11)\n"
+            "Cannot start command \"echo hi\" because vfork failed\n");
+}
+
+TEST_F(Process, CommandRunsShellWithoutWaiting) {
+  std::string mark = dir + "/cmd";
+  std::string text = "echo $0 > " + mark + "; exit 7";
+  KesCommand cmd(text.c_str());
+  EXPECT_EQ(std::string(cmd.get_text()), text);
+  long pid = cmd.invoke();
+  ASSERT_GT(pid, 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(static_cast<pid_t>(pid), &status, 0), pid);
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+  FILE *f = fopen(mark.c_str(), "r");
+  ASSERT_NE(f, nullptr);
+  char line[64] = "";
+  EXPECT_NE(fgets(line, sizeof line, f), nullptr);
+  fclose(f);
+  EXPECT_STREQ(line, "/bin/sh\n");
+
+  // A text longer than the buffer is cut, not overrun.
+  std::string huge(5000, 'x');
+  KesCommand big(huge.c_str());
+  EXPECT_EQ(std::string(big.get_text()), huge.substr(0, 4095));
+}
