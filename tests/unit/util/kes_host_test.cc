@@ -1,0 +1,110 @@
+// The user, the host, the time zone and the string formatter.
+#include <gtest/gtest.h>
+
+#include <pwd.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_init.h"
+
+TEST(Host, HostnameIsTheNodeName) {
+  struct utsname u;
+  ASSERT_EQ(uname(&u), 0);
+  const char *name = kes_hostname();
+  ASSERT_NE(name, nullptr);
+  EXPECT_STREQ(name, u.nodename);
+  EXPECT_EQ(kes_hostname(), name);  // kept, not looked up again
+}
+
+TEST(Host, UserFromPasswordDatabase) {
+  struct passwd *pw = getpwuid(getuid());
+  ASSERT_NE(pw, nullptr);
+  std::string login = pw->pw_name, home = pw->pw_dir;
+  EXPECT_EQ(std::string(kes_get_user(0, 1)), login);
+  EXPECT_EQ(std::string(kes_get_user(1, 0)), login.substr(0, 32));
+  char name[1024] = "x", dir[1024] = "x";
+  Kes_err *err = kes_get_user(name, dir);
+  EXPECT_EQ(err, nullptr);
+  delete err;
+  EXPECT_EQ(std::string(name), login);
+  EXPECT_EQ(std::string(dir), home);
+  // Either buffer may be left out.
+  err = kes_get_user(nullptr, dir);
+  EXPECT_EQ(err, nullptr);
+  delete err;
+}
+
+TEST(Host, UserWithoutEntry) {
+  const uid_t stranger = 54321;
+  if (getpwuid(stranger)) GTEST_SKIP() << "uid 54321 has an entry here";
+  char *argv[] = {const_cast<char *>("thost"), nullptr};
+  kes_set_full_cmdname(argv);
+  kes_get_user(0, 0);  // fill the cache for the present user first
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    close(fds[0]);
+    if (setuid(stranger) < 0) _exit(77);
+    std::string report;
+    report += kes_get_user(0, 0) ? "named" : "null";
+    report += std::string(" ") + kes_get_user(1, 1) + "\n";
+    char name[1024] = "untouched";
+    Kes_err *err = kes_get_user(name, nullptr);
+    report += err ? err->text : "no error\n";
+    report += std::string(name) + "\n";
+    delete err;
+    if (write(fds[1], report.data(), report.size()) < 0) _exit(1);
+    _exit(0);
+  }
+  close(fds[1]);
+  std::string out;
+  char buf[256];
+  ssize_t n;
+  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
+  close(fds[0]);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "cannot change the user";
+  EXPECT_EQ(out,
+            "null Unknown\n"
+            "thost: Could not get username for uid 54321  (Error 2007)\n"
+            "untouched\n");
+}
+
+TEST(Host, TimezoneNamesDaylightWhenItHasOne) {
+  const char *old = getenv("TZ");
+  std::string saved = old ? old : "";
+  setenv("TZ", "EST5EDT", 1);
+  EXPECT_STREQ(kes_get_timezone(), "EDT");
+  setenv("TZ", "JST-9", 1);
+  EXPECT_STREQ(kes_get_timezone(), "JST");
+  setenv("TZ", "UTC0", 1);
+  EXPECT_STREQ(kes_get_timezone(), "UTC");
+  if (old) setenv("TZ", saved.c_str(), 1); else unsetenv("TZ");
+  tzset();
+}
+
+TEST(Host, SprintfWithMallocJoinsStrings) {
+  char *s = sprintf_with_malloc("%s/%s/T.%s.XXXXXX", "/ws/Brindle_wsdata", "backup/files",
+                                "main.c", static_cast<char *>(nullptr));
+  EXPECT_STREQ(s, "/ws/Brindle_wsdata/backup/files/T.main.c.XXXXXX");
+  free(s);
+  s = sprintf_with_malloc("no arguments %%", static_cast<char *>(nullptr));
+  EXPECT_STREQ(s, "no arguments %");
+  free(s);
+  // Empty arguments and a long one.
+  std::string big(10000, 'b');
+  s = sprintf_with_malloc("[%s%s]", "", big.c_str(), static_cast<char *>(nullptr));
+  EXPECT_EQ(std::string(s), "[" + big + "]");
+  free(s);
+}

@@ -1,0 +1,179 @@
+// Interval timers and the heartbeat.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "util/kes_timing.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStderr;
+using testing::internal::GetCapturedStdout;
+
+namespace {
+void sleep_ms(long ms) {
+  struct timespec ts = {ms / 1000, (ms % 1000) * 1000000};
+  while (nanosleep(&ts, &ts) < 0) {
+  }
+}
+
+struct State {
+  int flags, count, sec, usec;
+};
+State state(const Kes_timing &t) { return {t.flags, t.count, t.total_sec, t.total_usec}; }
+bool same(const State &a, const State &b) {
+  return a.flags == b.flags && a.count == b.count && a.sec == b.sec && a.usec == b.usec;
+}
+}  // namespace
+
+TEST(Timing, NullTimerDoesNothing) {
+  Kes_timing *none = nullptr;
+  CaptureStdout();
+  CaptureStderr();
+  Kes_timing::start(none);
+  Kes_timing::suspend(none);
+  Kes_timing::cont(none);
+  Kes_timing::stop(none);
+  Kes_timing::add_to_total(none, timeval{1, 0});
+  Kes_timing::print(none);
+  EXPECT_EQ(GetCapturedStderr(), "");
+  EXPECT_EQ(GetCapturedStdout(), "");
+}
+
+TEST(Timing, MeasuresRunningTimeOnly) {
+  Kes_timing t("    To copy files:");
+  Kes_timing::start(&t);
+  sleep_ms(30);
+  Kes_timing::suspend(&t);
+  sleep_ms(200);  // not counted
+  Kes_timing::cont(&t);
+  sleep_ms(30);
+  Kes_timing::stop(&t);
+  EXPECT_EQ(t.flags, 0);
+  EXPECT_EQ(t.count, 1);
+  long usec = t.total_sec * 1000000L + t.total_usec;
+  EXPECT_GE(usec, 60000);
+  EXPECT_LT(usec, 230000);  // the suspended 200 ms are left out
+  EXPECT_LT(t.total_usec, 1000000);
+
+  Kes_timing::start(&t);
+  Kes_timing::stop(&t);
+  EXPECT_EQ(t.count, 2);
+}
+
+TEST(Timing, WrongSequencesWarnAndChangeNothing) {
+  Kes_timing t("lbl");
+  auto expect_warning = [&t](void (*op)(Kes_timing *), const std::string &text) {
+    State before = state(t);
+    CaptureStderr();
+    op(&t);
+    EXPECT_EQ(GetCapturedStderr(), "Warning: " + text + " timer: lbl\n");
+    EXPECT_TRUE(same(before, state(t))) << text;
+  };
+  // Stopped.
+  expect_warning(Kes_timing::stop, "stopping a stopped");
+  expect_warning(Kes_timing::suspend, "suspending a non-running");
+  expect_warning(Kes_timing::cont, "continuing a non-suspended");
+  // Running.
+  Kes_timing::start(&t);
+  expect_warning(Kes_timing::start, "starting a running");
+  expect_warning(Kes_timing::cont, "continuing a running");
+  expect_warning(Kes_timing::print, "printing a running");
+  // Suspended.
+  Kes_timing::suspend(&t);
+  ASSERT_EQ(t.flags, Kes_timing::SUSPENDED);
+  expect_warning(Kes_timing::start, "starting a suspended");
+  expect_warning(Kes_timing::suspend, "suspending a suspended");
+  expect_warning(Kes_timing::stop, "stopping a suspended");
+  EXPECT_EQ(t.count, 0);
+}
+
+TEST(Timing, PrintFormatAndTotals) {
+  Kes_timing t("  To execute actions:");
+  Kes_timing::add_to_total(&t, timeval{1, 700000});
+  Kes_timing::add_to_total(&t, timeval{1, 300005});
+  EXPECT_EQ(t.total_sec, 3);
+  EXPECT_EQ(t.total_usec, 5);
+  t.count = 12;
+  CaptureStdout();
+  Kes_timing::print(&t);
+  // The label is padded to 40 columns.
+  EXPECT_EQ(GetCapturedStdout(), "  To execute actions:" + std::string(40 - 21, ' ') +
+                                     "    3 sec 000005 usec, count =    12\n");
+}
+
+TEST(Timing, CreatedOnlyWhenAskedFor) {
+  unsetenv("BRINDLE_TIMING");
+  EXPECT_EQ(kes_timing_create("x"), nullptr);
+  setenv("BRINDLE_TIMING", "", 1);
+  Kes_timing *t = kes_timing_create("x");
+  ASSERT_NE(t, nullptr);
+  EXPECT_STREQ(t->label, "x");
+  EXPECT_EQ(t->count, 0);
+  delete t;
+  unsetenv("BRINDLE_TIMING");
+}
+
+namespace {
+// The alarm set by kes_heartbeat_enable, in seconds; 0 for none.  Cancels it.
+unsigned pending_alarm() { return alarm(0); }
+
+void (*alarm_handler())(int) {
+  struct sigaction sa;
+  sigaction(SIGALRM, nullptr, &sa);
+  return sa.sa_handler;
+}
+}  // namespace
+
+TEST(Heartbeat, EnvironmentChoosesTheInterval) {
+  signal(SIGALRM, SIG_DFL);
+  unsetenv("KES_TEST_BEAT");
+  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
+  EXPECT_EQ(pending_alarm(), 7u);
+  kes_heartbeat_disable();
+
+  setenv("KES_TEST_BEAT", "3", 1);
+  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
+  EXPECT_EQ(pending_alarm(), 3u);
+  kes_heartbeat_disable();
+
+  // A negative value means the caller's default.
+  setenv("KES_TEST_BEAT", "-5", 1);
+  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
+  EXPECT_EQ(pending_alarm(), 7u);
+  kes_heartbeat_disable();
+  EXPECT_EQ(alarm_handler(), SIG_IGN);
+
+  // Without a variable name only the default counts.
+  kes_heartbeat_enable(4, nullptr, "%f\n");
+  EXPECT_EQ(pending_alarm(), 4u);
+  kes_heartbeat_disable();
+}
+
+TEST(Heartbeat, ZeroTurnsItOff) {
+  signal(SIGALRM, SIG_DFL);
+  setenv("KES_TEST_BEAT", "0", 1);
+  kes_heartbeat_enable(60, "KES_TEST_BEAT", "%f\n");
+  EXPECT_EQ(pending_alarm(), 0u);
+  EXPECT_EQ(alarm_handler(), SIG_DFL);  // no handler installed
+  kes_heartbeat_disable();
+  unsetenv("KES_TEST_BEAT");
+}
+
+TEST(Heartbeat, PrintsElapsedMinutes) {
+  setenv("KES_TEST_BEAT", "1", 1);
+  CaptureStdout();
+  kes_heartbeat_enable(60, "KES_TEST_BEAT", "alive %.4f minutes\n");
+  sleep_ms(2500);  // two beats; the sleep resumes after each
+  kes_heartbeat_disable();
+  fflush(stdout);
+  std::string out = GetCapturedStdout();
+  unsetenv("KES_TEST_BEAT");
+  EXPECT_EQ(out.substr(0, 42), "alive 0.0167 minutes\nalive 0.0333 minutes\n");
+}
