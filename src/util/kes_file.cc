@@ -1,0 +1,187 @@
+// Copying files and links, and creating directory trees.
+#include "util/kes_file.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+#include "util/kes_timing.h"
+
+namespace {
+// The source is mapped and written this much at a time.
+const off_t kCopyWindow = 0x40000;
+
+Kes_err *copy_contents(const char *to, const char *from, int in, off_t size, int out) {
+  if (size == 0) return nullptr;
+  size_t first = static_cast<size_t>(size < kCopyWindow ? size : kCopyWindow);
+  void *base = mmap(nullptr, first, PROT_READ, MAP_SHARED, in, 0);
+  if (base == MAP_FAILED)
+    return (new Kes_err)->format_msg(1030, errno, UTIL_MSG(320, "Mmap of \"%s\" failed"), from);
+  Kes_err *err = nullptr;
+  for (off_t offset = 0; offset < size;) {
+    size_t window = static_cast<size_t>(size - offset < kCopyWindow ? size - offset : kCopyWindow);
+    if (offset > 0 &&
+        mmap(base, window, PROT_READ, MAP_SHARED | MAP_FIXED, in, offset) == MAP_FAILED) {
+      err = (new Kes_err)->format_msg(1030, errno, UTIL_MSG(320, "Mmap of \"%s\" failed"), from);
+      break;
+    }
+    errno = 0;
+    ssize_t n = write(out, base, window);
+    if (n != static_cast<ssize_t>(window)) {
+      // A short write sets no errno: the disk is full as a rule.
+      if (errno == 0)
+        err = (new Kes_err)->format_msg(
+            1008, 0, UTIL_MSG(321, "Write to \"%s\" failed; maybe no space left on device"), to);
+      else
+        err = (new Kes_err)->format_msg(1008, errno, UTIL_MSG(322, "Write to \"%s\" failed"), to);
+      break;
+    }
+    offset += static_cast<off_t>(window);
+  }
+  munmap(base, first);
+  return err;
+}
+}  // namespace
+
+Kes_err *kes_copy_file(const char *to, const char *from) {
+  Kes_timing::start(kes_time_copy_file);
+  Kes_err *err = nullptr;
+  int in = open(from, O_RDONLY | O_CLOEXEC);
+  if (in < 0) {
+    err = (new Kes_err)->format_msg(1001, errno,
+                                    UTIL_MSG(323, "Open of \"%s\" for reading failed"), from);
+    Kes_timing::stop(kes_time_copy_file);
+    return err;
+  }
+  struct stat st;
+  int out = -1;
+  if (fstat(in, &st) < 0) {
+    err = (new Kes_err)->format_msg(1002, errno, UTIL_MSG(324, "Fstat of \"%s\" failed"), from);
+  } else if ((out = creat(to, st.st_mode & 0xfff)) < 0) {
+    err = (new Kes_err)->format_msg(1005, errno, UTIL_MSG(325, "Create of \"%s\" failed"), to);
+  } else {
+    err = copy_contents(to, from, in, st.st_size, out);
+  }
+  close(in);
+  if (out >= 0) {
+    if (close(out) < 0 && !err)
+      err = (new Kes_err)->format_msg(1009, errno, UTIL_MSG(326, "Close of \"%s\" failed"), to);
+    if (err) unlink(to);
+  }
+  Kes_timing::stop(kes_time_copy_file);
+  return err;
+}
+
+Kes_err *kes_copy_link(const char *to, const char *from) {
+  char text[PATH_MAX + 1];
+  ssize_t n = readlink(from, text, sizeof text - 1);
+  if (n < 0)
+    return (new Kes_err)->format_msg(1011, errno, UTIL_MSG(327, "Readlink of \"%s\" failed "),
+                                     from);
+  text[n] = '\0';
+  if (symlink(text, to) < 0)
+    return (new Kes_err)->format_msg(1012, errno, UTIL_MSG(328, "Symlink(\"%s\", \"%s\") failed"),
+                                     text, to);
+  return nullptr;
+}
+
+namespace {
+// Directories known to exist, for the whole process.
+Kes_str_int_hash *known_dirs() {
+  static Kes_str_int_hash *known = new Kes_str_int_hash(0);
+  return known;
+}
+
+void remember_dir(const char *dir) {
+  char *key = strdup(dir);
+  if (!key) kes_new_handler();
+  if (known_dirs()->insert(key, 1)) free(key);
+}
+
+Kes_err *mkdir_failed(const char *dir) {
+  return (new Kes_err)->format_msg(1013, errno, UTIL_MSG(329, "Mkdir of \"%s\" failed"), dir);
+}
+
+// The directory part of path: "." without a "/", "/" for a name just below it.
+std::string parent_of(const char *path) {
+  std::string p(path);
+  while (p.size() > 1 && p.back() == '/') p.pop_back();
+  size_t slash = p.rfind('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return p.substr(0, slash);
+}
+}  // namespace
+
+Kes_err *kes_create_dirs(const char *dir) {
+  if (strcmp(dir, ".") == 0 || strcmp(dir, "/") == 0) return nullptr;
+  if (known_dirs()->lookup(dir)) return nullptr;
+  if (mkdir(dir, 0777) < 0 && errno != EEXIST) {
+    if (errno != ENOENT) return mkdir_failed(dir);
+    Kes_err *err = kes_create_dirs(parent_of(dir).c_str());
+    if (err) return err;
+    if (mkdir(dir, 0777) < 0 && errno != EEXIST) return mkdir_failed(dir);
+  }
+  remember_dir(dir);
+  return nullptr;
+}
+
+Kes_err *kes_create_file_dirs(const char *file) { return kes_create_dirs(parent_of(file).c_str()); }
+
+// At least one, so that the descriptor just opened is never the one closed.
+Kes_dirfd_cache::Kes_dirfd_cache(int limit_)
+    : Kes_str_int_hash(-1), limit(limit_ < 1 ? 1 : limit_), names(new Kes_strlist) {}
+
+Kes_dirfd_cache::~Kes_dirfd_cache() {
+  for (Kes_listelem *e = names->head.next; e != &names->head; e = e->next) {
+    int fd = lookup(static_cast<char *>(e->data));
+    if (fd >= 0) close(fd);
+  }
+  delete names;
+}
+
+Kes_err *Kes_dirfd_cache::get_dir_fd(const char *path, int *fd) {
+  int known = lookup(path);
+  if (known != -1) {
+    *fd = known;
+    return nullptr;
+  }
+  int opened = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (opened < 0) {
+    if (errno != ENOENT && errno != ENOTDIR) {
+      *fd = -1;
+      return (new Kes_err)->format_msg(1001, errno,
+                                       UTIL_MSG(323, "Open of \"%s\" for reading failed"), path);
+    }
+    opened = -2;
+  }
+  char *key = strdup(path);
+  if (!key) kes_new_handler();
+  insert(key, opened);
+  names->add_new_copy(key);
+  trim_cache();
+  *fd = opened;
+  return nullptr;
+}
+
+void Kes_dirfd_cache::trim_cache() {
+  while (names->count > limit) {
+    Kes_listelem *oldest = names->head.next;
+    const char *name = static_cast<char *>(oldest->data);
+    int fd = lookup(name);
+    if (fd >= 0) close(fd);
+    remove(name);
+    names->delete_elem(oldest);
+  }
+}

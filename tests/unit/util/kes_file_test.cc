@@ -1,0 +1,330 @@
+// Copying files and links, creating directory trees, the directory descriptor
+// cache.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_file.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "util/kes_timing.h"
+
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+namespace {
+class FileTest : public testing::Test {
+protected:
+  void SetUp() override {
+    char *argv[] = {const_cast<char *>("tfile"), nullptr};
+    kes_set_full_cmdname(argv);
+    old_mask = umask(0);  // as the programs run
+    char tmpl[] = "/tmp/kes_file_test.XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    dir = tmpl;
+  }
+  void TearDown() override {
+    umask(old_mask);
+    std::string cmd = "rm -rf '" + dir + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  std::string path(const std::string &name) const { return dir + "/" + name; }
+
+  void write_file(const std::string &name, const std::string &data, mode_t mode) {
+    std::string p = path(name);
+    int fd = open(p.c_str(), O_WRONLY | O_CREAT | O_TRUNC, mode);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write(fd, data.data(), data.size()), static_cast<ssize_t>(data.size()));
+    ASSERT_EQ(fchmod(fd, mode), 0);
+    close(fd);
+  }
+  std::string read_file(const std::string &name) {
+    FILE *f = fopen(path(name).c_str(), "rb");
+    if (!f) return "(missing)";
+    std::string out;
+    char buf[65536];
+    size_t n;
+    while ((n = fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+    fclose(f);
+    return out;
+  }
+  bool exists(const std::string &name) {
+    struct stat st;
+    return lstat(path(name).c_str(), &st) == 0;
+  }
+  mode_t mode_of(const std::string &name) {
+    struct stat st;
+    return stat(path(name).c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+  }
+
+  std::string dir;
+  mode_t old_mask = 022;
+};
+
+struct Err {
+  explicit Err(Kes_err *e) : err(e) {}
+  ~Err() { delete err; }
+  Kes_err *err;
+  int code() const { return err ? err->code : 0; }
+  std::string text() const { return err ? err->text : "(no error)"; }
+};
+
+// Bytes that differ at every offset, so a misplaced window shows.
+std::string pattern(size_t size) {
+  std::string s(size, '\0');
+  unsigned x = 12345;
+  for (size_t i = 0; i < size; i++) {
+    x = x * 1103515245u + 12345u;
+    s[i] = static_cast<char>(x >> 16);
+  }
+  return s;
+}
+
+bool fd_open(int fd) { return fcntl(fd, F_GETFD) != -1; }
+}  // namespace
+
+TEST_F(FileTest, CopyKeepsModeAndBytes) {
+  write_file("empty", "", 0640);
+  EXPECT_EQ(Err(kes_copy_file(path("empty.copy").c_str(), path("empty").c_str())).err, nullptr);
+  EXPECT_TRUE(exists("empty.copy"));
+  EXPECT_EQ(read_file("empty.copy"), "");
+  EXPECT_EQ(mode_of("empty.copy"), 0640u);
+
+  // Sizes around the 256 KB window, and several windows with a short last one.
+  const size_t window = 0x40000;
+  for (size_t size : {size_t(1), window - 1, window, window + 1, 4 * window + 17}) {
+    std::string data = pattern(size);
+    write_file("src", data, 04755);
+    std::string to = "copy." + std::to_string(size);
+    Err err(kes_copy_file(path(to).c_str(), path("src").c_str()));
+    EXPECT_EQ(err.err, nullptr) << err.text();
+    EXPECT_TRUE(read_file(to) == data) << "size " << size;
+    EXPECT_EQ(mode_of(to), 04755u) << "size " << size;
+  }
+
+  // An existing, longer target is replaced.
+  write_file("short", "new", 0600);
+  write_file("long", "old old old old", 0644);
+  EXPECT_EQ(Err(kes_copy_file(path("long").c_str(), path("short").c_str())).err, nullptr);
+  EXPECT_EQ(read_file("long"), "new");
+}
+
+TEST_F(FileTest, CopyRunsUnderItsTimer) {
+  Kes_timing timer("    To copy files:");
+  kes_time_copy_file = &timer;
+  write_file("a", "abc", 0644);
+  CaptureStderr();
+  Err ok(kes_copy_file(path("b").c_str(), path("a").c_str()));
+  Err missing(kes_copy_file(path("c").c_str(), path("nothing").c_str()));
+  Err no_dir(kes_copy_file(path("no/dir").c_str(), path("a").c_str()));
+  kes_time_copy_file = nullptr;
+  EXPECT_EQ(GetCapturedStderr(), "");  // every path stops the timer once
+  EXPECT_EQ(timer.count, 3);
+  EXPECT_EQ(timer.flags, 0);
+}
+
+TEST_F(FileTest, CopyFailuresNameTheFileAndLeaveNoTarget) {
+  Err missing(kes_copy_file(path("to").c_str(), path("nothing").c_str()));
+  EXPECT_EQ(missing.code(), 1001);
+  EXPECT_EQ(missing.text(), "tfile: Open of \"" + path("nothing") +
+                                "\" for reading failed  (Error 1001) - No such file or"
+                                " directory  (System error 2)\n");
+  EXPECT_FALSE(exists("to"));
+
+  write_file("src", "data", 0644);
+  Err no_dir(kes_copy_file(path("no/to").c_str(), path("src").c_str()));
+  EXPECT_EQ(no_dir.code(), 1005);
+  EXPECT_EQ(no_dir.text(), "tfile: Create of \"" + path("no/to") +
+                               "\" failed  (Error 1005) - No such file or directory"
+                               "  (System error 2)\n");
+
+  // A directory opens and has a size, but cannot be mapped.
+  ASSERT_EQ(mkdir(path("d").c_str(), 0755), 0);
+  write_file("d/entry", "x", 0644);
+  struct stat st;
+  ASSERT_EQ(stat(path("d").c_str(), &st), 0);
+  if (st.st_size > 0) {
+    Err map(kes_copy_file(path("from-dir").c_str(), path("d").c_str()));
+    EXPECT_EQ(map.code(), 1030);
+    EXPECT_EQ(map.text().find("tfile: Mmap of \"" + path("d") + "\" failed  (Error 1030) - "), 0u)
+        << map.text();
+    EXPECT_FALSE(exists("from-dir"));
+  }
+}
+
+TEST_F(FileTest, CopyToFullDeviceFails) {
+  // The target is a link to the full device: creat succeeds, write fails, and
+  // what is removed afterwards is the link.
+  ASSERT_EQ(symlink("/dev/full", path("full").c_str()), 0);
+  write_file("src", pattern(1000), 0644);
+  Err err(kes_copy_file(path("full").c_str(), path("src").c_str()));
+  EXPECT_EQ(err.code(), 1008);
+  EXPECT_EQ(err.text(), "tfile: Write to \"" + path("full") +
+                            "\" failed  (Error 1008) - No space left on device"
+                            "  (System error 28)\n");
+  EXPECT_FALSE(exists("full"));
+  struct stat st;
+  EXPECT_EQ(stat("/dev/full", &st), 0);
+}
+
+TEST_F(FileTest, CopyToFullFileSystemFails) {
+  ASSERT_EQ(mkdir(path("small").c_str(), 0755), 0);
+  if (mount("tmpfs", path("small").c_str(), "tmpfs", 0, "size=64k") < 0)
+    GTEST_SKIP() << "cannot mount a small file system here: " << strerror(errno);
+  write_file("big", pattern(1024 * 1024 + 17), 0644);
+  Err err(kes_copy_file(path("small/big").c_str(), path("big").c_str()));
+  bool left = exists("small/big");
+  umount2(path("small").c_str(), MNT_DETACH);
+  // The first window is written in part: a short write without errno.
+  EXPECT_EQ(err.code(), 1008);
+  EXPECT_EQ(err.text(), "tfile: Write to \"" + path("small/big") +
+                            "\" failed; maybe no space left on device  (Error 1008)\n");
+  EXPECT_FALSE(left);
+}
+
+TEST_F(FileTest, CopyLink) {
+  ASSERT_EQ(symlink("../elsewhere/file name", path("link").c_str()), 0);
+  EXPECT_EQ(Err(kes_copy_link(path("copy").c_str(), path("link").c_str())).err, nullptr);
+  char text[256];
+  ssize_t n = readlink(path("copy").c_str(), text, sizeof text);
+  ASSERT_GT(n, 0);
+  EXPECT_EQ(std::string(text, static_cast<size_t>(n)), "../elsewhere/file name");
+
+  Err exists_already(kes_copy_link(path("copy").c_str(), path("link").c_str()));
+  EXPECT_EQ(exists_already.code(), 1012);
+  EXPECT_EQ(exists_already.text(), "tfile: Symlink(\"../elsewhere/file name\", \"" +
+                                       path("copy") +
+                                       "\") failed  (Error 1012) - File exists"
+                                       "  (System error 17)\n");
+
+  write_file("plain", "x", 0644);
+  Err not_link(kes_copy_link(path("copy2").c_str(), path("plain").c_str()));
+  EXPECT_EQ(not_link.code(), 1011);
+  EXPECT_EQ(not_link.text(), "tfile: Readlink of \"" + path("plain") +
+                                 "\" failed   (Error 1011) - Invalid argument"
+                                 "  (System error 22)\n");
+  EXPECT_FALSE(exists("copy2"));
+}
+
+TEST_F(FileTest, CreateDirsMakesEveryLevelOnce) {
+  std::string deep = path("a/b/c/d/e");
+  EXPECT_EQ(Err(kes_create_dirs(deep.c_str())).err, nullptr);
+  struct stat st;
+  ASSERT_EQ(stat(deep.c_str(), &st), 0);
+  EXPECT_TRUE(S_ISDIR(st.st_mode));
+  EXPECT_EQ(st.st_mode & 07777, 0777u);
+
+  // Remove the last level behind the cache's back: a second call trusts the
+  // cache and makes no mkdir.
+  ASSERT_EQ(rmdir(deep.c_str()), 0);
+  EXPECT_EQ(Err(kes_create_dirs(deep.c_str())).err, nullptr);
+  EXPECT_FALSE(exists("a/b/c/d/e"));
+  // The levels made on the way are remembered as well.
+  ASSERT_EQ(rmdir(path("a/b/c/d").c_str()), 0);
+  EXPECT_EQ(Err(kes_create_dirs(path("a/b/c/d").c_str())).err, nullptr);
+  EXPECT_FALSE(exists("a/b/c/d"));
+
+  // Directories that exist already are fine, trailing "/" too.
+  ASSERT_EQ(mkdir(path("pre").c_str(), 0700), 0);
+  EXPECT_EQ(Err(kes_create_dirs((path("pre") + "/").c_str())).err, nullptr);
+  EXPECT_EQ(mode_of("pre"), 0700u);
+  EXPECT_EQ(Err(kes_create_dirs(".")).err, nullptr);
+  EXPECT_EQ(Err(kes_create_dirs("/")).err, nullptr);
+}
+
+TEST_F(FileTest, CreateDirsRelativeAndForFiles) {
+  char cwd[1024];
+  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+  ASSERT_EQ(chdir(dir.c_str()), 0);
+  Err rel(kes_create_dirs("r1/r2/r3"));
+  Err file(kes_create_file_dirs("f1/f2/main.c"));
+  Err bare(kes_create_file_dirs("main.c"));
+  ASSERT_EQ(chdir(cwd), 0);
+  EXPECT_EQ(rel.err, nullptr);
+  EXPECT_TRUE(exists("r1/r2/r3"));
+  EXPECT_EQ(file.err, nullptr);
+  EXPECT_TRUE(exists("f1/f2"));
+  EXPECT_FALSE(exists("f1/f2/main.c"));
+  EXPECT_EQ(bare.err, nullptr);
+  EXPECT_FALSE(exists("main.c"));
+}
+
+TEST_F(FileTest, CreateDirsThroughAFileFails) {
+  write_file("file", "x", 0644);
+  std::string bad = path("file/sub/deeper");
+  Err err(kes_create_dirs(bad.c_str()));
+  EXPECT_EQ(err.code(), 1013);
+  EXPECT_EQ(err.text(), "tfile: Mkdir of \"" + bad +
+                            "\" failed  (Error 1013) - Not a directory  (System error 20)\n");
+  // Nothing was remembered: once the way is free the call succeeds.
+  ASSERT_EQ(unlink(path("file").c_str()), 0);
+  EXPECT_EQ(Err(kes_create_dirs(bad.c_str())).err, nullptr);
+  EXPECT_TRUE(exists("file/sub/deeper"));
+}
+
+TEST_F(FileTest, DirfdCacheKeepsAtMostLimit) {
+  for (const char *d : {"d1", "d2", "d3"}) ASSERT_EQ(mkdir(path(d).c_str(), 0755), 0);
+  auto *cache = new Kes_dirfd_cache(2);
+  int fd1 = -1, fd2 = -1, fd3 = -1, again = -1;
+  EXPECT_EQ(Err(cache->get_dir_fd(path("d1").c_str(), &fd1)).err, nullptr);
+  EXPECT_EQ(Err(cache->get_dir_fd(path("d2").c_str(), &fd2)).err, nullptr);
+  ASSERT_GE(fd1, 0);
+  ASSERT_GE(fd2, 0);
+  // A hit gives the same descriptor, with no new open.
+  EXPECT_EQ(Err(cache->get_dir_fd(path("d1").c_str(), &again)).err, nullptr);
+  EXPECT_EQ(again, fd1);
+  // The descriptor names the directory.
+  int probe = openat(fd1, ".", O_RDONLY | O_DIRECTORY);
+  EXPECT_GE(probe, 0);
+  if (probe >= 0) close(probe);
+
+  // The third pushes out the oldest, which is closed and forgotten.
+  EXPECT_EQ(Err(cache->get_dir_fd(path("d3").c_str(), &fd3)).err, nullptr);
+  ASSERT_GE(fd3, 0);
+  EXPECT_FALSE(fd_open(fd1));
+  EXPECT_TRUE(fd_open(fd2));
+  EXPECT_EQ(cache->lookup(path("d1").c_str()), -1);
+  EXPECT_EQ(cache->names->count, 2);
+  EXPECT_EQ(cache->count, 2);
+
+  delete cache;
+  EXPECT_FALSE(fd_open(fd2));
+  EXPECT_FALSE(fd_open(fd3));
+}
+
+TEST_F(FileTest, DirfdCacheRemembersMissingDirectories) {
+  write_file("plain", "x", 0644);
+  ASSERT_EQ(symlink("loop", path("loop").c_str()), 0);
+  Kes_dirfd_cache cache(10);
+  int fd = 0;
+  EXPECT_EQ(Err(cache.get_dir_fd(path("nothing").c_str(), &fd)).err, nullptr);
+  EXPECT_EQ(fd, -2);
+  EXPECT_EQ(Err(cache.get_dir_fd(path("plain").c_str(), &fd)).err, nullptr);
+  EXPECT_EQ(fd, -2);
+  EXPECT_EQ(Err(cache.get_dir_fd(path("plain/below").c_str(), &fd)).err, nullptr);
+  EXPECT_EQ(fd, -2);
+  // Remembered: creating it now changes nothing for this cache.
+  ASSERT_EQ(mkdir(path("nothing").c_str(), 0755), 0);
+  EXPECT_EQ(Err(cache.get_dir_fd(path("nothing").c_str(), &fd)).err, nullptr);
+  EXPECT_EQ(fd, -2);
+
+  // Any other failure is an error and is not remembered.
+  Err err(cache.get_dir_fd(path("loop").c_str(), &fd));
+  EXPECT_EQ(fd, -1);
+  EXPECT_EQ(err.code(), 1001);
+  EXPECT_EQ(err.text(), "tfile: Open of \"" + path("loop") +
+                            "\" for reading failed  (Error 1001) - Too many levels of symbolic"
+                            " links  (System error 40)\n");
+  EXPECT_EQ(cache.lookup(path("loop").c_str()), -1);
+  EXPECT_EQ(cache.names->count, 3);
+}
