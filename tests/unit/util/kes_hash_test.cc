@@ -1,0 +1,236 @@
+// Hash tables: sizing, growth by stored hash, chain order, ownership of keys and
+// values, and the string-keyed tables.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "util/kes_hash.h"
+#include "util/kes_list.h"
+
+namespace {
+
+char *dup(const std::string &s) { return strdup(s.c_str()); }
+
+// A string table that counts the calls of its key operations, to show what the
+// table does and does not call.
+class Counting_hash : public Kes_str_int_hash {
+public:
+  explicit Counting_hash(int size) : Kes_str_int_hash(-1, size) {}
+  int hashes = 0;
+  int equals = 0;
+  int key_hash(void *key) override {
+    hashes++;
+    return Kes_str_int_hash::key_hash(key);
+  }
+  int keys_equal(void *a, void *b) override {
+    equals++;
+    return Kes_str_int_hash::keys_equal(a, b);
+  }
+};
+
+int chain_length(Kes_hash &h, int slot) {
+  int n = 0;
+  for (Kes_hashbucket *b = h.table[slot]; b; b = b->next) n++;
+  return n;
+}
+
+}  // namespace
+
+TEST(HashSizing, TableRoundsUpButMaskAndThresholdFollowTheRequest) {
+  Kes_str_int_hash h;
+  EXPECT_EQ(h.size, 64);
+  EXPECT_EQ(h.mask, 49);
+  EXPECT_EQ(h.threshold, 40);
+  EXPECT_EQ(h.count, 0);
+  EXPECT_EQ(h.missing, nullptr);
+
+  Kes_str_int_hash exact(0, 64);
+  EXPECT_EQ(exact.size, 64);
+  EXPECT_EQ(exact.mask, 63);
+  EXPECT_EQ(exact.threshold, 51);
+
+  // The mask of 49 keeps every entry in the slots it reaches.
+  for (int i = 0; i < 40; i++) h.insert(dup("k" + std::to_string(i)), i);
+  for (int slot = 0; slot < h.size; slot++) {
+    if ((slot & 49) != slot) {
+      EXPECT_EQ(chain_length(h, slot), 0) << slot;
+    }
+  }
+}
+
+TEST(HashSizing, GrowsOnceTheCountBeforeAnInsertPassesTheThreshold) {
+  Kes_str_int_hash h;
+  for (int i = 0; i < 41; i++) h.insert(dup("key" + std::to_string(i)), i);
+  EXPECT_EQ(h.count, 41);
+  EXPECT_EQ(h.size, 64);  // 40 entries before the 41st: not above 40
+  h.insert(dup("key41"), 41);
+  EXPECT_EQ(h.size, 128);
+  EXPECT_EQ(h.mask, 127);
+  EXPECT_EQ(h.threshold, 80);
+}
+
+TEST(HashSizing, SizeOneGrowsAtTheSecondInsert) {
+  Kes_str_int_hash h(0, 1);
+  EXPECT_EQ(h.size, 1);
+  EXPECT_EQ(h.mask, 0);
+  EXPECT_EQ(h.threshold, 0);
+  h.insert(dup("a"), 1);
+  EXPECT_EQ(h.size, 1);
+  h.insert(dup("b"), 2);
+  EXPECT_EQ(h.size, 2);
+  EXPECT_EQ(h.mask, 1);
+  // Later growth keeps the table in proportion rather than doubling per insert.
+  for (int i = 0; i < 100; i++) h.insert(dup("n" + std::to_string(i)), i);
+  EXPECT_EQ(h.count, 102);
+  EXPECT_LE(h.size, 256);
+  EXPECT_EQ(h.lookup("a"), 1);
+  EXPECT_EQ(h.lookup("b"), 2);
+  EXPECT_EQ(h.lookup("n99"), 99);
+}
+
+TEST(HashGrowth, EveryKeyStaysFindableAcrossManyResizes) {
+  Counting_hash h(50);
+  const int n = 12000;  // passes the threshold 9 times
+  int resizes = 0, last_size = h.size;
+  for (int i = 0; i < n; i++) {
+    ASSERT_EQ(h.insert(dup("path/" + std::to_string(i) + ".c"), i), 0);
+    if (h.size != last_size) {
+      resizes++;
+      last_size = h.size;
+      EXPECT_EQ(h.mask, h.size - 1);
+    }
+  }
+  EXPECT_GE(resizes, 9);
+  EXPECT_EQ(h.count, n);
+  // Growth relinks by the stored hash: one key_hash per insert, none per resize.
+  EXPECT_EQ(h.hashes, n);
+  for (int i = 0; i < n; i++) ASSERT_EQ(h.lookup(("path/" + std::to_string(i) + ".c").c_str()), i);
+  EXPECT_EQ(h.lookup("path/.c"), -1);
+
+  // Every bucket sits in the slot its stored hash selects.
+  int total = 0;
+  for (int slot = 0; slot < h.size; slot++)
+    for (Kes_hashbucket *b = h.table[slot]; b; b = b->next, total++)
+      ASSERT_EQ(b->hash & h.mask, slot);
+  EXPECT_EQ(total, n);
+
+  for (int i = 0; i < n; i += 2) ASSERT_EQ(h.remove(("path/" + std::to_string(i) + ".c").c_str()), 1);
+  EXPECT_EQ(h.count, n / 2);
+  for (int i = 0; i < n; i++)
+    ASSERT_EQ(h.lookup(("path/" + std::to_string(i) + ".c").c_str()), i % 2 ? i : -1);
+}
+
+TEST(HashChains, NewBucketAtFrontAndStoredHashComparedFirst) {
+  Counting_hash h(50);
+  // Hashes 1 and 65 both select slot 1 under mask 49.
+  ASSERT_EQ(kes_str_hash("\x01") & 49, 1);
+  ASSERT_EQ(kes_str_hash("A") & 49, 1);
+  h.insert(dup("\x01"), 10);
+  h.insert(dup("A"), 20);
+  ASSERT_EQ(chain_length(h, 1), 2);
+  EXPECT_STREQ(static_cast<char *>(h.table[1]->key), "A");
+
+  h.equals = 0;
+  EXPECT_EQ(h.lookup("\x01"), 10);
+  EXPECT_EQ(h.equals, 1);  // "A" in front was passed over by its hash alone
+
+  // Equal hashes do need the key comparison: permutations share a sum.
+  h.insert(dup("ab"), 1);
+  h.insert(dup("ba"), 2);
+  h.equals = 0;
+  EXPECT_EQ(h.lookup("ab"), 1);
+  EXPECT_EQ(h.equals, 2);
+  EXPECT_EQ(h.lookup("ba"), 2);
+}
+
+TEST(HashOps, InsertReplaceLookupRemove) {
+  Kes_str_str_hash h;
+  EXPECT_EQ(h.insert(dup("x"), dup("one")), 0);
+  char *key = dup("x"), *val = dup("two");
+  EXPECT_EQ(h.insert(key, val), 1);  // nothing changed: both stay ours
+  EXPECT_STREQ(h.lookup("x"), "one");
+  free(key);
+  free(val);
+
+  // replace keeps the stored key and destroys the old value.
+  char *stored = static_cast<char *>(h.table[kes_str_hash("x") & h.mask]->key);
+  key = dup("x");
+  EXPECT_EQ(h.replace(key, dup("three")), 1);
+  EXPECT_STREQ(h.lookup("x"), "three");
+  EXPECT_EQ(h.table[kes_str_hash("x") & h.mask]->key, stored);
+  free(key);  // still the caller's
+  EXPECT_EQ(h.replace(dup("y"), dup("new")), 0);
+  EXPECT_STREQ(h.lookup("y"), "new");
+  EXPECT_EQ(h.count, 2);
+
+  EXPECT_EQ(h.lookup("z"), nullptr);
+  EXPECT_EQ(h.remove("x"), 1);
+  EXPECT_EQ(h.remove("x"), 0);
+  EXPECT_EQ(h.lookup("x"), nullptr);
+  EXPECT_EQ(h.count, 1);
+  // Negative hashes from high bytes still land inside the table.
+  EXPECT_EQ(h.insert(dup("\xe4\xf6\xfc"), dup("umlauts")), 0);
+  EXPECT_LT(kes_str_hash("\xe4\xf6\xfc"), 0);
+  EXPECT_STREQ(h.lookup("\xe4\xf6\xfc"), "umlauts");
+}
+
+TEST(HashOps, MissingValueLooksLikeAStoredOne) {
+  Kes_str_int_hash h(-7);
+  EXPECT_EQ(h.lookup("absent"), -7);
+  h.insert(dup("present"), -7);
+  EXPECT_EQ(h.lookup("present"), -7);
+  h.insert(dup("zero"), 0);
+  EXPECT_EQ(h.lookup("zero"), 0);
+}
+
+TEST(HashOps, IterateSumsAndMayRemove) {
+  Kes_str_int_hash h;
+  std::map<std::string, int> want;
+  for (int i = 1; i <= 200; i++) {
+    h.insert(dup("f" + std::to_string(i)), i);
+    want["f" + std::to_string(i)] = i;
+  }
+  struct Seen {
+    std::map<std::string, int> got;
+  } seen;
+  int sum = h.iterate(
+      [](void *k, void *v, void *arg) {
+        static_cast<Seen *>(arg)->got[static_cast<char *>(k)] = (int)(intptr_t)v;
+        return (int)(intptr_t)v;
+      },
+      &seen);
+  EXPECT_EQ(sum, 200 * 201 / 2);
+  EXPECT_EQ(seen.got, want);
+
+  // Removing the entry in hand during iteration.
+  int removed = h.iterate(
+      [](void *k, void *v, void *arg) {
+        if ((intptr_t)v % 2) return 0;
+        return static_cast<Kes_str_int_hash *>(arg)->remove(static_cast<char *>(k));
+      },
+      &h);
+  EXPECT_EQ(removed, 100);
+  EXPECT_EQ(h.count, 100);
+  EXPECT_EQ(h.lookup("f3"), 3);
+  EXPECT_EQ(h.lookup("f4"), 0);
+}
+
+TEST(HashOps, DeleteHashEmptiesAndPrintStatsReports) {
+  Kes_str_str_hash *h = new Kes_str_str_hash(8);
+  for (int i = 0; i < 20; i++) h->insert(dup("k" + std::to_string(i)), dup("v"));
+  char buf[256] = "";
+  FILE *f = fmemopen(buf, sizeof buf, "w");
+  ASSERT_NE(f, nullptr);
+  h->print_stats(f, "names");
+  fclose(f);
+  EXPECT_EQ(strncmp(buf, "names: count 20 size 32 mask 31 threshold 24", 44), 0) << buf;
+  h->delete_hash();
+  EXPECT_EQ(h->count, 0);
+  EXPECT_EQ(h->table, nullptr);
+  delete h;  // and the destructor copes with a table already gone
+}

@@ -1,0 +1,196 @@
+// Node pools: reuse of freed nodes, blocks, the one node size per heap, pooling
+// switched off by the environment, and the pooled list and hash classes.
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <vector>
+
+#include "util/kes_hash.h"
+#include "util/kes_heap.h"
+#include "util/kes_list.h"
+
+namespace {
+
+struct Node24 {
+  char bytes[24];
+};
+
+class HeapTest : public testing::Test {
+protected:
+  void SetUp() override { unsetenv("BRINDLE_NO_HEAP"); }
+  void TearDown() override {
+    kes_heap_destroy(&heap);
+    unsetenv("BRINDLE_NO_HEAP");
+  }
+  Kes_heap *heap = nullptr;
+};
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+}  // namespace
+
+TEST_F(HeapTest, NodesComeFromBlocksAndFreedNodesAreReused) {
+  const int per_block = 4;
+  std::vector<char *> nodes;
+  for (int i = 0; i < per_block; i++)
+    nodes.push_back(static_cast<char *>(kes_heap_new(&heap, sizeof(Node24), per_block)));
+  ASSERT_NE(heap, nullptr);
+  EXPECT_EQ(heap->node_size, sizeof(Node24));
+  EXPECT_EQ(heap->flags & KES_HEAP_NO_POOL, 0);
+  void *first_block = heap->blocks;
+  // One block holds the first per_block nodes side by side.
+  for (int i = 1; i < per_block; i++) EXPECT_EQ(nodes[i] - nodes[i - 1], 24);
+  EXPECT_EQ(heap->in_use, per_block);
+
+  char *fifth = static_cast<char *>(kes_heap_new(&heap, sizeof(Node24), per_block));
+  EXPECT_NE(heap->blocks, first_block);
+  EXPECT_EQ(*static_cast<void **>(heap->blocks), first_block);  // chained
+  EXPECT_EQ(heap->used_in_block, 1);
+
+  // Every node is usable memory of its own.
+  for (char *p : nodes) memset(p, 0x5a, 24);
+  memset(fifth, 0xa5, 24);
+  for (char *p : nodes) EXPECT_EQ(p[23], 0x5a);
+
+  kes_heap_delete(heap, nodes[1]);
+  kes_heap_delete(heap, nodes[2]);
+  EXPECT_EQ(heap->in_use, per_block + 1 - 2);
+  // The free list gives back the last freed node first.
+  EXPECT_EQ(kes_heap_new(&heap, sizeof(Node24), per_block), nodes[2]);
+  EXPECT_EQ(kes_heap_new(&heap, sizeof(Node24), per_block), nodes[1]);
+  kes_heap_delete(heap, nullptr);
+  EXPECT_EQ(heap->in_use, per_block + 1);
+}
+
+TEST_F(HeapTest, DestroyFreesEverythingAndANewHeapStartsAfresh) {
+  for (int i = 0; i < 1000; i++) kes_heap_new(&heap, 16, 100);
+  kes_heap_destroy(&heap);
+  EXPECT_EQ(heap, nullptr);
+  kes_heap_destroy(&heap);  // twice is harmless
+  void *p = kes_heap_new(&heap, 40, 10);
+  ASSERT_NE(heap, nullptr);
+  EXPECT_EQ(heap->node_size, 40u);
+  EXPECT_EQ(heap->in_use, 1);
+  kes_heap_delete(heap, p);
+}
+
+TEST_F(HeapTest, TinyNodesStillHoldTheFreeLink) {
+  char *a = static_cast<char *>(kes_heap_new(&heap, 1, 8));
+  char *b = static_cast<char *>(kes_heap_new(&heap, 1, 8));
+  EXPECT_GE((size_t)(b - a), sizeof(void *));
+  EXPECT_EQ((uintptr_t)a % alignof(void *), 0u);
+  kes_heap_delete(heap, a);
+  kes_heap_delete(heap, b);
+  EXPECT_EQ(kes_heap_new(&heap, 1, 8), b);
+  EXPECT_EQ(kes_heap_new(&heap, 1, 8), a);
+}
+
+TEST_F(HeapTest, NoPoolingWhenTheEnvironmentSaysSoAtCreation) {
+  Kes_heap *pooled = nullptr;
+  void *q = kes_heap_new(&pooled, 32, 50);  // made before the variable is set
+
+  setenv("BRINDLE_NO_HEAP", "1", 1);
+  std::vector<void *> nodes;
+  for (int i = 0; i < 120; i++) nodes.push_back(kes_heap_new(&heap, 32, 50));
+  EXPECT_NE(heap->flags & KES_HEAP_NO_POOL, 0);
+  EXPECT_EQ(heap->blocks, nullptr);  // each node came from the general allocator
+  EXPECT_EQ(heap->in_use, 120);
+  for (void *p : nodes) kes_heap_delete(heap, p);  // and goes back to it
+  EXPECT_EQ(heap->in_use, 0);
+  EXPECT_EQ(heap->free_list, nullptr);
+
+  // A heap made earlier keeps pooling.
+  void *r = kes_heap_new(&pooled, 32, 50);
+  EXPECT_EQ(pooled->flags & KES_HEAP_NO_POOL, 0);
+  EXPECT_NE(pooled->blocks, nullptr);
+  EXPECT_EQ(static_cast<char *>(r) - static_cast<char *>(q), 32);
+  kes_heap_destroy(&pooled);
+}
+
+TEST(HeapDeathTest, WrongNodeSizeAborts) {
+  EXPECT_DEATH(
+      {
+        Kes_heap *h = nullptr;
+        kes_heap_new(&h, 24, 10);
+        kes_heap_new(&h, 32, 10);
+      },
+      "^Kes_heap: cannot allocate 32 byte node from heap of 24 byte nodes\n");
+}
+
+// A class derived from a pooled class and larger than it must bring its own
+// operators; otherwise its first allocation stops the program.
+struct Fat_elem : Kes_listelem {
+  char extra[8];
+};
+
+TEST(HeapDeathTest, LargerSubclassOfAPooledClassAborts) {
+  char expect[128];
+  snprintf(expect, sizeof expect,
+           "Kes_heap: cannot allocate %d byte node from heap of %d byte nodes",
+           (int)sizeof(Fat_elem), (int)sizeof(Kes_listelem));
+  EXPECT_DEATH(
+      {
+        delete new Kes_listelem;
+        delete new Fat_elem;
+      },
+      expect);
+}
+
+TEST(HeapDeathTest, NoMemoryForABlockAborts) {
+  if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer reserves more address space than the limit";
+  EXPECT_DEATH(
+      {
+        struct rlimit lim;
+        lim.rlim_cur = lim.rlim_max = 1u << 30;
+        setrlimit(RLIMIT_AS, &lim);
+        Kes_heap *h = nullptr;
+        kes_heap_new(&h, 1 << 20, 1500);
+      },
+      "^Kes_heap: cannot allocate 1572864016 byte block\n");
+}
+
+// The pooled list and hash classes under both regimes; run in children so that
+// each starts with no pool.
+TEST(PooledClasses, ListsAndTablesWorkPooledAndUnpooled) {
+  for (int unpooled = 0; unpooled < 2; unpooled++) {
+    EXPECT_EXIT(
+        {
+          if (unpooled) setenv("BRINDLE_NO_HEAP", "1", 1);
+          kes_listelem_delete_heap();
+          kes_hashbucket_delete_heap();
+          Kes_strlist l;
+          Kes_str_int_hash h;
+          char name[32];
+          for (int i = 0; i < 5000; i++) {
+            snprintf(name, sizeof name, "n%d", i);
+            l.add_new_data(strdup(name));
+            h.insert(strdup(name), i);
+          }
+          int bad = 0;
+          for (int i = 0; i < 5000; i++) {
+            snprintf(name, sizeof name, "n%d", i);
+            if (h.lookup(name) != i) bad++;
+          }
+          l.clear();
+          h.delete_hash();
+          fprintf(stderr, "bad %d\n", bad);
+          exit(bad == 0 && l.count == 0 ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "bad 0");
+  }
+}
