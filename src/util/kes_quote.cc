@@ -1,8 +1,15 @@
-// Quoting for the shell and for single-quoted comments.
+// Quoting for the shell and for single-quoted comments, and reading a comment.
 #include "util/kes_quote.h"
 
+#include <unistd.h>
+
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
 
 namespace {
 const char kShellSpecial[] = "&;`'\"!|*?~<>^()[]{}$\\\n ";
@@ -50,4 +57,25 @@ char *kes_quote_comment(const char *in, char *out, int size) {
   }
   if (size > 0) out[o < size ? o : size - 1] = '\0';
   return out;
+}
+
+void kes_read_comment(Kes_strlist *list) {
+  bool tty = isatty(fileno(stdin));
+  if (tty) fputs(UTIL_MSG(390, "Comment?\n"), stdout);
+  char *line = nullptr;
+  size_t cap = 0;
+  for (;;) {
+    if (tty) {
+      fputs("> ", stdout);
+      fflush(stdout);
+    }
+    ssize_t n = getline(&line, &cap, stdin);
+    if (n <= 0) break;
+    if (line[n - 1] == '\n') line[--n] = '\0';
+    // A last line "." without its newline ends the comment as well.
+    if (n == 0 || strcmp(line, ".") == 0) break;
+    list->add_new_copy(line);
+  }
+  free(line);
+  if (tty) fputs("<\n", stdout);
 }

@@ -2,6 +2,8 @@
 #ifndef BRINDLE_UTIL_KES_QUOTE_H
 #define BRINDLE_UTIL_KES_QUOTE_H
 
+class Kes_strlist;
+
 // A backslash before every character the shell treats specially, blank and
 // newline included.  The result lives in a static buffer that the next call
 // overwrites; it holds at most 2049 bytes.  Null gives null.
@@ -14,5 +16,10 @@ char *kes_quote_str(const char *in, char *out);
 // For a text that goes inside single quotes: each ' becomes '\''.  Stops before
 // out would pass size - 2 bytes of text.  Returns out.
 char *kes_quote_comment(const char *in, char *out, int size);
+
+// Reads comment lines from standard input into list, without their newlines,
+// until the end of input, a line "." or an empty line.  On a terminal it asks
+// with "Comment?" and a "> " before each line.
+void kes_read_comment(Kes_strlist *list);
 
 #endif

@@ -1,12 +1,22 @@
-// Quoting for the shell and for single-quoted comments.  The shell itself
-// judges whether a quoted text comes back unchanged.
+// Quoting for the shell and for single-quoted comments, and reading a
+// comment.  The shell itself judges whether a quoted text comes back unchanged.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "util/kes_list.h"
 #include "util/kes_quote.h"
+
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
 
 namespace {
 // Runs a shell command and returns its standard output.
@@ -99,4 +109,70 @@ TEST(QuoteComment, StopsBeforeTheLimit) {
   memset(out, '#', sizeof out);
   EXPECT_STREQ(kes_quote_comment("abcde'", out, 10), "abcde");
   EXPECT_EQ(out[6], '#');  // nothing written behind the terminator
+}
+
+namespace {
+// Runs kes_read_comment with fd as standard input; gives the lines read.
+std::vector<std::string> read_comment_from(int fd) {
+  int saved = dup(0);
+  dup2(fd, 0);
+  __fpurge(stdin);  // nothing buffered from an earlier input
+  clearerr(stdin);
+  Kes_strlist list;
+  kes_read_comment(&list);
+  dup2(saved, 0);
+  close(saved);
+  __fpurge(stdin);
+  clearerr(stdin);
+  std::vector<std::string> lines;
+  for (Kes_listelem *e = list.head.next; e != &list.head; e = e->next)
+    lines.push_back(static_cast<char *>(e->data));
+  return lines;
+}
+
+std::vector<std::string> read_comment_text(const std::string &text) {
+  char tmpl[] = "/tmp/kes_comment.XXXXXX";
+  int fd = mkstemp(tmpl);
+  if (fd < 0) return {"mkstemp failed"};
+  unlink(tmpl);
+  if (write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) return {"short"};
+  lseek(fd, 0, SEEK_SET);
+  std::vector<std::string> lines = read_comment_from(fd);
+  close(fd);
+  return lines;
+}
+
+using Lines = std::vector<std::string>;
+}  // namespace
+
+TEST(ReadComment, EndsAtDotEmptyLineOrEndOfInput) {
+  CaptureStdout();
+  EXPECT_EQ(read_comment_text("first line\n  indented\n.\nafter\n"),
+            (Lines{"first line", "  indented"}));
+  EXPECT_EQ(read_comment_text("one\n\ntwo\n"), (Lines{"one"}));
+  EXPECT_EQ(read_comment_text("a\nb"), (Lines{"a", "b"}));
+  EXPECT_EQ(read_comment_text("a\n."), (Lines{"a"}));
+  EXPECT_EQ(read_comment_text(""), (Lines{}));
+  EXPECT_EQ(read_comment_text(" .\n..\n.\n"), (Lines{" .", ".."}));
+  std::string longer(5000, 'c');
+  EXPECT_EQ(read_comment_text(longer + "\n"), (Lines{longer}));
+  // Without a terminal there are no prompts.
+  EXPECT_EQ(GetCapturedStdout(), "");
+}
+
+TEST(ReadComment, PromptsOnATerminal) {
+  int master = posix_openpt(O_RDWR | O_NOCTTY);
+  if (master < 0) GTEST_SKIP() << "no pseudo terminals here";
+  ASSERT_EQ(grantpt(master), 0);
+  ASSERT_EQ(unlockpt(master), 0);
+  int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+  ASSERT_GE(slave, 0);
+  const char typed[] = "fix the build\nfor real\n.\nnot read\n";
+  ASSERT_EQ(write(master, typed, sizeof typed - 1), static_cast<ssize_t>(sizeof typed - 1));
+  CaptureStdout();
+  Lines lines = read_comment_from(slave);
+  EXPECT_EQ(GetCapturedStdout(), "Comment?\n> > > <\n");
+  EXPECT_EQ(lines, (Lines{"fix the build", "for real"}));
+  close(slave);
+  close(master);
 }
