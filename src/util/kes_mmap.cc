@@ -74,7 +74,7 @@ Kes_err *Kes_mmap::close() {
 }
 
 Kes_err *Kes_mmap::mmap() {
-  addr = pos = nullptr;
+  if (Kes_err *err = munmap()) return err;  // one mapping at a time
   map_size = 0;
   if (status.st_size <= offset) return nullptr;  // nothing left to map
   off_t left = status.st_size - offset;
