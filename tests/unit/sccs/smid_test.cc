@@ -1,0 +1,207 @@
+// SmIDs: text form, order, pools, lists, and the tables keyed by them.
+#include "sccs/kes_smid.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+Kes_smid *make(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
+  Kes_smid *s = new Kes_smid;
+  s->word[0] = a;
+  s->word[1] = b;
+  s->word[2] = c;
+  s->word[3] = d;
+  return s;
+}
+
+std::string read_back(FILE *f) {
+  rewind(f);
+  std::string s;
+  for (int c; (c = fgetc(f)) != EOF;) s += (char)c;
+  return s;
+}
+
+TEST(SmidText, WritesAndReadsTheFourWordsInHex) {
+  Kes_smid *s = make(0xdeadbeef, 0, 0x10, 0xffffffff);
+  char buf[KES_SMID_TEXT_SIZE];
+  EXPECT_STREQ("deadbeef 0 10 ffffffff", s->to_text(buf));
+
+  Kes_smid back;
+  EXPECT_EQ(4, back.scan(buf));
+  EXPECT_TRUE(back.compare(s));
+
+  FILE *f = tmpfile();
+  ASSERT_TRUE(f);
+  s->print(f);
+  fputs("1 2 3 4 rest\n", f);
+  EXPECT_EQ("SmID: deadbeef 0 10 ffffffff\n1 2 3 4 rest\n", read_back(f));
+  fseek(f, 6, SEEK_SET);  // behind the label
+  Kes_smid from_file;
+  EXPECT_EQ(4, from_file.scan(f));
+  EXPECT_TRUE(kes_smid_equal(s, &from_file));
+  EXPECT_EQ(4, from_file.scan(f));
+  EXPECT_EQ(3u, from_file.word[2]);
+  fclose(f);
+  delete s;
+}
+
+TEST(SmidText, ShortOrBadTextReportsFewerWordsAndChangesNothing) {
+  Kes_smid s;
+  s.word[0] = 7;
+  EXPECT_EQ(3, s.scan("a b c"));
+  EXPECT_EQ(7u, s.word[0]);
+  EXPECT_EQ(0, s.scan("zz 1 2 3"));
+  EXPECT_EQ(EOF, s.scan(""));
+  EXPECT_EQ(7u, s.word[0]);
+  // A word wider than 32 bits keeps its low 32 bits.
+  EXPECT_EQ(4, s.scan("123456789 1 1 1"));
+  EXPECT_EQ(0x23456789u, s.word[0]);
+}
+
+TEST(SmidOrder, FirstUnequalWordDecidesBySignedDifference) {
+  Kes_smid a, b;
+  EXPECT_EQ(0, kes_smid_cmp(&a, &b));
+  a.word[2] = 5;
+  b.word[2] = 3;
+  b.word[3] = 100;  // later words don't count
+  EXPECT_EQ(2, kes_smid_cmp(&a, &b));
+  EXPECT_EQ(-2, kes_smid_cmp(&b, &a));
+  // A difference of 2^31 or more reads as negative: the larger word sorts first.
+  Kes_smid big, small;
+  big.word[0] = 0x90000000u;
+  small.word[0] = 1;
+  EXPECT_LT(kes_smid_cmp(&big, &small), 0);
+  EXPECT_GT(kes_smid_cmp(&small, &big), 0);
+  EXPECT_EQ((int32_t)0x8fffffffu, kes_smid_cmp(&big, &small));
+}
+
+TEST(SmidOrder, EqualityAndHashUseAllFourWords) {
+  Kes_smid *a = make(1, 2, 3, 4), *b = make(1, 2, 3, 4), *c = make(1, 2, 3, 5);
+  EXPECT_TRUE(kes_smid_equal(a, b));
+  EXPECT_FALSE(kes_smid_equal(a, c));
+  EXPECT_EQ(1, a->compare(b));
+  EXPECT_EQ(0, a->compare(c));
+  EXPECT_EQ(10, kes_smid_hash(a));
+  Kes_smid *wrap = make(0xffffffffu, 2, 0, 0);
+  EXPECT_EQ(1, kes_smid_hash(wrap));  // the sum wraps in 32 bits
+  delete a;
+  delete b;
+  delete c;
+  delete wrap;
+}
+
+TEST(SmidPool, CopiesAreIndependentAndThePoolCanBeFreedAndReused) {
+  std::vector<Kes_smid *> v;
+  for (uint32_t i = 0; i < 1000; i++) v.push_back(make(i, i + 1, i + 2, i + 3));
+  Kes_smid *c = v[500]->copy();
+  EXPECT_NE(c, v[500]);
+  EXPECT_TRUE(kes_smid_equal(c, v[500]));
+  c->word[0] = 99999;
+  EXPECT_EQ(500u, v[500]->word[0]);
+  for (Kes_smid *s : v) delete s;
+  delete c;
+  kes_smid_delete_heap();
+  Kes_smid *again = make(1, 1, 1, 1);
+  EXPECT_EQ(1u, again->word[3]);
+  delete again;
+}
+
+TEST(SmidList, CopiesComparesAndFindsByValue) {
+  Kes_smidlist l;
+  l.add_new_data(make(1, 2, 3, 4));
+  l.add_new_data(make(5, 6, 7, 8));
+  Kes_smidlist *c = static_cast<Kes_smidlist *>(l.copy());
+  EXPECT_EQ(1, l.compare(c));
+  EXPECT_NE(l.head.next->data, c->head.next->data);
+  Kes_smid probe;
+  probe.scan("5 6 7 8");
+  Kes_listelem *e = c->find_elem(&probe);
+  ASSERT_TRUE(e);
+  EXPECT_EQ(c->head.next->next, e);
+  static_cast<Kes_smid *>(e->data)->word[3] = 9;
+  EXPECT_EQ(0, l.compare(c));
+  delete c;
+}
+
+TEST(SmidHash, IntAndStringTablesMatchKeysByValue) {
+  Kes_smid_int_hash ints(-1);
+  Kes_smid_str_hash strs;
+  std::vector<Kes_smid *> keys;
+  char names[300][8];
+  for (int i = 0; i < 300; i++) {  // enough to make the tables grow several times
+    keys.push_back(make(i, 0x9e3779b9u * i, 7, i * 3));
+    snprintf(names[i], sizeof names[i], "f%d", i);
+    EXPECT_EQ(0, ints.insert(keys[i], i));
+    EXPECT_EQ(0, strs.insert(keys[i], names[i]));
+  }
+  for (int i = 0; i < 300; i++) {
+    Kes_smid *probe = keys[i]->copy();  // a different object with the same words
+    EXPECT_EQ(i, ints.lookup(probe));
+    EXPECT_STREQ(names[i], strs.lookup(probe));
+    delete probe;
+  }
+  Kes_smid absent;
+  absent.word[0] = 12345678;
+  EXPECT_EQ(-1, ints.lookup(&absent));
+  EXPECT_EQ(nullptr, strs.lookup(&absent));
+  EXPECT_EQ(1, ints.insert(keys[3], 42));
+  EXPECT_EQ(3, ints.lookup(keys[3]));
+  EXPECT_EQ(1, ints.replace(keys[3], 42));
+  EXPECT_EQ(42, ints.lookup(keys[3]));
+  EXPECT_EQ(1, strs.remove(keys[4]));
+  EXPECT_EQ(nullptr, strs.lookup(keys[4]));
+  EXPECT_EQ(0, strs.remove(keys[4]));
+  EXPECT_EQ(300, ints.count);
+  EXPECT_EQ(299, strs.count);
+  // The tables own neither keys nor string values: both are still ours.
+  EXPECT_STREQ("f4", names[4]);
+  ints.delete_hash();
+  strs.delete_hash();
+  for (Kes_smid *k : keys) delete k;
+}
+
+TEST(SmidInfo, CopyHasItsOwnListsAndOriginalNames) {
+  char from[] = "src/a.c", to[] = "src/b.c";
+  Kes_smidinfo *info = new Kes_smidinfo;
+  info->from_name = from;
+  info->to_name = to;
+  info->orig_from_name = strdup("old/a.c");
+  info->from_names = new Kes_strlist;
+  info->from_names->add_new_copy((void *)"src/a.c");
+  info->from_names->add_new_copy((void *)"src/a2.c");
+  info->flags = Kes_smidinfo::FROM_MISSING | Kes_smidinfo::VERIFIED;
+
+  Kes_smidinfo *c = info->copy();
+  EXPECT_EQ(from, c->from_name);
+  EXPECT_EQ(to, c->to_name);
+  EXPECT_STREQ("old/a.c", c->orig_from_name);
+  EXPECT_NE(info->orig_from_name, c->orig_from_name);
+  EXPECT_EQ(nullptr, c->orig_to_name);
+  ASSERT_TRUE(c->from_names);
+  EXPECT_NE(info->from_names, c->from_names);
+  EXPECT_EQ(1, info->from_names->compare(c->from_names));
+  EXPECT_NE(info->from_names->head.next->data, c->from_names->head.next->data);
+  EXPECT_EQ(nullptr, c->to_names);
+  EXPECT_EQ(5u, c->flags);
+
+  // The table destroys its records: the sanitizer build sees any leak.
+  Kes_smid *k1 = make(1, 1, 1, 1), *k2 = make(2, 2, 2, 2);
+  Kes_smid_smidinfo_hash *h = new Kes_smid_smidinfo_hash;
+  EXPECT_EQ(0, h->insert(k1, info));
+  EXPECT_EQ(0, h->insert(k2, c));
+  EXPECT_EQ(info, h->lookup(k1));
+  Kes_smidinfo *replacement = new Kes_smidinfo;
+  EXPECT_EQ(1, h->replace(k1, replacement));
+  EXPECT_EQ(replacement, h->lookup(k1));
+  EXPECT_EQ(1, h->remove(k2));
+  delete h;
+  delete k1;
+  delete k2;
+}
+
+}  // namespace
