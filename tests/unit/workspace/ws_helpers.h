@@ -1,0 +1,56 @@
+// Test helpers for workspaces and metadata files: scratch directories, file
+// contents, captured output, and running a piece of code in a child process.
+#ifndef BRINDLE_TESTS_UNIT_WORKSPACE_WS_HELPERS_H
+#define BRINDLE_TESTS_UNIT_WORKSPACE_WS_HELPERS_H
+
+#include <functional>
+#include <string>
+
+class Kes_err;
+
+namespace ws_test {
+
+// A fresh directory under $TMPDIR (or /tmp), with symbolic links resolved,
+// removed with its contents at the end.
+class TempDir {
+public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir &) = delete;
+  TempDir &operator=(const TempDir &) = delete;
+  const std::string &path() const { return path_; }
+  std::string file(const std::string &name) const { return path_ + "/" + name; }
+
+private:
+  std::string path_;
+};
+
+std::string read_file(const std::string &path);
+void write_file(const std::string &path, const std::string &text);
+bool file_exists(const std::string &path);  // lstat: links count
+void make_dirs(const std::string &path);
+// dir/Brindle_wsdata made; returns dir.
+std::string make_ws(const std::string &dir);
+
+// The text of an error, its code and errno, and deletes it.  Empty text and
+// code 0 for null.
+struct Err {
+  int code = 0;
+  int system_errno = 0;
+  std::string text;
+};
+Err take(Kes_err *e);
+
+// Standard output written while fn runs.
+std::string capture_stdout(const std::function<void()> &fn);
+
+// Runs fn in a child process and returns its exit status (128 + signal when
+// killed).  fn's return value is the exit status.
+int in_child(const std::function<int()> &fn);
+
+// Output of a shell command.
+std::string sh(const std::string &cmd);
+
+}  // namespace ws_test
+
+#endif

@@ -1,0 +1,598 @@
+// The metadata file framework: open modes and version line, reading with
+// comments and continuations, appends, deletes, atomic rewrites, and the
+// short lock with its stale-lock rule.
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+#include "workspace/kes_metadata.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::Err;
+using ws_test::read_file;
+using ws_test::take;
+using ws_test::TempDir;
+using ws_test::write_file;
+
+namespace {
+
+// An entry with the comments that stood before it, as a class that keeps
+// hand-written comments writes them back.
+struct Entry {
+  std::string text;
+  std::vector<std::string> comments;
+};
+
+class Entrylist : public Kes_list {
+public:
+  ~Entrylist() override { clear(); }
+  Kes_list *create_list() override { return new Entrylist; }
+  void *create_data() override { return new Entry; }
+  void *copy_data(void *d) override { return new Entry(*static_cast<Entry *>(d)); }
+  void delete_data(void *d) override { delete static_cast<Entry *>(d); }
+  void print_data(void *) override {}
+  int compare_datas(void *a, void *b) override {
+    return static_cast<Entry *>(a)->text == static_cast<Entry *>(b)->text;
+  }
+  std::vector<Entry> all() {
+    std::vector<Entry> v;
+    for (Kes_listelem *e = head.next; e != &head; e = e->next) v.push_back(*(Entry *)e->data);
+    return v;
+  }
+};
+
+class Md_commented : public Kes_metadata {
+public:
+  Md_commented(const char *dir, const char *name, int version = 1)
+      : Kes_metadata(nullptr, dir, name, version) {}
+  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override {
+    Entry *e = new Entry;
+    e->text = line;
+    for (Kes_listelem *c = comments->head.next; c != &comments->head; c = c->next)
+      e->comments.push_back(static_cast<char *>(c->data));
+    *entry = e;
+    return nullptr;
+  }
+  void format_comment(void *entry, char **text) override {
+    std::string s;
+    for (auto &c : static_cast<Entry *>(entry)->comments) s += c + "\n";
+    *text = s.empty() ? nullptr : strdup(s.c_str());
+  }
+  void format_entry(void *entry, char **text) override {
+    *text = strdup((static_cast<Entry *>(entry)->text + "\n").c_str());
+  }
+};
+
+// A class at version 2 that can bring a version 1 file up to date.
+class Md_converting : public Kes_metadata {
+public:
+  int conversions = 0;
+  Md_converting(const char *dir) : Kes_metadata(nullptr, dir, "conv", 2) {}
+  Kes_err *conversion() override {
+    conversions++;
+    return nullptr;
+  }
+};
+
+std::vector<std::string> strings(Kes_strlist &l) {
+  std::vector<std::string> v;
+  for (Kes_listelem *e = l.head.next; e != &l.head; e = e->next) v.push_back((char *)e->data);
+  return v;
+}
+
+class Metadata : public testing::Test {
+protected:
+  TempDir tmp;
+  const char *dir() { return tmp.path().c_str(); }
+  std::string file(const char *name) { return tmp.file(name); }
+};
+
+TEST_F(Metadata, OpenModesAndVersionLine) {
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  EXPECT_EQ(md.fullname, file("f"));
+  EXPECT_EQ(md.file_version, -1);
+
+  // A missing file read: no stream, no error.
+  EXPECT_EQ(take(md.open("r")).code, 0);
+  EXPECT_EQ(md.stream, nullptr);
+
+  // Appending creates it with its version line.
+  ASSERT_EQ(take(md.open("a")).code, 0);
+  ASSERT_NE(md.stream, nullptr);
+  EXPECT_EQ(md.file_version, 1);
+  ASSERT_EQ(take(md.close()).code, 0);
+  EXPECT_EQ(md.stream, nullptr);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\n");
+
+  // An existing empty file opened for appending gets its version line too.
+  write_file(file("f"), "");
+  ASSERT_EQ(take(md.open("a")).code, 0);
+  fputs("x\n", md.stream);
+  ASSERT_EQ(take(md.close()).code, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\nx\n");
+
+  // "w" starts over.
+  ASSERT_EQ(take(md.open("w")).code, 0);
+  ASSERT_EQ(take(md.close()).code, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\n");
+
+  // An empty file opened for reading only can't get its line: a write error.
+  write_file(file("f"), "");
+  Err e = take(md.open("r"));
+  EXPECT_EQ(e.code, 1001);
+  EXPECT_EQ(e.text.rfind("Writing to \"" + file("f") + "\" failed  (Error 1001)", 0), 0u)
+      << e.text;
+  EXPECT_EQ(md.stream, nullptr);
+  EXPECT_EQ(read_file(file("f")), "");
+
+  char rel[1024];
+  EXPECT_STREQ(md.get_relname(rel), "Brindle_wsdata/f");
+}
+
+TEST_F(Metadata, VersionLineErrors) {
+  Kes_metadata md(nullptr, dir(), "f", 2);
+  for (const char *bad : {"VERSION\n", "VERSION\nx\n", "version 2\n", "# VERSION 2\n"}) {
+    write_file(file("f"), bad);
+    Err e = take(md.open("r"));
+    EXPECT_EQ(e.code, 2008) << bad;
+    EXPECT_EQ(e.text, "No version number in file \"" + file("f") + "\"  (Error 2008)\n");
+    EXPECT_EQ(md.stream, nullptr);
+  }
+
+  // A newer file fails even for reading, and stays as it is.
+  write_file(file("f"), "VERSION 3\nline\n");
+  Err e = take(md.open("r"));
+  EXPECT_EQ(e.code, 2046);
+  EXPECT_EQ(e.text, "Version mismatch between this binary and file\n\"" + file("f") +
+                        "\".\nThis binary is compatible with version 2, but the file is "
+                        "version 3.\nUpgrade to a release that is more recent than release "
+                        "2.1.  (Error 2046)\n");
+  Kes_strlist l;
+  EXPECT_EQ(take(md.get_lines(&l)).code, 2046);
+  EXPECT_EQ(take(md.add_line("more")).code, 2046);
+  EXPECT_EQ(read_file(file("f")), "VERSION 3\nline\n");
+
+  // An older file without a converter fails, also when only read.
+  write_file(file("f"), "VERSION 1\nline\n");
+  e = take(md.get_lines(&l));
+  EXPECT_EQ(e.code, 2047);
+  EXPECT_EQ(e.text, "Do not know how to convert file \"" + file("f") +
+                        "\" from version 1 to 2  (Error 2047)\n");
+  EXPECT_EQ(l.count, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\nline\n");
+
+  // With a converter the read goes on.
+  Md_converting conv(dir());
+  write_file(file("conv"), "VERSION 1\nline\n");
+  ASSERT_EQ(take(conv.get_lines(&l)).code, 0);
+  EXPECT_EQ(conv.conversions, 1);
+  EXPECT_EQ(conv.file_version, 1);
+  EXPECT_EQ(strings(l), std::vector<std::string>{"line"});
+
+  // Equal versions: "VERSION 2" with anything behind the number.
+  write_file(file("f"), "VERSION 2 trailing\nok\n");
+  Kes_strlist l2;
+  ASSERT_EQ(take(md.get_lines(&l2)).code, 0);
+  EXPECT_EQ(md.file_version, 2);
+  EXPECT_EQ(strings(l2), std::vector<std::string>{"ok"});
+}
+
+TEST_F(Metadata, OpenFailures) {
+  // A symbolic link loop can be neither opened, appended to nor rewritten.
+  ASSERT_EQ(symlink("loop", file("loop").c_str()), 0);
+  Kes_metadata md(nullptr, dir(), "loop", 1);
+  Err e = take(md.open("r"));
+  EXPECT_EQ(e.code, 1001);
+  EXPECT_EQ(e.system_errno, ELOOP);
+  EXPECT_EQ(e.text.rfind("Open of \"" + file("loop") + "\" for reading failed  (Error 1001)",
+                         0),
+            0u)
+      << e.text;
+  e = take(md.open("a"));
+  EXPECT_EQ(e.code, 1025);
+  EXPECT_EQ(e.text.rfind("Open of \"" + file("loop") + "\" for appending failed  (Error 1025)",
+                         0),
+            0u)
+      << e.text;
+  e = take(md.open("w"));
+  EXPECT_EQ(e.code, 1017);
+  EXPECT_EQ(e.text.rfind("Open of \"" + file("loop") + "\" for writing failed  (Error 1017)",
+                         0),
+            0u)
+      << e.text;
+  EXPECT_EQ(take(md.add_line("x")).code, 1001);  // its look for the line fails first
+  Kes_strlist l;
+  EXPECT_EQ(take(md.get_contents(&l)).code, 1001);
+  EXPECT_EQ(ok_for_write(&md), 0);
+  // No lock is left behind by the failed add.
+  EXPECT_FALSE(ws_test::file_exists(file("loop.lock")));
+
+  Kes_metadata fresh(nullptr, dir(), "fresh", 4);
+  EXPECT_EQ(ok_for_write(&fresh), 1);
+  EXPECT_EQ(read_file(file("fresh")), "VERSION 4\n");
+}
+
+TEST_F(Metadata, CommentsAndContinuations) {
+  write_file(file("f"),
+             "VERSION 1\n"
+             "# heading\n"
+             "\n"
+             "first\n"
+             "foo # bar\n"
+             "   # only a comment\n"
+             "  \n"
+             "joined \\\n"
+             "over \\\n"
+             "three\n"
+             "last#tight\n"
+             "# trailing comment, lost on a rewrite\n");
+  Md_commented md(dir(), "f");
+  Entrylist l;
+  ASSERT_EQ(take(md.get_contents(&l)).code, 0);
+  std::vector<Entry> v = l.all();
+  ASSERT_EQ(v.size(), 4u);
+  EXPECT_EQ(v[0].text, "first");
+  EXPECT_EQ(v[0].comments, (std::vector<std::string>{"# heading", ""}));
+  EXPECT_EQ(v[1].text, "foo ");  // the blank before "#" stays
+  EXPECT_EQ(v[1].comments, std::vector<std::string>{"# bar"});
+  EXPECT_EQ(v[2].text, "joined over three");
+  EXPECT_EQ(v[2].comments, (std::vector<std::string>{"# only a comment", "  "}));
+  EXPECT_EQ(v[3].text, "last");
+  EXPECT_EQ(v[3].comments, std::vector<std::string>{"#tight"});
+
+  // Lines only: the same rules, no parse.
+  Kes_strlist lines;
+  ASSERT_EQ(take(md.get_lines(&lines)).code, 0);
+  EXPECT_EQ(strings(lines),
+            (std::vector<std::string>{"first", "foo ", "joined over three", "last"}));
+
+  // Rewriting keeps every comment that stands before an entry.
+  ASSERT_EQ(take(md.put_contents(&l)).code, 0);
+  EXPECT_EQ(read_file(file("f")),
+            "VERSION 1\n# heading\n\nfirst\n# bar\nfoo \n# only a comment\n  \n"
+            "joined over three\n#tight\nlast\n");
+  Entrylist again;
+  ASSERT_EQ(take(md.get_contents(&again)).code, 0);
+  EXPECT_EQ(again.all().size(), 4u);
+  EXPECT_EQ(again.all()[2].text, "joined over three");
+  EXPECT_EQ(again.all()[2].comments, v[2].comments);
+}
+
+TEST_F(Metadata, LongLinesAndCorruption) {
+  std::string longline(3000, 'x');
+  longline[1500] = '\\';  // a backslash inside a line is plain text
+  write_file(file("f"), "VERSION 1\n" + longline + "\nnext\n");
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  Kes_strlist l;
+  ASSERT_EQ(take(md.get_lines(&l)).code, 0);
+  EXPECT_EQ(strings(l), (std::vector<std::string>{longline, "next"}));
+
+  // A last line without a newline: the count is one past the last line read.
+  write_file(file("f"), "VERSION 1\na\nb\nc");
+  Kes_strlist l2;
+  Err e = take(md.get_lines(&l2));
+  EXPECT_EQ(e.code, 2027);
+  EXPECT_EQ(e.text, "Corrupted file - \"" + file("f") + "\", line 5  (Error 2027)\n");
+  EXPECT_EQ(strings(l2), (std::vector<std::string>{"a", "b"}));  // entries before it
+  EXPECT_EQ(md.stream, nullptr);
+
+  // A last line that ends in a backslash.
+  write_file(file("f"), "VERSION 1\na\nb \\\n");
+  Kes_strlist l3;
+  e = take(md.get_lines(&l3));
+  EXPECT_EQ(e.code, 2027);
+  EXPECT_EQ(e.text, "Corrupted file - \"" + file("f") + "\", line 4  (Error 2027)\n");
+  EXPECT_EQ(strings(l3), std::vector<std::string>{"a"});
+}
+
+TEST_F(Metadata, AddAppendAndDeleteLines) {
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  // Adding creates the file and is idempotent; null and empty lines are nothing.
+  ASSERT_EQ(take(md.add_line("one")).code, 0);
+  ASSERT_EQ(take(md.add_line("two")).code, 0);
+  ASSERT_EQ(take(md.add_line("one")).code, 0);
+  ASSERT_EQ(take(md.add_line("")).code, 0);
+  ASSERT_EQ(take(md.add_line(nullptr)).code, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\none\ntwo\n");
+  EXPECT_FALSE(ws_test::file_exists(file("f.lock")));
+
+  // Vectors append without a duplicate test and skip null members.
+  char a[] = "one", b[] = "three";
+  char *vec[] = {a, b, nullptr};
+  ASSERT_EQ(take(md.append_vector(vec)).code, 0);
+  char *sized[] = {b, nullptr, a};
+  ASSERT_EQ(take(md.append_sized_vector(sized, 3)).code, 0);
+  ASSERT_EQ(take(md.append_sized_vector(sized, 0)).code, 0);
+  ASSERT_EQ(take(md.append_vector(nullptr)).code, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\none\ntwo\none\nthree\nthree\none\n");
+
+  // Deleting drops every equal line.
+  int found = -1;
+  ASSERT_EQ(take(md.delete_line("one", &found)).code, 0);
+  EXPECT_EQ(found, 1);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\ntwo\nthree\nthree\n");
+  ASSERT_EQ(take(md.delete_line("absent", &found)).code, 0);
+  EXPECT_EQ(found, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\ntwo\nthree\nthree\n");
+  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));
+  found = 7;
+  ASSERT_EQ(take(md.delete_line("", &found)).code, 0);
+  EXPECT_EQ(found, 7);  // left alone
+  ASSERT_EQ(take(md.delete_line("two", nullptr)).code, 0);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\nthree\nthree\n");
+
+  // On a missing file: no error, nothing found, nothing made.
+  Kes_metadata missing(nullptr, dir(), "none", 1);
+  found = -1;
+  ASSERT_EQ(take(missing.delete_line("x", &found)).code, 0);
+  EXPECT_EQ(found, 0);
+  EXPECT_FALSE(ws_test::file_exists(file("none")));
+
+  // Remove: a missing file is no failure.
+  ASSERT_EQ(take(md.remove()).code, 0);
+  EXPECT_FALSE(md.exists());
+  ASSERT_EQ(take(md.remove()).code, 0);
+  // Something that can't be unlinked.
+  ws_test::make_dirs(file("adir") + "/inside");
+  Kes_metadata dirmd(nullptr, dir(), "adir", 1);
+  Err e = take(dirmd.remove());
+  EXPECT_EQ(e.code, 1019);
+  EXPECT_EQ(e.text.rfind("Unlink of \"" + file("adir") + "\" failed  (Error 1019)", 0), 0u)
+      << e.text;
+}
+
+TEST_F(Metadata, RewriteKeepsModeWhereDeleteDoesNot) {
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  write_file(file("f"), "VERSION 1\na\nb\n");
+  ASSERT_EQ(chmod(file("f").c_str(), 0640), 0);
+  Kes_strlist l;
+  ASSERT_EQ(take(md.get_lines(&l)).code, 0);
+  l.add_new_data(strdup("c"));
+  // The plain format functions mark a class that forgot to define them.
+  ASSERT_EQ(take(md.put_contents(&l)).code, 0);
+  std::string unwritten = "Object-specific format_comment() function needs to be written\n"
+                          "Object-specific format_entry() function needs to be written\n";
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\n" + unwritten + unwritten + unwritten);
+  struct stat st;
+  ASSERT_EQ(stat(file("f").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0640u);
+  EXPECT_EQ(umask(0), 0u);  // restored
+
+  ASSERT_EQ(take(md.add_line("d")).code, 0);
+  ASSERT_EQ(take(md.delete_line("d", nullptr)).code, 0);
+  ASSERT_EQ(stat(file("f").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0666u);
+
+  // A null list does nothing; a missing file can't be rewritten.
+  ASSERT_EQ(take(md.put_contents(nullptr)).code, 0);
+  Kes_metadata missing(nullptr, dir(), "none", 1);
+  Err e = take(missing.put_contents(&l));
+  EXPECT_EQ(e.code, 2702);
+  EXPECT_EQ(e.system_errno, ENOENT);
+  EXPECT_EQ(e.text.rfind("stat of " + file("none.tmp") + " failed  (Error 2702)", 0), 0u)
+      << e.text;
+  EXPECT_FALSE(ws_test::file_exists(file("none")));
+  EXPECT_FALSE(ws_test::file_exists(file("none.lock")));
+}
+
+TEST_F(Metadata, FailedRewritesLeaveTheOldFile) {
+  Md_commented md(dir(), "f");
+  const std::string old = "VERSION 1\nkeep\nme\n";
+  write_file(file("f"), old);
+  Entrylist l;
+  ASSERT_EQ(take(md.get_contents(&l)).code, 0);
+  Entry *extra = new Entry;
+  extra->text = "new";
+  l.add_new_data(extra);
+
+  // A full disk under the temporary file.
+  ASSERT_EQ(symlink("/dev/full", file("f.tmp").c_str()), 0);
+  Err e = take(md.put_contents(&l));
+  EXPECT_EQ(e.code, 1001) << e.text;
+  EXPECT_EQ(e.system_errno, ENOSPC) << e.text;
+  EXPECT_EQ(read_file(file("f")), old);
+  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));  // no stale temporary file
+
+  ASSERT_EQ(symlink("/dev/full", file("f.tmp").c_str()), 0);
+  e = take(md.delete_line("keep", nullptr));
+  EXPECT_EQ(e.code, 1001) << e.text;
+  EXPECT_EQ(e.system_errno, ENOSPC) << e.text;
+  EXPECT_EQ(read_file(file("f")), old);
+  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));
+
+  // The temporary file can't be made.
+  ws_test::make_dirs(file("f.tmp"));
+  e = take(md.put_contents(&l));
+  EXPECT_EQ(e.code, 1017);
+  EXPECT_EQ(e.text.rfind("Open of \"" + file("f.tmp") + "\" for writing failed  (Error 1017)",
+                         0),
+            0u)
+      << e.text;
+  e = take(md.delete_line("keep", nullptr));
+  EXPECT_EQ(e.code, 1017);
+  EXPECT_EQ(read_file(file("f")), old);
+  rmdir(file("f.tmp").c_str());
+
+  // The rename fails: the file is a non-empty directory.
+  ws_test::make_dirs(file("d/sub"));
+  write_file(file("d.tmp"), "");
+  Md_commented dmd(dir(), "d");
+  // put_contents needs stat of the file to work, and it does on a directory.
+  e = take(dmd.put_contents(&l));
+  EXPECT_EQ(e.code, 1018);
+  EXPECT_EQ(e.text.rfind("Rename of \"" + file("d") + "\" to \"" + file("d.tmp") +
+                             "\" failed  (Error 1018)",
+                         0),
+            0u)
+      << e.text;
+  EXPECT_TRUE(ws_test::file_exists(file("d.tmp")));  // the temporary file remains
+  EXPECT_FALSE(ws_test::file_exists(file("d.lock")));
+  EXPECT_FALSE(ws_test::file_exists(file("f.lock")));
+}
+
+TEST_F(Metadata, LocksNestAndLeaveNothingBehind) {
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  std::string lk = file("f.lock");
+  ASSERT_EQ(take(md.lock()).code, 0);
+  char target[1024] = "";
+  ASSERT_GT(readlink(lk.c_str(), target, sizeof target - 1), 0);
+  EXPECT_EQ(std::string(target), file("f"));
+  ASSERT_EQ(take(md.lock()).code, 0);
+  EXPECT_EQ(md.lock_count, 2);
+  // Adding inside a locked section uses the held lock.
+  ASSERT_EQ(take(md.add_line("inside")).code, 0);
+  EXPECT_TRUE(ws_test::file_exists(lk));
+  md.unlock();
+  EXPECT_TRUE(ws_test::file_exists(lk));
+  md.unlock();
+  EXPECT_FALSE(ws_test::file_exists(lk));
+  md.unlock();  // one too many
+  EXPECT_EQ(md.lock_count, 0);
+  ASSERT_EQ(take(md.lock()).code, 0);
+  EXPECT_TRUE(ws_test::file_exists(lk));
+  md.unlock();
+
+  // No directory to make the lock in.
+  Kes_metadata nodir(nullptr, file("nodir").c_str(), "f", 1);
+  Err e = take(nodir.lock());
+  EXPECT_EQ(e.code, 1014);
+  EXPECT_EQ(e.system_errno, ENOENT);
+  EXPECT_EQ(e.text.rfind("Couldn't create lock for file \"" + file("nodir/f") +
+                             "\"  (Error 1014)",
+                         0),
+            0u)
+      << e.text;
+  EXPECT_EQ(nodir.lock_count, 0);
+}
+
+// What kes_file_lock saw at each look at a held lock.
+struct Look {
+  time_t lock_mtime;
+  time_t probe_mtime;
+  int broken;
+};
+std::vector<Look> looks;
+void record(const char *, time_t lock_mtime, time_t probe_mtime, int broken) {
+  looks.push_back({lock_mtime, probe_mtime, broken});
+}
+
+// Sets a lock link's own modification time to now - age seconds.
+void age_link(const std::string &path, int age) {
+  struct timeval now;
+  gettimeofday(&now, nullptr);
+  struct timeval tv[2] = {{now.tv_sec - age, 0}, {now.tv_sec - age, 0}};
+  ASSERT_EQ(lutimes(path.c_str(), tv), 0) << strerror(errno);
+}
+
+class FileLock : public Metadata {
+protected:
+  void SetUp() override {
+    looks.clear();
+    kes_file_lock_set_observer(record);
+  }
+  void TearDown() override { kes_file_lock_set_observer(nullptr); }
+};
+
+TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
+  std::string lk = file("f.lock");
+  ASSERT_EQ(symlink(file("f").c_str(), lk.c_str()), 0);
+  age_link(lk, 60);
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  ASSERT_EQ(take(md.add_line("after")).code, 0);
+  ASSERT_EQ(looks.size(), 1u);
+  EXPECT_TRUE(looks[0].broken);
+  EXPECT_LT(looks[0].lock_mtime + 15, looks[0].probe_mtime);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\nafter\n");
+  EXPECT_FALSE(ws_test::file_exists(lk));
+  // The probe files are gone too.
+  EXPECT_EQ(ws_test::sh("ls '" + tmp.path() + "'"), "f\n");
+}
+
+TEST_F(FileLock, YoungLockIsWaitedForUntilItIsOld) {
+  // 13 seconds old: the first looks find it fresh, a later one breaks it.
+  std::string lk = file("g.lock");
+  ASSERT_EQ(symlink(file("g").c_str(), lk.c_str()), 0);
+  age_link(lk, 13);
+  ASSERT_EQ(take(kes_file_lock(file("g").c_str(), lk.c_str(), 0)).code, 0);
+  ASSERT_GE(looks.size(), 2u);
+  for (size_t i = 0; i + 1 < looks.size(); i++) {
+    EXPECT_FALSE(looks[i].broken);
+    EXPECT_GE(looks[i].lock_mtime + 15, looks[i].probe_mtime);
+  }
+  EXPECT_TRUE(looks.back().broken);
+  EXPECT_LT(looks.back().lock_mtime + 15, looks.back().probe_mtime);
+  // The new lock is ours: fresh.
+  struct stat st;
+  ASSERT_EQ(lstat(lk.c_str(), &st), 0);
+  EXPECT_GT(st.st_mtime, looks.back().lock_mtime);
+  unlink(lk.c_str());
+
+  // An explicit timeout counts the same way.
+  looks.clear();
+  ASSERT_EQ(symlink(file("g").c_str(), lk.c_str()), 0);
+  age_link(lk, 4);
+  ASSERT_EQ(take(kes_file_lock(file("g").c_str(), lk.c_str(), 3)).code, 0);
+  ASSERT_GE(looks.size(), 1u);
+  EXPECT_TRUE(looks.back().broken);
+  EXPECT_LT(looks.back().lock_mtime + 3, looks.back().probe_mtime);
+  unlink(lk.c_str());
+}
+
+TEST_F(FileLock, LockOfAKilledProcessIsBroken) {
+  std::string lk = file("f.lock");
+  int pipefd[2];
+  ASSERT_EQ(pipe(pipefd), 0);
+  pid_t pid = fork();
+  if (pid == 0) {
+    Kes_metadata md(nullptr, dir(), "f", 1);
+    Kes_err *e = md.lock();
+    if (write(pipefd[1], e ? "E" : "L", 1) != 1) _exit(3);
+    pause();
+    _exit(0);
+  }
+  char c = 0;
+  ASSERT_EQ(read(pipefd[0], &c, 1), 1);
+  ASSERT_EQ(c, 'L');
+  kill(pid, SIGKILL);
+  int status;
+  waitpid(pid, &status, 0);
+  close(pipefd[0]);
+  close(pipefd[1]);
+  ASSERT_TRUE(ws_test::file_exists(lk));  // left behind by the killed holder
+
+  // Let the lock be 13 seconds old by its own time stamp, so the next locker
+  // breaks it within a few seconds instead of fifteen.
+  age_link(lk, 13);
+  Kes_metadata md(nullptr, dir(), "f", 1);
+  ASSERT_EQ(take(md.add_line("survivor")).code, 0);
+  ASSERT_GE(looks.size(), 2u);
+  EXPECT_FALSE(looks.front().broken);
+  EXPECT_TRUE(looks.back().broken);
+  for (const Look &l : looks) EXPECT_EQ(l.broken, l.lock_mtime + 15 < l.probe_mtime);
+  EXPECT_EQ(read_file(file("f")), "VERSION 1\nsurvivor\n");
+  EXPECT_FALSE(ws_test::file_exists(lk));
+}
+
+TEST_F(FileLock, ProbeFileThatCannotBeMade) {
+  // A lock name so long that the probe's name beside it is too long.
+  std::string name(246, 'n');
+  std::string lk = file(name.c_str()) + ".lock";
+  ASSERT_EQ(symlink("x", lk.c_str()), 0);
+  Err e = take(kes_file_lock("x", lk.c_str(), 0));
+  EXPECT_EQ(e.code, 1015);
+  EXPECT_EQ(e.system_errno, ENAMETOOLONG);
+  EXPECT_EQ(e.text.rfind("Internal error: couldn't create temp file \"" + lk + ".", 0), 0u)
+      << e.text;
+  EXPECT_TRUE(ws_test::file_exists(lk));  // somebody else's lock stays
+}
+
+}  // namespace
