@@ -258,7 +258,7 @@ public:
   char *s_path;
   char *clr_path;
   Kes_delta_tree *tree;
-  Kes_name_tree *name_tree;
+  Kes_tree *name_tree;    // a Kes_name_tree, kept by its base so that it can be freed here
   FILE *stream;
   long deltab_end;        // stream position behind the "u" line
   int deltab_lines;       // line count at that position

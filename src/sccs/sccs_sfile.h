@@ -4,6 +4,7 @@
 #define BRINDLE_SCCS_SCCS_SFILE_H
 
 #include "sccs/kes_sfile.h"
+#include "util/kes_list.h"
 
 class SCCS_delta : public Kes_delta {
 public:
@@ -44,6 +45,19 @@ public:
   Kes_err *read_locks(FILE *in, int *line_counter) override;
   // The name of the file, for messages.
   const char *file_name = nullptr;
+};
+
+// A list of deltas.  The list owns them: the fast read hands out deltas made
+// for it alone.  Use delete_wrapper() on a list that shares tree nodes.
+class SCCS_deltalist : public Kes_list {
+public:
+  ~SCCS_deltalist() override;
+  Kes_list *create_list() override;
+  void *create_data() override;
+  void *copy_data(void *data) override;  // never to be called, as Kes_delta::copy
+  void delete_data(void *data) override;
+  void print_data(void *data) override;
+  int compare_datas(void *a, void *b) override;  // the same delta
 };
 
 class SCCS_sfile : public Kes_sfile {

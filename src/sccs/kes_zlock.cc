@@ -1,0 +1,159 @@
+#include "sccs/kes_zlock.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "util/kes_msg.h"
+
+unsigned (*kes_lock_sleep)(unsigned seconds) = sleep;
+
+namespace {
+
+int failures;                  // raised by every fatal report
+const char *fatal_file;        // the file that the next report names
+
+std::string dir_of(const char *path) {
+  const char *slash = strrchr(path, '/');
+  if (!slash) return ".";
+  if (slash == path) return "/";
+  return std::string(path, slash - path);
+}
+
+// One try: a private file with our number, linked to the lock file.  0 on
+// success, -1 when the lock is taken or the try can be repeated.
+int onelock(unsigned pid, const char *tmp, const char *lockfile) {
+  int fd = open(tmp, O_WRONLY | O_CREAT | O_EXCL, 0444);
+  if (fd < 0) {
+    if (errno == EEXIST) return -1;
+    if (errno == EMFILE || errno == ENFILE || errno == EACCES) {
+      unlink(tmp);
+      return -1;
+    }
+    xmsg(tmp, "lockit");
+  }
+  uint32_t word = pid;
+  if (write(fd, &word, sizeof word) != (ssize_t)sizeof word) {
+    int e = errno;
+    close(fd);
+    unlink(tmp);
+    errno = e ? e : ENOSPC;
+    xmsg(tmp, "lockit");
+  }
+  close(fd);
+  int linked = link(tmp, lockfile);
+  unlink(tmp);
+  return linked == 0 ? 0 : -1;
+}
+
+// The holder's number from the lock file; 1 when exactly 4 bytes were read.
+int read_holder(const char *lockfile, uint32_t *pid) {
+  int fd = open(lockfile, O_RDONLY);
+  if (fd < 0) return 0;
+  ssize_t n = read(fd, pid, sizeof *pid);
+  close(fd);
+  return n == (ssize_t)sizeof *pid;
+}
+
+}  // namespace
+
+int lockit(const char *lockfile, int tries, unsigned pid) {
+  std::string dir = dir_of(lockfile);
+  for (int tried = 0; tried < tries;) {
+    char tmp[1024];
+    snprintf(tmp, sizeof tmp, "%s/%u.%ld", dir.c_str(), pid, (long)time(nullptr));
+    if (onelock(pid, tmp, lockfile) == 0) return 0;
+    struct stat st;
+    if (stat(lockfile, &st) == 0) {
+      time_t noted = st.st_mtime;
+      uint32_t holder;
+      if (read_holder(lockfile, &holder) && st.st_size == 4) {
+        if (kill((pid_t)holder, 0) == -1 && errno == ESRCH) {
+          // A dead holder's lock, unless it was renewed since we looked.
+          struct stat again;
+          if (stat(lockfile, &again) == 0 && again.st_mtime == noted) {
+            unlink(lockfile);
+            kes_lock_sleep(10);
+            tried++;
+            continue;
+          }
+        } else {
+          long age = (long)(time(nullptr) - noted);
+          if (age < 0)
+            kes_lock_sleep(60);
+          else if (age < 60)
+            kes_lock_sleep((unsigned)(60 - age));
+        }
+      } else {
+        unlink(lockfile);  // damaged
+      }
+    }
+    kes_lock_sleep(10);
+    tried++;
+  }
+  return -1;
+}
+
+int unlockit(const char *lockfile, int pid) {
+  uint32_t holder;
+  if (!read_holder(lockfile, &holder) || holder != (uint32_t)pid) return -1;
+  return unlink(lockfile) == 0 ? 0 : -1;
+}
+
+int mylock(const char *lockfile, unsigned pid) {
+  uint32_t holder;
+  return read_holder(lockfile, &holder) && holder == (uint32_t)pid;
+}
+
+void xmsg(const char *file, const char *function) {
+  int e = errno;
+  char msg[2048];
+  switch (e) {
+  case ENOENT:
+    snprintf(msg, sizeof msg, BWM_MSG(1020, "`%s' nonexistent (ut4)"), file);
+    break;
+  case EACCES:
+    snprintf(msg, sizeof msg, BWM_MSG(1021, "directory containing file `%s' unwritable (ut2)"),
+             dir_of(file).c_str());
+    break;
+  case EMFILE:
+  case ENFILE:
+    snprintf(msg, sizeof msg, "%s", BWM_MSG(1022, "no file (ut3)"));
+    break;
+  case EFBIG:
+    snprintf(msg, sizeof msg, "%s", BWM_MSG(1023, "write error (ut8)"));
+    break;
+  case ENOSPC:
+    snprintf(msg, sizeof msg, "%s", BWM_MSG(1024, "no space! (ut10)"));
+    break;
+  default:
+    snprintf(msg, sizeof msg, BWM_MSG(1025, "errno = %d, function = `%s' (ut11)"), e, function);
+    break;
+  }
+  fatal_file = file;
+  fatal(msg);
+}
+
+void fatal(const char *message) {
+  failures++;
+  char buf[3072];
+  int n;
+  if (fatal_file)
+    n = snprintf(buf, sizeof buf, "ERROR [%s]: %s\n", fatal_file, message);
+  else
+    n = snprintf(buf, sizeof buf, "ERROR: %s\n", message);
+  if (n > (int)sizeof buf - 1) n = sizeof buf - 1;
+  if (::write(2, buf, n) < 0) {
+    // Nothing more can be said.
+  }
+  exit(1);
+}

@@ -1,0 +1,580 @@
+// Reading history files made by CSSC, checked against what CSSC's prs, get -g
+// and sact say about the same files.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+
+using namespace sccs_test;
+
+namespace {
+
+std::string joined(char **v) {
+  std::string s;
+  for (char **p = v; p && *p; p++) s += *p;
+  return s;
+}
+
+std::string serials(Kes_tree_node **v) {
+  std::string s;
+  for (Kes_tree_node **p = v; p && *p; p++) s += (s.empty() ? "" : " ") + std::to_string((*p)->serial);
+  return s;
+}
+
+// prs's list form " 4 5" or "4 5" normalised to "4 5".
+std::string words(const std::string &text) {
+  std::istringstream in(text);
+  std::string w, s;
+  while (in >> w) s += (s.empty() ? "" : " ") + w;
+  return s;
+}
+
+RunResult sh(const std::string &cmd, const std::string &dir) {
+  RunResult r = run(cmd, dir);
+  EXPECT_EQ(r.status, 0) << cmd << "\n" << r.err;
+  return r;
+}
+
+// A history with everything the reader handles: MRs, a branch, a delta with
+// include and exclude lists, a removed delta, flags, users, descriptive text.
+// Returns the s-file path.
+std::string rich_history(const TempDir &dir) {
+  const std::string get = cssc("get"), delta = cssc("delta"), admin = cssc("admin"),
+                    rmdel = cssc("rmdel");
+  std::string me = run("id -un").out;
+  me = me.substr(0, me.find('\n'));
+  write_file(dir.file("desc"), "Descriptive line one\nline two of the text\n");
+  write_file(dir.file("init"), "a\nb\nc\n");
+  const std::string d = dir.path();
+  sh(admin + " -n -iinit -mmr0 -y'first' -tdesc -fb -fqQtext -fmmodname -fttype -fj -fn -fl3 "
+             "-fv/bin/true -fc99 -ff1 -aalice -a" + shq(me) + " s.r.c",
+     d);
+  auto edit = [&](const std::string &getargs, const std::string &text, const std::string &deltaargs) {
+    sh(get + " -s -e " + getargs + " s.r.c", d);
+    write_file(dir.file("r.c"), text);
+    sh(delta + " -s " + deltaargs + " s.r.c", d);
+  };
+  edit("", "a\nb\nc\nd\n", "-y'second\nwith two lines' -m'mr1 mr2'");
+  edit("", "a\nb\nc\nd\ne\n", "-y\"third, it's\" -mmr3");
+  edit("-r1.2", "a\nb\nbranch\n", "-y'branch' -mmr4");
+  edit("-i1.2.1.1 -x1.2", "a\nb\nbranch\nmore\n", "-y'incl excl' -mmr5");
+  edit("", "a\nb\nbranch\nmore\nf\n", "-y'to remove' -mmr6");
+  sh(rmdel + " -r1.5 s.r.c", d);
+  sh(admin + " -fi -fd1.2.1 s.r.c", d);
+  return dir.file("s.r.c");
+}
+
+std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side = 0, int pfile = 1) {
+  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
+  Kes_err *err = f->buildtree(side, pfile, 0);
+  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
+  delete err;
+  return f;
+}
+
+// Every delta's fields against prs, and the removed ones against the table.
+void expect_matches_prs(SCCS_sfile *f, const std::string &s) {
+  Kes_delta_tree *t = f->tree;
+  ASSERT_NE(t, nullptr);
+  std::vector<TableRow> rows = table_rows(s);
+  ASSERT_FALSE(rows.empty());
+  EXPECT_EQ(t->size, rows.front().serial);
+  EXPECT_EQ(t->node_count, (int)rows.size());
+  for (const TableRow &row : rows) {
+    Kes_delta *d = t->ith_delta(row.serial);
+    SCOPED_TRACE("SID " + row.sid);
+    ASSERT_EQ(d->serial, row.serial);
+    EXPECT_STREQ(d->sid, row.sid.c_str());
+    EXPECT_EQ(d->pred, row.pred);
+    EXPECT_EQ(d->removed, row.type == 'R' ? 1u : 0u);
+    if (row.pred)
+      EXPECT_EQ(d->parent, t->ith_node(row.pred));
+    else
+      EXPECT_EQ(d->parent, nullptr);
+    EXPECT_EQ(d->file_name, f->s_path);
+    if (row.type == 'R') continue;  // prs doesn't show removed deltas
+    std::string line = prs(s, ":D: :T:|:P:|:DS:|:DP:|:Li:/:Ld:/:Lu:|:Dn:|:Dx:|:Dg:", row.sid);
+    std::vector<std::string> fld;
+    std::string cur;
+    for (char c : line.substr(0, line.size() - 1)) {
+      if (c == '|') {
+        fld.push_back(cur);
+        cur.clear();
+      } else {
+        cur += c;
+      }
+    }
+    fld.push_back(cur);
+    ASSERT_EQ(fld.size(), 8u) << line;
+    EXPECT_EQ(d->date, fld[0]);
+    EXPECT_EQ(d->user, fld[1]);
+    EXPECT_EQ(std::to_string(d->serial), fld[2]);
+    EXPECT_EQ(std::to_string(d->pred), fld[3]);
+    EXPECT_EQ(std::string(d->stats), fld[4] + "\n");
+    EXPECT_EQ(serials(d->includes), words(fld[5]));
+    EXPECT_EQ(serials(d->excludes), words(fld[6]));
+    EXPECT_EQ(serials(d->ignores), words(fld[7]));
+    EXPECT_EQ(joined(d->comments) + "\n", prs(s, ":C:", row.sid));
+    std::string mrs = prs(s, ":MR:", row.sid);
+    if (mrs == "\n")
+      EXPECT_EQ(d->mrs, nullptr);
+    else
+      EXPECT_EQ(joined(d->mrs) + "\n", mrs);
+  }
+}
+
+// The SID that CSSC's get would give without -r.
+std::string cssc_default_sid(const std::string &s) {
+  RunResult r = run(cssc("get") + " -g " + shq(s));
+  EXPECT_EQ(r.status, 0) << r.err;
+  return r.out.substr(0, r.out.find('\n'));
+}
+
+TEST(SfileRead, RichHistoryMatchesPrs) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  auto f = read_full(s);
+  expect_matches_prs(f.get(), s);
+
+  // Head and default delta: CSSC's get -g gives the same SID.
+  ASSERT_NE(f->tree->head, nullptr);
+  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
+  EXPECT_STREQ(f->default_sid, "1.2.1");
+  EXPECT_EQ(f->default_delta, f->head_delta());
+  // The head path runs 1.2.1.1 -> 1.2 -> 1.1 and nothing else.
+  std::set<std::string> on_path;
+  for (int i = 1; i <= f->tree->size; i++)
+    if (f->tree->ith_delta(i)->on_head_path) on_path.insert(f->tree->ith_delta(i)->sid);
+  EXPECT_EQ(on_path, (std::set<std::string>{"1.1", "1.2", "1.2.1.1"}));
+  EXPECT_EQ(f->root_delta(), f->tree->ith_node(1));
+  EXPECT_EQ(f->sdata_delta, nullptr);
+  EXPECT_EQ(f->tree->largest_serial(), 6);
+}
+
+TEST(SfileRead, FlagsUsersAndTextMatchPrs) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  auto f = read_full(s);
+  Kes_sc_flags *fl = f->flags;
+  ASSERT_NE(fl, nullptr);
+  // prs names the same flags; the reader keeps the values without newline.
+  std::string p = prs(s, ":BF:|:CB:|:FB:|:Ds:|:KF:|:J:|:ND:|:Q:|:M:|:Y:|:LK:|:MP:", "1.1");
+  EXPECT_EQ(p, "yes|99|1|1.2.1|yes|yes|yes|Qtext|modname|type|3|/bin/true\n");
+  EXPECT_EQ(fl->enable_branch, 1);
+  EXPECT_STREQ(fl->ceiling_delta, "99");
+  EXPECT_STREQ(fl->floor_delta, "1");
+  EXPECT_STREQ(fl->default_sid, "1.2.1");
+  EXPECT_EQ(fl->no_kw_is_err, 1);
+  EXPECT_EQ(fl->allow_concurr, 1);
+  EXPECT_EQ(fl->empty_skip_rel, 1);
+  EXPECT_STREQ(fl->Q_kw, "Qtext");
+  EXPECT_STREQ(fl->M_kw, "modname");
+  EXPECT_STREQ(fl->T_kw, "type");
+  EXPECT_STREQ(fl->locked_releases, "3");
+  EXPECT_STREQ(fl->verif_prog, "/bin/true");
+  EXPECT_EQ(fl->encoded, 0);
+
+  std::string users;
+  for (Kes_listelem *e = f->locks->locks->head.next; e != &f->locks->locks->head; e = e->next)
+    users += static_cast<char *>(e->data);
+  EXPECT_EQ(users + "\n", prs(s, ":UN:", "1.1"));
+  EXPECT_EQ(joined(f->desc_text) + "\n", prs(s, ":FD:", "1.1"));
+}
+
+TEST(SfileRead, DefaultsWithoutFlags) {
+  TempDir dir;
+  new_history(dir.path(), "p.c", "x\n");
+  std::string s = dir.file("s.p.c");
+  auto f = read_full(s);
+  EXPECT_STREQ(f->default_sid, "1");
+  EXPECT_EQ(f->flags->enable_branch, 0);
+  EXPECT_EQ(f->flags->default_sid, nullptr);
+  EXPECT_EQ(f->locks->locks->count, 0);
+  EXPECT_EQ(f->desc_text, nullptr);
+  ASSERT_NE(f->head_delta(), nullptr);
+  EXPECT_STREQ(f->head_delta()->sid, "1.1");
+  // A delta without comments has an empty, not a missing, comment array.
+  ASSERT_NE(f->head_delta()->comments, nullptr);
+}
+
+TEST(SfileRead, BinaryHistoryIsEncoded) {
+  TempDir dir;
+  std::string bin("\x01\x02\x00\xff binary\n", 12);
+  write_file(dir.file("init"), bin);
+  RunResult r = run(cssc("admin") + " -n -b -iinit s.bin", dir.path());
+  ASSERT_EQ(r.status, 0) << r.err;
+  auto f = read_full(dir.file("s.bin"));
+  EXPECT_EQ(f->flags->encoded, 1);
+  EXPECT_EQ(prs(dir.file("s.bin"), ":I:"), std::string(f->head_delta()->sid) + "\n");
+}
+
+TEST(SfileRead, TrunkChildComesFirstAndBranchesFollow) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  auto f = read_full(s);
+  // 1.2 has the trunk child 1.3 and the branch 1.2.1.1: the trunk child first,
+  // whatever the order in the table.
+  Kes_delta *d12 = f->tree->find_delta("1.2");
+  ASSERT_NE(d12, nullptr);
+  ASSERT_NE(d12->first_child, nullptr);
+  EXPECT_STREQ(d12->first_child_delta()->sid, "1.3");
+  ASSERT_NE(d12->first_child->next_sibling, nullptr);
+  EXPECT_STREQ(d12->first_child_delta()->next_sibling_delta()->sid, "1.2.1.1");
+  EXPECT_EQ(d12->first_child->next_sibling->next_sibling, nullptr);
+}
+
+TEST(SfileRead, LookupsBySid) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  auto f = read_full(s);
+  Kes_delta_tree *t = f->tree;
+  // find_delta sees removed deltas, find_sid doesn't.
+  ASSERT_NE(t->find_delta("1.5"), nullptr);
+  EXPECT_TRUE(t->find_delta("1.5")->removed);
+  EXPECT_EQ(t->find_sid("1.5"), nullptr);
+  EXPECT_EQ(t->find_sid("1.3"), t->ith_node(3));
+  EXPECT_EQ(t->find_delta("9.9"), nullptr);
+  EXPECT_EQ(f->find_delta_w_sid("1.2.1.1"), t->ith_node(4));
+  Kes_delta **all = t->find_deltas("1.4");
+  ASSERT_NE(all[0], nullptr);
+  EXPECT_EQ(all[0], t->ith_node(5));
+  EXPECT_EQ(all[1], nullptr);
+  free(all);
+  // Ancestors go by predecessors and includes: 1.4 includes 1.2.1.1.
+  EXPECT_EQ(t->get_common_ancestor("1.3", "1.2.1.1"), t->ith_node(2));
+  EXPECT_EQ(t->get_common_ancestor("1.4", "1.2.1.1"), t->ith_node(4));
+  EXPECT_EQ(t->get_common_ancestor("1.4", "7.7"), nullptr);
+}
+
+TEST(SfileRead, NthFromLatestWalksPredecessorsAndIncludes) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  run(cssc("admin") + " -dd s.r.c", dir.path());  // head becomes the trunk's 1.4
+  auto f = read_full(s);
+  ASSERT_STREQ(f->head_delta()->sid, "1.4");
+  EXPECT_EQ(f->get_nth_from_latest(1), f->tree->ith_node(5));  // 1.4
+  EXPECT_EQ(f->get_nth_from_latest(2), f->tree->ith_node(3));  // its predecessor 1.3
+  EXPECT_EQ(f->get_nth_from_latest(3), f->tree->ith_node(2));  // 1.2
+  EXPECT_EQ(f->get_nth_from_latest(4), f->tree->ith_node(1));  // 1.1
+  EXPECT_EQ(f->get_nth_from_latest(5), f->tree->ith_node(4));  // then 1.4's include
+  EXPECT_EQ(f->get_nth_from_latest(9), nullptr);
+}
+
+TEST(SfileRead, PfileEntriesMatchSact) {
+  TempDir dir;
+  new_history(dir.path(), "q.c", "one\n", "-fj");
+  std::string s = dir.file("s.q.c");
+  add_delta(s, "one\ntwo\n", "c");
+  ASSERT_EQ(run(cssc("get") + " -s -e s.q.c", dir.path()).status, 0);
+  ASSERT_EQ(run("rm -f q.c && " + cssc("get") + " -s -e -r1.1 s.q.c", dir.path()).status, 0);
+  auto f = read_full(s);
+  EXPECT_TRUE(f->has_pfile);
+  EXPECT_TRUE(f->state & KES_SF_REWRITE);
+  std::string mine;
+  for (Kes_pfile *p = f->pfile_list; p; p = p->next)
+    mine += std::string(p->old_sid) + " " + p->new_sid + " " + p->user + " " + p->date + " " +
+            p->time + "\n";
+  RunResult sact = run(cssc("sact") + " s.q.c", dir.path());
+  EXPECT_EQ(mine, sact.out);
+  // Each entry points at the delta of its old SID, which is marked.
+  ASSERT_NE(f->pfile_list, nullptr);
+  ASSERT_NE(f->pfile_list->next, nullptr);
+  EXPECT_EQ(f->pfile_list->delta, f->tree->find_delta("1.2"));
+  EXPECT_EQ(f->pfile_list->next->delta, f->tree->find_delta("1.1"));
+  EXPECT_TRUE(f->tree->find_delta("1.1")->in_pfile);
+  EXPECT_TRUE(f->tree->find_delta("1.2")->in_pfile);
+  EXPECT_EQ(f->get_pfile(f->tree->find_delta("1.1")), f->pfile_list->next);
+  EXPECT_EQ(f->get_pfile(f->pfile_list->new_sid), f->pfile_list);
+  EXPECT_TRUE(f->is_next_delta(f->pfile_list->next->new_sid));
+  EXPECT_FALSE(f->is_next_delta("1.2"));
+  EXPECT_EQ(f->find_user_in_pfile(f->pfile_list->user), f->pfile_list);
+  EXPECT_EQ(f->find_user_in_pfile("nobody-such"), nullptr);
+}
+
+TEST(SfileRead, PfileShortLinesAreSkipped) {
+  TempDir dir;
+  new_history(dir.path(), "q.c", "one\n");
+  write_file(dir.file("p.q.c"), "1.1 1.2 ann\n1.1 1.2 bob 26/01/02 03:04:05\n");
+  auto f = read_full(dir.file("s.q.c"));
+  ASSERT_NE(f->pfile_list, nullptr);
+  EXPECT_STREQ(f->pfile_list->user, "bob");
+  EXPECT_STREQ(f->pfile_list->time, "03:04:05");
+  EXPECT_EQ(f->pfile_list->next, nullptr);
+  // Without asking, the p-file isn't read.
+  auto g = read_full(dir.file("s.q.c"), 0, 0);
+  EXPECT_EQ(g->pfile_list, nullptr);
+  EXPECT_FALSE(g->has_pfile);
+  EXPECT_FALSE(g->tree->ith_delta(1)->in_pfile);
+}
+
+TEST(SfileRead, SideBitComesFromTheCaller) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  auto f = read_full(s, 1);
+  for (int i = 1; i <= f->tree->size; i++) EXPECT_EQ(f->tree->ith_node(i)->side, 1u);
+}
+
+TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
+  TempDir dir;
+  std::string s = rich_history(dir);
+  SCCS_sfile f(s.c_str());
+  Kes_err *err = f.buildtree(0, 0, 1);
+  ASSERT_EQ(err, nullptr) << err->text;
+  EXPECT_EQ(f.stream, nullptr);
+  Kes_delta *root = f.root_delta();
+  ASSERT_EQ(root, f.tree->ith_node(1));
+  // 1.1 and its only child 1.2: the others are skipped, SIDs aren't kept.
+  EXPECT_EQ(f.tree->node_count, 2);
+  ASSERT_NE(root->first_child, nullptr);
+  EXPECT_EQ(root->first_child->serial, 2);
+  EXPECT_EQ(root->first_child->next_sibling, nullptr);
+  EXPECT_EQ(root->sid, nullptr);
+  EXPECT_STREQ(root->user, f.tree->ith_delta(2)->user);
+  EXPECT_EQ(joined(root->comments) + "\n", prs(s, ":C:", "1.1"));
+  EXPECT_EQ(std::string(root->stats), prs(s, ":Li:/:Ld:/:Lu:", "1.1"));
+  EXPECT_EQ(root->mrs, nullptr);
+  for (int i = 3; i <= f.tree->size; i++) EXPECT_EQ(f.tree->ith_node(i)->serial, 0);
+  EXPECT_EQ(f.flags, nullptr);  // nothing behind the delta table is read
+}
+
+TEST(SfileRead, RootsOnlyTakesOnlyLiveChildren) {
+  TempDir dir;
+  new_history(dir.path(), "k.c", "1\n");
+  std::string s = dir.file("s.k.c");
+  add_delta(s, "1\n2\n", "trunk");
+  add_delta(s, "1\nb\n", "branch", "-r1.1 -b");
+  add_delta(s, "1\n2\n3\n", "gone");
+  ASSERT_EQ(run(cssc("rmdel") + " -r1.3 s.k.c", dir.path()).status, 0);
+  SCCS_sfile f(s.c_str());
+  Kes_err *err = f.buildtree(0, 0, 1);
+  ASSERT_EQ(err, nullptr) << err->text;
+  std::set<int> children;
+  for (Kes_tree_node *c = f.tree->root->first_child; c; c = c->next_sibling)
+    children.insert(c->serial);
+  EXPECT_EQ(children, (std::set<int>{2, 3}));  // 1.2 and 1.1.1.1; not the removed 1.3
+  EXPECT_EQ(f.tree->node_count, 3);
+}
+
+TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
+  TempDir dir;
+  new_history(dir.path(), "t.c", "1\n");
+  std::string s = dir.file("s.t.c");
+  // Three deltas with the same date text, written by hand.
+  std::string text = read_file(s);
+  write_file(s, "\001h00000\n"
+                "\001s 00001/00000/00001\n\001d D 1.3 99/12/31 23:59:59 u 3 2\n\001c c\n\001e\n"
+                "\001s 00001/00000/00001\n\001d D 1.2 99/12/31 23:59:59 u 2 1\n\001c b\n\001e\n"
+                "\001s 00001/00000/00000\n\001d D 1.1 99/12/31 23:59:59 u 1 0\n\001c a\n\001e\n"
+                "\001u\n\001U\n\001t\n\001T\n\001I 1\n1\n\001E 1\n");
+  auto f = read_full(s);
+  Kes_delta *d1 = f->tree->ith_delta(1), *d2 = f->tree->ith_delta(2), *d3 = f->tree->ith_delta(3);
+  EXPECT_GT(cmptm(&d1->time, &d2->time), 0);
+  EXPECT_GT(cmptm(&d2->time, &d3->time), 0);
+  EXPECT_EQ(d2->time.tm_sec, 60);  // moved on by whole seconds, not normalised
+  EXPECT_EQ(d3->time.tm_sec, 61);
+  EXPECT_STREQ(d3->date, "99/12/31 23:59:59");  // the text stays
+}
+
+TEST(SfileRead, SerialGapsLeaveUnusedSlots) {
+  // A real history whose table skips serials 6 and 7.
+  std::string s = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44/bin/df/SCCS/s.Makefile";
+  auto f = read_full(s, 0, 0);
+  std::vector<TableRow> rows = table_rows(s);
+  EXPECT_EQ(f->tree->node_count, (int)rows.size());
+  EXPECT_LT(f->tree->node_count, f->tree->size);
+  EXPECT_EQ(f->tree->ith_node(6)->serial, 0);
+  EXPECT_EQ(f->tree->ith_node(7)->serial, 0);
+  EXPECT_EQ(f->tree->ith_node(6)->parent, nullptr);
+  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
+  expect_matches_prs(f.get(), s);
+}
+
+TEST(SfileRead, DescriptiveTextEndsAtAnyLineWithTAsSecondByte) {
+  TempDir dir;
+  write_file(dir.file("desc"), "first\nATM machines\nlast\n");
+  new_history(dir.path(), "d.c", "x\n", "-tdesc");
+  auto f = read_full(dir.file("s.d.c"));
+  // The text is cut before "ATM"; the rest of the file still reads.
+  EXPECT_EQ(joined(f->desc_text), "first\n");
+  EXPECT_STREQ(f->head_delta()->sid, "1.1");
+}
+
+TEST(SfileRead, UnknownFlagLetterIsIgnored) {
+  TempDir dir;
+  new_history(dir.path(), "u.c", "x\n", "-fqkeep");
+  std::string s = dir.file("s.u.c");
+  std::string t = read_file(s);
+  size_t at = t.find("\001f q");
+  ASSERT_NE(at, std::string::npos);
+  t.insert(at, "\001f z strange\n\001f x\n");
+  write_file(s, t);
+  auto f = read_full(s);
+  EXPECT_STREQ(f->flags->Q_kw, "keep");
+}
+
+TEST(SfileRead, CorruptChecksumPassesTheReader) {
+  TempDir dir;
+  new_history(dir.path(), "c.c", "x\n");
+  std::string s = dir.file("s.c.c");
+  std::string t = read_file(s);
+  t.replace(2, 5, "12345");
+  write_file(s, t);
+  ASSERT_NE(admin_check(s), 0);  // CSSC notices
+  auto f = read_full(s);         // the reader doesn't
+  EXPECT_STREQ(f->head_delta()->sid, "1.1");
+}
+
+TEST(SfileRead, DefaultSidWithoutBranchFallsBackToItsBase) {
+  TempDir dir;
+  new_history(dir.path(), "b.c", "x\n");
+  std::string s = dir.file("s.b.c");
+  add_delta(s, "x\ny\n", "two");
+  add_delta(s, "x\ny\nz\n", "three");
+  // Branch 1.2.1 has no delta: the head is 1.2 itself, not the trunk's latest.
+  std::string t = read_file(s);
+  t.insert(t.find("\001t\n"), "\001f d 1.2.1\n");
+  write_file(s, t);
+  auto f = read_full(s);
+  EXPECT_STREQ(f->head_delta()->sid, "1.2");
+  // A two-dot default SID doesn't name a delta: the default delta is the head.
+  EXPECT_EQ(f->default_delta, f->head_delta());
+}
+
+TEST(SfileRead, DefaultSidNamingADelta) {
+  TempDir dir;
+  new_history(dir.path(), "e.c", "x\n");
+  std::string s = dir.file("s.e.c");
+  add_delta(s, "x\ny\n", "two");
+  add_delta(s, "x\ny\nz\n", "three");
+  ASSERT_EQ(run(cssc("admin") + " -fd1.2 s.e.c", dir.path()).status, 0);
+  auto f = read_full(s);
+  // One dot: the default delta is that delta, the head is the trunk's latest.
+  EXPECT_STREQ(f->default_delta->sid, "1.2");
+  EXPECT_STREQ(f->head_delta()->sid, "1.3");
+}
+
+TEST(SfileRead, ClearPathConstructorReadsOrOnlyLooks) {
+  TempDir dir;
+  ASSERT_EQ(mkdir(dir.file("SCCS").c_str(), 0755), 0);
+  new_history(dir.file("SCCS"), "m.c", "x\n");
+  write_file(dir.file("SCCS/p.m.c"), "1.1 1.2 ann 26/01/02 03:04:05\n");
+  SCCS_sfile full(dir.file("m.c").c_str(), 1);
+  EXPECT_EQ(std::string(full.s_path), dir.file("SCCS/s.m.c"));
+  EXPECT_TRUE(full.exists);
+  ASSERT_NE(full.tree, nullptr);
+  EXPECT_NE(full.pfile_list, nullptr);
+  EXPECT_EQ(full.stream, nullptr);
+  SCCS_sfile look(dir.file("m.c").c_str(), 0);
+  EXPECT_TRUE(look.exists);
+  EXPECT_EQ(look.tree, nullptr);
+  EXPECT_NE(look.pfile_list, nullptr);
+  SCCS_sfile none(dir.file("absent.c").c_str(), 0);
+  EXPECT_FALSE(none.exists);
+  SCCS_sfile bad(dir.file("absent.c").c_str(), 3);
+  EXPECT_FALSE(bad.exists);
+}
+
+// ---------------------------------------------------------------------------
+// Names
+
+TEST(SfileNames, ClearNames) {
+  SCCS_sfile f("x");
+  struct Case {
+    const char *in, *out;
+  } cases[] = {
+      {"SCCS/s.foo.c", "foo.c"},      {"./SCCS/s.foo.c", "foo.c"},
+      {"a/b/SCCS/s.foo.c", "a/b/foo.c"}, {"/SCCS/s.foo.c", "/foo.c"},
+      {"a/s.foo.c", "a/foo.c"},       {"s.foo.c", "foo.c"},
+      {"a/b/foo.c", "a/b/foo.c"},     {"a/SCCS/p.foo.c", "a/SCCS/p.foo.c"},
+  };
+  for (const Case &c : cases) {
+    char *got = f.get_clr_name(c.in);
+    EXPECT_STREQ(got, c.out) << c.in;
+    free(got);
+  }
+  EXPECT_STREQ(f.clr_path, "x");
+}
+
+TEST(SfileNames, HistoryAndPfileNames) {
+  SCCS_sfile f("a/SCCS/s.foo.c");
+  EXPECT_STREQ(f.clr_path, "a/foo.c");
+  char *s = f.get_sname("a/foo.c"), *p = f.get_pname("a/foo.c"), *s2 = f.get_sname("foo.c");
+  EXPECT_STREQ(s, "a/SCCS/s.foo.c");
+  EXPECT_STREQ(p, "a/SCCS/p.foo.c");
+  EXPECT_STREQ(s2, "SCCS/s.foo.c");
+  free(s);
+  free(p);
+  free(s2);
+  char buf[1024];
+  ASSERT_EQ(f.build_pfilename(buf), 1);
+  EXPECT_STREQ(buf, "a/SCCS/p.foo.c");
+  ASSERT_EQ(f.build_zfilename(nullptr), 1);
+  EXPECT_STREQ(f.zfile_path, "a/SCCS/z.foo.c");
+  ASSERT_EQ(f.build_zfilename("/o/s.bar"), 1);
+  EXPECT_STREQ(f.zfile_path, "/o/z.bar");
+  EXPECT_EQ(f.build_zfilename("/o/S.bar"), 0);
+  SCCS_sfile odd("dir/foo.c");
+  EXPECT_EQ(odd.build_pfilename(buf), 0);
+  EXPECT_EQ(odd.build_zfilename(nullptr), 0);
+  EXPECT_EQ(odd.zfile_path, nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// Dates and SIDs
+
+TEST(SfileDates, TwoDigitYears) {
+  struct tm a, b;
+  mystrptime("68/01/01 00:00:00", &a);
+  mystrptime("99/12/31 23:59:59", &b);
+  EXPECT_EQ(a.tm_year, 168);
+  EXPECT_EQ(b.tm_year, 99);
+  EXPECT_LT(cmptm(&a, &b), 0);  // 68 is newer than 99
+  mystrptime("69/02/03 04:05:06", &a);
+  EXPECT_EQ(a.tm_year, 69);
+  EXPECT_EQ(a.tm_mon, 1);
+  EXPECT_EQ(a.tm_mday, 3);
+  EXPECT_EQ(a.tm_hour, 4);
+  EXPECT_EQ(a.tm_min, 5);
+  EXPECT_EQ(a.tm_sec, 6);
+}
+
+TEST(SfileDates, CmptmIsFirstDifferenceBMinusA) {
+  struct tm a, b;
+  mystrptime("90/05/05 10:10:10", &a);
+  mystrptime("90/05/05 10:10:13", &b);
+  EXPECT_EQ(cmptm(&a, &b), 3);
+  EXPECT_EQ(cmptm(&b, &a), -3);
+  EXPECT_EQ(cmptm(&a, &a), 0);
+  mystrptime("90/07/01 00:00:00", &b);
+  EXPECT_EQ(cmptm(&a, &b), 2);  // months, before any later field
+}
+
+TEST(SfileSids, ComponentsAndBranches) {
+  int r, l, b, s;
+  EXPECT_EQ(get_sid_info("1.2.3.4", &r, &l, &b, &s), 4);
+  EXPECT_EQ(r * 1000 + l * 100 + b * 10 + s, 1234);
+  EXPECT_EQ(get_sid_info("5", &r, &l, &b, &s), 1);
+  EXPECT_EQ(r * 1000 + l * 100 + b * 10 + s, 5000);
+  EXPECT_EQ(get_sid_info("9.8.1.2.3.4", &r, &l, &b, &s), 6);  // the last four count
+  EXPECT_EQ(r * 1000 + l * 100 + b * 10 + s, 1234);
+  EXPECT_TRUE(samebranch("1", "2.7"));
+  EXPECT_FALSE(samebranch("1", "1.2.1.1"));
+  EXPECT_TRUE(samebranch("1.2.1", "1.2.1.5"));
+  EXPECT_FALSE(samebranch("1.2.1", "1.2.2.1"));
+  EXPECT_FALSE(samebranch("1.2.1", "1.3"));
+}
+
+}  // namespace
