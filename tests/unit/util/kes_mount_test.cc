@@ -1,0 +1,414 @@
+// Netpaths through the mount table, bind mounts, the automounter's directories.
+// Made-up tables name real scratch directories, so that the device checks
+// against stat still decide.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "util/kes_host.h"
+#include "util/kes_mount.h"
+#include "util/kes_path.h"
+
+namespace {
+std::string host() {
+  const char *h = kes_hostname();
+  return h ? h : "";
+}
+
+std::string devstr(dev_t dev) {
+  return std::to_string(major(dev)) + ":" + std::to_string(minor(dev));
+}
+
+class MountTest : public testing::Test {
+protected:
+  void SetUp() override {
+    char tmpl[] = "/tmp/kes_mount_test.XXXXXX";
+    ASSERT_NE(mkdtemp(tmpl), nullptr);
+    char real[PATH_MAX];
+    ASSERT_NE(realpath(tmpl, real), nullptr);
+    dir = real;
+    struct stat st;
+    ASSERT_EQ(stat(dir.c_str(), &st), 0);
+    dev = st.st_dev;
+    char cwd[PATH_MAX];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    old_cwd = cwd;
+  }
+  void TearDown() override {
+    kes_delete_am_dirlist();
+    ASSERT_EQ(chdir(old_cwd.c_str()), 0);
+    std::string cmd = "rm -rf '" + dir + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  std::string at(const std::string &rel) const { return dir + "/" + rel; }
+  void mkdirs(const std::string &rel) {
+    std::string cmd = "mkdir -p '" + at(rel) + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  void write_file(const std::string &rel, const std::string &text) {
+    std::ofstream out(at(rel));
+    out << text;
+    ASSERT_TRUE(out.good());
+  }
+  std::string to_net(const std::string &path, const char *mounts, const char *info) {
+    char buf[1024];
+    char *r = kes_path_to_netpath_using(path.c_str(), buf, mounts, info);
+    return r ? r : "<null>";
+  }
+  std::string from_net(const std::string &netpath, const char *mounts) {
+    char buf[1024];
+    char *r = kes_netpath_to_path_using(netpath.c_str(), buf, mounts);
+    return r ? r : "<null>";
+  }
+  std::string dir, old_cwd;
+  dev_t dev = 0;
+};
+}  // namespace
+
+TEST(MountOptions, OptionIsAWholeField) {
+  const char *opts = "rw,dev=801,ignore,nosuid";
+  EXPECT_EQ(kes_mnt_has_option(opts, "rw"), 1);
+  EXPECT_EQ(kes_mnt_has_option(opts, "dev"), 1);
+  EXPECT_EQ(kes_mnt_has_option(opts, "ignore"), 1);
+  EXPECT_EQ(kes_mnt_has_option(opts, "nosuid"), 1);
+  EXPECT_EQ(kes_mnt_has_option(opts, "suid"), 0);
+  EXPECT_EQ(kes_mnt_has_option(opts, "de"), 0);
+  EXPECT_EQ(kes_mnt_has_option("devices,ro", "dev"), 0);
+  EXPECT_EQ(kes_mnt_has_option("map=auto_home", "map"), 1);
+  EXPECT_EQ(kes_mnt_has_option("mapping", "map"), 0);
+  EXPECT_EQ(kes_mnt_has_option("", "rw"), 0);
+  EXPECT_EQ(kes_mnt_has_option(nullptr, "rw"), 0);
+}
+
+TEST(Mountinfo, ParsesNetworkAutomounterAndEscapedEntries) {
+  const char *text =
+      "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
+      "60 27 0:53 / /mnt/ws rw,relatime shared:7 master:2 - nfs4 fileserv:/export rw,vers=4.2\n"
+      "61 27 0:54 / /net rw,relatime - autofs /etc/auto.net rw,fd=7,indirect\n"
+      "62 27 254:0 /home/src /mnt/with\\040blank rw - ext4 /dev/vda rw\n"
+      "garbage line\n"
+      "63 27 254:0 / /no/separator rw ext4 /dev/vda rw\n"
+      "64 27 xx:yy / /bad/device rw - ext4 /dev/vda rw\n"
+      "65 27 8:1 relative /m rw - ext4 /dev/sda1 rw\n"
+      "\n"
+      "66 27 8:17 / /last rw - xfs /dev/sdb1 rw";  // no newline at the end
+  std::vector<Kes_mountinfo_entry> e = kes_parse_mountinfo(text);
+  ASSERT_EQ(e.size(), 5u);
+  EXPECT_EQ(e[0].mount_point, "/");
+  EXPECT_EQ(e[0].dev, makedev(254, 0));
+  EXPECT_EQ(e[1].dev, makedev(0, 53));
+  EXPECT_EQ(e[1].root, "/");
+  EXPECT_EQ(e[1].mount_point, "/mnt/ws");
+  EXPECT_EQ(e[1].type, "nfs4");
+  EXPECT_EQ(e[1].special, "fileserv:/export");
+  EXPECT_EQ(e[2].type, "autofs");
+  EXPECT_EQ(e[2].mount_point, "/net");
+  EXPECT_EQ(e[3].root, "/home/src");
+  EXPECT_EQ(e[3].mount_point, "/mnt/with blank");
+  EXPECT_EQ(e[4].mount_point, "/last");
+  EXPECT_EQ(e[4].special, "/dev/sdb1");
+  EXPECT_TRUE(kes_parse_mountinfo("").empty());
+  EXPECT_TRUE(kes_parse_mountinfo(nullptr).empty());
+}
+
+TEST(Mountinfo, ReadsTheHostTableAndFailsOnMissingFile) {
+  std::vector<Kes_mountinfo_entry> e;
+  EXPECT_EQ(kes_read_mountinfo("/nonexistent/mountinfo", &e), 0);
+  ASSERT_EQ(kes_read_mountinfo(kes_mountinfo_file, &e), 1);
+  struct stat st;
+  ASSERT_EQ(stat("/", &st), 0);
+  bool root_seen = false;
+  for (const auto &m : e)
+    if (m.mount_point == "/" && m.dev == st.st_dev) root_seen = true;
+  EXPECT_TRUE(root_seen) << "the mount of / with the device stat gives";
+}
+
+TEST_F(MountTest, BindSourceIsTheNearestWiderMount) {
+  mkdirs("fs");
+  mkdirs("bind");
+  mkdirs("again");
+  std::string d = devstr(dev);
+  std::string text = "1 0 " + d + " / / rw - ext4 /dev/x rw\n" +
+                     "2 1 " + d + " /exp " + at("fs") + " rw - ext4 /dev/x rw\n" +
+                     "3 1 " + d + " /exp/sub/deep " + at("bind") + " rw - ext4 /dev/x rw\n" +
+                     "4 1 " + d + " / " + at("again") + " rw - ext4 /dev/x rw\n" +
+                     "5 1 " + d + " /gone /nonexistent/mp rw - ext4 /dev/x rw\n" +
+                     "6 1 " + d + " /gone/x " + at("fs") + "/x rw - ext4 /dev/x rw\n" +
+                     "7 1 " + d + " " + dir + " " + dir + " rw - ext4 /dev/x rw\n";
+  std::vector<Kes_mountinfo_entry> e = kes_parse_mountinfo(text.c_str());
+  ASSERT_EQ(e.size(), 7u);
+  char src[1024];
+  // "/exp" holds "/exp/sub/deep" more nearly than "/".
+  ASSERT_EQ(kes_bind_mount_source(e, at("bind").c_str(), dev, src), 1);
+  EXPECT_EQ(std::string(src), at("fs") + "/sub/deep");
+  ASSERT_EQ(kes_bind_mount_source(e, at("fs").c_str(), dev, src), 1);
+  EXPECT_EQ(std::string(src), "/exp");
+  // A second mount of the whole file system leads back to the first one.
+  ASSERT_EQ(kes_bind_mount_source(e, at("again").c_str(), dev, src), 1);
+  EXPECT_EQ(std::string(src), "/");
+  EXPECT_EQ(kes_bind_mount_source(e, "/", dev, src), 0);
+  // The nearest wider mount can't be stat-ed: the next one serves.
+  ASSERT_EQ(kes_bind_mount_source(e, (at("fs") + "/x").c_str(), dev, src), 1);
+  EXPECT_STREQ(src, "/gone/x");
+  // Bound onto itself.
+  EXPECT_EQ(kes_bind_mount_source(e, dir.c_str(), dev, src), 0);
+  // Unknown mount point, or the right one of another device.
+  EXPECT_EQ(kes_bind_mount_source(e, at("nothing").c_str(), dev, src), 0);
+  EXPECT_EQ(kes_bind_mount_source(e, at("bind").c_str(), dev + 1, src), 0);
+}
+
+TEST_F(MountTest, HostTableGivesLocalHostForPlainPaths) {
+  ASSERT_FALSE(host().empty());
+  mkdirs("ws/src");
+  ASSERT_EQ(symlink(at("ws").c_str(), at("link").c_str()), 0);
+  char buf[1024];
+  // Below a local mount of "/" (or /tmp's own local file system): host:path.
+  ASSERT_NE(kes_path_to_netpath(at("ws/src").c_str(), buf), nullptr);
+  EXPECT_EQ(std::string(buf), host() + ":" + at("ws/src"));
+  ASSERT_NE(kes_path_to_netpath(at("link/src/new/file").c_str(), buf), nullptr);
+  EXPECT_EQ(std::string(buf), host() + ":" + at("ws/src/new/file"));
+  ASSERT_EQ(chdir(at("ws").c_str()), 0);
+  ASSERT_NE(kes_path_to_netpath("src/../src", buf), nullptr);
+  EXPECT_EQ(std::string(buf), host() + ":" + at("ws/src"));
+  ASSERT_NE(kes_path_to_netpath("/", buf), nullptr);
+  EXPECT_EQ(std::string(buf), host() + ":/");
+  // And back.
+  for (const std::string &p : {at("ws/src"), at("ws/src/new/file"), std::string("/")}) {
+    char net[1024], back[1024];
+    ASSERT_NE(kes_path_to_netpath(p.c_str(), net), nullptr);
+    ASSERT_NE(kes_netpath_to_path(net, back), nullptr) << net;
+    EXPECT_EQ(std::string(back), p);
+  }
+}
+
+TEST_F(MountTest, LocalHostNetpathIsCutWithoutLookingAtTheDisk) {
+  char buf[1024];
+  std::string h = host();
+  ASSERT_NE(kes_netpath_to_path((h + ":/does/not/exist").c_str(), buf), nullptr);
+  EXPECT_STREQ(buf, "/does/not/exist");
+  // The host name is looked for anywhere, the ":" at the name's length.
+  std::string odd = std::string(h.size(), 'q') + ":/" + h;
+  ASSERT_NE(kes_netpath_to_path(odd.c_str(), buf), nullptr);
+  EXPECT_EQ(std::string(buf), "/" + h);
+  EXPECT_EQ(kes_netpath_to_path("no-such-host.kes-test:/x/y", buf), nullptr);
+  EXPECT_EQ(kes_netpath_to_path("no colon at all", buf), nullptr);
+}
+
+TEST_F(MountTest, NetworkMountNamesServerAndPath) {
+  mkdirs("nfs/sub/dir");
+  write_file("nfs/sub/dir/f", "x");
+  mkdirs("other");
+  mkdirs("ign/x");
+  write_file("mounts",
+        "srv:/export " + at("nfs") + " nfs rw,vers=4 0 0\n" +
+        "old:/gone " + at("ign") + " nfs rw,ignore 0 0\n" +
+        "slash:/ " + at("nfs/sub/dir") + " nfs ro 0 0\n");
+  std::string m = at("mounts"), i = at("no-mountinfo");
+  EXPECT_EQ(to_net(at("nfs"), m.c_str(), i.c_str()), "srv:/export");
+  EXPECT_EQ(to_net(at("nfs/sub"), m.c_str(), i.c_str()), "srv:/export/sub");
+  EXPECT_EQ(to_net(at("nfs/sub/new/"), m.c_str(), i.c_str()), "srv:/export/sub/new");
+  // The deeper mount holds its own tree.
+  EXPECT_EQ(to_net(at("nfs/sub/dir/f"), m.c_str(), i.c_str()), "slash:/f");
+  EXPECT_EQ(to_net(at("nfs/sub/dir"), m.c_str(), i.c_str()), "slash:/");
+  // Entries marked ignore don't count; a path under no entry is local.
+  EXPECT_EQ(to_net(at("ign/x"), m.c_str(), i.c_str()), host() + ":" + at("ign/x"));
+  EXPECT_EQ(to_net(at("other"), m.c_str(), i.c_str()), host() + ":" + at("other"));
+  // And back through the table.
+  EXPECT_EQ(from_net("srv:/export/sub", m.c_str()), at("nfs/sub"));
+  EXPECT_EQ(from_net("srv:/export", m.c_str()), at("nfs"));
+  EXPECT_EQ(from_net("slash:/f", m.c_str()), at("nfs/sub/dir/f"));
+  EXPECT_EQ(from_net("srv:/export/nothere", m.c_str()), "<null>");
+  EXPECT_EQ(from_net("old:/gone/x", m.c_str()), "<null>");
+  EXPECT_EQ(from_net("elsewhere:/export/sub", m.c_str()), "<null>");
+  for (const char *rel : {"nfs", "nfs/sub", "nfs/sub/dir", "nfs/sub/dir/f"}) {
+    std::string net = to_net(at(rel), m.c_str(), i.c_str());
+    EXPECT_EQ(from_net(net, m.c_str()), at(rel)) << net;
+  }
+}
+
+TEST_F(MountTest, MountPointNameAloneIsNotEnough) {
+  // /proc is a file system of its own: an entry naming "/" must not claim it,
+  // and one naming /proc must.
+  mkdirs("x");
+  write_file("liar", "liar:/e / nfs rw 0 0\n");
+  write_file("truth", "liar:/e / nfs rw 0 0\ntruth:/p /proc nfs rw 0 0\n");
+  std::string none = at("none");
+  EXPECT_EQ(to_net("/proc/version", at("liar").c_str(), none.c_str()), host() + ":/proc/version");
+  EXPECT_EQ(to_net("/proc/version", at("truth").c_str(), none.c_str()), "truth:/p/version");
+  struct stat root;
+  ASSERT_EQ(stat("/", &root), 0);
+  if (root.st_dev == dev) {
+    EXPECT_EQ(to_net(at("x"), at("truth").c_str(), none.c_str()), "liar:/e" + at("x"));
+  }
+  // The way back checks the device of the path against the mount point's.
+  write_file("back", "truth:/p / nfs rw 0 0\n");
+  EXPECT_EQ(from_net("truth:/p/proc/version", at("back").c_str()), "<null>");
+  EXPECT_EQ(from_net("truth:/p", at("back").c_str()), "/");
+  if (root.st_dev == dev) {
+    EXPECT_EQ(from_net("truth:/p" + at("x"), at("back").c_str()), at("x"));
+  }
+}
+
+TEST_F(MountTest, BindMountsAreFollowedToTheirDirectory) {
+  mkdirs("nfs/sub/d");
+  mkdirs("dst");
+  mkdirs("lo");
+  std::string d = devstr(dev);
+  write_file("mounts",
+        "srv:/export " + at("nfs") + " nfs rw 0 0\n" +
+        "/dev/x " + at("dst") + " ext4 rw 0 0\n" +
+        at("nfs/sub") + " " + at("lo") + " lofs rw 0 0\n");
+  write_file("mountinfo", "1 0 " + d + " / " + at("nfs") + " rw - nfs srv:/export rw\n" +
+                         "2 1 " + d + " /sub " + at("dst") + " rw - ext4 /dev/x rw\n");
+  std::string m = at("mounts"), i = at("mountinfo");
+  // dst shows srv:/export/sub, so names through it name the server's path.
+  EXPECT_EQ(to_net(at("dst/d"), m.c_str(), i.c_str()), "srv:/export/sub/d");
+  EXPECT_EQ(to_net(at("dst"), m.c_str(), i.c_str()), "srv:/export/sub");
+  EXPECT_EQ(to_net(at("nfs/sub/d"), m.c_str(), i.c_str()), "srv:/export/sub/d");
+  // A loopback entry names its directory as the special.
+  EXPECT_EQ(to_net(at("lo/d/new"), m.c_str(), i.c_str()), "srv:/export/sub/d/new");
+  // Without the mountinfo table a bind mount is a plain local mount.
+  std::string none = at("none");
+  EXPECT_EQ(to_net(at("dst/d"), m.c_str(), none.c_str()), host() + ":" + at("dst/d"));
+}
+
+TEST_F(MountTest, LoopbackCyclesEndAndUnreadableTablesFail) {
+  mkdirs("a/x");
+  mkdirs("b/x");
+  write_file("mounts", at("a") + " " + at("b") + " lofs rw 0 0\n" + at("b") + " " + at("a") +
+                      " lofs rw 0 0\n");
+  std::string net = to_net(at("b/x"), at("mounts").c_str(), at("none").c_str());
+  EXPECT_TRUE(net == host() + ":" + at("a/x") || net == host() + ":" + at("b/x")) << net;
+  EXPECT_EQ(to_net(at("a"), "/nonexistent/mounts", at("none").c_str()), "<null>");
+  EXPECT_EQ(from_net("srv:/export", "/nonexistent/mounts"), "<null>");
+}
+
+TEST_F(MountTest, AutomounterDirectoriesFromTheTable) {
+  mkdirs("net/host/d");
+  mkdirs("home2");
+  mkdirs("direct");
+  mkdirs("netx/a");
+  write_file("mounts",
+        "auto.net " + at("net") + " autofs rw,fd=5,indirect 0 0\n" +
+        "auto_home " + at("home2") + " nfs ignore,map=auto_home,indirect 0 0\n" +
+        "-hosts " + at("direct") + " nfs ignore,map,direct 0 0\n" +
+        "srv:/x " + at("netx") + " nfs rw 0 0\n" +
+        "y " + at("mapping") + " nfs ignore,mapping,direct 0 0\n" +
+        "z " + at("nomap") + " nfs ignore,indirect 0 0\n");
+  EXPECT_EQ(kes_load_am_dirlist(at("mounts").c_str()), 3);
+  char buf[1024];
+  for (const char *rel : {"net", "net/host/d", "home2/u", "direct"}) {
+    ASSERT_NE(kes_path_thru_automounter(at(rel).c_str(), buf), nullptr) << rel;
+    EXPECT_EQ(std::string(buf), at(rel));
+  }
+  for (const char *rel : {"netx/a", "mapping", "nomap", "ne"})
+    EXPECT_EQ(kes_path_thru_automounter(at(rel).c_str(), buf), nullptr) << rel;
+  EXPECT_EQ(kes_load_am_dirlist("/nonexistent/mounts"), -1);
+  EXPECT_EQ(kes_path_thru_automounter(at("net/host").c_str(), buf), nullptr);
+}
+
+TEST_F(MountTest, AutomounterPathBehindAMountPrefix) {
+  // /tmp/tmp/<scratch> stands for a mount prefix in front of the automounter's
+  // directory: one scratch name leads to the same directory, another doesn't.
+  // /tmp/tmp itself stays: another run may be using it at the same time.
+  char other_tmpl[] = "/tmp/kes_mount_test.XXXXXX";
+  ASSERT_NE(mkdtemp(other_tmpl), nullptr);
+  std::string other = other_tmpl;
+  std::string same = "/tmp" + dir, differs = "/tmp" + other;
+  struct Cleanup {
+    std::string cmd;
+    ~Cleanup() { (void)!system(cmd.c_str()); }
+  } cleanup{"rm -rf '" + same + "' '" + differs + "' '" + other + "'"};
+  mkdirs("net/host/d");
+  ASSERT_EQ(system(("mkdir -p '" + other + "/net/host/d'").c_str()), 0);
+  ASSERT_TRUE(mkdir("/tmp/tmp", 01777) == 0 || errno == EEXIST);
+  ASSERT_EQ(symlink(dir.c_str(), same.c_str()), 0);
+  ASSERT_EQ(system(("mkdir -p '" + differs + "/net/host/d'").c_str()), 0);
+  write_file("mounts", "a " + at("net") + " autofs rw 0 0\nb " + other + "/net autofs rw 0 0\n");
+  ASSERT_EQ(kes_load_am_dirlist(at("mounts").c_str()), 2);
+
+  std::string via = same + "/net/host/d";
+  const char *r = abs_under_automounter(via.c_str());
+  EXPECT_EQ(r, via.c_str() + 4);
+  char buf[1024];
+  ASSERT_NE(kes_path_thru_automounter(via.c_str(), buf), nullptr);
+  EXPECT_EQ(std::string(buf), at("net/host/d"));
+  // Different directory behind the prefix; missing; not under the prefix.
+  EXPECT_EQ(abs_under_automounter((differs + "/net/host/d").c_str()), nullptr);
+  EXPECT_EQ(abs_under_automounter(("/nope" + dir + "/net/host/d").c_str()), nullptr);
+  EXPECT_EQ(abs_under_automounter(("/tmp" + dir + "/other/d").c_str()), nullptr);
+  EXPECT_EQ(abs_under_automounter("/tmp"), nullptr);
+  EXPECT_EQ(abs_under_automounter("relative/path"), nullptr);
+  // A relative name is taken from the working directory.
+  ASSERT_EQ(chdir("/tmp/tmp"), 0);
+  std::string rel = dir.substr(dir.rfind('/') + 1) + "/net/host";
+  ASSERT_NE(kes_path_thru_automounter(rel.c_str(), buf), nullptr);
+  EXPECT_EQ(std::string(buf), at("net/host"));
+}
+
+TEST_F(MountTest, RealBindMountGivesTheSameNetpath) {
+  if (geteuid() != 0) GTEST_SKIP() << "bind mounts need root";
+  mkdirs("src/sub");
+  write_file("src/sub/f", "x");
+  mkdirs("dst");
+  mkdirs("net/host/d");
+  write_file("am", "a " + at("net") + " autofs rw 0 0\n");
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    // A mount namespace of our own, so that nothing shows outside this child.
+    close(fds[0]);
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+      _exit(77);
+    if (mount(at("src").c_str(), at("dst").c_str(), nullptr, MS_BIND, nullptr) != 0) _exit(77);
+    std::string out;
+    char buf[1024];
+    for (const std::string &p : {at("dst/sub/f"), at("src/sub/f"), at("dst")}) {
+      out += kes_path_to_netpath(p.c_str(), buf) ? buf : "<null>";
+      out += '\n';
+    }
+    // "/" bound at /mnt puts a mount prefix in front of every path.
+    if (mount("/", "/mnt", nullptr, MS_BIND, nullptr) == 0) {
+      kes_load_am_dirlist(at("am").c_str());
+      std::string via = "/mnt" + at("net/host/d");
+      out += kes_path_thru_automounter(via.c_str(), buf) ? buf : "<null>";
+      out += '\n';
+      out += kes_path_to_netpath(via.c_str(), buf) ? buf : "<null>";
+      out += '\n';
+    }
+    if (::write(fds[1], out.data(), out.size()) != static_cast<ssize_t>(out.size())) _exit(2);
+    _exit(0);
+  }
+  close(fds[1]);
+  std::string got;
+  char chunk[4096];
+  ssize_t n;
+  while ((n = read(fds[0], chunk, sizeof chunk)) > 0) got.append(chunk, n);
+  close(fds[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no private mount namespace in this sandbox";
+  ASSERT_EQ(WEXITSTATUS(status), 0);
+  std::string h = host();
+  std::string expect = h + ":" + at("src/sub/f") + "\n" + h + ":" + at("src/sub/f") + "\n" + h +
+                       ":" + at("src") + "\n";
+  expect += at("net/host/d") + "\n" + h + ":" + at("net/host/d") + "\n";
+  EXPECT_EQ(got, expect);
+}
