@@ -139,6 +139,7 @@ struct Merge_outcome {
   std::string error;   // its text otherwise
   int contents_state = -1;
   int conflict_state = -1;
+  bool switched = false;  // the fast body route gave way to the slow one
 };
 
 // Merges from_sfile into to_sfile and writes the result over to_sfile (the files
@@ -155,6 +156,8 @@ struct Judge_report {
   std::vector<std::string> problems;
   int contents_state = -1;  // of the first merge, for statistics
   bool conflict = false;
+  int states[5] = {0, 0, 0, 0, 0};  // expected states of both directions
+  int switches = 0;                 // fast merges that went the slow route
   std::string summary() const;
 };
 

@@ -131,7 +131,7 @@ TEST_F(MergeGen, ExpectedStatesFollowTheConflictRule) {
     bool checkout_to;
     int state;
   } cases[] = {{0, 0, false, 0}, {2, 0, false, 1}, {0, 2, false, 2},
-               {2, 2, false, 3}, {2, 0, true, 3}, {0, 0, true, 0}};
+               {2, 2, false, 3}, {2, 0, true, 3}, {0, 0, true, 2}};
   int n = 0;
   for (const Case &c : cases) {
     p.from_ops = c.from_ops;
