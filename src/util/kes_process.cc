@@ -1,6 +1,7 @@
 // Running shell commands and programs, and reading what their status means.
 #include "util/kes_process.h"
 
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,7 +12,10 @@
 #include <string>
 
 #include "util/kes_err.h"
+#include "util/kes_hash.h"
+#include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_path.h"
 #include "util/kes_quote.h"
 
 namespace {
@@ -163,3 +167,69 @@ void KesCommand::error(const char *fmt) {
 }
 
 void KesGCommand::error(const char *fmt) { KesCommand::error(fmt); }
+
+namespace {
+// Where each program was found, for the whole process.
+Kes_str_str_hash *found_programs() {
+  static Kes_str_str_hash *found = new Kes_str_str_hash;
+  return found;
+}
+
+void remember_program(const char *cmd, const char *path) {
+  char *key = strdup(cmd), *value = strdup(path);
+  if (!key || !value) kes_new_handler();
+  if (found_programs()->insert(key, value)) {
+    free(key);
+    free(value);
+  }
+}
+
+bool is_runnable(const char *path) {
+  struct stat st;
+  return access(path, R_OK | X_OK) == 0 && stat(path, &st) == 0 && S_ISREG(st.st_mode);
+}
+}  // namespace
+
+Kes_err *kes_find_executable(const char *cmd, char *buf) {
+  const char *known = found_programs()->lookup(cmd);
+  if (known) {
+    snprintf(buf, 1024, "%s", known);
+    return nullptr;
+  }
+  if (getenv("BRINDLE_PATH_ONLY")) {
+    Kes_err *err = kes_find_cmd_in_path(cmd, buf);
+    if (!err) remember_program(cmd, buf);
+    return err;
+  }
+  // The system's own programs first: those installed beside this one.
+  char own[1024];
+  snprintf(own, sizeof own, "%s", cmd);
+  char *run_dir = nullptr;
+  Kes_err *err = kes_find_run_dir(&run_dir);
+  if (err) {
+    delete err;
+  } else {
+    std::string joined = std::string(run_dir) + "/../../bin/" + cmd;
+    err = kes_path_remove_dots(joined.c_str(), own);
+    if (err) {
+      delete err;
+      snprintf(own, sizeof own, "%s", joined.c_str());
+    } else if (is_runnable(own)) {
+      snprintf(buf, 1024, "%s", own);
+      remember_program(cmd, buf);
+      return nullptr;
+    }
+  }
+  err = kes_find_cmd_in_path(cmd, buf);
+  if (!err) {
+    remember_program(cmd, buf);
+    return nullptr;
+  }
+  delete err;
+  const char *path = getenv("PATH");
+  return (new Kes_err)->format_msg(
+      2025, 0,
+      UTIL_MSG(309, "Could not find the \"%s\" command.  Executable \"%s\" does not exist.\n"
+                    "Also, could not find the command in PATH \"%s\""),
+      cmd, own, path ? path : "");
+}

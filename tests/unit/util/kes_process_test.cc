@@ -303,3 +303,85 @@ TEST_F(Process, CommandRunsShellWithoutWaiting) {
   KesCommand big(huge.c_str());
   EXPECT_EQ(std::string(big.get_text()), huge.substr(0, 4095));
 }
+
+namespace {
+// A run directory <dir>/lib/arch holding this "program", the system's own
+// programs in <dir>/bin, and another directory on PATH.
+class FindExecutable : public Process {
+protected:
+  void SetUp() override {
+    Process::SetUp();
+    for (const char *d : {"lib", "lib/arch", "bin", "path"})
+      ASSERT_EQ(mkdir((dir + "/" + d).c_str(), 0755), 0);
+    kes_find_run_dir_init((dir + "/lib/arch/tproc").c_str());
+    const char *p = getenv("PATH");
+    old_path = p ? p : "";
+    setenv("PATH", (dir + "/path:" + old_path).c_str(), 1);
+    unsetenv("BRINDLE_PATH_ONLY");
+  }
+  void TearDown() override {
+    setenv("PATH", old_path.c_str(), 1);
+    unsetenv("BRINDLE_PATH_ONLY");
+    Process::TearDown();
+  }
+  void program(const std::string &name, mode_t mode = 0755) {
+    std::string p = dir + "/" + name;
+    FILE *f = fopen(p.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fputs("#!/bin/sh\n", f);
+    fclose(f);
+    ASSERT_EQ(chmod(p.c_str(), mode), 0);
+  }
+  std::string find(const char *cmd) {
+    char buf[1024] = "untouched";
+    Err err(kes_find_executable(cmd, buf));
+    return err.err ? err.text() : buf;
+  }
+  std::string old_path;
+};
+}  // namespace
+
+// Each case uses its own program names: what is found is kept for the process.
+TEST_F(FindExecutable, OwnProgramsComeBeforePath) {
+  program("bin/kes_fe_both");
+  program("path/kes_fe_both");
+  program("path/kes_fe_path");
+  EXPECT_EQ(find("kes_fe_both"), dir + "/bin/kes_fe_both");
+  EXPECT_EQ(find("kes_fe_path"), dir + "/path/kes_fe_path");
+
+  // Not runnable or not a regular file: PATH decides.
+  program("bin/kes_fe_noexec", 0644);
+  program("path/kes_fe_noexec");
+  EXPECT_EQ(find("kes_fe_noexec"), dir + "/path/kes_fe_noexec");
+  ASSERT_EQ(mkdir((dir + "/bin/kes_fe_dir").c_str(), 0755), 0);
+  program("path/kes_fe_dir");
+  EXPECT_EQ(find("kes_fe_dir"), dir + "/path/kes_fe_dir");
+}
+
+TEST_F(FindExecutable, ResultsAreKept) {
+  program("bin/kes_fe_kept");
+  EXPECT_EQ(find("kes_fe_kept"), dir + "/bin/kes_fe_kept");
+  ASSERT_EQ(unlink((dir + "/bin/kes_fe_kept").c_str()), 0);
+  EXPECT_EQ(find("kes_fe_kept"), dir + "/bin/kes_fe_kept");
+}
+
+TEST_F(FindExecutable, PathOnly) {
+  setenv("BRINDLE_PATH_ONLY", "1", 1);
+  program("bin/kes_fe_po");
+  program("path/kes_fe_po");
+  EXPECT_EQ(find("kes_fe_po"), dir + "/path/kes_fe_po");
+  program("bin/kes_fe_po_own");
+  EXPECT_EQ(find("kes_fe_po_own"),
+            "tproc: Could not find the \"kes_fe_po_own\" command in PATH \"" + dir + "/path:" +
+                old_path + "\"  (Error 2028)\n");
+}
+
+TEST_F(FindExecutable, MissingEverywhere) {
+  EXPECT_EQ(find("kes_fe_none"), "tproc: Could not find the \"kes_fe_none\" command.  Executable \"" +
+                                     dir + "/bin/kes_fe_none\" does not exist.\nAlso, could not"
+                                     " find the command in PATH \"" + dir + "/path:" + old_path +
+                                     "\"  (Error 2025)\n");
+  // A failure is not kept: the program may appear later.
+  program("path/kes_fe_none");
+  EXPECT_EQ(find("kes_fe_none"), dir + "/path/kes_fe_none");
+}
