@@ -1,0 +1,167 @@
+// Start-up: what kes_init leaves behind for the rest of a run, and the search
+// for programs and catalogues that it sets up.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_msg.h"
+#include "util/kes_process.h"
+
+namespace {
+const std::string kBin = std::string(BRINDLE_BINARY_DIR) + "/bin";
+
+// kes_init changes process-wide state (umask, environment, command name), so each
+// story runs in a child and sends back what it saw.
+std::string in_child(const std::function<std::string()> &fn) {
+  int fds[2];
+  if (pipe(fds) != 0) return "pipe failed";
+  pid_t pid = fork();
+  if (pid == 0) {
+    close(fds[0]);
+    std::string out = fn();
+    if (write(fds[1], out.data(), out.size()) < 0) _exit(2);
+    _exit(0);
+  }
+  close(fds[1]);
+  std::string out;
+  char buf[4096];
+  ssize_t n;
+  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, n);
+  close(fds[0]);
+  int st = 0;
+  waitpid(pid, &st, 0);
+  if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) out += "[child failed]";
+  return out;
+}
+
+std::string env(const char *name) {
+  const char *v = getenv(name);
+  return v ? v : "(unset)";
+}
+}  // namespace
+
+TEST(Startup, InitSetsUmaskNameSearchPathsAndCatalogues) {
+  std::string prog = kBin + "/bringover";  // need not exist: only its directory counts
+  std::string seen = in_child([&] {
+    unsetenv("NLSPATH");
+    setenv("PATH", "/bin", 1);
+    unsetenv("TILEWINHOME");
+    umask(027);
+    umask_save();
+    char *argv[] = {const_cast<char *>(prog.c_str()), nullptr};
+    kes_init(argv);
+    std::string r;
+    r += "umask=" + std::to_string(umask(0)) + "\n";
+    r += "saved=" + std::to_string(umask_get()) + "\n";
+    r += std::string("base=") + kes_get_base_cmdname() + "\n";
+    r += "PATH=" + env("PATH") + "\n";
+    r += "NLSPATH=" + env("NLSPATH") + "\n";
+    char *dir = nullptr;
+    Kes_err *e = kes_find_run_dir(&dir);
+    r += std::string("rundir=") + (e ? "error" : dir) + "\n";
+    delete e;
+    r += "utilinit=" + std::to_string(libutil_init()) + "\n";
+    r += "bwminit=" + std::to_string(libbwm_init()) + "\n";
+    Kes_err err;
+    err.format_msg(2001, 0, "x");
+    r += std::string("text=") + err.text;
+    return r;
+  });
+  EXPECT_NE(seen.find("umask=0\n"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("saved=23\n"), std::string::npos) << seen;  // 027 octal
+  EXPECT_NE(seen.find("base=bringover\n"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("PATH=/bin:" BRINDLE_SCCS_DIR_FOR_TESTS ":/usr/bin:/usr/sbin\n"),
+            std::string::npos)
+      << seen;
+  // The catalogue search: beside the programs first, then one level further up,
+  // each with the user's language before C.
+  std::string nls = "NLSPATH=" + kBin + "/../lib/locale/%L/LC_MESSAGES/%N.cat:" + kBin +
+                    "/../lib/locale/C/LC_MESSAGES/%N.cat:/usr/dt/lib/nls/msg/%L/%N.cat:" +
+                    kBin + "/../../lib/locale/%L/LC_MESSAGES/%N.cat:" + kBin +
+                    "/../../lib/locale/C/LC_MESSAGES/%N.cat\n";
+  EXPECT_NE(seen.find(nls), std::string::npos) << seen;
+  EXPECT_NE(seen.find("rundir=" + kBin + "\n"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("utilinit=0\nbwminit=0\n"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("text=bringover: x  (Error 2001)\n"), std::string::npos) << seen;
+}
+
+TEST(Startup, BuiltCataloguesAreFound) {
+  // The catalogues built beside the programs open through the search path that
+  // start-up makes: a text read back through catgets proves it.
+  std::string seen = in_child([&] {
+    unsetenv("NLSPATH");
+    unsetenv("LANG");
+    unsetenv("LC_ALL");
+    std::string prog = kBin + "/x";
+    char *argv[] = {const_cast<char *>(prog.c_str()), nullptr};
+    kes_init(argv);
+    libutil_init();
+    // Ask for a number with a wrong fallback: only the catalogue knows the text.
+    return std::string(kes_util_msg(5, "not from the catalogue"));
+  });
+  EXPECT_EQ(seen, "Writing to \"%s\" failed");
+}
+
+TEST(Startup, ExistingSearchPathMembersAreNotRepeated) {
+  char *a = maybe_append_str_to_env_var("PATH=/a:/b", "/b:/c:/a");
+  EXPECT_STREQ(a, "PATH=/a:/b:/c");
+  free(a);
+  char *b = maybe_append_str_to_env_var("X=", "/p:/q");
+  EXPECT_STREQ(b, "X=/p:/q");  // no colon behind an empty value
+  free(b);
+  char *c = maybe_append_str_to_env_var("X=/ab", "/a");
+  EXPECT_STREQ(c, "X=/ab:/a");  // members compare whole, not by prefix
+  free(c);
+  std::string seen = in_child([] {
+    setenv("PATH", "/usr/bin:" BRINDLE_SCCS_DIR_FOR_TESTS, 1);
+    setenv("TILEWINHOME", "/opt/tw", 1);
+    kes_set_path();
+    kes_set_path();
+    return env("PATH");
+  });
+  EXPECT_EQ(seen, "/usr/bin:" BRINDLE_SCCS_DIR_FOR_TESTS ":/opt/tw/bin:/usr/sbin");
+}
+
+TEST(Startup, ProgramSearchErrors) {
+  std::string seen = in_child([] {
+    setenv("PATH", "/nonexistent:/also/not", 1);
+    char buf[1024] = "junk";
+    Kes_err *e = kes_find_cmd_in_path("ls", buf);
+    std::string r = e ? e->text : "no error";
+    r += "|" + std::string(buf) + "|";
+    delete e;
+    e = kes_find_cmd_in_path("./rel/prog", buf);
+    r += e ? "error" : buf;
+    delete e;
+    return r;
+  });
+  EXPECT_EQ(seen,
+            "Could not find the \"ls\" command in PATH \"/nonexistent:/also/not\""
+            "  (Error 2028)\n||./rel/prog");
+}
+
+TEST(Startup, RunDirectoryUnknownWithoutName) {
+  std::string seen = in_child([] {
+    char *none[] = {nullptr};
+    kes_set_full_cmdname(none);
+    char *dir = reinterpret_cast<char *>(1);
+    Kes_err *e = kes_find_run_dir(&dir);
+    std::string r = e ? std::to_string(e->code) + ":" + e->text : "no error";
+    delete e;
+    return r + (dir == nullptr ? "null" : "set");
+  });
+  EXPECT_EQ(seen,
+            "2076:Internal error: Cannot find the directory in which command \"this program\"\n"
+            "is located because kes_find_run_dir_init() has not been called  (Error 2076)\n"
+            "null");
+}
