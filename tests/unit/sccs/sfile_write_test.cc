@@ -1,0 +1,445 @@
+// Rewriting history files: CSSC's val, admin -h and get -p judge what we write.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+
+using namespace sccs_test;
+
+namespace {
+
+std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int pfile = 1) {
+  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
+  Kes_err *err = f->buildtree(0, pfile, 0);
+  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
+  delete err;
+  return f;
+}
+
+void expect_err(Kes_err *err, int code, const std::string &text) {
+  ASSERT_NE(err, nullptr) << "expected error " << code;
+  EXPECT_EQ(err->code, code);
+  EXPECT_EQ(std::string(err->text).substr(0, text.size()), text) << err->text;
+  delete err;
+}
+
+// Everything prs says about every live delta, and about the file.
+std::string prs_dump(const std::string &s) {
+  return prs(s, ":I: :DT: :D: :T: :P: :DS: :DP: :Li:/:Ld:/:Lu: :Dn:/:Dx:/:Dg:\n:C:\n:MR:") +
+         prs(s, ":FL:\n:UN:\n:FD:", live_sids(s).back());
+}
+
+// A history with branches, an include and an exclude list, a removed delta,
+// MRs, flags, users and descriptive text.
+std::string varied_history(const TempDir &dir, bool with_text) {
+  const std::string d = dir.path();
+  write_file(dir.file("desc"), "what this file is\n");
+  new_history(d, "v.c", "a\nb\nc\n",
+              std::string("-fb -fv/bin/true -mmr0 -fqQQ -ajoe -a$(id -un)") +
+                  (with_text ? " -tdesc" : ""));
+  std::string s = dir.file("s.v.c");
+  auto edit = [&](const std::string &getargs, const std::string &text, const std::string &dargs) {
+    RunResult r = run(cssc("get") + " -s -e " + getargs + " s.v.c", d);
+    ASSERT_EQ(r.status, 0) << r.err;
+    write_file(dir.file("v.c"), text);
+    r = run(cssc("delta") + " -s " + dargs + " s.v.c", d);
+    ASSERT_EQ(r.status, 0) << r.err;
+  };
+  edit("", "a\nb\nc\nd\n", "-y'two' -mmr1");
+  edit("", "a\nc\nd\ne\n", "-y'three\nlines\nof comment' -m'mr2 mr3'");
+  edit("-r1.2", "a\nb\nX\nc\nd\n", "-y'on a branch' -mmr4");
+  edit("-r1.2.1.1", "a\nb\nX\nY\nc\nd\n", "-y'branch again' -mmr5");
+  edit("-i1.2.1.1 -x1.2", "a\nX\nc\nd\ne\nz\n", "-y'merge' -mmr6");
+  edit("", "a\nX\nc\nd\ne\nz\nlast\n", "-y'removed later' -mmr7");
+  EXPECT_EQ(run(cssc("rmdel") + " -r1.5 s.v.c", d).status, 0);
+  return s;
+}
+
+// The file after its first line, with the numbered end of descriptive text
+// put back to its plain form.
+std::string body_of(const std::string &text) {
+  std::string t = text.substr(text.find('\n') + 1);
+  size_t at = t.find("\001T 0\n");
+  if (at != std::string::npos) t.replace(at, 5, "\001T\n");
+  return t;
+}
+
+TEST(SfileWrite, RoundTripWithoutTextIsByteForByte) {
+  TempDir dir;
+  std::string s = varied_history(dir, false);
+  std::string before = read_file(s);
+  auto f = read_full(s);
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(read_file(s), before);
+  EXPECT_EQ(val(s), 0);
+  EXPECT_EQ(admin_check(s), 0);
+  // No temporary file is left beside it.
+  RunResult ls = run("ls -A", dir.path());
+  EXPECT_EQ(ls.out.find("S.s.v.c"), std::string::npos) << ls.out;
+}
+
+TEST(SfileWrite, RoundTripWithTextKeepsEveryVersion) {
+  TempDir dir;
+  std::string s = varied_history(dir, true);
+  std::string before = read_file(s), versions = all_versions(s), dump = prs_dump(s);
+  auto f = read_full(s);
+  ASSERT_EQ(f->write(), nullptr);
+  std::string after = read_file(s);
+  // The end of the descriptive text is the one line that changes.
+  EXPECT_NE(after.find("\001T 0\n"), std::string::npos);
+  EXPECT_EQ(body_of(after), body_of(before));
+  EXPECT_EQ(val(s), 0);
+  EXPECT_EQ(admin_check(s), 0);
+  EXPECT_EQ(all_versions(s), versions);
+  EXPECT_EQ(prs_dump(s), dump);
+}
+
+TEST(SfileWrite, KeepsTimesAndReadOnlyMode) {
+  TempDir dir;
+  new_history(dir.path(), "m.c", "x\n");
+  std::string s = dir.file("s.m.c");
+  ASSERT_EQ(chmod(s.c_str(), 0640), 0);
+  struct utimbuf t = {1000000000, 900000000};
+  ASSERT_EQ(utime(s.c_str(), &t), 0);
+  auto f = read_full(s);
+  struct stat st;
+  ASSERT_EQ(stat(s.c_str(), &st), 0);
+  time_t atime = st.st_atime;  // reading may have moved it
+  ASSERT_EQ(f->write(), nullptr);
+  ASSERT_EQ(stat(s.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 07777, 0440u);  // the old mode without write bits
+  EXPECT_EQ(st.st_mtime, 900000000);
+  EXPECT_EQ(st.st_atime, atime);
+}
+
+TEST(SfileWrite, ChecksumCountsBytesAsSigned) {
+  TempDir dir;
+  // Bytes of 0x80 and above: a signed and an unsigned sum differ.
+  new_history(dir.path(), "h.c", "caf\xe9\n\xff\xfe\xfd\n");
+  std::string s = dir.file("s.h.c");
+  std::string before = read_file(s);
+  auto f = read_full(s);
+  ASSERT_EQ(f->write(), nullptr);
+  std::string after = read_file(s);
+  EXPECT_EQ(after, before);  // CSSC's own sum is the same
+  EXPECT_EQ(admin_check(s), 0);
+  long sum = 0;
+  for (size_t i = after.find('\n') + 1; i < after.size(); i++) sum += (signed char)after[i];
+  char expect[8];
+  snprintf(expect, sizeof expect, "%05d", (int)(unsigned short)sum);
+  EXPECT_EQ(after.substr(2, 5), expect);
+}
+
+// Puts a removed delta at serial 2 under the root, the way the data delta is
+// added, renumbering the deltas above.
+void insert_removed_delta_at_2(SCCS_sfile *f) {
+  Kes_delta_tree *t = f->tree;
+  Kes_delta *root = f->root_delta();
+  Kes_delta *d = t->ith_delta(t->size + 1);
+  ASSERT_EQ(d->serial, 0);
+  d->set_sid("1.2");
+  d->removed = 1;
+  d->set_stats("00000/00000/00000\n");
+  d->set_user("someone");
+  d->set_date(root->date);
+  d->time.tm_sec++;
+  d->comments = static_cast<char **>(calloc(2, sizeof(char *)));
+  d->comments[0] = strdup("inserted\n");
+  // Later deltas stand after it in time.
+  struct tm keep = root->time;
+  root->time = d->time;
+  f->order_deltab(1, t->size);
+  root->time = keep;
+  for (int i = 2; i <= t->size; i++) {
+    Kes_delta *x = t->ith_delta(i);
+    if (!x->serial) continue;
+    x->serial++;
+    if (x->pred != 1) x->pred++;
+  }
+  d->serial = 2;
+  d->pred = root->serial;
+  d->parent = root;
+  root->push_child(d);
+  t->node_count++;
+  t->size++;
+  f->state |= KES_SF_SDATA_INSERTED;
+}
+
+TEST(SfileWrite, InsertedDeltaShiftsBodySerials) {
+  TempDir dir;
+  std::string s = varied_history(dir, true);
+  std::string versions = all_versions(s);
+  std::vector<TableRow> old_rows = table_rows(s);
+  auto f = read_full(s);
+  insert_removed_delta_at_2(f.get());
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(val(s), 0) << run(cssc("val") + " " + s).out;
+  EXPECT_EQ(admin_check(s), 0);
+  EXPECT_EQ(all_versions(s), versions);
+  // The table: every old delta one serial up, predecessor 1 kept.
+  std::vector<TableRow> rows = table_rows(s);
+  ASSERT_EQ(rows.size(), old_rows.size() + 1);
+  for (const TableRow &o : old_rows) {
+    int want = o.serial >= 2 ? o.serial + 1 : o.serial;
+    bool found = false;
+    for (const TableRow &r : rows)
+      if (r.serial == want) {
+        found = true;
+        EXPECT_EQ(r.sid, o.sid);
+        EXPECT_EQ(r.pred, o.pred >= 2 ? o.pred + 1 : o.pred);
+        EXPECT_EQ(r.type, o.type);
+      }
+    EXPECT_TRUE(found) << o.sid;
+  }
+  EXPECT_EQ(rows[rows.size() - 2].serial, 2);
+  EXPECT_EQ(rows[rows.size() - 2].type, 'R');
+  // Includes and excludes follow their deltas: 1.4 included 1.2.1.1 (4) and
+  // excluded 1.2 (2).
+  EXPECT_EQ(prs(s, ":Dn:|:Dx:", "1.4"), "5|3\n");
+}
+
+TEST(SfileWrite, FakeRootRaisesLevelsAndSerials) {
+  TempDir dir;
+  new_history(dir.path(), "f.c", "one\n");
+  std::string s = dir.file("s.f.c");
+  add_delta(s, "one\ntwo\n", "second");
+  add_delta(s, "one\nb\n", "branch", "-r1.1 -b");
+  std::string v11 = get_text(s, "1.1").out, v12 = get_text(s, "1.2").out,
+              vb = get_text(s, "1.1.1.1").out;
+  auto f = read_full(s);
+  f->tree->add_fake();
+  f->tree->node_count++;
+  EXPECT_TRUE(f->fake_was_added());
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(val(s), 0);
+  EXPECT_EQ(admin_check(s), 0);
+  EXPECT_EQ(live_sids(s), (std::vector<std::string>{"1.2.1.1", "1.3", "1.2", "1.1"}));
+  EXPECT_EQ(get_text(s, "1.2").out, v11);
+  EXPECT_EQ(get_text(s, "1.3").out, v12);
+  EXPECT_EQ(get_text(s, "1.2.1.1").out, vb);
+  EXPECT_EQ(get_text(s, "1.1").out, "");
+  EXPECT_EQ(prs(s, ":P: :D: :T:", "1.1"), "Fake 70/01/01 00:00:00\n");
+}
+
+TEST(SfileWrite, GetSerialShifts) {
+  TempDir dir;
+  new_history(dir.path(), "g.c", "x\n");
+  auto f = read_full(dir.file("s.g.c"));
+  auto serial_of = [&](const char *line) {
+    snprintf(f->line, sizeof f->line, "%s", line);
+    return f->get_serial();
+  };
+  EXPECT_EQ(serial_of("\001I 1\n"), 1);
+  EXPECT_EQ(serial_of("\001E 7\n"), 7);
+  EXPECT_EQ(serial_of("text line\n"), 7);  // not a control line: the last serial
+  f->state |= KES_SF_SDATA_INSERTED;
+  EXPECT_EQ(serial_of("\001I 1\n"), 1);
+  EXPECT_EQ(serial_of("\001D 2\n"), 3);
+  f->tree->add_fake();
+  EXPECT_EQ(serial_of("\001I 1\n"), 3);  // 2 after the fake, then at least 2
+  f->state &= ~KES_SF_SDATA_INSERTED;
+  EXPECT_EQ(serial_of("\001E 1\n"), 2);
+}
+
+TEST(SfileWrite, MklistHoldsAllNodesNewestFirst) {
+  TempDir dir;
+  std::string s = varied_history(dir, false);
+  auto f = read_full(s);
+  Kes_delta **list = nullptr;
+  ASSERT_EQ(f->mklist(&list), nullptr);
+  int n = 0;
+  for (; list[n]; n++) {
+    if (n > 0) {
+      EXPECT_GE(cmptm(&list[n]->time, &list[n - 1]->time), 0);
+    }
+  }
+  EXPECT_EQ(n, 7);
+  EXPECT_EQ(list[0]->serial, 7);
+  EXPECT_EQ(list[6]->serial, 1);
+  free(list);
+  // A node count that the tree doesn't have can't be listed.
+  f->tree->node_count++;
+  expect_err(f->mklist(&list), 2501,
+             "Internal error in sccsmerge in mklist(): could not convert tree to list  "
+             "(Error 2501)");
+  EXPECT_EQ(list, nullptr);
+}
+
+TEST(SfileWrite, RewrittenPfileFollowsNewSids) {
+  TempDir dir;
+  new_history(dir.path(), "p.c", "x\n", "-fj");
+  std::string s = dir.file("s.p.c");
+  add_delta(s, "x\ny\n", "two");
+  ASSERT_EQ(run(cssc("get") + " -s -e s.p.c", dir.path()).status, 0);
+  std::string pfile = read_file(dir.file("p.p.c"));
+  auto f = read_full(s);
+  ASSERT_NE(f->pfile_list, nullptr);
+  ASSERT_NE(f->pfile_list->delta, nullptr);
+  f->pfile_list->delta->set_new_sid("1.7");
+  ASSERT_EQ(f->rewrite_pfile(), nullptr);
+  // Until the history file is replaced the old p-file stays.
+  EXPECT_EQ(read_file(dir.file("p.p.c")), pfile);
+  ASSERT_EQ(f->write(), nullptr);
+  std::string now = read_file(dir.file("p.p.c"));
+  EXPECT_EQ(now, "1.7" + pfile.substr(3));
+  struct stat st;
+  ASSERT_EQ(stat(dir.file("p.p.c").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0444u);
+  EXPECT_FALSE(file_exists(dir.file("p.p.c.smoosh.tmp")));
+}
+
+TEST(SfileWrite, PfileUnchangedWhenItsTemporaryCannotBeWritten) {
+  TempDir dir;
+  new_history(dir.path(), "p.c", "x\n");
+  std::string s = dir.file("s.p.c");
+  ASSERT_EQ(run(cssc("get") + " -s -e s.p.c", dir.path()).status, 0);
+  std::string pfile = read_file(dir.file("p.p.c"));
+  ASSERT_EQ(mkdir(dir.file("p.p.c.smoosh.tmp").c_str(), 0755), 0);
+  auto f = read_full(s);
+  EXPECT_EQ(f->rewrite_pfile(), nullptr);  // only the system's word on stderr
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(read_file(dir.file("p.p.c")), pfile);
+}
+
+TEST(SfileWrite, WriteReopensAClosedFile) {
+  TempDir dir;
+  new_history(dir.path(), "o.c", "x\n");
+  std::string s = dir.file("s.o.c");
+  add_delta(s, "x\ny\n", "two");
+  std::string before = read_file(s);
+  auto f = read_full(s);
+  fclose(f->stream);
+  f->stream = nullptr;
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(read_file(s), before);
+  // Gone in the meantime: the reopening fails.
+  auto g = read_full(s);
+  fclose(g->stream);
+  g->stream = nullptr;
+  ASSERT_EQ(unlink(s.c_str()), 0);
+  expect_err(g->write(), 1001, "Open of \"" + s + "\" for reading failed  (Error 1001)");
+}
+
+TEST(SfileWrite, FailuresCarryTheirCodes) {
+  TempDir dir;
+  ASSERT_EQ(mkdir(dir.file("sub").c_str(), 0755), 0);
+  new_history(dir.file("sub"), "w.c", "x\n");
+  std::string s = dir.file("sub/s.w.c");
+  auto f = read_full(s);
+  // The directory went away: no temporary file can be made.
+  ASSERT_EQ(rename(dir.file("sub").c_str(), dir.file("moved").c_str()), 0);
+  Kes_err *err = f->write();
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 1017);
+  EXPECT_EQ(err->system_errno, ENOENT);
+  EXPECT_EQ(std::string(err->text),
+            "Open of \"" + dir.file("sub/S.s.w.c.XXXXXX") +
+                "\" for writing failed  (Error 1017) - No such file or directory  (System error 2)\n");
+  delete err;
+
+  // The old table can't be found again in a stream that doesn't seek.
+  std::string s2 = dir.file("moved/s.w.c");
+  auto g = read_full(s2);
+  fclose(g->stream);
+  g->stream = popen("cat /dev/null", "r");
+  err = g->write();
+  pclose(g->stream);
+  g->stream = nullptr;
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 1040);
+  EXPECT_EQ(std::string(err->text).substr(0, 70),
+            ("Seek of \"" + s2 + "\" to end of delta table failed.  (Error 1040)").substr(0, 70));
+  delete err;
+}
+
+TEST(SfileWrite, DeltaWriteToFullDevice) {
+  TempDir dir;
+  new_history(dir.path(), "x.c", "x\n");
+  auto f = read_full(dir.file("s.x.c"));
+  FILE *full = fopen("/dev/full", "w");
+  ASSERT_NE(full, nullptr);
+  setvbuf(full, nullptr, _IONBF, 0);
+  Kes_err *err = f->head_delta()->write(full, "/dev/full");
+  fclose(full);
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 1001);
+  EXPECT_EQ(err->system_errno, ENOSPC);
+  EXPECT_EQ(std::string(err->text).substr(0, 43), "Writing to \"/dev/full\" failed  (Error 1001)");
+  delete err;
+}
+
+TEST(SfileWrite, DeltaLinesAsWritten) {
+  TempDir dir;
+  std::string s = varied_history(dir, false);
+  auto f = read_full(s);
+  char *buf = nullptr;
+  size_t len = 0;
+  FILE *out = open_memstream(&buf, &len);
+  Kes_delta *merge = f->tree->find_delta("1.4");
+  merge->set_new_sid("2.1");
+  ASSERT_EQ(merge->write(out, "mem"), nullptr);
+  ASSERT_EQ(f->tree->find_delta("1.5")->write(out, "mem"), nullptr);
+  fclose(out);
+  std::string text(buf, len);
+  free(buf);
+  std::string user = f->tree->find_delta("1.4")->user, date = f->tree->find_delta("1.4")->date;
+ std::string date5 = f->tree->find_delta("1.5")->date;
+  std::string stats = prs(s, ":Li:/:Ld:/:Lu:", "1.4");
+  EXPECT_EQ(text, "\001s " + stats + "\001d D 2.1 " + date + " " + user +
+                      " 6 3\n\001i 4\n\001x 2\n\001m mr6\n\001c merge\n\001e\n"
+                      "\001s 00001/00000/00006\n\001d R 1.5 " + date5 + " " + user +
+                      " 7 6\n\001m mr7\n\001c removed later\n\001e\n");
+}
+
+TEST(SfileRename, ChecksumAndReplaceFailures) {
+  TempDir dir;
+  new_history(dir.path(), "r.c", "x\n");
+  std::string s = dir.file("s.r.c");
+  SCCS_sfile f(s.c_str());
+  f.tmp_sfile_path = strdup(dir.file("S.tmp").c_str());
+  // Missing, empty and one-line-without-newline temporary files.
+  expect_err(f.rename_tmp_sfile(s.c_str()), 1017,
+             "Open of \"" + dir.file("S.tmp") + "\" for writing failed  (Error 1017)");
+  write_file(dir.file("S.tmp"), "");
+  expect_err(f.rename_tmp_sfile(s.c_str()), 1030,
+             "Mmap of \"" + dir.file("S.tmp") + "\" failed  (Error 1030)");
+  write_file(dir.file("S.tmp"), "\001h00000");
+  expect_err(f.rename_tmp_sfile(s.c_str()), 2522,
+             "Internal error in sccsmerge in chksum(): did not find the end of the first line  "
+             "(Error 2522)");
+  // A sound one replaces the target with the sum filled in.
+  std::string good = read_file(s);
+  write_file(dir.file("S.tmp"), "\001h99999" + good.substr(7));
+  ASSERT_EQ(f.rename_tmp_sfile(s.c_str()), nullptr);
+  EXPECT_EQ(read_file(s), good);
+  EXPECT_FALSE(file_exists(dir.file("S.tmp")));
+}
+
+TEST(SfileCorrupted, AdminJudgesTheFile) {
+  TempDir dir;
+  new_history(dir.path(), "c.c", "x\n");
+  std::string s = dir.file("s.c.c");
+  SCCS_sfile f(s.c_str());
+  EXPECT_EQ(f.test_corrupted(), nullptr);
+  std::string t = read_file(s);
+  t.replace(2, 5, "00001");
+  write_file(s, t);
+  expect_err(f.test_corrupted(), 2043, "SCCS file \"" + s + "\" is corrupted  (Error 2043)");
+  SCCS_sfile gone(dir.file("s.gone").c_str());
+  expect_err(gone.test_corrupted(), 2043,
+             "SCCS file \"" + dir.file("s.gone") + "\" is corrupted  (Error 2043)");
+}
+
+}  // namespace
