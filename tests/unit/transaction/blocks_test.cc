@@ -1,0 +1,131 @@
+// The block lists and the status labels: what a user reads when a command
+// stops, and the words of the status lines on the terminal and in the log.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "trans_helpers.h"
+#include "transaction/kes_blocks.h"
+#include "transaction/kes_trans_state.h"
+
+namespace {
+
+TEST(BlocksTest, EmptyListsPrintNothingAndDoNotBlock) {
+  Child_result r = run_in_child([]() {
+    Kes_blocks b;
+    int any = b.print_from_co_list("/p") + b.print_to_co_list("/c") + b.print_to_chg_list("/c") +
+              b.print_to_new_list("/c") + b.print_from_name_chg_list("/p") +
+              b.print_to_name_chg_list("/c") + b.print_to_conflict_add_list("/c") +
+              b.print_from_conflict_add_list("/p") + b.print_to_conflict_remove_list("/c") +
+              b.print_from_conflict_remove_list("/p") + b.print_from_unresolved_list("/p") +
+              b.print_to_unresolved_list("/c") + b.print_duplicates();
+    return any;
+  });
+  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST(BlocksTest, BlockingListsPrintHeadingAndNamesOnStandardError) {
+  Child_result r = run_in_child([]() {
+    Kes_blocks b;
+    b.add_to_chg_list("src/a.c");
+    b.add_to_chg_list("doc/b.txt");
+    b.add_to_new_list("new.c");
+    b.add_from_co_list("edited.c");
+    int blocked = b.print_to_chg_list("/ws/child") + b.print_to_new_list("/ws/child") +
+                  b.print_from_co_list("/ws/parent");
+    return blocked;
+  });
+  EXPECT_EQ(r.exit_status, 3);
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(r.err,
+            "\nThe following files have changed in workspace\n\"/ws/child\" and must be brought "
+            "over:\n\tsrc/a.c\n\tdoc/b.txt\n"
+            "\nThe following files are new in workspace\n\"/ws/child\" and must be brought "
+            "over:\n\tnew.c\n"
+            "\nThe following files are currently checked out and have been edited in "
+            "workspace\n\"/ws/parent\":\n\tedited.c\n");
+}
+
+TEST(BlocksTest, ConflictFileCorrectionsAreReportedButNeverBlock) {
+  Child_result r = run_in_child([]() {
+    Kes_blocks b;
+    b.add_to_conflict_add_list("x.c");
+    b.add_from_conflict_remove_list("y.c");
+    return b.print_to_conflict_add_list("/c") + b.print_from_conflict_remove_list("/p");
+  });
+  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_EQ(r.err,
+            "\nThe conflict file in workspace \"/c\"\nwas incorrect.  The following files are in "
+            "conflict and have\nbeen added to the conflict file.\n\tx.c\n"
+            "\nThe conflict file in workspace \"/p\"\nwas incorrect.  The following files are not "
+            "in conflict and have\nbeen removed from the conflict file.\n\ty.c\n");
+}
+
+TEST(BlocksTest, UnresolvedListEndsWithTheResolveCommand) {
+  Child_result r = run_in_child([]() {
+    setenv("PATH", "/nonexistent", 1);  // no resolve program: the bare name
+    Kes_blocks b;
+    b.add_to_unresolved_list("m.c");
+    return b.print_to_unresolved_list("/ws/c");
+  });
+  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.err,
+            "\nThe following files need to be resolved in workspace\n\"/ws/c\":\n\tm.c\n"
+            "Use \"resolve -w /ws/c\" to resolve conflicts\n");
+
+  std::string bin = make_temp_dir();
+  write_file(bin + "/resolve", "#!/bin/sh\n");
+  sh("chmod 755 " + bin + "/resolve");
+  r = run_in_child([&]() {
+    setenv("PATH", bin.c_str(), 1);
+    Kes_blocks b;
+    b.add_from_unresolved_list("m.c");
+    return b.print_from_unresolved_list("/ws/p");
+  });
+  EXPECT_NE(r.err.find("Use \"" + bin + "/resolve -w /ws/p\" to resolve conflicts\n"),
+            std::string::npos)
+      << r.err;
+  remove_tree(bin);
+}
+
+TEST(BlocksTest, DuplicatesBlockOnlyOnceSet) {
+  Child_result r = run_in_child([]() {
+    Kes_blocks b;
+    int before = b.print_duplicates();
+    b.set_duplicates();
+    return before * 10 + b.print_duplicates();
+  });
+  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.err, "\nSome files in the same workspace have identical first deltas.\n");
+}
+
+TEST(TransStateTest, TerminalAndLogTextsAgreeExceptForTheNoChangesLabel) {
+  for (int s = 1; s <= 30; s++) {
+    if (s == KES_TS_NO_CHANGES_TO) continue;
+    EXPECT_STREQ(kes_trans_state_localized(s), kes_trans_state_english(s)) << s;
+    EXPECT_STRNE(kes_trans_state_english(s), "Unknown state") << s;
+  }
+  EXPECT_STREQ(kes_trans_state_localized(KES_TS_NO_CHANGES_TO), "No changes to ");
+  EXPECT_STREQ(kes_trans_state_english(KES_TS_NO_CHANGES_TO), "Unknown state");
+}
+
+TEST(TransStateTest, LabelsThatLineUpAndOutOfRangeStates) {
+  EXPECT_STREQ(kes_trans_state_english(KES_TS_RENAME_TO), "         to");
+  EXPECT_EQ(strlen(kes_trans_state_english(KES_TS_RENAME_TO)),
+            strlen(kes_trans_state_english(KES_TS_RENAME_FROM)))
+      << "\"rename from\" and \"to\" lines align their names";
+  EXPECT_STREQ(kes_trans_state_english(KES_TS_CHECKED_OUT_IN_CHILD),
+               "no action (checked-out in child)");
+  for (int s : {0, -1, 31, 32, 1000}) {
+    EXPECT_STREQ(kes_trans_state_localized(s), "Unknown state") << s;
+    EXPECT_STREQ(kes_trans_state_english(s), "Unknown state") << s;
+  }
+  // The catalogue is asked once per state.
+  EXPECT_EQ(kes_trans_state_localized(KES_TS_UPDATE), kes_trans_state_localized(KES_TS_UPDATE));
+}
+
+}  // namespace
