@@ -15,8 +15,8 @@
 // Where the members are defined:
 //   kes_workspace.cc      naming, identity, validity, printing, free functions
 //   kes_ws_metadata.cc    get_md_... factories of this layer's small files,
-//                         content readers and writers
-//   kes_md_description.cc print_description, make_descnm_notif_line
+//                         content readers and writers, print_description,
+//                         make_descnm_notif_line
 //   kes_ws_create.cc      create_ws
 // The factories and operations of the name table, command locks, history log,
 // access control and notification (get_md_nametable, get_md_nt_editlog,
