@@ -1,0 +1,236 @@
+// Reads every history file of the corpus in full and in roots-only mode, then
+// rewrites a copy of each and has CSSC judge it: val, admin -h, and get -p of
+// every SID compared with the original (files that come out byte for byte the
+// same are compared as bytes).  Prints counts and times.
+//
+//   sfile_corpus_bench [corpus-dir] [--no-rewrite] [--get-all]
+//
+// --get-all compares get -p of every SID for every file, identical or not.
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point t) {
+  return std::chrono::duration<double>(Clock::now() - t).count();
+}
+
+std::string read_all(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+std::string quote(const std::string &w) {
+  std::string q = "'";
+  for (char c : w) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return q + "'";
+}
+
+// Output and exit status of a shell command.
+int run(const std::string &cmd, std::string *out) {
+  FILE *p = popen(cmd.c_str(), "r");
+  if (!p) return -1;
+  char buf[8192];
+  size_t n;
+  if (out) out->clear();
+  while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+    if (out) out->append(buf, n);
+  int st = pclose(p);
+  return WIFEXITED(st) ? WEXITSTATUS(st) : 128;
+}
+
+std::string cssc_dir() {
+  for (const char *d : {"/usr/lib/x86_64-linux-gnu/cssc", "/usr/lib/aarch64-linux-gnu/cssc",
+                        "/usr/lib/cssc", "/usr/libexec/cssc"})
+    if (access((std::string(d) + "/get").c_str(), X_OK) == 0) return d;
+  return "";
+}
+
+// Every live SID's text, as CSSC's get gives it.
+std::string versions(const std::string &cssc, const std::string &s) {
+  std::string sids, all, text;
+  run(cssc + "/prs -e -d:I: " + quote(s) + " 2>/dev/null", &sids);
+  std::istringstream in(sids);
+  std::string sid;
+  while (std::getline(in, sid)) {
+    if (sid.empty()) continue;
+    int rc = run(cssc + "/get -s -k -p -r" + sid + " " + quote(s) + " 2>/dev/null", &text);
+    all += "== " + sid + " " + std::to_string(rc) + "\n" + text;
+  }
+  return all;
+}
+
+struct Mode_result {
+  int ok = 0, failed = 0, deltas = 0;
+  double secs = 0;
+};
+
+Mode_result read_all_files(const std::vector<std::string> &files, int roots_only) {
+  Mode_result r;
+  auto t = Clock::now();
+  for (const std::string &f : files) {
+    SCCS_sfile sf(f.c_str());
+    Kes_err *err = sf.buildtree(0, 0, roots_only);
+    if (err) {
+      r.failed++;
+      fprintf(stderr, "%s", err->text);
+      delete err;
+    } else {
+      r.ok++;
+      r.deltas += sf.tree->node_count;
+    }
+  }
+  r.secs = seconds_since(t);
+  return r;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  std::string corpus = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
+  bool rewrite = true, get_all = false;
+  for (int i = 1; i < argc; i++) {
+    if (!strcmp(argv[i], "--no-rewrite"))
+      rewrite = false;
+    else if (!strcmp(argv[i], "--get-all"))
+      get_all = true;
+    else
+      corpus = argv[i];
+  }
+  std::vector<std::string> files;
+  for (const auto &e : fs::recursive_directory_iterator(corpus))
+    if (e.is_regular_file() && e.path().filename().string().rfind("s.", 0) == 0)
+      files.push_back(e.path().string());
+  std::sort(files.begin(), files.end());
+  printf("history files: %zu in %s\n", files.size(), corpus.c_str());
+
+  Mode_result full = read_all_files(files, 0);
+  printf("full read:       %d ok, %d failed, %d deltas, %.3f s (%.1f us/file)\n", full.ok,
+         full.failed, full.deltas, full.secs, 1e6 * full.secs / files.size());
+  Mode_result roots = read_all_files(files, 1);
+  printf("roots-only read: %d ok, %d failed, %d deltas, %.3f s (%.1f us/file)\n", roots.ok,
+         roots.failed, roots.deltas, roots.secs, 1e6 * roots.secs / files.size());
+
+  // The largest file, read and written repeatedly.
+  std::string largest;
+  uintmax_t largest_size = 0;
+  for (const std::string &f : files)
+    if (fs::file_size(f) > largest_size) largest_size = fs::file_size(f), largest = f;
+  char tmpl[] = "/tmp/sfile-bench-XXXXXX";
+  if (!mkdtemp(tmpl)) {
+    perror("mkdtemp");
+    return 1;
+  }
+  std::string tmp = tmpl;
+  {
+    std::string copy = tmp + "/s.largest";
+    fs::copy_file(largest, copy);
+    const int rounds = 50;
+    double read_secs = 0, write_secs = 0;
+    for (int i = 0; i < rounds; i++) {
+      SCCS_sfile sf(copy.c_str());
+      auto t = Clock::now();
+      Kes_err *err = sf.buildtree(0, 0, 0);
+      read_secs += seconds_since(t);
+      if (err) {
+        fprintf(stderr, "%s", err->text);
+        return 1;
+      }
+      t = Clock::now();
+      err = sf.write();
+      write_secs += seconds_since(t);
+      if (err) {
+        fprintf(stderr, "%s", err->text);
+        return 1;
+      }
+    }
+    printf("largest %s (%ju bytes): full read %.3f ms, write %.3f ms (mean of %d)\n",
+           largest.c_str(), largest_size, 1e3 * read_secs / rounds, 1e3 * write_secs / rounds,
+           rounds);
+  }
+
+  int failures = full.failed + roots.failed;
+  if (rewrite) {
+    std::string cssc = cssc_dir();
+    if (cssc.empty()) {
+      fprintf(stderr, "CSSC not found\n");
+      return 1;
+    }
+    int identical = 0, rewritten = 0, val_bad = 0, sum_bad = 0, text_bad = 0, write_bad = 0;
+    auto t = Clock::now();
+    double write_secs = 0;
+    for (size_t i = 0; i < files.size(); i++) {
+      std::string dir = tmp + "/" + std::to_string(i);
+      fs::create_directory(dir);
+      std::string copy = dir + "/" + fs::path(files[i]).filename().string();
+      fs::copy_file(files[i], copy);
+      std::string before = read_all(copy);
+      std::string before_versions;
+      {
+        SCCS_sfile sf(copy.c_str());
+        auto tw = Clock::now();
+        Kes_err *err = sf.buildtree(0, 0, 0);
+        if (!err) err = sf.write();
+        write_secs += seconds_since(tw);
+        if (err) {
+          fprintf(stderr, "%s", err->text);
+          delete err;
+          write_bad++;
+          continue;
+        }
+      }
+      rewritten++;
+      std::string after = read_all(copy);
+      bool same = after == before;
+      if (same) identical++;
+      if (run(cssc + "/val " + quote(copy) + " >/dev/null 2>&1", nullptr) != 0) {
+        val_bad++;
+        fprintf(stderr, "val refuses %s\n", files[i].c_str());
+      }
+      if (run(cssc + "/admin -h " + quote(copy) + " >/dev/null 2>&1", nullptr) != 0) {
+        sum_bad++;
+        fprintf(stderr, "admin -h refuses %s\n", files[i].c_str());
+      }
+      if (!same || get_all) {
+        before_versions = versions(cssc, files[i]);
+        if (versions(cssc, copy) != before_versions) {
+          text_bad++;
+          fprintf(stderr, "versions differ in %s\n", files[i].c_str());
+        }
+      }
+      fs::remove_all(dir);
+    }
+    printf("rewrite: %d rewritten (%d byte for byte the same), %d write errors, "
+           "%d refused by val, %d refused by admin -h, %d with changed versions; "
+           "write %.3f s, all with CSSC %.1f s\n",
+           rewritten, identical, write_bad, val_bad, sum_bad, text_bad, write_secs,
+           seconds_since(t));
+    failures += write_bad + val_bad + sum_bad + text_bad;
+  }
+  fs::remove_all(tmp);
+  struct rusage ru;
+  getrusage(RUSAGE_SELF, &ru);
+  printf("peak RSS: %ld KB\n", ru.ru_maxrss);
+  return failures ? 1 : 0;
+}

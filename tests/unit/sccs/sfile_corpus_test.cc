@@ -1,0 +1,123 @@
+// Real history files written over many years by other SCCS programs: every one
+// reads in both modes, and a fixed sample is rewritten and judged by CSSC.  The
+// whole corpus's rewrite is bench/sfile_corpus_bench.cc.
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+
+using namespace sccs_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kCorpus = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
+
+std::vector<std::string> corpus_files() {
+  std::vector<std::string> files;
+  for (const auto &e : fs::recursive_directory_iterator(kCorpus))
+    if (e.is_regular_file() && e.path().filename().string().rfind("s.", 0) == 0)
+      files.push_back(e.path().string());
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// Every 97th file, and the ones with something special: serial gaps, include
+// and exclude lists, descriptive text, flags, removed deltas, the largest.
+std::vector<std::string> sample() {
+  std::vector<std::string> all = corpus_files(), pick;
+  for (size_t i = 0; i < all.size(); i += 97) pick.push_back(all[i]);
+  for (const char *f : {"bin/df/SCCS/s.Makefile", "bin/df/SCCS/s.df.c", "sbin/dump/SCCS/s.dump.8",
+                        "lib/libc/net/SCCS/s.res_debug.c", "sbin/routed/SCCS/s.main.c",
+                        "lib/libc/SCCS/s.Makefile", "bin/ls/SCCS/s.ls.c",
+                        "lib/libm/common_source/SCCS/s.ieee.3",
+                        "lib/libm/common_source/SCCS/s.erf.3", "sbin/ping/SCCS/s.ping.c",
+                        "sbin/fsck/SCCS/s.main.c", "bin/ps/SCCS/s.ps.c"})
+    pick.push_back(kCorpus + "/" + f);
+  return pick;
+}
+
+TEST(SfileCorpus, EveryFileReadsInEveryMode) {
+  std::vector<std::string> files = corpus_files();
+  ASSERT_EQ(files.size(), 2568u);
+  int deltas = 0;
+  for (const std::string &f : files) {
+    SCOPED_TRACE(f);
+    std::vector<TableRow> rows = table_rows(f);
+    ASSERT_FALSE(rows.empty());
+    SCCS_sfile full(f.c_str());
+    Kes_err *err = full.buildtree(0, 1, 0);
+    ASSERT_EQ(err, nullptr) << err->text;
+    EXPECT_EQ(full.tree->node_count, (int)rows.size());
+    EXPECT_EQ(full.tree->size, rows.front().serial);
+    ASSERT_NE(full.head_delta(), nullptr);
+    EXPECT_FALSE(full.head_delta()->removed);
+    deltas += full.tree->node_count;
+
+    SCCS_sfile roots(f.c_str());
+    err = roots.buildtree(0, 0, 1);
+    ASSERT_EQ(err, nullptr) << err->text;
+    // The roots-only tree is the root and its live children.
+    std::set<int> want, got;
+    for (const TableRow &r : rows)
+      if (r.pred == 1 && r.type == 'D') want.insert(r.serial);
+    for (Kes_tree_node *c = roots.tree->root->first_child; c; c = c->next_sibling)
+      got.insert(c->serial);
+    EXPECT_EQ(got, want);
+    EXPECT_EQ(roots.tree->root->serial, 1);
+    EXPECT_STREQ(roots.root_delta()->date, full.root_delta()->date);
+    EXPECT_STREQ(roots.root_delta()->stats, full.root_delta()->stats);
+  }
+  EXPECT_EQ(deltas, 20930);
+}
+
+TEST(SfileCorpus, HeadIsWhatCsscGets) {
+  for (const std::string &f : sample()) {
+    SCOPED_TRACE(f);
+    SCCS_sfile sf(f.c_str());
+    Kes_err *err = sf.buildtree(0, 0, 0);
+    ASSERT_EQ(err, nullptr) << err->text;
+    RunResult g = run(cssc("get") + " -g " + shq(f));
+    ASSERT_EQ(g.status, 0) << g.err;
+    EXPECT_EQ(std::string(sf.head_delta()->sid) + "\n", g.out);
+  }
+}
+
+TEST(SfileCorpus, SampleRewritesAreSoundAndKeepEveryVersion) {
+  TempDir dir;
+  int n = 0;
+  for (const std::string &f : sample()) {
+    SCOPED_TRACE(f);
+    std::string sub = dir.file(std::to_string(n++));
+    ASSERT_EQ(mkdir(sub.c_str(), 0755), 0);
+    std::string copy = sub + "/" + fs::path(f).filename().string();
+    copy_file(f, copy);
+    std::string before = read_file(copy), versions = all_versions(copy);
+    {
+      SCCS_sfile sf(copy.c_str());
+      Kes_err *err = sf.buildtree(0, 1, 0);
+      ASSERT_EQ(err, nullptr) << err->text;
+      err = sf.write();
+      ASSERT_EQ(err, nullptr) << err->text;
+      if (!sf.desc_text) {
+        EXPECT_EQ(read_file(copy), before);
+      }
+    }
+    EXPECT_EQ(val(copy), 0);
+    EXPECT_EQ(admin_check(copy), 0);
+    EXPECT_EQ(all_versions(copy), versions);
+  }
+}
+
+}  // namespace
