@@ -1,0 +1,399 @@
+// Links between workspaces (parent, children, ombraparent), conflicts, the
+// settings and description as the workspace reads them, and the printed
+// workspace tree.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_list.h"
+#include "workspace/kes_md_autofr.h"
+#include "workspace/kes_md_parent.h"
+#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::Err;
+using ws_test::make_ws;
+using ws_test::read_file;
+using ws_test::take;
+using ws_test::TempDir;
+using ws_test::write_file;
+
+namespace {
+
+std::string host() { return kes_hostname(); }
+
+std::vector<std::string> names(Kes_wslist *l) {
+  std::vector<std::string> v;
+  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next)
+    v.push_back(static_cast<Kes_workspace *>(e->data)->wsname);
+  return v;
+}
+
+std::vector<std::string> strings(Kes_strlist *l) {
+  std::vector<std::string> v;
+  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next) v.push_back((char *)e->data);
+  return v;
+}
+
+class Links : public testing::Test {
+protected:
+  TempDir tmp;
+  std::string md(const std::string &ws, const char *file) {
+    return ws + "/Brindle_wsdata/" + file;
+  }
+  std::string net(const std::string &path) { return host() + ":" + path; }
+};
+
+TEST_F(Links, ParentAndChildrenRoundTrip) {
+  std::string p = make_ws(tmp.file("parent")), c1 = make_ws(tmp.file("c1")),
+              c2 = make_ws(tmp.file("c2"));
+  Kes_workspace parent(p.c_str(), nullptr), child1(c1.c_str(), nullptr),
+      child2(c2.c_str(), nullptr);
+
+  ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);
+  ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);  // no duplicate
+  EXPECT_EQ(read_file(md(c1, "parent")), "VERSION 1\n" + net(p) + "\n");
+  ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
+  ASSERT_EQ(take(parent.add_child(&child2)).code, 0);
+  ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(c1) + "\n" + net(c2) + "\n");
+
+  Kes_workspace *got = nullptr;
+  ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_TRUE(got->compare(&parent));
+  EXPECT_STREQ(got->wsname, p.c_str());
+  delete got;
+  ASSERT_EQ(take(child1.get_kes_parent(&got)).code, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_TRUE(got->compare(&parent));
+  delete got;
+  ASSERT_EQ(take(child2.get_parent(&got)).code, 0);
+  EXPECT_EQ(got, nullptr);  // no parent file
+
+  Kes_wslist *kids = nullptr;
+  ASSERT_EQ(take(parent.get_children(&kids)).code, 0);
+  EXPECT_EQ(names(kids), (std::vector<std::string>{c1, c2}));
+  delete kids;
+
+  ASSERT_EQ(take(parent.remove_child(&child1)).code, 0);
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(c2) + "\n");
+  ASSERT_EQ(take(child1.remove_parent()).code, 0);
+  EXPECT_FALSE(ws_test::file_exists(md(c1, "parent")));
+  ASSERT_EQ(take(child1.remove_parent()).code, 0);  // nothing to remove
+  ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
+  EXPECT_EQ(got, nullptr);
+}
+
+TEST_F(Links, OnlyTheFirstParentLineCounts) {
+  std::string c = make_ws(tmp.file("c")), a = make_ws(tmp.file("a")), b = make_ws(tmp.file("b"));
+  write_file(md(c, "parent"), "VERSION 1\n# set by hand\n" + a + "\n" + b + "\n");
+  Kes_workspace child(c.c_str(), nullptr);
+  Kes_workspace *got = nullptr;
+  ASSERT_EQ(take(child.get_parent(&got)).code, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_STREQ(got->wsname, a.c_str());
+  delete got;
+}
+
+TEST_F(Links, UnreachableChildAndForeignLineForms) {
+  std::string p = make_ws(tmp.file("p")), c = make_ws(tmp.file("c"));
+  std::string far = "unreachable-" + host() + "-x:/export/ws";
+  write_file(md(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
+  Kes_workspace parent(p.c_str(), nullptr);
+  Kes_wslist *kids = nullptr;
+  ASSERT_EQ(take(parent.get_children(&kids)).code, 0);
+  ASSERT_EQ(kids->count, 2);
+  Kes_workspace *first = static_cast<Kes_workspace *>(kids->head.next->data);
+  EXPECT_EQ(std::string(first->wsname), far);
+  EXPECT_FALSE(first->exists());
+  Kes_workspace *second = static_cast<Kes_workspace *>(kids->head.next->next->data);
+  EXPECT_STREQ(second->wsname, c.c_str());
+  EXPECT_TRUE(second->exists());
+
+  // A child line in the host:/path form goes even when the caller's netname
+  // is a plain path (as through an automounter).
+  Kes_workspace child(c.c_str(), nullptr);
+  free(child.netname);
+  child.netname = strdup(c.c_str());
+  ASSERT_EQ(take(parent.remove_child(second)).code, 0);  // by its netname
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + far + "\n");
+  write_file(md(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
+  ASSERT_EQ(take(parent.remove_child(&child)).code, 0);  // by the netpath form
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + far + "\n");
+  // And the dead child by its line.
+  ASSERT_EQ(take(parent.remove_child(first)).code, 0);
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n");
+  delete kids;
+}
+
+TEST_F(Links, NestingAndMissingWorkspaces) {
+  std::string outer = make_ws(tmp.file("a")), inner = make_ws(tmp.file("a/b")),
+              sibling = make_ws(tmp.file("ab"));
+  Kes_workspace a(outer.c_str(), nullptr), b(inner.c_str(), nullptr), ab(sibling.c_str(), nullptr);
+  // The shorter path comes first, whichever role it has.
+  for (auto pair : {std::make_pair(&b, &a), std::make_pair(&a, &b)}) {
+    Err e = take(pair.first->set_parent(pair.second));
+    EXPECT_EQ(e.code, 2063);
+    EXPECT_EQ(e.text, "workspace \"" + outer + "\" is nested within \"" + inner +
+                          "\"  (Error 2063)\n");
+  }
+  EXPECT_FALSE(ws_test::file_exists(md(inner, "parent")));
+  EXPECT_EQ(take(ab.set_parent(&a)).code, 0);  // a prefix without "/" is no nesting
+
+  const char *a_, *b_;
+  EXPECT_EQ(kes_ws_nested("/x/y", "/x/y/z", &a_, &b_), 1);
+  EXPECT_STREQ(a_, "/x/y");
+  EXPECT_EQ(kes_ws_nested("/x/y", "/x/y", &a_, &b_), 0);
+  EXPECT_EQ(kes_ws_nested("/x/y", "/x/yz", &a_, &b_), 0);
+
+  Kes_workspace gone(tmp.file("gone").c_str(), nullptr);
+  std::string missing = "Workspace \"" + tmp.file("gone") + "\" does not exist  (Error 2016)\n";
+  EXPECT_EQ(take(gone.set_parent(&a)).text, missing);
+  EXPECT_EQ(take(gone.add_child(&a)).text, missing);
+  EXPECT_EQ(take(gone.add_conflict("f.c")).text, missing);
+  Kes_pbval pb;
+  Kes_autofr af;
+  EXPECT_EQ(take(gone.set_pbval(&pb)).text, missing);
+  EXPECT_EQ(take(gone.set_autofr(&af)).text, missing);
+  EXPECT_FALSE(ws_test::file_exists(tmp.file("gone")));
+
+  // Readers of a missing workspace give nothing, and no error.
+  Kes_workspace *p = nullptr;
+  Kes_wslist *kids = nullptr;
+  Kes_strlist *conflicts = nullptr, *desc = nullptr;
+  Kes_pbval *pbv = nullptr;
+  Kes_autofr *afr = nullptr;
+  EXPECT_EQ(take(gone.get_parent(&p)).code, 0);
+  EXPECT_EQ(p, nullptr);
+  EXPECT_EQ(take(gone.get_kes_parent(&p)).code, 0);
+  EXPECT_EQ(p, nullptr);
+  EXPECT_EQ(take(gone.get_children(&kids)).code, 0);
+  ASSERT_NE(kids, nullptr);
+  EXPECT_EQ(kids->count, 0);
+  delete kids;
+  EXPECT_EQ(take(gone.get_conflicts(&conflicts)).code, 0);
+  ASSERT_NE(conflicts, nullptr);
+  EXPECT_EQ(conflicts->count, 0);
+  delete conflicts;
+  EXPECT_EQ(take(gone.get_description(&desc)).code, 0);
+  EXPECT_EQ(desc, nullptr);
+  EXPECT_EQ(take(gone.get_pbval(&pbv)).code, 0);
+  EXPECT_EQ(pbv, nullptr);
+  EXPECT_EQ(take(gone.get_autofr(&afr)).code, 0);
+  EXPECT_EQ(afr, nullptr);
+}
+
+TEST_F(Links, DirectoriesThatAreNotRealTakePartWithoutLinks) {
+  std::string w = make_ws(tmp.file("ws"));
+  ws_test::make_dirs(tmp.file("plain"));
+  Kes_workspace ws(w.c_str(), nullptr), dir(tmp.file("plain").c_str(), nullptr);
+  delete dir.not_real_warning();  // accepted as a plain directory
+  ASSERT_TRUE(dir.not_real);
+  EXPECT_EQ(take(ws.set_parent(&dir)).code, 0);
+  EXPECT_FALSE(ws_test::file_exists(md(w, "parent")));
+  EXPECT_EQ(take(dir.add_child(&ws)).code, 0);
+  EXPECT_FALSE(ws_test::file_exists(tmp.file("plain/Brindle_wsdata")));
+}
+
+TEST_F(Links, OmbraParent) {
+  std::string c = make_ws(tmp.file("c"));
+  Kes_workspace child(c.c_str(), nullptr);
+  write_file(md(c, "ombraparent"), "VERSION 1\n*abc\n");
+
+  Kes_workspace *got = nullptr;
+  ASSERT_EQ(take(child.get_parent(&got)).code, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_STREQ(got->wsname, "/ombra/br.abc/vcs");
+  EXPECT_STREQ(got->netname, "*abc");
+  EXPECT_EQ(got->under_vc, 0);
+  EXPECT_STREQ(got->pre_dir, "../Shared_Source/working");
+  EXPECT_STREQ(got->def_flp_simplename, "ombra.dir.flp");
+  EXPECT_FALSE(got->exists());
+  delete got;
+  // Only the parent file counts for the native parent.
+  ASSERT_EQ(take(child.get_kes_parent(&got)).code, 0);
+  EXPECT_EQ(got, nullptr);
+
+  // A native parent takes precedence.
+  std::string p = make_ws(tmp.file("p"));
+  Kes_workspace parent(p.c_str(), nullptr);
+  ASSERT_EQ(take(child.set_parent(&parent)).code, 0);
+  ASSERT_EQ(take(child.get_parent(&got)).code, 0);
+  ASSERT_NE(got, nullptr);
+  EXPECT_TRUE(got->compare(&parent));
+  delete got;
+  // Removing takes the parent file only while there is one.
+  ASSERT_EQ(take(child.remove_parent()).code, 0);
+  EXPECT_TRUE(ws_test::file_exists(md(c, "ombraparent")));
+  ASSERT_EQ(take(child.remove_parent()).code, 0);
+  EXPECT_FALSE(ws_test::file_exists(md(c, "ombraparent")));
+
+  // An Ombra parent is recorded in ombraparent, also through a copy.
+  Kes_workspace *env = nullptr;
+  ASSERT_EQ(take(kes_build_ws_for_env("*xyz", &env)).code, 0);
+  Kes_workspace *env_copy = env->copy();
+  ASSERT_EQ(take(child.set_parent(env_copy)).code, 0);
+  EXPECT_EQ(read_file(md(c, "ombraparent")), "VERSION 1\n*xyz\n");
+  EXPECT_FALSE(ws_test::file_exists(md(c, "parent")));
+  delete env;
+  delete env_copy;
+}
+
+TEST_F(Links, Conflicts) {
+  std::string w = make_ws(tmp.file("ws"));
+  Kes_workspace ws(w.c_str(), nullptr);
+  ASSERT_EQ(take(ws.add_conflict("src/a.c")).code, 0);
+  ASSERT_EQ(take(ws.add_conflict("b.h")).code, 0);
+  ASSERT_EQ(take(ws.add_conflict("src/a.c")).code, 0);
+  Kes_strlist *l = nullptr;
+  ASSERT_EQ(take(ws.get_conflicts(&l)).code, 0);
+  EXPECT_EQ(strings(l), (std::vector<std::string>{"src/a.c", "b.h"}));
+  delete l;
+  ASSERT_EQ(take(ws.remove_conflict("src/a.c")).code, 0);
+  ASSERT_EQ(take(ws.remove_conflict("never")).code, 0);
+  EXPECT_EQ(read_file(md(w, "conflicts")), "VERSION 1\nb.h\n");
+
+  // A newer file stops the reader with its error.
+  write_file(md(w, "conflicts"), "VERSION 9\nb.h\n");
+  EXPECT_EQ(take(ws.get_conflicts(&l)).code, 2046);
+  delete l;
+}
+
+TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
+  std::string w = make_ws(tmp.file("ws"));
+  Kes_workspace ws(w.c_str(), nullptr);
+  Kes_pbval *pb = nullptr;
+  ASSERT_EQ(take(ws.get_pbval(&pb)).code, 0);
+  ASSERT_NE(pb, nullptr);
+  Kes_pbval defaults;
+  EXPECT_TRUE(pb->compare(&defaults));
+  delete pb;
+  Kes_autofr *af = nullptr;
+  ASSERT_EQ(take(ws.get_autofr(&af)).code, 0);
+  ASSERT_NE(af, nullptr);
+  Kes_autofr zero;
+  EXPECT_TRUE(af->compare(&zero));
+  delete af;
+
+  // What the properties dialog saves, the workspace reads back.
+  Kes_pbval want(1, 0, 1, "/bin/validate -q");
+  ASSERT_EQ(take(ws.set_pbval(&want)).code, 0);
+  Kes_md_pbval *mdp = nullptr;
+  ASSERT_EQ(take(ws.get_md_pbval(&mdp)).code, 0);
+  ASSERT_EQ(take(mdp->save(&want)).code, 0);
+  delete mdp;
+  ASSERT_EQ(take(ws.get_pbval(&pb)).code, 0);
+  EXPECT_TRUE(pb->compare(&want));
+  delete pb;
+  Kes_autofr before_resolve(0, 0, 0, 0, 0, 0, 1, 0);
+  Kes_md_autofr *mda = nullptr;
+  ASSERT_EQ(take(ws.get_md_autofr(&mda)).code, 0);
+  ASSERT_EQ(take(mda->save(&before_resolve)).code, 0);
+  delete mda;
+  ASSERT_EQ(take(ws.get_autofr(&af)).code, 0);
+  EXPECT_TRUE(af->compare(&zero));  // the resolve keys don't come back
+  delete af;
+
+  // Description: printed by name and text.
+  auto print = [&](int n, int t) {
+    std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(take(ws.print_description(n, t)).code, 0); });
+    return out;
+  };
+  EXPECT_EQ(print(1, 1), "");  // no file
+  char *line = ws.make_descnm_notif_line(4);
+  EXPECT_STREQ(line, "");
+  free(line);
+  write_file(md(w, "description"), "VERSION 1\n");
+  EXPECT_EQ(print(1, 1), "");
+  write_file(md(w, "description"), "VERSION 1\nDESCRIPTION\nno name here\n");
+  EXPECT_EQ(print(1, 1), "");  // both parts hang on the name
+  write_file(md(w, "description"), "VERSION 1\nNAME\nGate\nDESCRIPTION\nline one\nline two\n");
+  EXPECT_EQ(print(1, 1), "NAME:\nGate\nDESCRIPTION:\nline one\nline two\n");
+  EXPECT_EQ(print(1, 0), "Gate\n");
+  EXPECT_EQ(print(0, 1), "line one\nline two\n");
+  EXPECT_EQ(print(0, 0), "");
+  line = ws.make_descnm_notif_line(4);
+  EXPECT_STREQ(line, "\n    <Gate>");
+  free(line);
+  Kes_strlist *desc = nullptr;
+  ASSERT_EQ(take(ws.get_description(&desc)).code, 0);
+  EXPECT_EQ(strings(desc),
+            (std::vector<std::string>{"NAME", "Gate", "DESCRIPTION", "line one", "line two"}));
+  delete desc;
+
+  write_file(md(w, "description"), "VERSION 1\nNAME\n");
+  Err e;
+  std::string out = ws_test::capture_stdout([&] { e = take(ws.print_description(1, 1)); });
+  EXPECT_EQ(e.code, 2070);
+  EXPECT_EQ(out, "");
+  line = ws.make_descnm_notif_line(4);
+  EXPECT_STREQ(line, "");  // failures give the empty line
+  free(line);
+}
+
+TEST_F(Links, PrintedTree) {
+  std::string top = make_ws(tmp.file("top")), mid = make_ws(tmp.file("mid")),
+              leaf1 = make_ws(tmp.file("leaf1")), leaf2 = make_ws(tmp.file("leaf2"));
+  Kes_workspace t(top.c_str(), nullptr), m(mid.c_str(), nullptr), l1(leaf1.c_str(), nullptr),
+      l2(leaf2.c_str(), nullptr);
+  for (auto link : {std::make_pair(&m, &t), std::make_pair(&l1, &m), std::make_pair(&l2, &m)}) {
+    ASSERT_EQ(take(link.first->set_parent(link.second)).code, 0);
+    ASSERT_EQ(take(link.second->add_child(link.first)).code, 0);
+  }
+  auto out = [](const std::function<void()> &fn) { return ws_test::capture_stdout(fn); };
+  EXPECT_EQ(out([&] { l1.print_wsname(2); }), "    " + leaf1 + "\n");
+  EXPECT_EQ(out([&] { delete l1.print_parent(0, 0); }), mid + "\n");
+  EXPECT_EQ(out([&] { delete l1.print_parent(1, 1); }), "  " + mid + "\n    " + top + "\n");
+  EXPECT_EQ(out([&] { delete t.print_children(0, 0); }), mid + "\n");
+  EXPECT_EQ(out([&] { delete t.print_children(1, 0); }),
+            mid + "\n  " + leaf1 + "\n  " + leaf2 + "\n");
+
+  // A loop in the link files ends.
+  ASSERT_EQ(take(t.set_parent(&l1)).code, 0);
+  EXPECT_EQ(out([&] { delete l1.print_parent(1, 0); }),
+            mid + "\n  " + top + "\n    " + leaf1 + "\n");
+
+  // An error on the way is printed, and the walk succeeds.
+  write_file(md(mid, "parent"), "VERSION 7\n");
+  Kes_err *e = nullptr;
+  testing::internal::CaptureStderr();
+  std::string o = out([&] { e = l1.print_parent(1, 0); });
+  std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(e, nullptr);
+  EXPECT_EQ(o, mid + "\n");
+  EXPECT_NE(err.find("(Error 2046)"), std::string::npos) << err;
+}
+
+TEST_F(Links, OmbraEnvironmentNames) {
+  Kes_workspace *env = nullptr;
+  ASSERT_EQ(take(kes_build_ws_for_env("*br42", &env)).code, 0);
+  std::string old_path = getenv("PATH") ? getenv("PATH") : "";
+  std::string bin = tmp.file("bin");
+  ws_test::make_dirs(bin);
+
+  // No lookup program: the path is printed.
+  setenv("PATH", bin.c_str(), 1);
+  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(1); }), "  /ombra/br.br42/vcs\n");
+  // A lookup program that answers: "<key> <branch> <host>".
+  write_file(bin + "/ypmatch",
+             "#!/bin/sh\n[ \"$2\" = ombra.branch.byid ] || exit 1\necho \"$1 main-$1 buildhost\"\n");
+  chmod((bin + "/ypmatch").c_str(), 0755);
+  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(0); }),
+            "Ombra environment main-br42@buildhost\n");
+  // One that says nothing.
+  write_file(bin + "/ypmatch", "#!/bin/sh\nexit 1\n");
+  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(0); }), "/ombra/br.br42/vcs\n");
+  setenv("PATH", old_path.c_str(), 1);
+  delete env;
+}
+
+}  // namespace

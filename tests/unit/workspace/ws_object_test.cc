@@ -1,0 +1,572 @@
+// The workspace object: its name forms, identity across different paths to
+// one tree, validity, the root's emptiness, and paths inside a workspace.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sched.h>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::Err;
+using ws_test::make_ws;
+using ws_test::take;
+using ws_test::TempDir;
+
+namespace {
+
+std::string host() { return kes_hostname(); }
+
+// A name for a host that is not this one and that no mount names.
+std::string unreachable() { return "unreachable-" + host() + "-x"; }
+
+// Runs fn in a child process with a mount namespace of its own, so that test
+// mounts are private to it and vanish with it.  Returns fn's text, or
+// "SKIP: reason" when the host doesn't allow the namespace.
+std::string in_mount_namespace(const std::function<std::string()> &fn) {
+  int fds[2];
+  if (pipe(fds) != 0) return "SKIP: pipe failed";
+  fflush(stdout);
+  pid_t pid = fork();
+  if (pid == 0) {
+    close(fds[0]);
+    std::string out;
+    uid_t uid = getuid();
+    gid_t gid = getgid();
+    if (unshare(CLONE_NEWNS) != 0) {
+      // Unprivileged: a user namespace gives the mount rights.
+      if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+        out = std::string("SKIP: no mount namespace: ") + strerror(errno);
+      } else {
+        ws_test::write_file("/proc/self/setgroups", "deny");
+        ws_test::write_file("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+        ws_test::write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+      }
+    }
+    if (out.empty() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+      out = std::string("SKIP: can't make mounts private: ") + strerror(errno);
+    if (out.empty()) out = fn();
+    if (write(fds[1], out.data(), out.size()) < 0) _exit(2);
+    _exit(0);
+  }
+  close(fds[1]);
+  std::string out;
+  char buf[4096];
+  ssize_t n;
+  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, n);
+  close(fds[0]);
+  int status;
+  waitpid(pid, &status, 0);
+  return out;
+}
+
+#define SKIP_IF_SKIP(out)                                        \
+  if ((out).rfind("SKIP: ", 0) == 0) GTEST_SKIP() << (out).substr(6)
+
+std::string describe(Kes_workspace &ws) {
+  auto s = [](const char *p) { return std::string(p ? p : "(null)"); };
+  return "wsname=" + s(ws.wsname) + " absname=" + s(ws.absname) + " netname=" + s(ws.netname) +
+         " nethost=" + s(ws.nethost_path);
+}
+
+class Workspace : public testing::Test {
+protected:
+  TempDir tmp;
+  char saved_cwd[1024];
+  void SetUp() override { ASSERT_NE(getcwd(saved_cwd, sizeof saved_cwd), nullptr); }
+  void TearDown() override { ASSERT_EQ(chdir(saved_cwd), 0); }
+};
+
+TEST_F(Workspace, NameFormsOfALocalTree) {
+  std::string root = make_ws(tmp.file("ws"));
+  Err e;
+  Kes_workspace ws(root.c_str(), nullptr);
+  EXPECT_EQ(describe(ws), "wsname=" + root + " absname=" + root + " netname=" + host() + ":" +
+                              root + " nethost=" + host() + ":" + root);
+  EXPECT_STREQ(ws.metadata_dir, "Brindle_wsdata");
+  EXPECT_STREQ(ws.get_absname(), root.c_str());
+  EXPECT_TRUE(ws.exists());
+  char md[1024];
+  ASSERT_EQ(take(ws.get_full_metadata_dir(md)).code, 0);
+  EXPECT_EQ(std::string(md), root + "/Brindle_wsdata");
+  // The process's directory is where it was.
+  char cwd[1024];
+  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+  EXPECT_STREQ(cwd, saved_cwd);
+
+  // A relative name, and an absolute name given by the caller.
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  Kes_workspace rel;
+  ASSERT_EQ(take(rel.set_name("ws/./", "/given/abs")).code, 0);
+  EXPECT_STREQ(rel.wsname, root.c_str());
+  EXPECT_STREQ(rel.absname, "/given/abs");
+  EXPECT_STREQ(rel.get_absname(), root.c_str());
+  EXPECT_TRUE(rel.compare(&ws));
+
+  // Naming again replaces every form.
+  ASSERT_EQ(take(rel.set_name("elsewhere", nullptr)).code, 0);
+  EXPECT_STREQ(rel.wsname, "elsewhere");  // can't be entered: as given
+  EXPECT_EQ(std::string(rel.absname), tmp.file("elsewhere"));
+  EXPECT_EQ(std::string(rel.nethost_path), host() + ":" + tmp.file("elsewhere"));
+  EXPECT_FALSE(rel.exists());
+  EXPECT_FALSE(rel.compare(&ws));
+}
+
+TEST_F(Workspace, OneTreeThroughASymbolicLinkComparesEqual) {
+  std::string real = make_ws(tmp.file("real/ws"));
+  ASSERT_EQ(symlink(tmp.file("real").c_str(), tmp.file("link").c_str()), 0);
+  Err e1, e2;
+  Kes_err *err1 = nullptr, *err2 = nullptr;
+  Kes_workspace direct(real.c_str(), &err1);
+  Kes_workspace linked(tmp.file("link/ws").c_str(), &err2);
+  ASSERT_EQ(take(err1).code, 0);
+  ASSERT_EQ(take(err2).code, 0);
+  EXPECT_STREQ(linked.wsname, real.c_str());  // the physical path
+  EXPECT_STREQ(linked.nethost_path, direct.nethost_path);
+  EXPECT_TRUE(linked.compare(&direct));
+  EXPECT_TRUE(direct.compare(&linked));
+
+  // A link to a workspace that can't be entered: the text keeps the link,
+  // the nethost path doesn't.
+  ASSERT_EQ(chmod(real.c_str(), 0), 0);
+  if (geteuid() != 0) {
+    Kes_workspace shut(tmp.file("link/ws").c_str(), nullptr);
+    EXPECT_EQ(std::string(shut.wsname), tmp.file("link/ws"));
+    EXPECT_TRUE(shut.compare(&direct)) << describe(shut) << " vs " << describe(direct);
+  }
+  chmod(real.c_str(), 0755);
+  Kes_workspace other(make_ws(tmp.file("other")).c_str(), nullptr);
+  EXPECT_FALSE(other.compare(&direct));
+}
+
+TEST_F(Workspace, OneTreeThroughABindMountComparesEqual) {
+  std::string real = make_ws(tmp.file("real/ws"));
+  ws_test::make_dirs(tmp.file("view"));
+  std::string out = in_mount_namespace([&] {
+    if (mount(tmp.file("real").c_str(), tmp.file("view").c_str(), nullptr, MS_BIND, nullptr))
+      return std::string("SKIP: bind mount refused: ") + strerror(errno);
+    Kes_workspace direct(real.c_str(), nullptr);
+    Kes_workspace viewed(tmp.file("view/ws").c_str(), nullptr);
+    return describe(viewed) + "\n" + describe(direct) + "\n" +
+           std::to_string(viewed.compare(&direct)) + std::to_string(viewed.exists());
+  });
+  SKIP_IF_SKIP(out);
+  std::string n = host() + ":" + real;
+  EXPECT_EQ(out, "wsname=" + tmp.file("view/ws") + " absname=" + tmp.file("view/ws") +
+                     " netname=" + n + " nethost=" + n + "\nwsname=" + real +
+                     " absname=" + real + " netname=" + n + " nethost=" + n + "\n11");
+}
+
+TEST_F(Workspace, NetworkPathsMapByTheirLongestPrefix) {
+  // A file system whose mount table entry names a server, host:/path.
+  ws_test::make_dirs(tmp.file("mnt"));
+  std::string mnt = tmp.file("mnt");
+  std::string out = in_mount_namespace([&] {
+    if (mount("fakehost:/export", mnt.c_str(), "tmpfs", 0, nullptr) != 0)
+      return std::string("SKIP: tmpfs mount refused: ") + strerror(errno);
+    mkdir((mnt + "/a").c_str(), 0777);
+    mkdir((mnt + "/a/Brindle_wsdata").c_str(), 0777);
+    std::string r;
+    // The whole name maps.
+    Kes_workspace whole("fakehost:/export/a", nullptr);
+    r += describe(whole) + " exists=" + std::to_string(whole.exists()) + "\n";
+    // Only a prefix maps: the rest is put behind the mapped prefix.
+    Kes_workspace part("fakehost:/export/a/b/c", nullptr);
+    r += describe(part) + " exists=" + std::to_string(part.exists()) + "\n";
+    // Nothing maps.
+    Kes_workspace none;
+    Err e = take(none.set_name((unreachable() + ":/x/y").c_str(), nullptr));
+    r += std::to_string(e.code) + " " + e.text.substr(0, e.text.find("  (Error")) + "\n";
+    // The parent-line form of a mapped name keeps the line as its identity.
+    Kes_workspace line;
+    e = take(line.parse_parent_child_line("fakehost:/export/a"));
+    r += std::to_string(e.code) + " " + describe(line) + " " +
+         std::to_string(line.compare(&whole)) + "\n";
+    return r;
+  });
+  SKIP_IF_SKIP(out);
+  std::string a = mnt + "/a";
+  EXPECT_EQ(out,
+            "wsname=" + a + " absname=" + a +
+                " netname=fakehost:/export/a nethost=fakehost:/export/a exists=1\n"
+                "wsname=" + a + "/b/c absname=" + a +
+                "/b/c netname=fakehost:/export/a/b/c nethost=fakehost:/export/a/b/c exists=0\n"
+                "1039 There is no access to the remote workspace: " + unreachable() +
+                ":/x/y\n\n"
+                "0 wsname=" + a + " absname=" + a +
+                " netname=fakehost:/export/a nethost=fakehost:/export/a 1\n");
+}
+
+TEST_F(Workspace, NamesThatAreNotNetworkPaths) {
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  // "host:a/b" has no "/" behind the ":", "a:b" has no "/" at all: both are
+  // plain relative names.
+  for (const char *name : {"host:a/b", "a:b"}) {
+    Kes_workspace ws;
+    ASSERT_EQ(take(ws.set_name(name, nullptr)).code, 0) << name;
+    EXPECT_STREQ(ws.wsname, name);
+    EXPECT_EQ(std::string(ws.absname), tmp.file(name));
+    EXPECT_FALSE(ws.exists());
+  }
+  // "a/b:/c": the "/" comes first.
+  Kes_workspace ws;
+  ASSERT_EQ(take(ws.set_name("a/b:/c", nullptr)).code, 0);
+  EXPECT_EQ(std::string(ws.absname), tmp.file("a/b:/c"));
+}
+
+TEST_F(Workspace, ParentAndChildLines) {
+  std::string root = make_ws(tmp.file("ws"));
+  Kes_workspace plain(root.c_str(), nullptr);
+
+  // An absolute path.
+  Kes_workspace abs;
+  ASSERT_EQ(take(abs.parse_parent_child_line(root.c_str())).code, 0);
+  EXPECT_EQ(describe(abs), describe(plain));
+
+  // This host's netpath: mapped, and the line is the identity.
+  std::string line = host() + ":" + root;
+  Kes_workspace local;
+  ASSERT_EQ(take(local.parse_parent_child_line(line.c_str())).code, 0);
+  EXPECT_STREQ(local.wsname, root.c_str());
+  EXPECT_EQ(std::string(local.nethost_path), line);
+  EXPECT_TRUE(local.exists());
+  EXPECT_TRUE(local.compare(&plain));
+
+  // A host that can't be reached: usable, but not there.
+  std::string far = unreachable() + ":/export/ws";
+  Kes_workspace remote;
+  ASSERT_EQ(take(remote.parse_parent_child_line(far.c_str())).code, 0);
+  EXPECT_EQ(describe(remote),
+            "wsname=" + far + " absname=(null) netname=" + far + " nethost=" + far);
+  EXPECT_STREQ(remote.metadata_dir, "Brindle_wsdata");
+  EXPECT_FALSE(remote.exists());
+  EXPECT_EQ(remote.get_absname(), nullptr);
+  char md[1024];
+  Err e = take(remote.get_full_metadata_dir(md));
+  EXPECT_EQ(e.code, 2078);
+  EXPECT_EQ(e.text, "Cannot access workspace \"" + far + "\"  (Error 2078)\n");
+  e = take(remote.not_real_error());
+  EXPECT_EQ(e.code, 2016);
+  EXPECT_EQ(e.text, "Workspace \"" + far + "\" does not exist  (Error 2016)\n");
+  Kes_workspace same_line;
+  ASSERT_EQ(take(same_line.parse_parent_child_line(far.c_str())).code, 0);
+  EXPECT_TRUE(same_line.compare(&remote));
+  EXPECT_FALSE(same_line.compare(&plain));
+
+  // A relative line is relative to the current directory.
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  Kes_workspace relative;
+  ASSERT_EQ(take(relative.parse_parent_child_line("ws")).code, 0);
+  EXPECT_TRUE(relative.compare(&plain));
+}
+
+TEST_F(Workspace, ValidityAndTheNotRealBit) {
+  std::string root = make_ws(tmp.file("ws"));
+  ws_test::make_dirs(tmp.file("plain"));
+  Kes_workspace ws(root.c_str(), nullptr);
+  Kes_workspace dir(tmp.file("plain").c_str(), nullptr);
+  Kes_workspace gone(tmp.file("gone").c_str(), nullptr);
+
+  EXPECT_EQ(take(ws.not_real_error()).code, 0);
+  EXPECT_EQ(take(ws.not_real_warning()).code, 0);
+  EXPECT_FALSE(ws.not_real);
+
+  Err e = take(dir.not_real_error());
+  EXPECT_EQ(e.code, 2610);
+  EXPECT_EQ(e.text, "\"" + tmp.file("plain") + "\" is not a workspace  (Error 2610)\n");
+  EXPECT_TRUE(dir.not_real);
+
+  Kes_workspace dir2(tmp.file("plain").c_str(), nullptr);
+  std::string out = ws_test::capture_stdout([&] { e = take(dir2.not_real_warning()); });
+  EXPECT_EQ(e.code, 0);
+  EXPECT_EQ(out, "\"" + tmp.file("plain") + "\" is not a workspace  (Warning 2610)\n");
+  EXPECT_TRUE(dir2.not_real);
+
+  e = take(gone.not_real_error());
+  EXPECT_EQ(e.code, 2016);
+  EXPECT_EQ(e.text, "Workspace \"" + tmp.file("gone") + "\" does not exist  (Error 2016)\n");
+  e = take(gone.not_real_warning());
+  EXPECT_EQ(e.code, 2041);
+  EXPECT_EQ(e.text,
+            "\"" + tmp.file("gone") + "\" is not a workspace or a directory  (Error 2041)\n");
+  EXPECT_FALSE(gone.not_real);
+
+  // The metadata directory decides, each time anew.
+  ws_test::make_dirs(tmp.file("gone/Brindle_wsdata"));
+  EXPECT_TRUE(gone.exists());
+  rmdir(tmp.file("gone/Brindle_wsdata").c_str());
+  EXPECT_FALSE(gone.exists());
+  EXPECT_FALSE(Kes_workspace().exists());
+
+  // A copy keeps the names and the emptiness answer, not the flag bits.
+  dir.write_locked = 1;
+  dir.root_is_empty();
+  Kes_workspace *c = dir.copy();
+  EXPECT_EQ(describe(*c), describe(dir));
+  EXPECT_FALSE(c->not_real);
+  EXPECT_FALSE(c->write_locked);
+  EXPECT_TRUE(c->root_emptiness_known);
+  EXPECT_EQ(c->root_empty, dir.root_empty);
+  EXPECT_TRUE(c->compare(&dir));
+  delete c;
+}
+
+TEST_F(Workspace, RootEmptiness) {
+  std::string root = make_ws(tmp.file("ws"));
+  ws_test::write_file(root + "/Makefile", "all:\n");
+  ws_test::write_file(root + "/Brindle_wsdata/children", "VERSION 1\n");
+  Kes_workspace ws(root.c_str(), nullptr);
+  EXPECT_TRUE(ws.root_is_empty());  // only metadata and plain files
+  // The answer is kept.
+  ws_test::make_dirs(root + "/SCCS");
+  EXPECT_TRUE(ws.root_is_empty());
+  Kes_workspace fresh(root.c_str(), nullptr);
+  EXPECT_FALSE(fresh.root_is_empty());  // an SCCS directory counts
+  rmdir((root + "/SCCS").c_str());
+
+  ws_test::write_file(root + "/s.file.c", "");
+  Kes_workspace with_sfile(root.c_str(), nullptr);
+  EXPECT_FALSE(with_sfile.root_is_empty());
+  unlink((root + "/s.file.c").c_str());
+
+  ws_test::make_dirs(root + "/src");
+  Kes_workspace with_dir(root.c_str(), nullptr);
+  EXPECT_FALSE(with_dir.root_is_empty());
+
+  // A link to a directory is a directory; a dangling link is not.
+  rmdir((root + "/src").c_str());
+  ASSERT_EQ(symlink("/nonexistent/dir", (root + "/dangling").c_str()), 0);
+  Kes_workspace dangling(root.c_str(), nullptr);
+  EXPECT_TRUE(dangling.root_is_empty());
+  ASSERT_EQ(symlink(tmp.path().c_str(), (root + "/up").c_str()), 0);
+  Kes_workspace linked(root.c_str(), nullptr);
+  EXPECT_FALSE(linked.root_is_empty());
+
+  Kes_workspace missing(tmp.file("none").c_str(), nullptr);
+  EXPECT_TRUE(missing.root_is_empty());
+}
+
+TEST_F(Workspace, PathsUnderTheWorkspace) {
+  std::string root = make_ws(tmp.file("ws"));
+  Kes_workspace ws(root.c_str(), nullptr);
+  char rel[1024];
+  EXPECT_TRUE(ws.is_under_ws((root + "/src/a.c").c_str(), rel));
+  EXPECT_STREQ(rel, "src/a.c");
+  EXPECT_TRUE(ws.is_under_ws(root.c_str(), rel));
+  EXPECT_STREQ(rel, ".");
+  EXPECT_FALSE(ws.is_under_ws((root + "x/a.c").c_str(), rel));
+  EXPECT_FALSE(ws.is_under_ws("src/a.c", nullptr));
+  EXPECT_TRUE(ws.is_under_ws((root + "/a").c_str(), nullptr));
+  // A byte comparison: no normalising.
+  EXPECT_FALSE(ws.is_under_ws((tmp.path() + "/./ws/a").c_str(), rel));
+  // wsname and netname count too, when absolute.
+  free(ws.netname);
+  ws.netname = strdup("/net/server/ws");
+  EXPECT_TRUE(ws.is_under_ws("/net/server/ws/x", rel));
+  EXPECT_STREQ(rel, "x");
+
+  char dir[64];
+  struct Case {
+    const char *dir, *path;
+    int under;
+  } cases[] = {
+      {".", "anything", 1},       {"src", "src", 1},        {"src", "src/a.c", 1},
+      {"src", "srcs/a.c", 0},     {"src///", "src/a.c", 1}, {"src/lib", "src", 0},
+      {"/abs", "/abs/x", 0},      {"src", "other", 0},      {"./", "x", 1},
+  };
+  for (const Case &c : cases) {
+    snprintf(dir, sizeof dir, "%s", c.dir);
+    EXPECT_EQ(ws.is_under_dir(dir, c.path), c.under) << c.dir << " " << c.path;
+  }
+  snprintf(dir, sizeof dir, "src//");
+  EXPECT_EQ(ws.is_under_dir(dir, (root + "/src/a.c").c_str()), 1);
+  EXPECT_STREQ(dir, "src");  // stripped in place
+  snprintf(dir, sizeof dir, "src");
+  EXPECT_EQ(ws.is_under_dir(dir, (tmp.path() + "/src/a.c").c_str()), 0);
+  snprintf(dir, sizeof dir, "/");
+  EXPECT_EQ(ws.is_under_dir(dir, "x"), 0);
+}
+
+TEST_F(Workspace, AbsoluteNameChoice) {
+  Kes_workspace ws;
+  ws.absname = strdup("/abs");
+  EXPECT_STREQ(ws.get_absname(), "/abs");
+  ws.netname = strdup("/net/name");
+  EXPECT_STREQ(ws.get_absname(), "/net/name");
+  ws.wsname = strdup("/ws/name");
+  EXPECT_STREQ(ws.get_absname(), "/ws/name");
+  free(ws.wsname);
+  ws.wsname = strdup("relative");
+  free(ws.netname);
+  ws.netname = strdup("host:/x");
+  EXPECT_STREQ(ws.get_absname(), "/abs");
+}
+
+TEST_F(Workspace, ContainingAndDefaultWorkspace) {
+  std::string root = make_ws(tmp.file("top/ws"));
+  ws_test::make_dirs(root + "/src/deep");
+  char result[1024];
+  kes_find_containing_ws(result, (root + "/src/deep").c_str());
+  EXPECT_EQ(std::string(result), root);
+  kes_find_containing_ws(result, (root + "/src/../src/deep/").c_str());
+  EXPECT_EQ(std::string(result), root);
+  kes_find_containing_ws(result, (root + "/src/no/such/file").c_str());
+  EXPECT_EQ(std::string(result), root);
+  kes_find_containing_ws(result, root.c_str());
+  EXPECT_EQ(std::string(result), root);
+  kes_find_containing_ws(result, tmp.file("top").c_str());
+  EXPECT_STREQ(result, "");
+  kes_find_containing_ws(result, "/");
+  EXPECT_STREQ(result, "");
+  ASSERT_EQ(chdir((root + "/src").c_str()), 0);
+  kes_find_containing_ws(result, "deep");
+  EXPECT_EQ(std::string(result), root);
+
+  // The name given, else BRINDLE_WS, else the current directory.
+  unsetenv("BRINDLE_WS");
+  Kes_workspace *ws = nullptr;
+  ASSERT_EQ(take(kes_determine_default_ws(nullptr, &ws)).code, 0);
+  ASSERT_NE(ws, nullptr);
+  EXPECT_STREQ(ws->wsname, root.c_str());
+  delete ws;
+
+  std::string other = make_ws(tmp.file("other"));
+  setenv("BRINDLE_WS", other.c_str(), 1);
+  ASSERT_EQ(take(kes_determine_default_ws(nullptr, &ws)).code, 0);
+  EXPECT_STREQ(ws->wsname, other.c_str());
+  delete ws;
+  char buf[1024];
+  getenv_brindle_ws(buf);
+  EXPECT_EQ(std::string(buf), other);
+
+  ASSERT_EQ(take(kes_determine_default_ws(root.c_str(), &ws)).code, 0);
+  EXPECT_STREQ(ws->wsname, root.c_str());
+  delete ws;
+  // The result pointer may be null: only the name is checked.
+  EXPECT_EQ(take(kes_determine_default_ws(root.c_str(), nullptr)).code, 0);
+
+  unsetenv("BRINDLE_WS");
+  getenv_brindle_ws(buf);
+  EXPECT_STREQ(buf, "");
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  Err e = take(kes_determine_default_ws(nullptr, &ws));
+  EXPECT_EQ(e.code, 2001);
+  EXPECT_EQ(e.text,
+            "Must specify a workspace either with the -w option,\nvia the BRINDLE_WS environment "
+            "variable,\nor via the current working directory  (Error 2001)\n");
+  EXPECT_EQ(ws, nullptr);
+  e = take(kes_determine_default_ws((unreachable() + ":/a/b").c_str(), &ws));
+  EXPECT_EQ(e.code, 1039);
+  EXPECT_EQ(ws, nullptr);
+}
+
+TEST_F(Workspace, OptionsCreatorAndFileListProgram) {
+  std::string root = make_ws(tmp.file("ws"));
+  Kes_workspace ws(root.c_str(), nullptr);
+  EXPECT_EQ(ws.under_vc, 1);
+  EXPECT_STREQ(ws.get_vcs_dir(), "SCCS");
+  EXPECT_EQ(ws.pre_dir, nullptr);
+  EXPECT_STREQ(ws.def_flp_simplename, "def.dir.flp");
+  EXPECT_EQ(ws_test::capture_stdout([&] { ws.print(); }),
+            "Kes_workspace:\n\twsname = " + root + "\n\tnetname = " + host() + ":" + root +
+                "\n\tdef_flp_simplename = def.dir.flp\n\tdef_flp_cmdname = (null)\n"
+                "\tunder_vc = TRUE\n\tpre_dir = (null)\n");
+
+  ws.set_ombra_options();
+  EXPECT_EQ(ws.get_vcs_dir(), nullptr);
+  EXPECT_STREQ(ws.pre_dir, "../Shared_Source/working");
+  EXPECT_STREQ(ws.def_flp_simplename, "ombra.dir.flp");
+  ws.set_ws_options();
+  EXPECT_EQ(ws.pre_dir, nullptr);
+  ws.set_pre_dir("src");
+  EXPECT_STREQ(ws.pre_dir, "src");
+
+  struct passwd *pw = getpwuid(geteuid());
+  ASSERT_NE(pw, nullptr);
+  EXPECT_STREQ(ws.get_creator(), pw->pw_name);
+  EXPECT_EQ(Kes_workspace(tmp.file("none").c_str(), nullptr).get_creator(), nullptr);
+
+  // The file-list program: found on PATH, else the simple name.
+  std::string bin = tmp.file("bin");
+  ws_test::make_dirs(bin);
+  ws_test::write_file(bin + "/def.dir.flp", "#!/bin/sh\n");
+  chmod((bin + "/def.dir.flp").c_str(), 0755);
+  std::string old_path = getenv("PATH") ? getenv("PATH") : "";
+  setenv("BRINDLE_PATH_ONLY", "1", 1);
+  setenv("PATH", (bin + ":" + old_path).c_str(), 1);
+  EXPECT_EQ(std::string(ws.get_def_flp()), bin + "/def.dir.flp");
+  ws.set_def_flp("no.such.flp");
+  EXPECT_STREQ(ws.get_def_flp(), "no.such.flp");
+  ws.set_def_flp(nullptr);
+  EXPECT_EQ(ws.get_def_flp(), nullptr);
+  setenv("PATH", old_path.c_str(), 1);
+  unsetenv("BRINDLE_PATH_ONLY");
+}
+
+TEST_F(Workspace, SubclassesAndLists) {
+  std::string a = make_ws(tmp.file("a")), b = make_ws(tmp.file("b"));
+  Kes_backuparea area(a.c_str(), nullptr);
+  EXPECT_TRUE(area.is_writelocked());
+  Kes_workspace *ac = area.copy();
+  EXPECT_TRUE(ac->is_writelocked());  // still a backup area
+  delete ac;
+  Kes_workspace plain(a.c_str(), nullptr);
+  EXPECT_FALSE(plain.is_writelocked());
+  plain.write_locked = 1;
+  EXPECT_TRUE(plain.is_writelocked());
+
+  Kes_wslist list;
+  list.add_new_data(new Kes_workspace(a.c_str(), nullptr));
+  list.add_new_data(new Kes_workspace(b.c_str(), nullptr));
+  Kes_wslist *copy = static_cast<Kes_wslist *>(list.copy());
+  EXPECT_TRUE(copy->compare(&list));
+  Kes_workspace b_again(b.c_str(), nullptr);
+  EXPECT_NE(copy->find_elem(&b_again), nullptr);
+  copy->delete_elem(copy->find_elem(&b_again));
+  EXPECT_FALSE(copy->compare(&list));
+  EXPECT_EQ(copy->find_elem(&b_again), nullptr);
+  delete copy;
+  Kes_workspace *fresh = static_cast<Kes_workspace *>(list.add_new_elem());
+  EXPECT_EQ(fresh->wsname, nullptr);
+  EXPECT_EQ(list.count, 3);
+}
+
+TEST_F(Workspace, EnvironmentSwitches) {
+  char *value = nullptr;
+  unsetenv("BRINDLE_WSPATH");
+  getenv_brindle_wspath(&value);
+  EXPECT_EQ(value, nullptr);
+  setenv("BRINDLE_WSPATH", "/a:/b", 1);
+  getenv_brindle_wspath(&value);
+  EXPECT_STREQ(value, "/a:/b");
+  unsetenv("BRINDLE_WSPATH");
+
+  // Computed once: a later change doesn't count.
+  int code = ws_test::in_child([] {
+    setenv("BRINDLE_COMPAT_2_1", "", 1);
+    int first = check_compat_2_1();
+    unsetenv("BRINDLE_COMPAT_2_1");
+    return first * 10 + check_compat_2_1();
+  });
+  EXPECT_EQ(code, 11);
+  code = ws_test::in_child([] {
+    unsetenv("BRINDLE_COMPAT_2_1");
+    int first = check_compat_2_1();
+    setenv("BRINDLE_COMPAT_2_1", "1", 1);
+    return first * 10 + check_compat_2_1();
+  });
+  EXPECT_EQ(code, 0);
+}
+
+}  // namespace
