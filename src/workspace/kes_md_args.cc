@@ -1,0 +1,81 @@
+#include "workspace/kes_md_args.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "util/kes_err.h"
+#include "util/kes_file.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+#include "util/kes_path.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+Kes_err *write_lines(Kes_strlist *list, FILE *fp, const char *name) {
+  if (!list) return nullptr;
+  for (Kes_listelem *el = list->head.next; el != &list->head; el = el->next)
+    if (Kes_err *e = fprintf_N_check(fp, name, "%s\n", static_cast<char *>(el->data))) return e;
+  return nullptr;
+}
+}  // namespace
+
+Kes_err *Kes_md_args::rewrite(Kes_strlist *list1, Kes_strlist *list2) {
+  if ((!list1 || list1->count == 0) && (!list2 || list2->count == 0)) return nullptr;
+  Kes_err *e = lock();
+  if (e) return e;
+  if (exists()) {
+    // Saved first, so that undo can bring the old list back.
+    char rel[1024];
+    e = make_backup_file(get_relname(rel), workspace);
+  }
+  if (!e) e = open("w");
+  if (!e) e = write_lines(list2, stream, fullname);
+  if (!e) e = write_lines(list1, stream, fullname);
+  Kes_err *c = close();
+  if (!e) e = c;
+  else delete c;
+  unlock();
+  return e;
+}
+
+Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
+  char md[1024];
+  if (Kes_err *e = area->get_full_metadata_dir(md)) return e;
+  char dir[1024], base[1024];
+  kes_parse_filename(relname, dir, base);
+  char tmpl[4096];
+  if (strcmp(dir, ".") == 0)
+    snprintf(tmpl, sizeof tmpl, "%s/%s/T.%s.XXXXXX", md, "backup/files", base);
+  else
+    snprintf(tmpl, sizeof tmpl, "%s/%s/%s/T.%s.XXXXXX", md, "backup/files", dir, base);
+  if (Kes_err *e = kes_create_file_dirs(tmpl)) return e;
+  // mkstemp rather than a bare name test: the name is taken at once.
+  char given[4096];
+  strcpy(given, tmpl);  // mkstemp may change it even when it fails
+  int fd = mkstemp(tmpl);
+  if (fd < 0)
+    return (new Kes_err)->format_msg(
+        2044, errno, BWM_MSG(7505, "Unable to create a temporary name from template \"%s\""),
+        given);
+  close(fd);
+  unlink(tmpl);
+  char from[4096];
+  if (relname[0] == '/')
+    snprintf(from, sizeof from, "%s", relname);
+  else
+    snprintf(from, sizeof from, "%s/%s", area->get_absname(), relname);
+  if (Kes_err *e = kes_copy_file(tmpl, from)) return e;
+  char to[4096];
+  snprintf(to, sizeof to, "%s/%s/%s", md, "backup/files", relname);
+  if (rename(tmpl, to) != 0) {
+    Kes_err *e = (new Kes_err)->format_msg(
+        1018, errno, BWM_MSG(7506, "Rename of \"%s\" to \"%s\" failed"), tmpl, to);
+    unlink(tmpl);
+    return e;
+  }
+  return nullptr;
+}
