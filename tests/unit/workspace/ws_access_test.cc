@@ -1,0 +1,289 @@
+// Access control: the value lists, the file as people edit it, the defaults a
+// new workspace starts with, and the checks the commands make.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "workspace/kes_access.h"
+#include "workspace/kes_notify.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+Kes_access *entry(const char *values) {
+  Kes_strlist *list = nullptr;
+  if (values) {
+    list = new Kes_strlist;
+    std::string v = values;
+    size_t start = 0;
+    while (start <= v.size()) {
+      size_t colon = v.find(':', start);
+      if (colon == std::string::npos) colon = v.size();
+      list->add_new_copy(const_cast<char *>(v.substr(start, colon - start).c_str()));
+      start = colon + 1;
+    }
+  }
+  return new Kes_access(nullptr, "bringover-to", list);
+}
+
+std::string slurp(const std::string &path) {
+  std::ifstream in(path);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+void spit(const std::string &path, const std::string &text) {
+  std::ofstream out(path);
+  out << text;
+}
+
+TEST(AccessValuesTest, ListsAreReadLeftToRight) {
+  struct Case {
+    const char *values, *user;
+    int granted;
+  } cases[] = {
+      {"-alice:bob", "alice", 0}, {"-alice:bob", "bob", 1},   {"-alice:bob", "carol", 0},
+      {"-alice", "alice", 0},     {"-alice", "carol", 1},     {"alice:-", "alice", 1},
+      {"alice:-", "carol", 0},    {"-:alice", "alice", 0},    {"-:alice", "carol", 0},
+      {"alice", "alicia", 0},     {"alice", "alic", 0},
+  };
+  for (const Case &c : cases) {
+    Kes_access *a = entry(c.values);
+    EXPECT_EQ(a->access(c.user), c.granted) << c.values << " for " << c.user;
+    delete a;
+  }
+}
+
+TEST(AccessValuesTest, NoValuesGrantEverybodyAndNamesCompareOn32Bytes) {
+  Kes_access *none = entry(nullptr);
+  EXPECT_EQ(none->access("anyone"), 1);
+  delete none;
+  Kes_access *empty = new Kes_access(nullptr, "undo", new Kes_strlist);
+  EXPECT_EQ(empty->access("anyone"), 1);
+  delete empty;
+
+  std::string value(32, 'u');
+  Kes_access *a = entry(value.c_str());
+  EXPECT_EQ(a->access((value + "x").c_str()), 1) << "the 33rd byte is not looked at";
+  EXPECT_EQ(a->access(value.substr(0, 31).c_str()), 0);
+  delete a;
+}
+
+class AccessFileTest : public ::testing::Test {
+protected:
+  std::string dir;
+  Kes_workspace *ws = nullptr;
+  std::string file;
+  std::string user;
+
+  void SetUp() override {
+    char tmpl[] = "/tmp/brindle-access-test.XXXXXX";
+    dir = mkdtemp(tmpl);
+    ASSERT_EQ(mkdir((dir + "/ws").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((dir + "/ws/Brindle_wsdata").c_str(), 0777), 0);
+    Kes_err *err = nullptr;
+    ws = new Kes_workspace((dir + "/ws").c_str(), &err);
+    ASSERT_EQ(err, nullptr);
+    file = dir + "/ws/Brindle_wsdata/access_control";
+    user = kes_get_user(0, 1) ? kes_get_user(0, 1) : "";
+  }
+  void TearDown() override {
+    delete ws;
+    std::string cmd = "rm -rf '" + dir + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  int granted(const char *operation, const char *who) {
+    int g = -1;
+    Kes_err *err = ws->access_granted(operation, who, &g);
+    if (err) {
+      ADD_FAILURE() << err->text;
+      delete err;
+    }
+    return g;
+  }
+};
+
+TEST_F(AccessFileTest, EntriesKeepTheirCommentsAndSplitAtAnySeparator) {
+  spit(file,
+       "VERSION 2\n# who may bring over\n\nbringover-to  alice, bob\tcarol:dave # team\n"
+       "undo\n");
+  Kes_md_access *md = nullptr;
+  ASSERT_EQ(ws->get_md_access(&md), nullptr);
+  Kes_accesslist list;
+  Kes_err *err = md->get_contents(&list);
+  ASSERT_EQ(err, nullptr) << err->text;
+  ASSERT_EQ(list.count, 2);
+  Kes_access *to = list.find_operation("bringover-to");
+  ASSERT_NE(to, nullptr);
+  ASSERT_EQ(to->values->count, 4);
+  EXPECT_STREQ((char *)to->values->head.prev->data, "dave");
+  ASSERT_NE(to->comments, nullptr);
+  char *text = nullptr;
+  md->format_comment(to, &text);
+  ASSERT_NE(text, nullptr);
+  EXPECT_STREQ(text, "# who may bring over\n\n# team\n");
+  free(text);
+  md->format_entry(to, &text);
+  EXPECT_STREQ(text, "bringover-to\t\talice:bob:carol:dave\n");
+  free(text);
+  Kes_access *undo = list.find_operation("undo");
+  ASSERT_NE(undo, nullptr);
+  EXPECT_TRUE(!undo->values || undo->values->count == 0);
+  EXPECT_EQ(list.find_operation("putback-to"), nullptr);
+
+  // A rewrite gives back what was read.
+  ASSERT_EQ(md->put_contents(&list), nullptr);
+  Kes_accesslist again;
+  ASSERT_EQ(md->get_contents(&again), nullptr);
+  EXPECT_EQ(again.compare(&list), 1);
+  delete md;
+}
+
+TEST_F(AccessFileTest, EntryPaddingReachesColumn24) {
+  Kes_md_access md(ws, (dir + "/ws/Brindle_wsdata").c_str());
+  std::string o23(23, 'o'), o24(24, 'o');
+  struct Case {
+    std::string op, expected;
+  } cases[] = {
+      {"undo", "undo\t\t\tx\n"},
+      {"workspace-reparent-to", "workspace-reparent-to\tx\n"},
+      {o23, o23 + "\tx\n"},
+      {o24, o24 + " x\n"},
+  };
+  for (const Case &c : cases) {
+    Kes_strlist *values = new Kes_strlist;
+    values->add_new_copy(const_cast<char *>("x"));
+    Kes_access a(nullptr, c.op.c_str(), values);
+    char *text = nullptr;
+    md.format_entry(&a, &text);
+    EXPECT_EQ(c.expected, text) << c.op;
+    free(text);
+  }
+}
+
+TEST_F(AccessFileTest, DefaultFileGivesTheCreatorTheWorkspaceAndEverybodyTheTransfers) {
+  Kes_md_access *md = nullptr;
+  ASSERT_EQ(ws->get_md_access(&md), nullptr);
+  ASSERT_EQ(md->create_default_file(VCS_SCCS), nullptr);
+  Kes_accesslist list;
+  ASSERT_EQ(md->get_contents(&list), nullptr);
+  delete md;
+  const char *order[] = {"bringover-from",   "bringover-to",   "putback-from",
+                         "putback-to",       "undo",           "workspace-delete",
+                         "workspace-move",   "workspace-reparent", "workspace-reparent-to"};
+  ASSERT_EQ(list.count, 9);
+  int i = 0;
+  std::string creator(user, 0, 32);
+  for (Kes_listelem *e = list.head.next; e != &list.head; e = e->next, i++) {
+    Kes_access *a = (Kes_access *)e->data;
+    EXPECT_STREQ(a->operation, order[i]);
+    bool owner_only = i == 1 || (i >= 5 && i <= 7);
+    int count = a->values ? a->values->count : 0;
+    EXPECT_EQ(count, owner_only ? 1 : 0) << order[i];
+    if (owner_only && count) {
+      EXPECT_EQ(creator, (char *)a->values->head.next->data);
+    }
+  }
+  EXPECT_EQ(granted("workspace-delete", user.c_str()), 1);
+  EXPECT_EQ(granted("workspace-delete", "somebody-else"), 0);
+  EXPECT_EQ(granted("bringover-from", "somebody-else"), 1);
+  EXPECT_EQ(slurp(file).compare(0, 10, "VERSION 2\n"), 0);
+}
+
+TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
+  EXPECT_EQ(granted("workspace-delete", "anybody"), 1) << "no file: everything is allowed";
+
+  spit(file, "VERSION 2\nbringover-from\t\t-\n");
+  EXPECT_EQ(granted("bringover-from", user.c_str()), 0);
+  // Not in the file: the built-in default, whose creator is the running user.
+  EXPECT_EQ(granted("workspace-delete", user.c_str()), 1);
+  EXPECT_EQ(granted("workspace-delete", "somebody-else"), 0);
+  EXPECT_EQ(granted("putback-to", "somebody-else"), 1);
+
+  int g = -1;
+  Kes_err *err = ws->access_granted("fly-away", user.c_str(), &g);
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 2034);
+  EXPECT_NE(strstr(err->text,
+                   "Internal error: access control operation \"fly-away\" does not have a "
+                   "built-in default  (Error 2034)"),
+            nullptr)
+      << err->text;
+  delete err;
+}
+
+TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
+  spit(file, "VERSION 1\nundo\t\t\t-\n");
+  EXPECT_EQ(granted("undo", user.c_str()), 0);
+  EXPECT_EQ(slurp(file), "VERSION 2\nundo\t\t\t-\n");
+
+  spit(file, "VERSION 3\nundo\n");
+  int g = -1;
+  Kes_err *err = ws->access_granted("undo", user.c_str(), &g);
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 2046) << "a newer file stops the command";
+  delete err;
+}
+
+TEST_F(AccessFileTest, ChecksGiveTheOperationsOwnTextAsErrorOrWarning) {
+  spit(file, "VERSION 2\nbringover-to\t\t-\nworkspace-reparent\t-\n");
+  Kes_err *err = kes_check_access("bringover-to", ws);
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 2065);
+  std::string expected = "User " + user + " does not have access to bringover to workspace \"" +
+                         std::string(ws->wsname) + "\"  (Error 2065)\n";
+  EXPECT_NE(std::string(err->text).find(expected), std::string::npos) << err->text;
+  delete err;
+
+  err = kes_check_access("workspace-reparent", ws);
+  ASSERT_NE(err, nullptr);
+  EXPECT_NE(strstr(err->text, "does not have access to change the parent of workspace"), nullptr);
+  delete err;
+
+  EXPECT_EQ(kes_check_access("bringover-from", ws), nullptr);
+
+  // The warning form prints on standard output and lets the caller go on.
+  fflush(stdout);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(kes_check_access_warning("bringover-to", ws), nullptr);
+  std::string out = testing::internal::GetCapturedStdout();
+  EXPECT_NE(out.find("does not have access to bringover to workspace"), std::string::npos);
+  EXPECT_NE(out.find("(Warning 2065)"), std::string::npos);
+}
+
+TEST_F(AccessFileTest, DirectoryAcceptedInPlaceOfAWorkspaceIsNotChecked) {
+  spit(file, "VERSION 2\nbringover-to\t\t-\n");
+  ws->not_real = 1;
+  EXPECT_EQ(granted("bringover-to", user.c_str()), 1);
+}
+
+TEST(NotifyDefaultTest, KeywordsAndEventsAreFilledIntoTheComment) {
+  char *one = nullptr, *two = nullptr;
+  Kes_md_notify::create_default_string1(&one);
+  Kes_md_notify::create_default_string2(&two);
+  ASSERT_NE(one, nullptr);
+  ASSERT_NE(two, nullptr);
+  EXPECT_EQ(strstr(one, "%s"), nullptr);
+  EXPECT_EQ(strstr(two, "%s"), nullptr);
+  EXPECT_NE(strstr(one, "#       BEGIN\n#       file1\n"), nullptr);
+  EXPECT_NE(strstr(one, "#       workspace-reparent\n#       workspace-reparent-to\n"), nullptr);
+  EXPECT_NE(strstr(two, "#       END\n#       user2@host2 workspace-move\n#\n\n"), nullptr);
+  free(one);
+  free(two);
+  EXPECT_EQ(check_event_entry("undo"), 1);
+  EXPECT_EQ(check_event_entry("user@host"), 0);
+}
+
+}  // namespace

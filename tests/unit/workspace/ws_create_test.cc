@@ -1,0 +1,107 @@
+// Creating a workspace: where it may be made, the modes it gets, and the two
+// files it starts with.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+class CreateWsTest : public ::testing::Test {
+protected:
+  std::string dir;
+  void SetUp() override {
+    char tmpl[] = "/tmp/brindle-create-test.XXXXXX";
+    dir = mkdtemp(tmpl);
+  }
+  void TearDown() override {
+    std::string cmd = "rm -rf '" + dir + "'";
+    ASSERT_EQ(system(cmd.c_str()), 0);
+  }
+  static mode_t mode_of(const std::string &path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+  }
+  static bool is_file(const std::string &path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+  }
+  // Creates the workspace at path; the error's code, 0 for success.
+  static int create(const std::string &path, std::string *text = nullptr,
+                    std::string *wsname = nullptr) {
+    Kes_err *err = nullptr;
+    Kes_workspace ws(path.c_str(), &err);
+    if (err) {
+      delete err;
+      return -1;
+    }
+    err = ws.create_ws(VCS_SCCS);
+    if (wsname && ws.wsname) *wsname = ws.wsname;
+    if (!err) return 0;
+    int code = err->code;
+    if (text) *text = err->text;
+    delete err;
+    return code;
+  }
+};
+
+TEST_F(CreateWsTest, NewRootGetsTheUsersMaskAndBothDefaultFiles) {
+  umask(0);  // the process works with umask 0; the saved mask still counts
+  std::string root = dir + "/new/ws";
+  std::string wsname;
+  ASSERT_EQ(create(root, nullptr, &wsname), 0);
+  EXPECT_EQ(mode_of(root), 0777 & ~umask_get());
+  EXPECT_TRUE(is_file(root + "/Brindle_wsdata/access_control"));
+  EXPECT_TRUE(is_file(root + "/Brindle_wsdata/notification"));
+  EXPECT_EQ(wsname, root) << "the names are computed again for the real directory";
+  Kes_err *err = nullptr;
+  Kes_workspace ws(root.c_str(), &err);
+  ASSERT_EQ(err, nullptr);
+  EXPECT_TRUE(ws.exists());
+  EXPECT_TRUE(ws.root_is_empty());
+}
+
+TEST_F(CreateWsTest, ExistingDirectoryKeepsItsMode) {
+  std::string root = dir + "/existing";
+  ASSERT_EQ(mkdir(root.c_str(), 0700), 0);
+  ASSERT_EQ(chmod(root.c_str(), 0750), 0);
+  ASSERT_EQ(create(root), 0);
+  EXPECT_EQ(mode_of(root), 0750u);
+}
+
+TEST_F(CreateWsTest, ExistingWorkspaceAndNestedWorkspacesAreRefused) {
+  std::string outer = dir + "/outer";
+  ASSERT_EQ(create(outer), 0);
+  std::string text;
+  EXPECT_EQ(create(outer, &text), 2015);
+  EXPECT_NE(text.find("Workspace \"" + outer + "\" already exists  (Error 2015)"),
+            std::string::npos)
+      << text;
+
+  EXPECT_EQ(create(outer + "/a/b", &text), 2063);
+  EXPECT_NE(text.find("Cannot create workspace \"" + outer +
+                      "/a/b\" because\nit would be nested within workspace \"" + outer + "\""),
+            std::string::npos)
+      << text;
+  struct stat st;
+  EXPECT_NE(stat((outer + "/a").c_str(), &st), 0) << "nothing is made for a refused create";
+}
+
+TEST_F(CreateWsTest, PlaceThatCannotHoldADirectoryGivesTheMkdirError) {
+  std::string file = dir + "/plain-file";
+  FILE *f = fopen(file.c_str(), "w");
+  ASSERT_NE(f, nullptr);
+  fclose(f);
+  std::string text;
+  EXPECT_EQ(create(file + "/ws", &text), 1013);
+  EXPECT_NE(text.find("Mkdir of \""), std::string::npos) << text;
+}
+
+}  // namespace
