@@ -1,0 +1,192 @@
+// Which names a transaction looks at.  The operands, the include and exclude
+// files and the child's args file are read here; examining each name in both
+// workspaces arrives with the file states, and until then a name is accepted
+// and nothing is examined.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "transaction/kes_trans_timers.h"
+#include "transaction/kes_transaction.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+#include "util/kes_path.h"
+#include "util/kes_timing.h"
+#include "workspace/kes_md_args.h"
+#include "workspace/kes_workspace.h"
+
+void Kes_transaction::parse_dasha_arg(Kes_workspace *ws) {
+  if (!ws) return;
+  Kes_md_args *md = nullptr;
+  Kes_err *err = ws->get_md_args(&md);
+  Kes_strlist lines;
+  if (!err) err = md->get_lines(&lines);
+  delete md;
+  if (err) {
+    // An unreadable args file is as good as none: the warning about an empty
+    // file list follows when the files are determined.
+    err->print();
+    delete err;
+    return;
+  }
+  for (Kes_listelem *e = lines.head.next; e != &lines.head; e = e->next) {
+    const char *line = (const char *)e->data;
+    if (strncmp(line, "-f ", 3) == 0)
+      flps->add_new_copy(const_cast<char *>(line + 3));
+    else
+      file_args->add_new_copy(const_cast<char *>(line));
+  }
+}
+
+Kes_err *Kes_transaction::update_arg_list() {
+  for (int i = first_file_arg; i < argc; i++) {
+    char rel[1024];
+    const char *name = argv[i];
+    if (name[0] == '/') {
+      Kes_err *err = determine_relname(name, rel);
+      if (err)
+        delete err;
+      else
+        name = rel;
+    }
+    file_args->add_new_copy(const_cast<char *>(name));
+  }
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::determine_files() {
+  Kes_timing::start(determine_files_timer);
+  for (Kes_listelem *e = flps->head.next; e != &flps->head; e = e->next) {
+    Kes_err *err = run_gen_flp((const char *)e->data);
+    if (err) {
+      Kes_timing::stop(determine_files_timer);
+      return err;
+    }
+  }
+  for (Kes_listelem *e = file_args->head.next, *next; e != &file_args->head; e = next) {
+    next = e->next;
+    int found = 0;
+    Kes_err *err = add_file(nullptr, (char *)e->data, &found);
+    if (err) {
+      Kes_timing::stop(determine_files_timer);
+      return err;
+    }
+    // A name found in neither workspace does not go into the args file.
+    if (!found) file_args->delete_elem(e);
+  }
+  if (file_args->count == 0 && flps->count == 0) {
+    Kes_md_args *md = nullptr;
+    Kes_err *err = to_ws ? to_ws->get_md_args(&md) : nullptr;
+    if (err) {
+      delete err;
+    } else if (md) {
+      const char *name = to_ws->wsname ? to_ws->wsname : "";
+      if (md->exists())
+        issue_warning(2612, 0, BWM_MSG(9060, "Workspace %s has empty Brindle_wsdata/args file"),
+                      name);
+      else
+        issue_warning(2612, 0,
+                      BWM_MSG(9061, "Workspace %s does not have Brindle_wsdata/args file"), name);
+    }
+    delete md;
+  }
+  Kes_timing::stop(determine_files_timer);
+  return nullptr;
+}
+
+// Until the file states arrive a name is taken as found, so that it stays in
+// the list, and nothing is examined.
+Kes_err *Kes_transaction::add_file(Kes_workspace *ws, char *name, int *found) {
+  if (found) *found = 1;
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::add_kes_file(Kes_file *file, char *name, int *found) {
+  if (found) *found = 1;
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::determine_prop_state(Kes_file *file) {
+  return nullptr;
+}
+
+int Kes_transaction::execute_prop_action(Kes_file *file) {
+  return 0;
+}
+
+// A name under either workspace, by any of its spellings, becomes relative
+// to that workspace's root.
+Kes_err *Kes_transaction::determine_relname(const char *path, char *out) {
+  if (from_ws && from_ws->is_under_ws(path, out)) return nullptr;
+  if (to_ws && to_ws->is_under_ws(path, out)) return nullptr;
+  char clean[1024], abs[1024];
+  Kes_err *err = kes_path_remove_dots(path, clean);
+  if (err) return err;
+  const char *p = path;
+  if (kes_abspath(clean, abs, sizeof abs)) {
+    if (from_ws && from_ws->is_under_ws(abs, out)) return nullptr;
+    if (to_ws && to_ws->is_under_ws(abs, out)) return nullptr;
+  }
+  while (*p == '/') p++;
+  snprintf(out, 1024, "%s", p);
+  return nullptr;
+}
+
+int Kes_transaction::history_file_exists(const char *path, const char *dir) { return 0; }
+
+Kes_err *Kes_transaction::run_dir_flp(const char *dir) {
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::run_gen_flp(const char *program) {
+  return nullptr;
+}
+
+int Kes_transaction::should_run_dir_flp(Kes_workspace *ws, const char *dir) {
+  return 0;
+}
+
+Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
+                                               const char *out_path, long *pid) {
+  if (pid) *pid = 0;
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) {
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran) {
+  if (ran) *ran = 0;
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, long pid) {
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
+  return nullptr;
+}
+
+Kes_file *Kes_transaction::kes_file_create() { return nullptr; }
+
+int Kes_transaction::is_relname_symlink(const char *name, Kes_file *file) {
+  return 0;
+}
+
+int Kes_transaction::is_dir_symlink(const char *name, const char *dir) {
+  return 0;
+}
+
+// The backup area and the comment in the history log arrive with undo and
+// the history log.
+Kes_err *Kes_transaction::init_backup() { return nullptr; }
+Kes_err *Kes_transaction::remove_backup() { return nullptr; }
+Kes_err *Kes_transaction::print_comment() { return nullptr; }
+Kes_err *Kes_transaction::print_rti() { return nullptr; }

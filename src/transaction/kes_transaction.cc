@@ -1,0 +1,395 @@
+// The phases of a transaction, in their fixed order, and the output.
+#include "transaction/kes_transaction.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "transaction/kes_blocks.h"
+#include "transaction/kes_trans_timers.h"
+#include "util/kes_err.h"
+#include "util/kes_hash.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+#include "util/kes_path.h"
+#include "util/kes_timing.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+// Programs that a transaction runs learn the workspaces from these.  Each
+// lives in a buffer of its own for the rest of the process, as putenv keeps
+// the pointer.
+char env_parent[1024];
+char env_child[1024];
+char env_src[1024];
+char env_dest[1024];
+char env_cmd[1024];
+char env_root[1024];
+
+void put_ws_env(char *buf, const char *name, Kes_workspace *ws) {
+  if (!ws || !ws->exists()) return;
+  snprintf(buf, 1024, "%s=%s", name, ws->get_absname());
+  putenv(buf);
+}
+
+}  // namespace
+
+Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
+    : argc(argc_in),
+      argv(argv_in),
+      first_file_arg(0),
+      from_ws(nullptr),
+      to_ws(nullptr),
+      parent_ws(nullptr),
+      child_ws(nullptr),
+      backup_area(nullptr),
+      renames(nullptr),
+      file_args(new Kes_strlist),
+      include_file(nullptr),
+      excludes(new Kes_strlist),
+      exclude_file(nullptr),
+      flps(new Kes_strlist),
+      action_files(nullptr),
+      rename_candidates(nullptr),
+      seen_names(new Kes_str_int_hash),
+      from_conflicts(nullptr),
+      to_conflicts(nullptr),
+      cmdlog(nullptr),
+      history(nullptr),
+      blocks(new Kes_blocks),
+      read_lock(nullptr),
+      write_lock(nullptr),
+      dir_cache{nullptr, nullptr},
+      to_dir_fd(-1),
+      from_dir_fd(-1),
+      exit_status(0),
+      backup_list(nullptr),
+      comment(new Kes_strlist),
+      integration_request(nullptr),
+      backup_nametable(nullptr),
+      flags(),
+      examined(0),
+      action_count(0),
+      contents_action_count(0),
+      name_action_count(0),
+      counts(),
+      quiet_merges(0),
+      command_timer(nullptr),
+      determine_files_timer(nullptr),
+      create_ws_files_timer(nullptr),
+      examine_creates_timer(nullptr),
+      readdir_timer(nullptr),
+      determine_states_timer(nullptr),
+      execute_actions_timer(nullptr),
+      symlink_cache(new Kes_str_int_hash(-1)) {
+  flags.backup = 1;
+  flags.update_clear_files = 1;
+  flags.check_renames = 1;
+  flags.verify_from_names = 1;
+  flags.verify_to_names = 1;
+  if (kes_trans_timing_on()) {
+    command_timer = kes_trans_timer(KES_TIMER_COMMAND);
+    determine_files_timer = kes_trans_timer(KES_TIMER_DETERMINE_FILES);
+    create_ws_files_timer = kes_trans_timer(KES_TIMER_CREATE_WS_FILES);
+    examine_creates_timer = kes_trans_timer(KES_TIMER_EXAMINE_CREATES);
+    readdir_timer = kes_trans_timer(KES_TIMER_READDIR);
+    determine_states_timer = kes_trans_timer(KES_TIMER_DETERMINE_STATES);
+    execute_actions_timer = kes_trans_timer(KES_TIMER_EXECUTE_ACTIONS);
+  }
+}
+
+Kes_transaction::~Kes_transaction() {
+  if (current_transaction == this) current_transaction = nullptr;
+  // Parent and child are, once the workspaces are determined, the same
+  // objects as from and to.
+  if (parent_ws != from_ws && parent_ws != to_ws) delete parent_ws;
+  if (child_ws != from_ws && child_ws != to_ws) delete child_ws;
+  delete from_ws;
+  if (to_ws != from_ws) delete to_ws;
+  delete file_args;
+  free(include_file);
+  delete excludes;
+  free(exclude_file);
+  delete flps;
+  delete seen_names;
+  delete from_conflicts;
+  delete to_conflicts;
+  delete blocks;
+  delete comment;
+  free(integration_request);
+  delete symlink_cache;
+  if (to_dir_fd >= 0) ::close(to_dir_fd);
+  if (from_dir_fd >= 0) ::close(from_dir_fd);
+  kes_trans_timers_delete();
+}
+
+void Kes_transaction::command() {
+  Kes_err *err = transaction();
+  if (err) {
+    err->print();
+    delete err;
+    exit_status = 1;
+  } else if (counts.contents_errors || counts.rename_errors) {
+    exit_status = 1;
+  } else if (counts.conflicts) {
+    exit_status = 4;
+  } else {
+    exit_status = 0;
+  }
+  Kes_err *mail_err = send_mail();
+  if (mail_err) {
+    mail_err->print();
+    delete mail_err;
+  }
+  current_transaction = nullptr;
+  if (!flags.blocked && !flags.preview) notification();
+}
+
+Kes_err *Kes_transaction::transaction() {
+  Kes_err *err;
+  Kes_timing::start(command_timer);
+  if ((err = parse_args())) return err;
+  if ((err = determine_workspaces())) return err;
+  print_wss();
+  if ((err = update_arg_list())) return err;
+  if ((err = get_comments())) return err;
+
+  current_transaction = this;
+  kes_trans_take_signals();
+
+  if ((err = obtain_locks())) return err;
+  Kes_err *result = propagate();
+  if (!result) {
+    Kes_err *args_err = update_args_file(child_ws);
+    if (args_err) {
+      args_err->print();
+      delete args_err;
+    }
+  }
+  release_locks();
+
+  Kes_timing::stop(command_timer);
+  if (kes_trans_timing_on()) print_timers();
+  return result;
+}
+
+// The command locks (read in the from workspace first, then write in the to
+// workspace) arrive with the locks file; a preview takes none in any case.
+Kes_err *Kes_transaction::obtain_locks() { return nullptr; }
+
+void Kes_transaction::release_locks() {}
+
+Kes_err *Kes_transaction::propagate() {
+  Kes_err *err;
+
+  // A read-only to workspace is worth a word before anything is examined,
+  // though it does not stop a preview or a transaction with nothing to do.
+  if (to_ws && to_ws->get_absname()) {
+    char probe[1024];
+    snprintf(probe, sizeof probe, "%s/readonly.XXXXXX", to_ws->get_absname());
+    int fd = mkstemp(probe);
+    if (fd >= 0) {
+      fchmod(fd, 0666);
+      ::close(fd);
+      unlink(probe);
+    } else if (errno == EROFS) {
+      issue_warning(2627, 0, BWM_MSG(9040, "Directory \"%s\" is mounted read-only"),
+                    to_ws->get_absname());
+    }
+  }
+
+  put_ws_env(env_parent, "BRINDLE_WS_PARENT", parent_ws);
+  put_ws_env(env_child, "BRINDLE_WS_CHILD", child_ws);
+  put_ws_env(env_src, "BRINDLE_WS_SRC", from_ws);
+  put_ws_env(env_dest, "BRINDLE_WS_DEST", to_ws);
+  if (kes_get_base_cmdname()) {
+    snprintf(env_cmd, sizeof env_cmd, "BRINDLE_CMD=%s", kes_get_base_cmdname());
+    putenv(env_cmd);
+  }
+  snprintf(env_root, sizeof env_root, "BRINDLE_WS_ROOT=");
+  putenv(env_root);
+
+  // From here on the working directory is the to workspace's root, and
+  // relative names mean files there.
+  const char *to_root = to_ws ? to_ws->get_absname() : nullptr;
+  const char *from_root = from_ws ? from_ws->get_absname() : nullptr;
+  if (to_dir_fd < 0 && to_root) to_dir_fd = ::open(to_root, O_RDONLY | O_DIRECTORY);
+  if (from_dir_fd < 0 && from_root) from_dir_fd = ::open(from_root, O_RDONLY | O_DIRECTORY);
+  if (to_dir_fd >= 0 && kes_fchdir_supported()) {
+    if (fchdir(to_dir_fd) != 0)
+      return (new Kes_err)->format_msg(1031, errno, BWM_MSG(9041, "Fchdir to \"%s\" failed"),
+                                       to_root);
+  } else {
+    if (to_dir_fd >= 0) ::close(to_dir_fd);
+    if (from_dir_fd >= 0) ::close(from_dir_fd);
+    to_dir_fd = from_dir_fd = -1;
+    if ((!to_root || chdir(to_root) != 0) && !(flags.creating_child && flags.preview))
+      return (new Kes_err)->format_msg(1023, errno, BWM_MSG(9042, "Chdir to \"%s\" failed"),
+                                       to_root ? to_root : "");
+  }
+
+  if ((err = determine_files())) return err;
+
+  printf("\n");
+  printf(BWM_MSG(9043, "Examined files: %d\n"), examined);
+
+  if (counts.contents_errors || counts.rename_errors) {
+    // Nothing has been changed: say why and stop, with the counters making
+    // the exit status.
+    printf("\n");
+    printf(BWM_MSG(9044, "%s cannot continue due to the following errors:\n"),
+           kes_get_base_cmdname() ? kes_get_base_cmdname() : "");
+    printf("\n");
+    print_errs();
+    return nullptr;
+  }
+
+  if (!flags.preview || action_count == 0) {
+    if (should_block()) return nullptr;
+  }
+
+  if (action_count == 0 && !action_files) {
+    printf("\n");
+    printf("%s", get_nofiles_to_do_msg());
+    printf("\n");
+    summarize();
+    return nullptr;
+  }
+
+  if ((err = execute_validation_program())) {
+    flags.blocked = 1;
+    return err;
+  }
+
+  if (!flags.preview && flags.backup) {
+    if ((err = init_backup())) return err;
+    if (flags.no_backup) flags.backup = 0;
+  }
+
+  if (contents_action_count > 0 || name_action_count > 0) printf("\n");
+  if (contents_action_count > 0) printf("%s: %d\n", get_changes_contents_msg(), contents_action_count);
+  if (name_action_count > 0) printf("%s: %d\n", get_changes_name_msg(), name_action_count);
+
+  flags.silent = flags.quiet;
+  err = execute_actions();
+  flags.silent = 0;
+  if (err) return err;
+  if (flags.preview) should_block();
+  summarize();
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::execute_actions() {
+  Kes_timing::start(execute_actions_timer);
+  printf("\n");
+  Kes_timing::stop(execute_actions_timer);
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::execute_validation_program() { return nullptr; }
+
+Kes_err *Kes_transaction::send_mail() { return nullptr; }
+
+void Kes_transaction::vprint_out(const char *fmt, va_list ap) {
+  if (!flags.silent) vfprintf(stdout, fmt, ap);
+}
+
+void Kes_transaction::printf(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  vprint_out(fmt, ap);
+  va_end(ap);
+  va_start(ap, fmt);
+  log_vprintf(fmt, ap);
+  va_end(ap);
+}
+
+// The history log of the to workspace takes a copy of every line once it is
+// open; until the log is written, nothing is kept.
+void Kes_transaction::log_vprintf(const char *fmt, va_list ap) {}
+
+void Kes_transaction::status_printf(int state, const char *name) {
+  if (!flags.silent) fprintf(stdout, "%s: %s\n", localized_str(state), name);
+  log_printf("%s: %s\n", english_str(state), name);
+}
+
+void Kes_transaction::vstatus_printf(int state, const char *name) {
+  if (!flags.silent && flags.verbose) fprintf(stdout, "%s: %s\n", localized_str(state), name);
+  log_printf("%s: %s\n", english_str(state), name);
+}
+
+void Kes_transaction::log_printf(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  log_vprintf(fmt, ap);
+  va_end(ap);
+}
+
+void Kes_transaction::issue_warning(int code, int err, const char *fmt, ...) {
+  Kes_warning warning;
+  va_list ap;
+  va_start(ap, fmt);
+  warning.vformat_msg(code, err, fmt, ap);
+  va_end(ap);
+  warning.print();
+  log_printf("%s", warning.text);
+}
+
+// The per-file errors are kept in the action files, which the file states
+// fill; with none examined there is nothing to print yet.
+void Kes_transaction::print_errs() {}
+
+void Kes_transaction::set_conflict(Kes_ws_file *file) {}
+
+Kes_trans_state Kes_transaction::get_new_in_to_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_chgd_in_to_only_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_unresolved_in_from_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_unresolved_in_to_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_checkedout_in_from_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_checkedout_in_to_msg() { return KES_TS_UNKNOWN; }
+Kes_trans_state Kes_transaction::get_name_chgd_in_to_only_msg() { return KES_TS_UNKNOWN; }
+
+const char *Kes_transaction::localized_str(int state) { return kes_trans_state_localized(state); }
+const char *Kes_transaction::english_str(int state) { return kes_trans_state_english(state); }
+
+Kes_err *Kes_transaction::parse_dashp_arg(const char *path, Kes_workspace **ws) {
+  Kes_err *err = nullptr;
+  *ws = new Kes_workspace(path, &err);
+  if (err) {
+    delete *ws;
+    *ws = nullptr;
+    return err;
+  }
+  flags.parent_given = 1;
+  return nullptr;
+}
+
+Kes_err *Kes_transaction::get_comments() { return nullptr; }
+
+void Kes_transaction::print_wss() {
+  print_parent_ws();
+  print_child_ws();
+}
+
+void Kes_transaction::print_parent_ws() {
+  if (!parent_ws) return;
+  const char *name = parent_ws->wsname ? parent_ws->wsname : "";
+  if (parent_ws->netname && parent_ws->netname[0] == '*')
+    printf(BWM_MSG(9045, "Parent directory: %s\n"), name);
+  else
+    printf(BWM_MSG(9046, "Parent workspace: %s\n"), name);
+}
+
+void Kes_transaction::print_child_ws() {
+  if (!child_ws) return;
+  printf(BWM_MSG(9047, "Child workspace:  %s\n"), child_ws->wsname ? child_ws->wsname : "");
+}
+
+void Kes_transaction::print_timers() { kes_trans_timers_print(); }

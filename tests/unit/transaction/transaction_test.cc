@@ -1,0 +1,515 @@
+// The driver: order of the phases, output with and without the terminal, the
+// summary, the timers, and what a signal leaves behind.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "trans_helpers.h"
+#include "transaction/kes_transaction.h"
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_msg.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+// A transaction whose phases record that they ran; each can be told to fail.
+class Recording_transaction : public Kes_transaction {
+public:
+  std::vector<std::string> calls;
+  std::string fail_in;
+
+  Recording_transaction() : Kes_transaction(0, nullptr) {}
+
+  Kes_err *step(const char *name) {
+    calls.push_back(name);
+    if (fail_in == name) return (new Kes_err)->format_msg(2000, 0, "%s failed", name);
+    return nullptr;
+  }
+
+  Kes_err *parse_args() override { return step("parse_args"); }
+  Kes_err *determine_workspaces() override { return step("determine_workspaces"); }
+  void print_wss() override { calls.push_back("print_wss"); }
+  Kes_err *update_arg_list() override { return step("update_arg_list"); }
+  Kes_err *get_comments() override { return step("get_comments"); }
+  Kes_err *obtain_locks() override { return step("obtain_locks"); }
+  Kes_err *propagate() override { return step("propagate"); }
+  Kes_err *update_args_file(Kes_workspace *) override { return step("update_args_file"); }
+  void release_locks() override { calls.push_back("release_locks"); }
+
+  void checked_out_status(Kes_ws_file *, Kes_ws_file *) override {}
+  const char *get_nofiles_to_do_msg() override { return "Nothing to do"; }
+  const char *get_changes_contents_msg() override { return "Moving contents"; }
+  const char *get_changes_name_msg() override { return "Moving names"; }
+  const char *get_no_files_done_msg() override { return "Nothing was done"; }
+  int should_block() override { return 0; }
+  [[noreturn]] void usage() override { exit(1); }
+  void setup_notification(const char *, const char *) override {}
+  int report_problems(Kes_file *, int) override { return 0; }
+};
+
+std::string joined(const std::vector<std::string> &v) {
+  std::string s;
+  for (const std::string &e : v) s += e + " ";
+  return s;
+}
+
+const int caught_signals[] = {SIGHUP, SIGINT,  SIGQUIT, SIGPIPE, SIGTERM,
+                              SIGILL, SIGFPE, SIGBUS,  SIGSEGV, SIGSYS};
+
+class TransactionTest : public ::testing::Test {
+protected:
+  // Every test starts and ends with the default handlers, so that a run in
+  // one test does not catch the signals of the next.
+  void SetUp() override {
+    static char name[] = "bringover";
+    static char *argv[] = {name, nullptr};
+    kes_set_full_cmdname(argv);
+    for (int s : caught_signals) signal(s, SIG_DFL);
+  }
+  void TearDown() override {
+    for (int s : caught_signals) signal(s, SIG_DFL);
+    current_transaction = nullptr;
+  }
+};
+
+TEST_F(TransactionTest, PhasesRunInOrderAndLocksAreReleasedAfterAFailedPropagate) {
+  Recording_transaction t;
+  Kes_err *err = t.transaction();
+  EXPECT_EQ(err, nullptr);
+  EXPECT_EQ(joined(t.calls),
+            "parse_args determine_workspaces print_wss update_arg_list get_comments "
+            "obtain_locks propagate update_args_file release_locks ");
+  EXPECT_EQ(current_transaction, &t) << "set before the signals are taken";
+
+  Recording_transaction failing;
+  failing.fail_in = "propagate";
+  err = failing.transaction();
+  ASSERT_NE(err, nullptr);
+  EXPECT_NE(strstr(err->text, "propagate failed"), nullptr);
+  delete err;
+  // The args file is written only after a good run; the locks always go.
+  EXPECT_EQ(joined(failing.calls),
+            "parse_args determine_workspaces print_wss update_arg_list get_comments "
+            "obtain_locks propagate release_locks ");
+}
+
+TEST_F(TransactionTest, AnErrorBeforeTheLocksEndsThePhasesAtOnce) {
+  for (const char *phase : {"parse_args", "determine_workspaces", "get_comments", "obtain_locks"}) {
+    Recording_transaction t;
+    t.fail_in = phase;
+    Kes_err *err = t.transaction();
+    ASSERT_NE(err, nullptr) << phase;
+    delete err;
+    EXPECT_EQ(t.calls.back(), phase) << joined(t.calls);
+  }
+  Recording_transaction t;
+  t.fail_in = "determine_workspaces";
+  delete t.transaction();
+  EXPECT_EQ(std::find(t.calls.begin(), t.calls.end(), "print_wss"), t.calls.end())
+      << "the workspaces are printed only once they are known";
+}
+
+TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
+  struct Case {
+    const char *fail_in;
+    int contents_errors, rename_errors, conflicts, status;
+  } cases[] = {
+      {"", 0, 0, 0, 0},          {"", 0, 0, 2, 4}, {"", 1, 0, 2, 1},
+      {"", 0, 1, 0, 1},          {"propagate", 0, 0, 0, 1},
+  };
+  for (const Case &c : cases) {
+    Child_result r = run_in_child([&]() {
+      Recording_transaction t;
+      t.fail_in = c.fail_in;
+      t.counts.contents_errors = c.contents_errors;
+      t.counts.rename_errors = c.rename_errors;
+      t.counts.conflicts = c.conflicts;
+      t.flags.preview = 1;  // no mail child
+      t.command();
+      return t.exit_status;
+    });
+    EXPECT_EQ(r.exit_status, c.status) << c.fail_in << c.contents_errors << c.conflicts;
+    if (*c.fail_in) {
+      EXPECT_NE(r.err.find("propagate failed  (Error 2000)"), std::string::npos);
+    }
+  }
+}
+
+TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.printf("one %d\n", 1);
+    t.status_printf(KES_TS_UPDATE, "a/b.c");
+    t.vstatus_printf(KES_TS_UNCHANGED, "hidden.c");
+    t.flags.verbose = 1;
+    t.vstatus_printf(KES_TS_UNCHANGED, "shown.c");
+    t.flags.silent = 1;
+    t.printf("two\n");
+    t.status_printf(KES_TS_CREATE, "silent.c");
+    t.vstatus_printf(KES_TS_CREATE, "silent-too.c");
+    return 0;
+  });
+  EXPECT_EQ(r.out, "one 1\nupdate: a/b.c\nno action (unchanged): shown.c\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(TransactionTest, WarningsGoToStandardOutputWithTheirCode) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.issue_warning(2627, 13, "Directory \"%s\" is mounted read-only", "/ws");
+    return 0;
+  });
+  EXPECT_EQ(r.out, "bringover: Directory \"/ws\" is mounted read-only  (Warning 2627)\n");
+  EXPECT_EQ(r.err, "");
+}
+
+TEST_F(TransactionTest, SummaryPrintsOnlyPositiveCountsInTheirOrder) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.summarize();  // all counts zero: nothing at all
+    t.examined = 7;
+    t.counts.updates = 2;
+    t.counts.creates = 1;
+    t.counts.unchanged = 4;
+    t.counts.renamed = 3;
+    t.counts.cross_type = 1;
+    t.summarize();
+    return 0;
+  });
+  EXPECT_EQ(r.out,
+            "\nExamined files: 7\n"
+            "\nContents Summary:\n"
+            "       1   create\n"
+            "       2   update\n"
+            "       4   no action (unchanged)\n"
+            "\nNames Summary:\n"
+            "       3   renamed\n"
+            "\n       1   cross type\n");
+}
+
+TEST_F(TransactionTest, SummaryOfARealRunWithErrorsAndConflicts) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.counts.conflicts = 1;
+    t.counts.contents_errors = 2;
+    t.counts.rename_errors = 1;
+    t.summarize();
+    return 0;
+  });
+  EXPECT_EQ(r.out.find("\nbringover warning: files with errors: 3\n\n"), 0u) << r.out;
+  EXPECT_NE(r.out.find("       1   conflict\n"), std::string::npos);
+  EXPECT_NE(r.out.find("       2   contents errors\n"), std::string::npos);
+  EXPECT_NE(r.out.find("\nNames Summary:\n       1   rename errors\n"), std::string::npos);
+  EXPECT_NE(r.out.find(" to resolve conflicts.\n"), std::string::npos);
+  EXPECT_EQ(r.out.find("Nothing was done"), std::string::npos);
+}
+
+TEST_F(TransactionTest, PreviewSummaryEndsWithTheNoFilesDoneLine) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.flags.preview = 1;
+    t.counts.conflicts = 1;
+    t.counts.contents_errors = 1;
+    t.summarize();
+    return 0;
+  });
+  EXPECT_EQ(r.out.find("files with errors"), std::string::npos) << "only a real run says so";
+  EXPECT_EQ(r.out.find("to resolve conflicts"), std::string::npos);
+  ASSERT_GE(r.out.size(), strlen("\nNothing was done\n"));
+  EXPECT_EQ(r.out.substr(r.out.size() - strlen("\nNothing was done\n")), "\nNothing was done\n");
+}
+
+TEST_F(TransactionTest, TimersPrintInTheirFixedOrderOnlyWhenAskedFor) {
+  Child_result quiet = run_in_child([]() {
+    unsetenv("BRINDLE_TIMING");
+    Recording_transaction t;
+    delete t.transaction();
+    return t.command_timer == nullptr ? 0 : 1;
+  });
+  EXPECT_EQ(quiet.exit_status, 0);
+  EXPECT_EQ(quiet.out.find("To do the command:"), std::string::npos);
+
+  Child_result timed = run_in_child([]() {
+    setenv("BRINDLE_TIMING", "", 1);
+    Recording_transaction t;
+    delete t.transaction();
+    return 0;
+  });
+  const char *order[] = {"To do the command:",       "  To determine files:",
+                         "    To create ws_files:",  "    To examine creates:",
+                         "    To readir dirs:",      "    To deter. states:",
+                         "    To sccsmerge test:",   "  To execute actions:",
+                         "    To sccsmerge update:", "    To copy files:",
+                         "    To smart copy files:", "    To do smarts():",
+                         "    To do SCCS gets:",     "    To do utimes before gets:",
+                         "    To exec commands:",    "To do mallocs",
+                         "To do free"};
+  // One line per timer, each at the start of a line, in this order.
+  size_t at = 0;
+  for (const char *label : order) {
+    char line[128];
+    snprintf(line, sizeof line, "%-40s %4d sec ", label, 0);
+    size_t found = timed.out.find(line, at);
+    ASSERT_NE(found, std::string::npos) << label << " in\n" << timed.out;
+    EXPECT_TRUE(found == 0 || timed.out[found - 1] == '\n') << label;
+    at = found + 1;
+  }
+  EXPECT_NE(timed.out.find("count =     1\n"), std::string::npos) << "the command ran once";
+}
+
+// A signal during the run removes the file being written and ends the
+// process with status 1; the line about the signal is not for the terminal.
+TEST_F(TransactionTest, TerminationSignalRemovesTheIncompleteFileAndExitsWithOne) {
+  std::string dir = make_temp_dir();
+  for (int sig : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE}) {
+    std::string half = dir + "/s.half-written";
+    write_file(half, "partial");
+    Child_result r = run_in_child([&]() {
+      Recording_transaction *t = new Recording_transaction;
+      t->flags.preview = 1;
+      delete t->transaction();
+      printf("running\n");
+      kes_set_incomplete_file(half.c_str());
+      raise(sig);
+      return 42;  // not reached
+    });
+    EXPECT_EQ(r.exit_status, 1) << "signal " << sig;
+    EXPECT_EQ(r.signal, 0);
+    EXPECT_FALSE(path_exists(half)) << "signal " << sig;
+    EXPECT_EQ(r.out, "running\n") << "signal " << sig;
+  }
+  remove_tree(dir);
+}
+
+TEST_F(TransactionTest, CrashSignalRemovesTheIncompleteFileAndAborts) {
+  std::string dir = make_temp_dir();
+  std::string half = dir + "/s.half-written";
+  write_file(half, "partial");
+  Child_result r = run_in_child([&]() {
+    Recording_transaction *t = new Recording_transaction;
+    t->flags.preview = 1;
+    delete t->transaction();
+    kes_set_incomplete_file(half.c_str());
+    raise(SIGSEGV);
+    return 42;
+  });
+  EXPECT_EQ(r.signal, SIGABRT);
+  EXPECT_FALSE(path_exists(half));
+  remove_tree(dir);
+}
+
+TEST_F(TransactionTest, ClearedIncompleteFileIsLeftAlone) {
+  std::string dir = make_temp_dir();
+  std::string done = dir + "/s.done";
+  write_file(done, "whole");
+  Child_result r = run_in_child([&]() {
+    Recording_transaction *t = new Recording_transaction;
+    t->flags.preview = 1;
+    delete t->transaction();
+    kes_set_incomplete_file(done.c_str());
+    kes_set_incomplete_file(nullptr);
+    raise(SIGTERM);
+    return 42;
+  });
+  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_TRUE(path_exists(done));
+  remove_tree(dir);
+}
+
+TEST_F(TransactionTest, SignalBeforeTheRunStartsIsNotCaught) {
+  Child_result r = run_in_child([]() {
+    Recording_transaction t;
+    t.fail_in = "determine_workspaces";  // ends before the signals are taken
+    delete t.transaction();
+    raise(SIGTERM);
+    return 42;
+  });
+  EXPECT_EQ(r.signal, SIGTERM);
+}
+
+}  // namespace
+
+namespace {
+
+// Propagation against real directories: a from and a to workspace made on
+// disk.  File examination is simulated by determine_files setting the
+// counters that it would set.
+class Propagating_transaction : public Recording_transaction {
+public:
+  int block = 0;
+  int set_examined = 0, set_actions = 0, set_contents = 0, set_names = 0, set_errors = 0;
+
+  Kes_err *propagate() override { return Kes_transaction::propagate(); }
+  Kes_err *determine_files() override {
+    examined = set_examined;
+    action_count = set_actions;
+    contents_action_count = set_contents;
+    name_action_count = set_names;
+    counts.contents_errors = set_errors;
+    return nullptr;
+  }
+  int should_block() override {
+    calls.push_back("should_block");
+    return block;
+  }
+  Kes_err *execute_actions() override {
+    calls.push_back(flags.silent ? "execute_actions(silent)" : "execute_actions");
+    return Kes_transaction::execute_actions();
+  }
+};
+
+class PropagateTest : public TransactionTest {
+protected:
+  std::string dir;
+  void SetUp() override {
+    TransactionTest::SetUp();
+    dir = make_temp_dir();
+    sh("mkdir -p " + dir + "/from/Brindle_wsdata " + dir + "/to/Brindle_wsdata");
+  }
+  void TearDown() override {
+    remove_tree(dir);
+    TransactionTest::TearDown();
+  }
+  // Runs propagate in a child with the two workspaces in place; fn may set
+  // the transaction up and returns what the child reports.
+  Child_result propagate(const std::function<void(Propagating_transaction &)> &setup,
+                         const std::function<int(Propagating_transaction &, Kes_err *)> &check) {
+    return run_in_child([&]() {
+      Propagating_transaction t;
+      Kes_err *err = nullptr;
+      t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
+      if (err) return 90;
+      t.to_ws = t.child_ws = new Kes_workspace((dir + "/to").c_str(), &err);
+      if (err) return 91;
+      setup(t);
+      err = t.propagate();
+      int status = check(t, err);
+      delete err;
+      return status;
+    });
+  }
+};
+
+TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
+  std::string seen;
+  Child_result r = propagate([](Propagating_transaction &) {},
+                             [&](Propagating_transaction &t, Kes_err *err) {
+                               if (err) return 1;
+                               char cwd[1024];
+                               if (!getcwd(cwd, sizeof cwd)) return 2;
+                               printf("cwd=%s\n", cwd);
+                               for (const char *v : {"BRINDLE_WS_PARENT", "BRINDLE_WS_CHILD",
+                                                     "BRINDLE_WS_SRC", "BRINDLE_WS_DEST",
+                                                     "BRINDLE_CMD", "BRINDLE_WS_ROOT"})
+                                 printf("%s=%s\n", v, getenv(v) ? getenv(v) : "(unset)");
+                               printf("%s\n", joined(t.calls).c_str());
+                               return 0;
+                             });
+  ASSERT_EQ(r.exit_status, 0) << r.err;
+  EXPECT_EQ(r.out, "\nExamined files: 0\n\nNothing to do\n"
+                   "cwd=" + dir + "/to\n"
+                   "BRINDLE_WS_PARENT=" + dir + "/from\n"
+                   "BRINDLE_WS_CHILD=" + dir + "/to\n"
+                   "BRINDLE_WS_SRC=" + dir + "/from\n"
+                   "BRINDLE_WS_DEST=" + dir + "/to\n"
+                   "BRINDLE_CMD=bringover\n"
+                   "BRINDLE_WS_ROOT=\n"
+                   "should_block \n");
+}
+
+TEST_F(PropagateTest, FileErrorsStopBeforeAnythingIsChanged) {
+  Child_result r = propagate(
+      [](Propagating_transaction &t) {
+        t.set_examined = 3;
+        t.set_actions = 2;
+        t.set_contents = 2;
+        t.set_errors = 1;
+      },
+      [](Propagating_transaction &t, Kes_err *err) {
+        printf("[%s]\n", joined(t.calls).c_str());
+        return err ? 1 : 0;
+      });
+  EXPECT_EQ(r.exit_status, 0) << "the counters make the status, not an error";
+  EXPECT_EQ(r.out,
+            "\nExamined files: 3\n\nbringover cannot continue due to the following errors:\n\n[]\n");
+}
+
+TEST_F(PropagateTest, BlockedCommandStopsAfterTheExaminedCount) {
+  Child_result r = propagate(
+      [](Propagating_transaction &t) {
+        t.block = 1;
+        t.set_actions = 1;
+        t.set_contents = 1;
+      },
+      [](Propagating_transaction &t, Kes_err *err) {
+        printf("[%s]\n", joined(t.calls).c_str());
+        return err ? 1 : 0;
+      });
+  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_EQ(r.out, "\nExamined files: 0\n[should_block ]\n");
+}
+
+TEST_F(PropagateTest, ActionsAreAnnouncedThenRunQuietlyWhenAskedAndSummarized) {
+  Child_result r = propagate(
+      [](Propagating_transaction &t) {
+        t.flags.quiet = 1;
+        t.set_examined = 5;
+        t.set_actions = 3;
+        t.set_contents = 2;
+        t.set_names = 1;
+      },
+      [](Propagating_transaction &t, Kes_err *err) {
+        printf("[%s] silent=%d\n", joined(t.calls).c_str(), (int)t.flags.silent);
+        return err ? 1 : 0;
+      });
+  EXPECT_EQ(r.exit_status, 0);
+  // The summary is empty here: no per-file counter was raised.
+  EXPECT_EQ(r.out,
+            "\nExamined files: 5\n\nMoving contents: 2\nMoving names: 1\n"
+            "[should_block execute_actions(silent) ] silent=0\n");
+}
+
+TEST_F(PropagateTest, PreviewWithActionsPrintsTheBlocksAfterTheDryRun) {
+  Child_result r = propagate(
+      [](Propagating_transaction &t) {
+        t.flags.preview = 1;
+        t.set_actions = 1;
+        t.set_contents = 1;
+      },
+      [](Propagating_transaction &t, Kes_err *err) {
+        printf("[%s]\n", joined(t.calls).c_str());
+        return err ? 1 : 0;
+      });
+  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_NE(r.out.find("[execute_actions should_block ]"), std::string::npos) << r.out;
+}
+
+TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
+  remove_tree(dir + "/to");
+  Child_result r = propagate([](Propagating_transaction &) {},
+                             [](Propagating_transaction &, Kes_err *err) {
+                               if (err) fputs(err->text, stderr);
+                               return err ? 1 : 0;
+                             });
+  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.err, "bringover: Chdir to \"" + dir +
+                       "/to\" failed  (Error 1023) - No such file or directory  (System error 2)\n");
+
+  r = propagate(
+      [](Propagating_transaction &t) {
+        t.flags.preview = 1;
+        t.flags.creating_child = 1;
+      },
+      [](Propagating_transaction &, Kes_err *err) { return err ? 1 : 0; });
+  EXPECT_EQ(r.exit_status, 0) << r.err;
+  EXPECT_NE(r.out.find("Nothing to do"), std::string::npos);
+}
+
+}  // namespace
