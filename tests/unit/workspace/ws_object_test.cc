@@ -225,6 +225,43 @@ TEST_F(Workspace, NamesThatAreNotNetworkPaths) {
   EXPECT_EQ(std::string(ws.absname), tmp.file("a/b:/c"));
 }
 
+TEST_F(Workspace, NamingFailures) {
+  // The current directory is gone.
+  ws_test::make_dirs(tmp.file("doomed"));
+  ASSERT_EQ(chdir(tmp.file("doomed").c_str()), 0);
+  ASSERT_EQ(rmdir(tmp.file("doomed").c_str()), 0);
+  Kes_workspace ws;
+  Err e = take(ws.set_name("/", nullptr));
+  EXPECT_EQ(e.code, 1039);
+  EXPECT_EQ(e.system_errno, ENOENT);
+  EXPECT_EQ(e.text.rfind("Getcwd failed  (Error 1039) - ", 0), 0u) << e.text;
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+
+  // A directory that can be entered but whose path is too long for the name.
+  std::string rel;
+  for (int i = 0; i < 11; i++) rel += (i ? "/" : "") + std::string(99, 'a' + i);
+  ws_test::make_dirs(tmp.file(rel.c_str()));
+  e = take(ws.set_name(rel.c_str(), nullptr));
+  EXPECT_EQ(e.code, 1039);
+  EXPECT_EQ(e.system_errno, ERANGE);
+  EXPECT_EQ(e.text.rfind("Getcwd failed for \n\"" + rel + "\"\n  (Error 1039) - ", 0), 0u)
+      << e.text;
+  char cwd[1024];
+  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);  // back where it was
+  EXPECT_EQ(std::string(cwd), tmp.path());
+
+  // A name that no mount can account for.
+  std::string huge = "/" + rel + "/missing";
+  e = take(ws.set_name(huge.c_str(), nullptr));
+  EXPECT_EQ(e.code, 2049);
+  EXPECT_EQ(e.text, "Could not determine where \"" + huge + "\" is mounted from  (Error 2049)\n");
+  Kes_err *err = nullptr;
+  Kes_workspace from_ctor(huge.c_str(), &err);
+  EXPECT_EQ(take(err).code, 2049);
+  Kes_workspace quiet(huge.c_str(), nullptr);  // the error may be dropped
+  EXPECT_FALSE(quiet.exists());
+}
+
 TEST_F(Workspace, ParentAndChildLines) {
   std::string root = make_ws(tmp.file("ws"));
   Kes_workspace plain(root.c_str(), nullptr);

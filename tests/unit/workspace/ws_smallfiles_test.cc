@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -107,6 +108,19 @@ TEST(BackupJournal, Failures) {
   EXPECT_EQ(e.code, 1001);
   EXPECT_EQ(e.system_errno, ENOSPC);
   delete full.close();
+
+  // A journal that can't be synced: a pipe takes the lines but no fsync.
+  unlink(tmp.file("backup/new").c_str());
+  ASSERT_EQ(mkfifo(tmp.file("backup/new").c_str(), 0666), 0);
+  Kes_md_backupnew fifo(nullptr, tmp.path().c_str());
+  ASSERT_EQ(take(fifo.open()).code, 0);
+  for (int i = 1; i <= 9; i++) ASSERT_EQ(take(fifo.add_line("f")).code, 0);
+  e = take(fifo.add_line("f"));
+  EXPECT_EQ(e.code, 1026);
+  EXPECT_EQ(e.text.rfind("Fsync to \"" + tmp.file("backup/new") + "\" failed  (Error 1026)", 0),
+            0u)
+      << e.text;
+  delete fifo.close();
 }
 
 TEST(Description, ReadsTheFileAsItStands) {
