@@ -3,9 +3,61 @@
 # it by bringover.  Argument: the directory of the built programs.
 set -euo pipefail
 bin=${1:?usage: demo-scenario.sh BIN-DIR}
+bin=$(cd "$bin" && pwd)
 demo=$(mktemp -d "${TMPDIR:-/tmp}/brindle-demo.XXXXXX")
+demo=$(cd "$demo" && pwd -P)
 echo "Demo tree in $demo"
 if [ ! -x "$bin/bringover" ]; then
   echo "Built programs:"; ls "$bin"
   exit 0
 fi
+sccs_dir=/usr/lib/$(gcc -print-multiarch 2>/dev/null || echo x86_64-linux-gnu)/cssc
+export PATH="$bin:$sccs_dir:$PATH"
+
+# show CMD...: prints the command as typed, runs it, and tells its status.
+show() {
+  echo
+  echo "\$ $*"
+  local status=0
+  "$@" || status=$?
+  echo "[exit status $status]"
+}
+
+# A parent workspace: a directory with the metadata directory at its root, and
+# history files made with the SCCS programs.
+cd "$demo"
+mkdir -p parent/Brindle_wsdata parent/src/SCCS parent/doc/SCCS
+printf '#include <stdio.h>\nint main() { puts("hello"); return 0; }\n' >parent/src/hello.c
+printf 'hello: hello.c\n\tcc -o hello hello.c\n' >parent/src/Makefile
+printf 'A greeting program.\n' >parent/doc/README
+for f in src/hello.c src/Makefile doc/README; do
+  d=$(dirname "$f"); b=$(basename "$f")
+  (cd "parent/$d" && admin -i"$b" -y"first version" "SCCS/s.$b" 2>/dev/null && rm -f "$b")
+done
+(cd parent/src && get -s -e SCCS/s.hello.c &&
+  printf '#include <stdio.h>\nint main() { puts("hello, world"); return 0; }\n' >hello.c &&
+  delta -s -y"a friendlier greeting" SCCS/s.hello.c 2>/dev/null)
+
+echo
+echo "The parent workspace:"
+(cd parent && find . -type f | sort | sed 's/^/  /')
+echo "History of src/hello.c:"
+(cd parent/src && prs -e -d'  :I: :P: :C:' SCCS/s.hello.c) | sed '/^$/d'
+
+# A newcomer makes a child of it: a preview first, then the real thing.
+show bringover -n -p "$demo/parent" -w "$demo/child" src doc
+show bringover -p "$demo/parent" -w "$demo/child" src doc
+
+echo
+echo "The child's metadata directory:"
+ls -l child/Brindle_wsdata | sed 's/^/  /'
+echo "Its parent link:"
+sed 's/^/  /' child/Brindle_wsdata/parent
+echo "The parent's children:"
+sed 's/^/  /' parent/Brindle_wsdata/children
+echo "Who may do what in the child (the end of access_control):"
+grep -v '^#' child/Brindle_wsdata/access_control | grep -v '^$' | sed 's/^/  /'
+
+# Mistakes a newcomer makes, and what the command says.
+show bringover -p "$demo/parent" -w "$demo/child2"
+show bringover -p "$demo/parent" -w "$demo/parent/inner" src

@@ -1,0 +1,293 @@
+#include "transaction/kes_bringover.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "transaction/kes_blocks.h"
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+#include "workspace/kes_access.h"
+#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+char stdout_buffer[1024];
+
+const char *name_of(Kes_workspace *ws) { return ws && ws->wsname ? ws->wsname : ""; }
+
+// Comment lines from a file, each cut at 1024 bytes and without its newline.
+Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
+  FILE *f = fopen(path, "r");
+  if (!f)
+    return (new Kes_err)->format_msg(
+        1001, errno, BWM_MSG(12001, "Open of comment file \"%s\" for reading failed"), path);
+  char line[1024];
+  while (fgets(line, sizeof line, f)) {
+    size_t len = strlen(line);
+    if (len > 0 && line[len - 1] == '\n') line[len - 1] = '\0';
+    comment->add_new_copy(line);
+  }
+  fclose(f);
+  return nullptr;
+}
+
+void replace_str(char **field, const char *value) {
+  free(*field);
+  *field = strdup(value);
+  if (!*field) kes_new_handler();
+}
+
+}  // namespace
+
+const char *kes_bringover_usage() {
+  return BWM_MSG(12002,
+                 "[-w child_ws] [-p parent_ws] [-c comment] [-m comment_file]\n\t[[-f flp]...] "
+                 "[-n] [-g] [-q] [-v] [-d] [-B] [-C] [-i include_file] [-x exclude_file] "
+                 "[files and dirs]");
+}
+
+Kes_bringover::Kes_bringover(int argc, char **argv) : Kes_transaction(argc, argv) {
+  flags.accepts_parent_option = 1;
+  comment->clear();
+}
+
+void Kes_bringover::usage() {
+  fflush(stdout);
+  fprintf(stderr, BWM_MSG(12003, "Usage: %s %s\n"),
+          kes_get_base_cmdname() ? kes_get_base_cmdname() : "bringover", kes_bringover_usage());
+  exit(1);
+}
+
+Kes_err *Kes_bringover::parse_args() {
+  const char *child_name = nullptr;
+  int c;
+  opterr = 0;  // an unknown option gets the usage text, not getopt's
+  optind = 1;
+  while ((c = getopt(argc, argv, "nw:p:f:c:m:i:x:qvgdCB")) != -1) {
+    Kes_err *err;
+    switch (c) {
+      case 'n': flags.preview = 1; break;
+      case 'w': child_name = optarg; break;
+      case 'p':
+        delete parent_ws;
+        parent_ws = nullptr;
+        if ((err = parse_dashp_arg(optarg, &parent_ws))) return err;
+        if (!parent_ws)
+          return (new Kes_err)->format_msg(
+              2041, 0, BWM_MSG(12004, "\"%s\" is not a workspace or a directory"), optarg);
+        break;
+      case 'f': flps->add_new_copy(optarg); break;
+      case 'c': comment->add_new_copy(optarg); break;
+      case 'm':
+        if ((err = read_comment_file(optarg, comment))) return err;
+        break;
+      case 'i': replace_str(&include_file, optarg); break;
+      case 'x': replace_str(&exclude_file, optarg); break;
+      case 'q': flags.quiet = 1; flags.verbose = 0; break;
+      case 'v': flags.verbose = 1; flags.quiet = 0; break;
+      case 'g': flags.update_clear_files = 0; break;
+      case 'd': flags.show_delta_comments = 1; break;
+      case 'C': flags.force_conflict = 1; break;
+      case 'B': flags.no_backup = 1; break;
+      default: usage();
+    }
+  }
+
+  Kes_err *err = kes_determine_default_ws(child_name, &child_ws);
+  if (err) return err;
+  if (optind >= argc && flps->count == 0 && !include_file) parse_dasha_arg(child_ws);
+  first_file_arg = optind;
+  return nullptr;
+}
+
+// The parent named by -p must be a workspace; unlike the base form this does
+// not count as a new parent for the child.
+Kes_err *Kes_bringover::parse_dashp_arg(const char *path, Kes_workspace **ws) {
+  Kes_err *err = nullptr;
+  Kes_workspace *p = new Kes_workspace(path, &err);
+  if (err) {
+    delete p;
+    return err;
+  }
+  if (!p->exists()) {
+    err = (new Kes_err)->format_msg(2610, 0, BWM_MSG(12005, "\"%s\" is not a workspace"),
+                                    name_of(p));
+    delete p;
+    return err;
+  }
+  *ws = p;
+  return nullptr;
+}
+
+Kes_err *Kes_bringover::determine_workspaces() {
+  Kes_err *err;
+  if (!child_ws->exists()) {
+    if (!parent_ws)
+      return (new Kes_err)->format_msg(2003, 0, BWM_MSG(12006, "\"%s\" is not a workspace"),
+                                       name_of(child_ws));
+    if (first_file_arg >= argc && flps->count == 0)
+      return (new Kes_err)->format_msg(
+          2048, 0,
+          BWM_MSG(12007,
+                  "Must specify at least one file, directory or -f argument\nto a bringover "
+                  "that creates a child workspace"));
+    flags.creating_child = 1;
+    if (!flags.preview) {
+      // A child that would hold its own parent can never be brought over to.
+      const char *child_path = child_ws->get_absname();
+      const char *parent_path = parent_ws->get_absname();
+      size_t n = strlen(child_path);
+      if (strncmp(parent_path, child_path, n) == 0 && parent_path[n] == '/')
+        return (new Kes_err)->format_msg(
+            2063, 0, BWM_MSG(12008, "Workspace \"%s\" is nested within \"%s\""), parent_path,
+            child_path);
+      if ((err = child_ws->create_ws(VCS_SCCS))) return err;
+      err = kes_check_access("workspace-reparent-to", parent_ws);
+      if (err) {
+        // The new child stays, without a parent recorded.
+        delete err;
+        kes_check_access_warning("workspace-reparent-to", parent_ws);
+      } else {
+        if ((err = child_ws->set_parent(parent_ws))) return err;
+        if ((err = parent_ws->add_child(child_ws))) return err;
+      }
+    }
+    flags.child_root_empty = child_ws->root_is_empty() ? 1 : 0;
+  } else if (parent_ws) {
+    Kes_workspace *recorded = nullptr;
+    if ((err = child_ws->get_parent(&recorded))) return err;
+    if (recorded && !recorded->compare(parent_ws))
+      kes_issue_warning(2020, 0,
+                        BWM_MSG(12009,
+                                "\nParent defined with the option -p :\n \"%s\"\ndiffers from "
+                                "native parent :\n  \"%s\" \n"),
+                        name_of(parent_ws), name_of(recorded));
+    int differs = !recorded || !recorded->compare(parent_ws);
+    delete recorded;
+    if (!flags.accepts_parent_option && differs)
+      return (new Kes_err)->format_msg(
+          2002, 0,
+          BWM_MSG(12010, "Cannot use the -p option to reparent the child of an Ombra environment"));
+  } else {
+    if ((err = child_ws->get_parent(&parent_ws))) return err;
+    if (!parent_ws)
+      return (new Kes_err)->format_msg(
+          2004, 0, BWM_MSG(12011, "Workspace \"%s\" doesn't have a parent workspace"),
+          name_of(child_ws));
+    if (!parent_ws->exists())
+      return (new Kes_err)->format_msg(2003, 0, BWM_MSG(12006, "\"%s\" is not a workspace"),
+                                       name_of(parent_ws));
+    if (name_of(parent_ws)[0] != '/')
+      return (new Kes_err)->format_msg(
+          2005, 0,
+          BWM_MSG(12012, "Parent workspace \"%s\" is not visible as it is not mounted on %s"),
+          name_of(parent_ws), kes_hostname() ? kes_hostname() : "");
+  }
+
+  from_ws = parent_ws;
+  to_ws = child_ws;
+
+  if (flags.preview) {
+    kes_check_access_warning("bringover-from", parent_ws);
+    if (!flags.creating_child) kes_check_access_warning("bringover-to", child_ws);
+  } else {
+    if ((err = kes_check_access("bringover-from", parent_ws))) return err;
+    if (!flags.creating_child && (err = kes_check_access("bringover-to", child_ws))) return err;
+  }
+
+  if (!flags.creating_child) {
+    Kes_pbval *pbval = nullptr;
+    if ((err = child_ws->get_pbval(&pbval))) return err;
+    int on = pbval && pbval->on;
+    delete pbval;
+    if (on) {
+      const char *text = BWM_MSG(12013, "Only putback to \"%s\" is currently allowed");
+      if (flags.preview)
+        issue_warning(2065, 0, text, name_of(child_ws));
+      else
+        return (new Kes_err)->format_msg(2610, 0, text, name_of(child_ws));
+    }
+  }
+  return nullptr;
+}
+
+int Kes_bringover::should_block() {
+  blocks->print_to_conflict_add_list(name_of(to_ws));
+  blocks->print_from_conflict_add_list(name_of(from_ws));
+  blocks->print_to_conflict_remove_list(name_of(to_ws));
+  blocks->print_from_conflict_remove_list(name_of(from_ws));
+  if (!blocks->print_duplicates()) return 0;
+  fprintf(stderr, "\n");
+  fprintf(stderr, BWM_MSG(12014, "Your %s command was blocked and no files were brought over.\n"),
+          kes_get_base_cmdname() ? kes_get_base_cmdname() : "bringover");
+  flags.blocked = 1;
+  return 1;
+}
+
+void Kes_bringover::command() {
+  // Line by line, so that a reader of the output sees each line as it comes.
+  fflush(stdout);
+  setvbuf(stdout, stdout_buffer, _IOLBF, sizeof stdout_buffer);
+  Kes_err *err = transaction();
+  if (err) {
+    err->print();
+    delete err;
+    exit_status = 1;
+  } else if (counts.contents_errors || counts.rename_errors) {
+    exit_status = 1;
+  } else if (counts.conflicts) {
+    exit_status = 4;
+  } else {
+    exit_status = 0;
+  }
+  Kes_err *mail_err = send_mail();
+  if (mail_err) {
+    mail_err->print();
+    delete mail_err;
+  }
+  if (!flags.blocked && !flags.preview) notification();
+}
+
+// The per-file checks arrive with the file states; until then no file is
+// examined, so none has a problem.
+void Kes_bringover::checked_out_status(Kes_ws_file *to, Kes_ws_file *from) {}
+int Kes_bringover::report_problems(Kes_file *file, int print) { return 0; }
+
+// Mail goes out once the notification files can be read.
+void Kes_bringover::setup_notification(const char *tmpname, const char *user) {}
+
+const char *Kes_bringover::get_nofiles_to_do_msg() {
+  return BWM_MSG(12020, "No changes to bring over");
+}
+
+const char *Kes_bringover::get_changes_contents_msg() {
+  if (flags.preview) return BWM_MSG(12021, "Would bring over contents changes");
+  return BWM_MSG(12022, "Bringing over contents changes");
+}
+
+const char *Kes_bringover::get_changes_name_msg() {
+  if (flags.preview) return BWM_MSG(12023, "Would bring over name changes");
+  return BWM_MSG(12024, "Bringing over name changes");
+}
+
+const char *Kes_bringover::get_no_files_done_msg() {
+  return BWM_MSG(12025, "No changes were brought over");
+}
+
+Kes_trans_state Kes_bringover::get_new_in_to_msg() { return KES_TS_EXISTS_IN_CHILD_ONLY; }
+Kes_trans_state Kes_bringover::get_chgd_in_to_only_msg() { return KES_TS_CHANGED_IN_CHILD_ONLY; }
+Kes_trans_state Kes_bringover::get_unresolved_in_from_msg() { return KES_TS_UNRESOLVED_IN_PARENT; }
+Kes_trans_state Kes_bringover::get_unresolved_in_to_msg() { return KES_TS_UNRESOLVED_IN_CHILD; }
+Kes_trans_state Kes_bringover::get_checkedout_in_from_msg() { return KES_TS_CHECKED_OUT_IN_PARENT; }
+Kes_trans_state Kes_bringover::get_checkedout_in_to_msg() { return KES_TS_CHECKED_OUT_IN_CHILD; }
+Kes_trans_state Kes_bringover::get_name_chgd_in_to_only_msg() {
+  return KES_TS_RENAMED_IN_CHILD_ONLY;
+}
