@@ -92,6 +92,9 @@ struct Gen_params {
   int ie_pct = 15;        // chance that an edit includes or excludes deltas
   int rmdel_pct = 10;     // chance that an operation removes a leaf delta
   int long_line_pct = 3;  // chance that an inserted line is over 1,024 bytes
+  // Plain edits only, all in the second the SCCS programs give them: for long
+  // histories, where the per-delta bookkeeping would dominate.
+  bool quick = false;
   std::string describe() const;
 };
 
