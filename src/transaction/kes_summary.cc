@@ -29,6 +29,45 @@ void Kes_transaction::print_summary_line(int state, int count) {
   if (count > 0) printf("%8d   %s\n", count, localized_str(state));
 }
 
+void Kes_transaction::summary_counts(int names, int *states, int *values, int *n) {
+  const Kes_trans_counts &c = counts;
+  const int contents_lines[][2] = {
+      {KES_TS_CREATE, c.creates},
+      {KES_TS_UPDATE, c.updates},
+      {KES_TS_CONFLICT, c.conflicts},
+      {KES_TS_RESTORE, c.restores},
+      {KES_TS_REMOVE, c.removes},
+      {KES_TS_UNCHANGED, c.unchanged},
+      {get_new_in_to_msg(), c.new_in_to},
+      {get_chgd_in_to_only_msg(), c.changed_in_to_only},
+      {get_unresolved_in_from_msg(), c.unresolved_in_from},
+      {get_unresolved_in_to_msg(), c.unresolved_in_to},
+      {get_checkedout_in_from_msg(), c.checked_out_in_from},
+      {get_checkedout_in_to_msg(), c.checked_out_in_to},
+      {KES_TS_DIFFERENTIATE_PARENT, c.differentiate_parent},
+      {KES_TS_DIFFERENTIATE_CHILD, c.differentiate_child},
+      {KES_TS_CONTENTS_ERRORS, c.contents_errors},
+  };
+  const int names_lines[][2] = {
+      {KES_TS_RENAMED, c.renamed},
+      {KES_TS_RENAME_CONFLICT, c.rename_conflicts},
+      {KES_TS_UPDATE_PARENT_NH, c.update_parent_nh},
+      {KES_TS_UPDATE_CHILDREN_NH, c.update_children_nh},
+      {KES_TS_MERGE_NH, c.merge_nh},
+      {get_name_chgd_in_to_only_msg(), c.name_changed_in_to_only},
+      {KES_TS_RENAME_ERRORS, c.rename_errors},
+  };
+  const int(*lines)[2] = names ? names_lines : contents_lines;
+  int count = names ? 7 : 15;
+  *n = 0;
+  for (int i = 0; i < count; i++) {
+    if (lines[i][1] <= 0) continue;
+    states[*n] = lines[i][0];
+    values[*n] = lines[i][1];
+    (*n)++;
+  }
+}
+
 void Kes_transaction::summarize() {
   const Kes_trans_counts &c = counts;
   int contents = content_chgs();
@@ -47,35 +86,18 @@ void Kes_transaction::summarize() {
     printf("\n");
     printf(BWM_MSG(13521, "Examined files: %d\n"), examined);
   }
+  int states[16], values[16], n;
   if (contents) {
     printf("\n");
     printf("%s", BWM_MSG(13522, "Contents Summary:\n"));
-    print_summary_line(KES_TS_CREATE, c.creates);
-    print_summary_line(KES_TS_UPDATE, c.updates);
-    print_summary_line(KES_TS_CONFLICT, c.conflicts);
-    print_summary_line(KES_TS_RESTORE, c.restores);
-    print_summary_line(KES_TS_REMOVE, c.removes);
-    print_summary_line(KES_TS_UNCHANGED, c.unchanged);
-    print_summary_line(get_new_in_to_msg(), c.new_in_to);
-    print_summary_line(get_chgd_in_to_only_msg(), c.changed_in_to_only);
-    print_summary_line(get_unresolved_in_from_msg(), c.unresolved_in_from);
-    print_summary_line(get_unresolved_in_to_msg(), c.unresolved_in_to);
-    print_summary_line(get_checkedout_in_from_msg(), c.checked_out_in_from);
-    print_summary_line(get_checkedout_in_to_msg(), c.checked_out_in_to);
-    print_summary_line(KES_TS_DIFFERENTIATE_PARENT, c.differentiate_parent);
-    print_summary_line(KES_TS_DIFFERENTIATE_CHILD, c.differentiate_child);
-    print_summary_line(KES_TS_CONTENTS_ERRORS, c.contents_errors);
+    summary_counts(0, states, values, &n);
+    for (int i = 0; i < n; i++) print_summary_line(states[i], values[i]);
   }
   if (names) {
     printf("\n");
     printf("%s", BWM_MSG(13523, "Names Summary:\n"));
-    print_summary_line(KES_TS_RENAMED, c.renamed);
-    print_summary_line(KES_TS_RENAME_CONFLICT, c.rename_conflicts);
-    print_summary_line(KES_TS_UPDATE_PARENT_NH, c.update_parent_nh);
-    print_summary_line(KES_TS_UPDATE_CHILDREN_NH, c.update_children_nh);
-    print_summary_line(KES_TS_MERGE_NH, c.merge_nh);
-    print_summary_line(get_name_chgd_in_to_only_msg(), c.name_changed_in_to_only);
-    print_summary_line(KES_TS_RENAME_ERRORS, c.rename_errors);
+    summary_counts(1, states, values, &n);
+    for (int i = 0; i < n; i++) print_summary_line(states[i], values[i]);
   }
   if (c.cross_type > 0) {
     printf("\n");

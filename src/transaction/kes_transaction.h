@@ -208,6 +208,15 @@ public:
   void print_summary_line(int state, int count);
   // Forks a child that sends the notification mail; the parent goes on.
   void notification();
+  // One mail about this run to address, composed in tmpname; path, if
+  // given, is the part of the workspace the recipient registered for.
+  void send_notification(const char *event, const char *path, const char *address,
+                         const char *tmpname, const char *body);
+  // Tells address, if known, that the mail could not be sent.
+  void mail_err(const char *address, Kes_err *err);
+  // The summary lines, (state, count) for each positive count, of the
+  // contents summary, or with names set of the names summary.
+  void summary_counts(int names, int *states, int *values, int *n);
   // Writes text into the history log of this run, if one is open.
   void log_vprintf(const char *fmt, va_list ap);
   void log_printf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
@@ -228,6 +237,12 @@ int kes_get_exit_signal();
 // written file is left.  A null path clears it.
 void kes_set_incomplete_file(const char *path);
 const char *kes_get_incomplete_file();
+
+// The command that hands a composed mail to the host's mailer, a format with
+// the address and the file: "/bin/mail %s < %s".  Tests put a recorder in its
+// place.
+void kes_set_mail_command(const char *fmt);
+const char *kes_get_mail_command();
 
 // Sets up the two signal handlers and registers the exit step.
 void kes_trans_take_signals();

@@ -269,6 +269,68 @@ TEST_F(AccessFileTest, DirectoryAcceptedInPlaceOfAWorkspaceIsNotChecked) {
   EXPECT_EQ(granted("bringover-to", user.c_str()), 1);
 }
 
+class NotifyFileTest : public AccessFileTest {
+protected:
+  // Reads the notification file; the error's code, 0 for success.
+  int read(const std::string &text, Kes_notifylist *list, std::string *msg = nullptr) {
+    spit(dir + "/ws/Brindle_wsdata/notification", text);
+    Kes_md_notify *md = nullptr;
+    EXPECT_EQ(ws->get_md_notify(&md), nullptr);
+    Kes_err *err = md->get_contents(list);
+    delete md;
+    if (!err) return 0;
+    if (msg) *msg = err->text;
+    int code = err->code;
+    delete err;
+    return code;
+  }
+};
+
+TEST_F(NotifyFileTest, FileListsAreOptionalAndADotMeansAllFiles) {
+  Kes_notifylist list;
+  ASSERT_EQ(read("VERSION 1\na@x bringover-to undo\nBEGIN\nsrc/one two\n.\nEND\n"
+                 "b@y putback-to\nBEGIN\n.\nEND\nc@z workspace-move\nBEGIN\nEND\n",
+                 &list),
+            0);
+  ASSERT_EQ(list.count, 3);
+  Kes_notify *a = (Kes_notify *)list.head.next->data;
+  EXPECT_STREQ(a->email_addr, "a@x");
+  EXPECT_EQ(a->events->count, 2);
+  ASSERT_NE(a->files, nullptr);
+  ASSERT_EQ(a->files->count, 1);
+  EXPECT_STREQ((char *)a->files->head.next->data, "src/one") << "a name is cut at a blank";
+  EXPECT_EQ(((Kes_notify *)list.head.next->next->data)->files, nullptr);
+  EXPECT_EQ(((Kes_notify *)list.head.prev->data)->files, nullptr);
+  char *text = nullptr;
+  Kes_md_notify md(ws, (dir + "/ws/Brindle_wsdata").c_str());
+  md.format_entry(a, &text);
+  EXPECT_STREQ(text, "a@x bringover-to undo\nBEGIN\nsrc/one\nEND\n");
+  free(text);
+
+  list.get_event("putback-to");
+  ASSERT_EQ(list.count, 1);
+  EXPECT_STREQ(((Kes_notify *)list.head.next->data)->email_addr, "b@y");
+}
+
+TEST_F(NotifyFileTest, DamagedEntriesNameTheirLineCountingComments) {
+  struct Case {
+    const char *text;
+    int code;
+    const char *what;
+  } cases[] = {
+      {"VERSION 1\n# who\n# gets mail\nlonely@x\n", 2067, "missing notification event, line 4."},
+      {"VERSION 1\na@x undo\nBEGIN\nsrc\nEND now\n", 2053, "text after \"END\", line 5."},
+      {"VERSION 1\na@x undo\nBEGIN\nsrc\n", 2054, "missing \"END\", line 4."},
+  };
+  for (const Case &c : cases) {
+    Kes_notifylist list;
+    std::string msg;
+    EXPECT_EQ(read(c.text, &list, &msg), c.code) << c.text;
+    EXPECT_NE(msg.find(c.what), std::string::npos) << msg;
+    EXPECT_NE(msg.find("Can't send notification"), std::string::npos) << msg;
+  }
+}
+
 TEST(NotifyDefaultTest, KeywordsAndEventsAreFilledIntoTheComment) {
   char *one = nullptr, *two = nullptr;
   Kes_md_notify::create_default_string1(&one);

@@ -1,0 +1,126 @@
+// The mail that tells the people registered in a workspace's notification
+// file what a transaction did.  It is sent from a forked child after the
+// locks are gone, so it never changes the command's own result.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "transaction/kes_transaction.h"
+#include "util/kes_err.h"
+#include "util/kes_init.h"
+#include "util/kes_list.h"
+#include "util/kes_msg.h"
+
+namespace {
+
+const char *mail_command = "/bin/mail %s < %s";
+
+// Writes fmt into the mail file; the first failure is kept in *err.
+void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...)
+    __attribute__((format(printf, 4, 5)));
+void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...) {
+  if (*err) return;
+  va_list ap;
+  va_start(ap, fmt);
+  if (vfprintf(f, fmt, ap) < 0) *err = fprintf_err_message(name);
+  va_end(ap);
+}
+
+void hand_to_mailer(const char *address, const char *file) {
+  std::string cmd(strlen(mail_command) + strlen(address) + strlen(file) + 1, '\0');
+  snprintf(&cmd[0], cmd.size(), mail_command, address, file);
+  // Whether the mailer took it is not reported: nobody is waiting for it.
+  int status = system(cmd.c_str());
+  (void)status;
+}
+
+void cannot_send(Kes_err *err) {
+  kes_issue_warning(2618, 0, BWM_MSG(13530, "Can't send notification mail because of error:\n"));
+  if (err) err->print();
+}
+
+}  // namespace
+
+void kes_set_mail_command(const char *fmt) { mail_command = fmt; }
+const char *kes_get_mail_command() { return mail_command; }
+
+void Kes_transaction::send_notification(const char *event, const char *path,
+                                        const char *address, const char *tmpname,
+                                        const char *body) {
+  FILE *f = fopen(tmpname, "w");
+  if (!f) {
+    kes_issue_warning(2618, 0,
+                      BWM_MSG(13531, "Can't open \"%s\" - can't send notification mail"), tmpname);
+    return;
+  }
+  const char *cmd = kes_get_base_cmdname() ? kes_get_base_cmdname() : "";
+  Kes_err *err = nullptr;
+  put(f, tmpname, &err, "To: %s\n", address);
+  if (path)
+    put(f, tmpname, &err, BWM_MSG(13532, "Subject: Brindle notification (%s)\n"), path);
+  else
+    put(f, tmpname, &err, "%s", BWM_MSG(13533, "Subject: Brindle notification\n"));
+  put(f, tmpname, &err, "Precedence: bulk\n\n");
+  put(f, tmpname, &err, "%s", body);
+  if (comment && comment->count) {
+    put(f, tmpname, &err, "%s", BWM_MSG(13534, "\nComment:\n"));
+    for (Kes_listelem *e = comment->head.next; e != &comment->head; e = e->next)
+      put(f, tmpname, &err, "%s\n", (char *)e->data);
+  }
+  // The files with actions are listed once the file states are kept in the
+  // action list.
+  put(f, tmpname, &err, "%s", BWM_MSG(13535, "\nFiles:\n"));
+  if (kes_get_exit_signal())
+    put(f, tmpname, &err, BWM_MSG(13536, "\nCommand exited due to signal %d\n"),
+        kes_get_exit_signal());
+  int file_errors = counts.contents_errors + counts.rename_errors;
+  if (file_errors)
+    put(f, tmpname, &err, BWM_MSG(13537, "\n%s warning: files with errors: %d\n\n%s"), cmd,
+        file_errors, "");
+  put(f, tmpname, &err, BWM_MSG(13538, "Examined files: %d\n"), examined);
+  int states[16], values[16], n;
+  for (int names = 0; names <= 1; names++) {
+    if (names ? !name_chgs() : !content_chgs()) continue;
+    put(f, tmpname, &err, "%s",
+        names ? BWM_MSG(13539, "\nNames Summary:\n") : BWM_MSG(13540, "\nContents Summary:\n"));
+    summary_counts(names, states, values, &n);
+    for (int i = 0; i < n; i++) put(f, tmpname, &err, "%8d   %s\n", values[i], localized_str(states[i]));
+  }
+  if (fclose(f) != 0 && !err) err = fprintf_close_err_message(tmpname);
+  if (err) {
+    cannot_send(err);
+    delete err;
+  } else {
+    hand_to_mailer(address, tmpname);
+  }
+  unlink(tmpname);
+}
+
+void Kes_transaction::mail_err(const char *address, Kes_err *error) {
+  Kes_err *err = nullptr;
+  if (address) {
+    char name[] = "/tmp/notifyerr.XXXXXX";
+    int fd = mkstemp(name);
+    FILE *f = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    if (!f) {
+      err = (new Kes_err)->format_msg(1005, errno, BWM_MSG(13541, "Create of \"%s\" failed"), name);
+      if (fd >= 0) ::close(fd);
+    } else {
+      put(f, name, &err, "Subject: ");
+      put(f, name, &err, "%s", BWM_MSG(13542, "Brindle notification error\n"));
+      put(f, name, &err, "To: %s\n", address);
+      put(f, name, &err, "\n%s", error && error->text ? error->text : "");
+      if (fclose(f) != 0 && !err) err = fprintf_close_err_message(name);
+      if (!err) hand_to_mailer(address, name);
+    }
+    if (fd >= 0) unlink(name);
+    if (!err) return;
+  }
+  cannot_send(error);
+  delete err;
+}
