@@ -14,6 +14,7 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_access.h"
+#include "workspace/kes_md_autofr.h"
 #include "workspace/kes_md_pbval.h"
 #include "workspace/kes_notify.h"
 #include "workspace/kes_workspace.h"
@@ -218,6 +219,15 @@ Kes_err *Kes_bringover::determine_workspaces() {
         return (new Kes_err)->format_msg(2610, 0, text, name_of(child_ws));
     }
   }
+
+  if (!flags.preview) {
+    Kes_autofr *autofr = nullptr;
+    if ((err = child_ws->get_autofr(&autofr))) return err;
+    int before = autofr && autofr->before_br;
+    delete autofr;
+    // A failure is printed where it happens, and stops the command.
+    if (before && (err = autofreezepoint())) return err;
+  }
   return nullptr;
 }
 
@@ -254,6 +264,17 @@ void Kes_bringover::command() {
   if (mail_err) {
     mail_err->print();
     delete mail_err;
+  }
+  if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists()) {
+    Kes_autofr *autofr = nullptr;
+    Kes_err *err = child_ws->get_autofr(&autofr);
+    if (!err && autofr && autofr->after_br) err = autofreezepoint();
+    delete autofr;
+    if (err) {
+      err->print();
+      delete err;
+      exit_status = 1;
+    }
   }
   if (!flags.blocked && !flags.preview) notification();
 }

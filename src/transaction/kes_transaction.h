@@ -214,6 +214,10 @@ public:
                          const char *tmpname, const char *body);
   // Tells address, if known, that the mail could not be sent.
   void mail_err(const char *address, Kes_err *err);
+  // Records the state of the to workspace in a freezepoint file by the
+  // freezept command, as the workspace's settings ask before or after a
+  // transaction.
+  Kes_err *autofreezepoint();
   // The summary lines, (state, count) for each positive count, of the
   // contents summary, or with names set of the names summary.
   void summary_counts(int names, int *states, int *values, int *n);

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# A child whose settings ask for freezepoints gets one from the freezept
+# command before and after a bringover, each in its own file named by the
+# time, with the bringover's comment; without the command the bringover
+# stops before it starts.
+. "$E2E_LIB"
+e2e_start
+
+make_ws parent
+sccs_new parent a.c 'a'
+run bringover -p "$T/parent" -w "$T/child" a.c
+expect_exit "setup" 0
+printf 'VERSION 2\nbefore_bringover    yes\nafter_bringover     yes\n' \
+  >child/Brindle_wsdata/freezept_control
+
+# A freezept that records its arguments and makes the file it is given.
+mkdir tools
+cat >tools/freezept <<'FP'
+#!/bin/sh
+for a in "$@"; do printf '[%s]' "$a"; done >>"$(dirname "$0")/calls"
+echo >>"$(dirname "$0")/calls"
+while [ $# -gt 0 ]; do
+  if [ "$1" = -k ]; then : >"$2"; fi
+  shift
+done
+FP
+chmod 755 tools/freezept
+
+run env PATH="$T/tools:$PATH" bringover -w "$T/child" -c "line one" -c "it's two" a.c
+expect_exit "bringover with freezepoints" 0
+expect_eq "two freezepoints" 2 "$(grep -c "^\[create\]" tools/calls)"
+fps=$(cd child/Brindle_wsdata/Freezepoints && find . -name '*.fp' | sort)
+expect_eq "two files" 2 "$(printf '%s\n' "$fps" | grep -c '^\./[0-9]\{4\}/[0-9][0-9]/[0-9][0-9]/[0-9]\{6\}\.fp$')"
+first=$(printf '%s\n' "$fps" | head -1 | sed 's|^\./||')
+expect_eq "arguments of the first" \
+  "[create][-w][$T/child][-k][$T/child/Brindle_wsdata/Freezepoints/$first][-c][line one
+it's two][-z][.]" "$(head -2 tools/calls)"
+expect_contains "the command is shown" "freezept create -w $T/child -k " "$OUT"
+before_line=$(printf '%s\n' "$OUT" | grep -n 'freezept create' | head -1 | cut -d: -f1)
+parent_line=$(printf '%s\n' "$OUT" | grep -n '^Parent workspace:' | cut -d: -f1)
+[ "$before_line" -lt "$parent_line" ] || fail "the first freezepoint comes before the transaction"
+
+run bringover -n -w "$T/child" a.c
+expect_exit "a preview takes none" 0
+expect_eq "still two" 2 "$(grep -c "^\[create\]" tools/calls)"
+
+run bringover -w "$T/child" a.c
+expect_exit "no freezept command" 1
+expect_contains "command not found" "Could not find the \"freezept\" command in PATH" "$ERR"
+expect_contains "code" "(Error 2028)" "$ERR"
+expect_eq "said once" 1 "$(printf '%s\n' "$ERR" | grep -c 'Could not find')"
+expect_eq "stopped before the transaction" "" "$OUT"
+
+# A freezepoint that fails after the transaction makes the status 1, though
+# the transaction itself went through.
+printf 'VERSION 2\nafter_bringover yes\n' >child/Brindle_wsdata/freezept_control
+printf '#!/bin/sh\nexit 3\n' >tools/freezept
+run env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
+expect_exit "failed freezepoint after" 1
+expect_contains "the transaction ran" "No changes to bring over" "$OUT"
+expect_contains "the failure" "exited with status 3  (Error 2012)" "$ERR"
+
+e2e_finish
