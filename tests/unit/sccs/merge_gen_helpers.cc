@@ -308,7 +308,7 @@ std::string Gen_params::describe() const {
   o << "common=" << common_ops << " from=" << from_ops << " to=" << to_ops
     << (no_common ? " no-common" : "") << (binary ? " binary" : "")
     << (checkout_to ? " to-checked-out" : "") << (checkout_from ? " from-checked-out" : "")
-    << (quick ? " quick" : "") << " branch=" << branch_pct << "% ie=" << ie_pct << "% rmdel=" << rmdel_pct << "%";
+    << (quick ? " quick" : "") << (same_second ? " same-second" : "") << " branch=" << branch_pct << "% ie=" << ie_pct << "% rmdel=" << rmdel_pct << "%";
   return o.str();
 }
 
@@ -465,7 +465,7 @@ bool Generator::do_edit(History &h, const Gen_params &p) {
     return false;
   }
   if (!p.quick) {
-    stamp(h);
+    if (!p.same_second) stamp(h);
     h.refresh();
   }
   return true;
@@ -524,6 +524,7 @@ Gen_params Generator::random_params(int scale) {
   p.ie_pct = pick(30);
   p.rmdel_pct = pick(20);
   p.long_line_pct = chance(20) ? 5 : 0;
+  p.same_second = !p.no_common && chance(15);
   return p;
 }
 

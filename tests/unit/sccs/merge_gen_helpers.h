@@ -95,6 +95,8 @@ struct Gen_params {
   // Plain edits only, all in the second the SCCS programs give them: for long
   // histories, where the per-delta bookkeeping would dominate.
   bool quick = false;
+  // Dates as the SCCS programs give them, mostly all in one second.
+  bool same_second = false;
   std::string describe() const;
 };
 
