@@ -2,9 +2,11 @@
 // files and the child's args file are read here; examining each name in both
 // workspaces arrives with the file states, and until then a name is accepted
 // and nothing is examined.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "transaction/kes_trans_timers.h"
 #include "transaction/kes_transaction.h"
@@ -39,6 +41,59 @@ void Kes_transaction::parse_dasha_arg(Kes_workspace *ws) {
   }
 }
 
+namespace {
+
+// A name from an include or exclude file: relative names as they stand,
+// absolute ones made relative to a workspace where they can be.
+void add_list_name(Kes_transaction *t, const char *name, Kes_strlist *to) {
+  if (name[0] != '/') {
+    to->add_new_copy(const_cast<char *>(name));
+    return;
+  }
+  char rel[1024] = "";
+  Kes_err *err = t->determine_relname(name, rel);
+  delete err;  // on failure the buffer is taken as it was left
+  to->add_new_copy(rel);
+}
+
+// Reads an include or exclude file into list.  Lines with a wildcard are
+// expanded by the shell in the from workspace.
+Kes_err *read_name_file(Kes_transaction *t, const char *path, const char *open_failed,
+                        Kes_strlist *list) {
+  FILE *f = fopen(path, "r");
+  if (!f) return (new Kes_err)->format_msg(1001, errno, open_failed, path);
+  char line[1024];
+  Kes_err *err = nullptr;
+  while (!err && fgets(line, sizeof line, f)) {
+    size_t len = strlen(line);
+    if (len && line[len - 1] == '\n') line[--len] = '\0';
+    if (len == 0 || line[0] == '#') continue;
+    if (!strpbrk(line, "[]*?`")) {
+      add_list_name(t, line, list);
+      continue;
+    }
+    std::string cmd = std::string("cd ") + (t->from_ws ? t->from_ws->get_absname() : ".") +
+                      "; ls -1 -d " + line + " 2>/dev/null";
+    FILE *ls = popen(cmd.c_str(), "r");
+    if (!ls) {
+      err = (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""),
+                                      cmd.c_str());
+      break;
+    }
+    char name[1024];
+    while (fgets(name, sizeof name, ls)) {
+      size_t n = strlen(name);
+      if (n && name[n - 1] == '\n') name[--n] = '\0';
+      if (n) add_list_name(t, name, list);
+    }
+    pclose(ls);
+  }
+  fclose(f);
+  return err;
+}
+
+}  // namespace
+
 Kes_err *Kes_transaction::update_arg_list() {
   for (int i = first_file_arg; i < argc; i++) {
     char rel[1024];
@@ -52,7 +107,14 @@ Kes_err *Kes_transaction::update_arg_list() {
     }
     file_args->add_new_copy(const_cast<char *>(name));
   }
-  return nullptr;
+  Kes_err *err = nullptr;
+  if (include_file)
+    err = read_name_file(this, include_file,
+                         BWM_MSG(9062, "Open of include file \"%s\" for reading failed"), file_args);
+  if (!err && exclude_file)
+    err = read_name_file(this, exclude_file,
+                         BWM_MSG(9063, "Open of exclude file \"%s\" for reading failed"), excludes);
+  return err;
 }
 
 Kes_err *Kes_transaction::determine_files() {

@@ -85,5 +85,9 @@ expect_contains "missing argument gives usage" "Usage: bringover " "$ERR"
 run bringover -m "$T/no-comment" -w "$T/child" f.c
 expect_exit "comment file" 1
 expect_eq "comment file" "bringover: Open of comment file \"$T/no-comment\" for reading failed  (Error 1001) - No such file or directory  (System error 2)" "$ERR"
+run bringover -i "$T/no-list" -w "$T/child"
+expect_exit "include file" 1
+expect_eq "include file" "bringover: Open of include file \"$T/no-list\" for reading failed  (Error 1001) - No such file or directory  (System error 2)" "$ERR"
+expect_contains "the workspaces were known" "Child workspace:  $T/child" "$OUT"
 
 e2e_finish

@@ -513,3 +513,49 @@ TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string names_of(Kes_strlist *list) {
+  std::string s;
+  for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next)
+    s += std::string((char *)e->data) + ";";
+  return s;
+}
+
+TEST_F(PropagateTest, IncludeAndExcludeFilesAddNamesAndExpandPatternsInTheFromWorkspace) {
+  sh("mkdir -p " + dir + "/from/src && touch " + dir + "/from/src/a.c " + dir + "/from/src/b.c " +
+     dir + "/from/src/b.h");
+  write_file(dir + "/include", "# the sources\n\nsrc/*.c\n" + dir + "/from/doc/x.txt\nREADME\n");
+  write_file(dir + "/exclude", "src/b.c\n");
+  Child_result r = run_in_child([&]() {
+    Propagating_transaction t;
+    Kes_err *err = nullptr;
+    t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
+    t.to_ws = t.child_ws = new Kes_workspace((dir + "/to").c_str(), &err);
+    t.include_file = strdup((dir + "/include").c_str());
+    t.exclude_file = strdup((dir + "/exclude").c_str());
+    err = t.Kes_transaction::update_arg_list();
+    if (err) return 1;
+    printf("%s|%s", names_of(t.file_args).c_str(), names_of(t.excludes).c_str());
+    return 0;
+  });
+  EXPECT_EQ(r.exit_status, 0) << r.err;
+  EXPECT_EQ(r.out, "src/a.c;src/b.c;doc/x.txt;README;|src/b.c;");
+
+  r = run_in_child([&]() {
+    Propagating_transaction t;
+    t.include_file = strdup((dir + "/none").c_str());
+    Kes_err *err = t.Kes_transaction::update_arg_list();
+    if (!err) return 1;
+    fputs(err->text, stderr);
+    delete err;
+    return 0;
+  });
+  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_EQ(r.err, "bringover: Open of include file \"" + dir +
+                       "/none\" for reading failed  (Error 1001) - No such file or directory  "
+                       "(System error 2)\n");
+}
+
+}  // namespace
