@@ -55,13 +55,26 @@ int onelock(unsigned pid, const char *tmp, const char *lockfile) {
   return linked == 0 ? 0 : -1;
 }
 
-// The holder's number from the lock file; 1 when exactly 4 bytes were read.
+// The holder's number from the lock file: 1 when it holds exactly 4 bytes,
+// or when it holds the number as decimal digits, as the SCCS programs of this
+// host write it.  A process number never has 4 digit bytes in binary (it is
+// below 2^22), so the two forms can't be confused.
 int read_holder(const char *lockfile, uint32_t *pid) {
   int fd = open(lockfile, O_RDONLY);
   if (fd < 0) return 0;
-  ssize_t n = read(fd, pid, sizeof *pid);
+  char buf[16];
+  ssize_t n = read(fd, buf, sizeof buf);
   close(fd);
-  return n == (ssize_t)sizeof *pid;
+  ssize_t digits = 0;
+  while (digits < n && buf[digits] >= '0' && buf[digits] <= '9') digits++;
+  if (digits > 0 && digits <= 10 && (digits == n || (digits + 1 == n && buf[digits] == '\n'))) {
+    buf[digits] = '\0';
+    *pid = (uint32_t)strtoul(buf, nullptr, 10);
+    return 1;
+  }
+  if (n != (ssize_t)sizeof *pid) return 0;
+  memcpy(pid, buf, sizeof *pid);
+  return 1;
 }
 
 }  // namespace
@@ -76,7 +89,7 @@ int lockit(const char *lockfile, int tries, unsigned pid) {
     if (stat(lockfile, &st) == 0) {
       time_t noted = st.st_mtime;
       uint32_t holder;
-      if (read_holder(lockfile, &holder) && st.st_size == 4) {
+      if (read_holder(lockfile, &holder)) {
         if (kill((pid_t)holder, 0) == -1 && errno == ESRCH) {
           // A dead holder's lock, unless it was renewed since we looked.
           struct stat again;
