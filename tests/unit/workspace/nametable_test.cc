@@ -1,0 +1,901 @@
+// The name table: its records and lines, the states of table and journal and
+// what a read makes of each, writing, edits and the journal, the rebuild by a
+// walk over a workspace of history files made by SCCS, duplicate SmIDs, and
+// read-only workspaces.
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sccs/kes_sfile.h"
+#include "sccs/kes_smid.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+#include "util/kes_process.h"
+#include "workspace/kes_nametable.h"
+#include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::Err;
+using ws_test::file_exists;
+using ws_test::make_dirs;
+using ws_test::read_file;
+using ws_test::sh;
+using ws_test::take;
+using ws_test::TempDir;
+using ws_test::write_file;
+
+namespace {
+
+std::string q(const std::string &s) {
+  std::string r = "'";
+  for (char c : s) r += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return r + "'";
+}
+
+// A history file made by SCCS, with a comment of its own so that its SmID is
+// its own.
+void make_history(const std::string &sfile, const std::string &comment) {
+  std::string dir = sfile.substr(0, sfile.rfind('/'));
+  make_dirs(dir);
+  std::string init = dir + "/.init";
+  write_file(init, "text of " + sfile + "\n");
+  std::string out = sh("admin -n -i" + q(init) + " -y" + q(comment) + " " + q(sfile) +
+                       " 2>&1 && echo made");
+  unlink(init.c_str());
+  ASSERT_NE(out.find("made"), std::string::npos) << out;
+  ASSERT_EQ(sh("val " + q(sfile) + " && echo ok"), "ok\n");
+}
+
+// The SmID text of a history file's root, through a full read.
+std::string root_smid(const std::string &sfile) {
+  Kes_workspace scratch;
+  Kes_sfile *f = scratch.get_sfile(sfile.c_str());
+  Kes_err *e = f->buildtree(0, 0, 0);
+  EXPECT_EQ(e, nullptr) << (e ? e->text : "");
+  delete e;
+  Kes_smid *s = kes_smid_from_delta(f->root_delta());
+  char buf[KES_SMID_TEXT_SIZE];
+  std::string t = s->to_text(buf);
+  delete s;
+  delete f;
+  return t;
+}
+
+std::vector<std::string> sorted_lines(const std::string &text) {
+  std::vector<std::string> v;
+  size_t p = 0;
+  while (p < text.size()) {
+    size_t nl = text.find('\n', p);
+    if (nl == std::string::npos) nl = text.size();
+    v.push_back(text.substr(p, nl - p));
+    p = nl + 1;
+  }
+  std::sort(v.begin(), v.end());
+  return v;
+}
+
+mode_t mode_of(const std::string &path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
+}
+
+Kes_nt *record(const char *name, unsigned long a, unsigned long b, unsigned long c,
+               unsigned long d) {
+  unsigned long words[4] = {a, b, c, d};
+  return new Kes_nt(name, new Kes_smid(words));
+}
+
+// Runs fn in a child as an unprivileged user when the tests run as root, so
+// that modes really keep it out; as anyone else, prepare() takes the rights
+// away.  Returns fn's result, or 128 + signal.
+int as_outsider(const std::function<void()> &prepare, const std::function<int()> &fn) {
+  return ws_test::in_child([&] {
+    alarm(30);  // a wait that never ends is a failure, not a hang
+    if (geteuid() == 0) {
+      if (setgid(65534) != 0 || setuid(65534) != 0) return 90;
+    } else {
+      prepare();
+    }
+    return fn();
+  });
+}
+
+class Nametable : public ::testing::Test {
+protected:
+  static void SetUpTestSuite() { kes_set_path(); }
+
+  void SetUp() override {
+    root = ws_test::make_ws(tmp.file("ws"));
+    md = root + "/Brindle_wsdata";
+    table = md + "/nametable";
+    journal = md + "/nametable_editlog";
+  }
+  void TearDown() override {
+    delete nt;
+    delete ws;
+  }
+
+  // A fresh workspace object and table object.
+  Kes_md_nametable *open_table() {
+    delete nt;
+    delete ws;
+    nt = nullptr;
+    Kes_err *err = nullptr;
+    ws = new Kes_workspace(root.c_str(), &err);
+    EXPECT_EQ(err, nullptr);
+    delete err;
+    EXPECT_EQ(take(ws->get_md_nametable(&nt)).code, 0);
+    return nt;
+  }
+
+  // The records in memory as "name smid" lines, removed ones left out, sorted.
+  std::vector<std::string> records() {
+    std::vector<std::string> v;
+    for (Kes_listelem *e = nt->list->head.next; e != &nt->list->head; e = e->next) {
+      Kes_nt *r = static_cast<Kes_nt *>(e->data);
+      char buf[KES_NT_BUF_SIZE];
+      if (r->edit != Kes_nt::REMOVE) v.push_back(r->print(buf));
+    }
+    std::sort(v.begin(), v.end());
+    return v;
+  }
+
+  Err read() { return take(nt->read_table(nullptr, nullptr)); }
+
+  TempDir tmp;
+  std::string root, md, table, journal;
+  Kes_workspace *ws = nullptr;
+  Kes_md_nametable *nt = nullptr;
+};
+
+// ---------------------------------------------------------------------------
+// Records and their lines
+
+TEST(NtRecord, LinesWithBlanksInNamesRoundTrip) {
+  unsigned long words[4] = {0x1, 0xabcdef01, 0, 0xffffffff};
+  Kes_nt rec("dir with blanks/a b.c", new Kes_smid(words));
+  char buf[KES_NT_BUF_SIZE];
+  EXPECT_STREQ(rec.print(buf), "dir with blanks/a b.c 1 abcdef01 0 ffffffff");
+  rec.edit = Kes_nt::REMOVE;
+  EXPECT_STREQ(rec.print_with_edit(buf), "dir with blanks/a b.c 1 abcdef01 0 ffffffff 2");
+
+  Kes_nt back;
+  ASSERT_TRUE(back.scan("dir with blanks/a b.c 1 abcdef01 0 ffffffff"));
+  EXPECT_STREQ(back.name, "dir with blanks/a b.c");
+  EXPECT_TRUE(back.delete_name);
+  EXPECT_EQ(back.edit, (unsigned)Kes_nt::NOOP);
+  EXPECT_TRUE(kes_nt_equal(&back, &rec));
+  EXPECT_EQ(kes_nt_hash(&back), kes_nt_hash(&rec));
+
+  // The FILE forms, through a real file.
+  TempDir tmp;
+  std::string path = tmp.file("lines");
+  FILE *fp = fopen(path.c_str(), "w");
+  ASSERT_EQ(rec.print(fp, path.c_str()), nullptr);
+  ASSERT_EQ(rec.print_with_edit(fp, path.c_str()), nullptr);
+  fputs("x 1 2 3 4 3\n", fp);
+  fclose(fp);
+  EXPECT_EQ(read_file(path),
+            "dir with blanks/a b.c 1 abcdef01 0 ffffffff\n"
+            "dir with blanks/a b.c 1 abcdef01 0 ffffffff 2\n"
+            "x 1 2 3 4 3\n");
+  fp = fopen(path.c_str(), "r");
+  Kes_nt one, two, three;
+  EXPECT_TRUE(one.scan(fp));
+  EXPECT_TRUE(two.scan_with_edit(fp));
+  EXPECT_FALSE(three.scan_with_edit(fp));  // edit type 3 is no journal line
+  EXPECT_FALSE(three.scan(fp));            // end of file
+  fclose(fp);
+  EXPECT_TRUE(kes_nt_equal(&one, &rec));
+  EXPECT_TRUE(kes_nt_equal(&two, &rec));
+  EXPECT_EQ(two.edit, (unsigned)Kes_nt::REMOVE);
+}
+
+TEST(NtRecord, TheTextFormOfAJournalLineSplitsAsATableLine) {
+  // Fixed behaviour of a replay: the edit number becomes the last SmID word
+  // and the first word joins the name; the record is an add.
+  Kes_nt r;
+  ASSERT_TRUE(r.scan_with_edit("gone file 5 6 7 8 2"));
+  EXPECT_STREQ(r.name, "gone file 5");
+  EXPECT_EQ(r.smid->word[0], 6u);
+  EXPECT_EQ(r.smid->word[3], 2u);
+  EXPECT_EQ(r.edit, (unsigned)Kes_nt::ADD);
+  char buf[KES_NT_BUF_SIZE];
+  EXPECT_STREQ(r.print(buf), "gone file 5 6 7 8 2");  // reads back the same
+}
+
+TEST(NtRecord, BadLinesAreRefused) {
+  Kes_nt r;
+  EXPECT_FALSE(r.scan("three blanks 1 2 3"));
+  EXPECT_FALSE(r.scan(" 1 2 3 4"));          // no name at all
+  EXPECT_FALSE(r.scan("name 1 2 3 nothex"));
+  EXPECT_FALSE(r.scan_with_edit("a 1 2 3"));
+  EXPECT_EQ(r.name, nullptr);
+  EXPECT_TRUE(r.scan("name 1 2 3 4\n"));  // a newline is no part of it
+  EXPECT_STREQ(r.name, "name");
+}
+
+TEST(NtRecord, EqualityHashCopyAndNulls) {
+  Kes_nt *a = record("a", 1, 2, 3, 4);
+  Kes_nt *b = record("a", 1, 2, 3, 5);
+  Kes_nt *c = record("b", 1, 2, 3, 4);
+  EXPECT_FALSE(kes_nt_equal(a, b));
+  EXPECT_FALSE(kes_nt_equal(a, c));
+  Kes_nt none1, none2;
+  EXPECT_TRUE(kes_nt_equal(&none1, &none2));
+  EXPECT_FALSE(kes_nt_equal(&none1, a));
+  EXPECT_EQ(kes_nt_hash(&none1), 0);
+  EXPECT_EQ(kes_nt_hash(a), kes_str_hash("a") + kes_smid_hash(a->smid));
+  // A record whose name lies in someone else's text copies to an owned one.
+  char text[] = "borrowed";
+  Kes_nt lent;
+  lent.name = text;
+  lent.smid = a->smid->copy();
+  Kes_nt *own = lent.copy();
+  EXPECT_TRUE(own->delete_name);
+  EXPECT_NE(own->name, text);
+  EXPECT_TRUE(kes_nt_equal(own, &lent));
+  delete own;
+  delete a;
+  delete b;
+  delete c;
+}
+
+TEST(NtRecord, AFailedWriteNamesTheFile) {
+  FILE *full = fopen("/dev/full", "w");
+  ASSERT_NE(full, nullptr);
+  setvbuf(full, nullptr, _IONBF, 0);  // so that the write itself fails
+  Kes_nt *r = record("x", 1, 2, 3, 4);
+  Err e = take(r->print(full, "the table"));
+  EXPECT_EQ(e.code, 2045);
+  EXPECT_EQ(e.system_errno, ENOSPC);
+  EXPECT_EQ(e.text.rfind("Fprintf of \"the table\" failed  (Error 2045)", 0), 0u) << e.text;
+  e = take(r->print_with_edit(full, nullptr));
+  EXPECT_EQ(e.text.rfind("Fprintf of \"unknown\" failed", 0), 0u) << e.text;
+  fclose(full);
+  delete r;
+}
+
+TEST(NtRecord, DebugPrint) {
+  Kes_nt *r = record("x", 1, 2, 3, 4);
+  std::string out = ws_test::capture_stdout([&] { r->print(); });
+  EXPECT_EQ(out.rfind("Name: x\n", 0), 0u) << out;
+  EXPECT_NE(out.find("Edit: no-op\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("Delete_Name: true\n"), std::string::npos) << out;
+  r->edit = 3;
+  out = ws_test::capture_stdout([&] { r->print(); });
+  EXPECT_NE(out.find("Edit: undefined\n"), std::string::npos) << out;
+  delete r;
+}
+
+// ---------------------------------------------------------------------------
+// States of table and journal
+
+TEST_F(Nametable, AMissingTableIsBuiltFromTheTreeAndKept) {
+  make_history(root + "/SCCS/s.a.c", "a");
+  make_history(root + "/dir with blank/SCCS/s.b c.h", "b");
+  make_history(root + "/x/y/SCCS/s.z.c", "z");
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  std::vector<std::string> expect = {
+      "a.c " + root_smid(root + "/SCCS/s.a.c"),
+      "dir with blank/b c.h " + root_smid(root + "/dir with blank/SCCS/s.b c.h"),
+      "x/y/z.c " + root_smid(root + "/x/y/SCCS/s.z.c")};
+  std::sort(expect.begin(), expect.end());
+  EXPECT_EQ(records(), expect);
+  EXPECT_TRUE(nt->rebuilt);
+  EXPECT_FALSE(nt->dirty);
+  std::string text = read_file(table);
+  ASSERT_EQ(text.rfind("VERSION 1\n", 0), 0u) << text;
+  std::vector<std::string> lines = sorted_lines(text.substr(10));
+  EXPECT_EQ(lines, expect);
+  EXPECT_EQ(mode_of(table), 0666u);
+  EXPECT_FALSE(file_exists(journal));
+  EXPECT_FALSE(file_exists(table + ".lock"));
+
+  // The next read takes the file as it is: nothing is scanned.
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_FALSE(nt->rebuilt);
+  EXPECT_EQ(records(), expect);
+}
+
+TEST_F(Nametable, ACleanTableIsReadInPlace) {
+  write_file(table, "VERSION 1\nno such file 1 2 3 4\nother/one a b c d\n");
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_FALSE(nt->rebuilt);
+  EXPECT_EQ(records(), (std::vector<std::string>{"no such file 1 2 3 4", "other/one a b c d"}));
+  // The names lie in the one image of the file.
+  for (Kes_listelem *e = nt->list->head.next; e != &nt->list->head; e = e->next) {
+    Kes_nt *r = static_cast<Kes_nt *>(e->data);
+    EXPECT_FALSE(r->delete_name);
+    EXPECT_GE(r->name, nt->image);
+    EXPECT_LT(r->name, nt->image + nt->image_size);
+  }
+  EXPECT_EQ(nt->image_size, (int)strlen("no such file 1 2 3 4\nother/one a b c d\n"));
+  // A clean table isn't written again.
+  unlink(table.c_str());
+  EXPECT_EQ(take(nt->update_table()).code, 0);
+  EXPECT_FALSE(file_exists(table));
+}
+
+TEST_F(Nametable, AJournalWithoutRecordsIsRemoved) {
+  std::string t = "VERSION 1\nf 1 2 3 4\n";
+  write_file(table, t);
+  write_file(journal, "VERSION 1\n");
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_FALSE(file_exists(journal));
+  EXPECT_EQ(read_file(table), t);
+  EXPECT_FALSE(nt->dirty);
+}
+
+TEST_F(Nametable, AJournalWithRecordsIsReplayedAndTheTableWritten) {
+  write_file(table, "VERSION 1\nkept 1 2 3 4\n");
+  write_file(journal, "VERSION 1\nnew name 1 2 3 4 1\ngone 5 6 7 8 2\nkept 1 2 3 4 2\n");
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  // Each journal line is taken as a table line, so none of them reaches a
+  // record of the table: "kept" stays, and the lines come in whole.
+  std::vector<std::string> expect = {"gone 5 6 7 8 2", "kept 1 2 3 4", "kept 1 2 3 4 2",
+                                     "new name 1 2 3 4 1"};
+  EXPECT_EQ(records(), expect);
+  EXPECT_FALSE(file_exists(journal));
+  EXPECT_FALSE(nt->dirty);
+  EXPECT_EQ(sorted_lines(read_file(table)).size(), 5u);
+  std::vector<std::string> lines = sorted_lines(read_file(table));
+  lines.erase(std::find(lines.begin(), lines.end(), "VERSION 1"));
+  EXPECT_EQ(lines, expect);
+  // What was written reads back the same.
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_EQ(records(), expect);
+}
+
+TEST_F(Nametable, ABadTableWarnsAndIsRebuilt) {
+  make_history(root + "/SCCS/s.real.c", "real");
+  std::string good = "real.c " + root_smid(root + "/SCCS/s.real.c");
+  struct Case {
+    std::string text;
+    std::string warning;
+  } cases[] = {
+      {"VERSION 1\nok 1 2 3 4\nthree blanks 1 2 3\n",
+       "Line 2 has bad format in \"" + table + "\"  (Warning 2615)\n"},
+      {"VERSION 1\nok 1 2 3 4\nnot hex g h i j\n",
+       "Line 2 has bad format in \"" + table + "\"  (Warning 2615)\n"},
+      {"VERSION 1\n" + std::string(1058, 'n') + " 1 2 3 4\n",  // 1067 bytes
+       "Line 1 too long or unexpected end of file in \"" + table + "\"  (Warning 2614)\n"},
+      {"VERSION 1\nok 1 2 3 4\nno newline 1 2 3 4",
+       "Line 2 too long or unexpected end of file in \"" + table + "\"  (Warning 2614)\n"},
+  };
+  for (const Case &c : cases) {
+    write_file(table, c.text);
+    write_file(journal, "VERSION 1\nj 1 2 3 4 1\n");
+    open_table();
+    std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(read().code, 0); });
+    EXPECT_EQ(out, c.warning);
+    EXPECT_TRUE(nt->rebuilt);
+    EXPECT_EQ(records(), std::vector<std::string>{good});
+    EXPECT_EQ(read_file(table), "VERSION 1\n" + good + "\n");
+    EXPECT_FALSE(file_exists(journal));
+  }
+}
+
+TEST_F(Nametable, TheLongestLineIsStillALine) {
+  std::string name(1062 - 9 - 1, 'n');  // " 1 2 3 4" is 8 bytes, then the newline
+  std::string line = name + " 1 2 3 4\n";
+  ASSERT_EQ(line.size(), 1062u - 1);
+  std::string longest = std::string(1062 - 8 - 1, 'm') + " 1 2 3 5\n";
+  ASSERT_EQ(longest.size(), 1062u);
+  write_file(table, "VERSION 1\n" + line + longest);
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_FALSE(nt->rebuilt);
+  EXPECT_EQ(nt->list->count, 2);
+}
+
+TEST_F(Nametable, IdenticalLinesReadAsOne) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\ng 1 2 3 5\nf 1 2 3 4\n");
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_EQ(records(), (std::vector<std::string>{"f 1 2 3 4", "g 1 2 3 5"}));
+  EXPECT_EQ(nt->list->count, 2);
+}
+
+TEST_F(Nametable, TwoNamesForOneSmidCantBeRead) {
+  std::string t = "VERSION 1\nfirst.c 1 2 3 4\nsecond.c 1 2 3 4\n";
+  write_file(table, t);
+  open_table();
+  Err e = read();
+  EXPECT_EQ(e.code, 2088);
+  char prog[1024];
+  Kes_err *pe = kes_find_executable("workspace", prog);
+  std::string cmd = pe ? "workspace" : prog;
+  delete pe;
+  EXPECT_EQ(e.text,
+            "Nametable in workspace: \"" + root +
+                "\"\ncannot be read because the following history files have identical root "
+                "deltas\n\tfirst.c\n\tsecond.c\nRun the following command and then re-execute "
+                "the \"\" command:\n\t\"" +
+                cmd + " updatenames " + root + "\"\n  (Error 2088)\n");
+  EXPECT_EQ(read_file(table), t);
+  EXPECT_FALSE(file_exists(table + ".lock"));
+
+  // The repair step reads them all.
+  EXPECT_EQ(take(nt->read_existing_table_with_dups()).code, 0);
+  EXPECT_EQ(nt->list->count, 2);
+  EXPECT_EQ(nt->check_dups, 1);
+  // And a table that holds them is not written.
+  e = take(nt->write_table());
+  EXPECT_EQ(e.code, 2090);
+  EXPECT_NE(e.text.find("\"\nnot written because the following history files have identical "
+                        "root deltas\n\tfirst.c\n\tsecond.c\n"),
+            std::string::npos)
+      << e.text;
+  EXPECT_EQ(read_file(table), t);
+  EXPECT_EQ(sh("ls -A " + q(md)), "nametable\n");  // no temporary file left
+}
+
+TEST_F(Nametable, TheRepairStepTakesABadTableAsEmpty) {
+  write_file(table, "VERSION 1\nbroken line\n");
+  open_table();
+  std::string out =
+      ws_test::capture_stdout([&] { EXPECT_EQ(take(nt->read_existing_table_with_dups()).code, 0); });
+  EXPECT_NE(out.find("Warning 2615"), std::string::npos);
+  EXPECT_EQ(nt->list->count, 0);
+  EXPECT_FALSE(nt->rebuilt);
+  unlink(table.c_str());
+  EXPECT_EQ(take(nt->read_existing_table_with_dups()).code, 0);  // missing: empty too
+  EXPECT_EQ(nt->list->count, 0);
+  EXPECT_FALSE(file_exists(table));
+}
+
+TEST_F(Nametable, VersionLineErrors) {
+  struct Case {
+    std::string text;
+    int code;
+  } cases[] = {{"VERSION 2\nf 1 2 3 4\n", 2046},
+               {"VERSION 0\n", 2047},
+               {"nametable\nf 1 2 3 4\n", 2008},
+               {"", 1006},
+               {"VERSION 1", 1006}};
+  for (const Case &c : cases) {
+    write_file(table, c.text);
+    open_table();
+    Err e = read();
+    EXPECT_EQ(e.code, c.code) << c.text << e.text;
+    EXPECT_EQ(read_file(table), c.text);
+    EXPECT_FALSE(file_exists(table + ".lock"));
+  }
+  Err e = read();
+  EXPECT_EQ(e.text, "Read of \"" + table + "\" failed  (Error 1006)\n");
+}
+
+TEST_F(Nametable, AnUnreadableTable) {
+  write_file(table, "VERSION 1\n");
+  chmod(table.c_str(), 0600);
+  int status = as_outsider([&] { chmod(table.c_str(), 0); }, [&] {
+    open_table();
+    Err e = read();
+    return e.code == 1001 && e.system_errno == EACCES &&
+                   e.text == "Open of \"" + table +
+                                 "\" for reading failed  (Error 1001) - Permission denied  (System error 13)\n"
+               ? 0
+               : 1;
+  });
+  EXPECT_EQ(status, 0);
+}
+
+// ---------------------------------------------------------------------------
+// Edits, the journal and writing
+
+TEST_F(Nametable, EditsReachTheJournalOnlyUnderTheWriteLock) {
+  write_file(table, "VERSION 1\nold 1 2 3 4\n");
+  open_table();
+  ASSERT_EQ(read().code, 0);
+  Kes_nt *add = record("new one", 5, 6, 7, 8);
+  Kes_nt *old = record("old", 1, 2, 3, 4);
+  EXPECT_EQ(take(nt->add_record(add, nullptr)).code, 0);
+  EXPECT_TRUE(nt->dirty);
+  EXPECT_FALSE(file_exists(journal));  // not write-locked
+  EXPECT_EQ(nt->editlog_enabled(), 0);
+
+  ws->write_locked = 1;
+  EXPECT_EQ(nt->editlog_enabled(), 1);
+  nt->editlog_disable();
+  EXPECT_EQ(take(nt->remove_record(old)).code, 0);
+  EXPECT_FALSE(file_exists(journal));
+  nt->editlog_enable();
+  Kes_nt *third = record("third", 9, 9, 9, 9);
+  Kes_nt *stored = nullptr;
+  EXPECT_EQ(take(nt->add_record(third, &stored)).code, 0);
+  ASSERT_NE(stored, nullptr);
+  EXPECT_NE(stored, third);
+  EXPECT_TRUE(kes_nt_equal(stored, third));
+  EXPECT_EQ(third->edit, (unsigned)Kes_nt::NOOP);
+  EXPECT_EQ(take(nt->remove_record(add)).code, 0);
+  // Adding what is there writes nothing.
+  EXPECT_EQ(take(nt->add_record(third, &stored)).code, 0);
+  EXPECT_EQ(stored, nullptr);
+  EXPECT_EQ(take(nt->remove_record(old)).code, 0);  // already gone: nothing
+  delete nt->editlog->close();
+  EXPECT_EQ(read_file(journal), "VERSION 1\nthird 9 9 9 9 1\nnew one 5 6 7 8 2\n");
+  EXPECT_EQ(mode_of(journal), 0666u);
+  EXPECT_EQ(records(), std::vector<std::string>{"third 9 9 9 9"});
+
+  EXPECT_EQ(take(nt->update_table()).code, 0);
+  EXPECT_EQ(read_file(table), "VERSION 1\nthird 9 9 9 9\n");
+  EXPECT_FALSE(file_exists(journal));
+  EXPECT_FALSE(nt->dirty);
+  delete add;
+  delete old;
+  delete third;
+}
+
+TEST_F(Nametable, RemoveThenAddLeavesOneElementForTheAdd) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\n");
+  open_table();
+  ASSERT_EQ(read().code, 0);
+  Kes_nt *f = record("f", 1, 2, 3, 4);
+  EXPECT_EQ(take(nt->remove_record(f)).code, 0);
+  EXPECT_FALSE(nt->record_exists(f));
+  EXPECT_EQ(take(nt->add_record(f, nullptr)).code, 0);
+  EXPECT_TRUE(nt->record_exists(f));
+  int removed = 0, live = 0;
+  for (Kes_listelem *e = nt->list->head.next; e != &nt->list->head; e = e->next)
+    (static_cast<Kes_nt *>(e->data)->edit == Kes_nt::REMOVE ? removed : live)++;
+  EXPECT_EQ(removed, 1);
+  EXPECT_EQ(live, 1);
+  EXPECT_EQ(take(nt->write_table()).code, 0);
+  EXPECT_EQ(read_file(table), "VERSION 1\nf 1 2 3 4\n");
+  delete f;
+}
+
+TEST_F(Nametable, TheJournalIsNeverContinued) {
+  open_table();
+  Err e = take(nt->editlog->open("a"));
+  EXPECT_EQ(e.code, 1025);
+  EXPECT_EQ(e.system_errno, 0);
+  EXPECT_EQ(e.text, "Open of \"" + journal + "\" for appending failed  (Error 1025)\n");
+  EXPECT_FALSE(file_exists(journal));
+  // Opening for writing starts it anew.
+  write_file(journal, "VERSION 1\nold 1 2 3 4 1\n");
+  chmod(journal.c_str(), 0600);
+  ASSERT_EQ(take(nt->editlog->open("w+")).code, 0);
+  delete nt->editlog->close();
+  EXPECT_EQ(read_file(journal), "VERSION 1\n");
+  EXPECT_EQ(mode_of(journal), 0666u);
+}
+
+TEST_F(Nametable, ABadJournalLineIsAnError) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\n");
+  write_file(journal, "VERSION 1\nshort 1 2 3\n");
+  open_table();
+  Err e = read();
+  EXPECT_EQ(e.code, 2056);
+  EXPECT_EQ(e.text, "Badly formatted line in \"" + journal +
+                        "\":\n\"short 1 2 3\"  (Error 2056)\n");
+  EXPECT_FALSE(file_exists(table + ".lock"));
+}
+
+TEST_F(Nametable, TenEditsAreOnDiskBeforeTheTableIsWritten) {
+  write_file(table, "VERSION 1\n");
+  int status = ws_test::in_child([&] {
+    open_table();
+    if (take(nt->read_table(nullptr, nullptr)).code) return 1;
+    ws->write_locked = 1;
+    for (int i = 0; i < 12; i++) {
+      Kes_nt *r = record(("f" + std::to_string(i)).c_str(), 1, i, 7 * i, 13 * i);
+      delete nt->add_record(r, nullptr);
+      delete r;
+    }
+    raise(SIGKILL);  // dies between its edits and write_table
+    return 2;
+  });
+  EXPECT_EQ(status, 128 + SIGKILL);
+  std::string j = read_file(journal);
+  EXPECT_EQ(std::count(j.begin(), j.end(), '\n'), 11) << j;  // version line and 10 synced
+  // The next read replays it, and a rebuild gives the truth again.
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_EQ(nt->list->count, 10);
+  EXPECT_FALSE(file_exists(journal));
+  EXPECT_EQ(sorted_lines(read_file(table)).size(), 11u);
+}
+
+TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
+  make_history(root + "/SCCS/s.one.c", "one");
+  open_table();
+  ASSERT_EQ(read().code, 0);
+  // A transaction brings a new file and dies before the table is written.
+  make_history(root + "/new dir/SCCS/s.two.c", "two");
+  std::string two = "new dir/two.c " + root_smid(root + "/new dir/SCCS/s.two.c");
+  int status = ws_test::in_child([&] {
+    open_table();
+    if (take(nt->read_table(nullptr, nullptr)).code) return 1;
+    ws->write_locked = 1;
+    for (int i = 0; i < 10; i++) {
+      Kes_nt r;
+      if (!r.scan(i == 0 ? two.c_str() : ("pad" + std::to_string(i) + " 9 9 9 " +
+                                          std::to_string(i)).c_str()))
+        return 3;
+      delete nt->add_record(&r, nullptr);
+    }
+    raise(SIGKILL);
+    return 2;
+  });
+  ASSERT_EQ(status, 128 + SIGKILL);
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  int dups = 0;
+  EXPECT_EQ(take(nt->rebuild_table(nullptr, nullptr, &dups)).code, 0);
+  EXPECT_EQ(dups, 0);
+  std::vector<std::string> truth = {"new dir/two.c " + root_smid(root + "/new dir/SCCS/s.two.c"),
+                                    "one.c " + root_smid(root + "/SCCS/s.one.c")};
+  EXPECT_EQ(records(), truth);
+  EXPECT_TRUE(nt->dirty);
+  EXPECT_EQ(take(nt->update_table()).code, 0);
+  std::vector<std::string> lines = sorted_lines(read_file(table));
+  EXPECT_EQ(lines, (std::vector<std::string>{"VERSION 1", truth[0], truth[1]}));
+}
+
+TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\n");
+  write_file(journal, "VERSION 1\n");
+  open_table();
+  ASSERT_EQ(read().code, 0);
+  Kes_nt *g = record("g", 5, 5, 5, 5);
+  ws->write_locked = 1;
+  ASSERT_EQ(take(nt->add_record(g, nullptr)).code, 0);
+  delete nt->editlog->close();
+  // The table's place is taken by a directory: the rename fails.
+  unlink(table.c_str());
+  make_dirs(table + "/in the way");
+  Err e = take(nt->write_table());
+  EXPECT_EQ(e.code, 1018);
+  EXPECT_EQ(e.text.find("Rename of \"" + table + "."), 0u) << e.text;
+  EXPECT_TRUE(nt->dirty);
+  EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
+  EXPECT_EQ(sh("ls -A " + q(md)), "nametable\nnametable_editlog\n");  // temporary removed
+  delete g;
+}
+
+TEST_F(Nametable, AnInterruptRemovesTheHalfWrittenTableOnly) {
+  open_table();
+  ws->write_locked = 1;
+  Kes_nt *g = record("g", 5, 5, 5, 5);
+  ASSERT_EQ(take(nt->add_record(g, nullptr)).code, 0);
+  std::string half = table + ".half";
+  write_file(half, "VERSION 1\ng 5");
+  snprintf(nt->temp_name, sizeof nt->temp_name, "%s", half.c_str());
+  nt->cleanup_on_intr();
+  EXPECT_FALSE(file_exists(half));
+  EXPECT_EQ(nt->temp_name[0], '\0');
+  EXPECT_EQ(nt->editlog->stream, nullptr);
+  EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
+  nt->cleanup_on_intr();  // twice is harmless
+  delete g;
+}
+
+TEST_F(Nametable, AHeldLockIsWaitedForWhileTheTableIsRead) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\n");
+  // Another process holds the table's lock for a moment.
+  std::string lock = table + ".lock";
+  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
+  pid_t releaser = fork();
+  if (releaser == 0) {
+    usleep(1500000);
+    unlink(lock.c_str());
+    _exit(0);
+  }
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  waitpid(releaser, nullptr, 0);
+  EXPECT_EQ(nt->list->count, 1);
+  EXPECT_FALSE(file_exists(lock));
+  EXPECT_EQ(nt->lock_count, 0);
+}
+
+// ---------------------------------------------------------------------------
+// The walk
+
+TEST_F(Nametable, WhatTheWalkCountsAsAHistoryFile) {
+  make_history(root + "/SCCS/s.top.c", "top");
+  make_history(root + "/s.loose.c", "loose");                // beside the root's files
+  make_history(root + "/SCCS/SCCS/s.inner.c", "inner");      // below a history directory
+  make_history(root + "/Brindle_wsdata/SCCS/s.meta.c", "meta");
+  make_history(root + "/sub/Brindle_wsdata/SCCS/s.deep.c", "deep");
+  make_history(tmp.file("outside/SCCS/s.linked.c"), "linked");
+  ASSERT_EQ(symlink(tmp.file("outside").c_str(), (root + "/link").c_str()), 0);
+  write_file(root + "/SCCS/s.broken.c", "this is no history file\n");
+  write_file(root + "/SCCS/p.top.c", "1.1 1.2 someone 26/01/01 00:00:00\n");
+
+  open_table();
+  Kes_ntlist list;
+  Kes_nt_hash hash;
+  int dups = 0;
+  std::string err_out;
+  testing::internal::CaptureStderr();
+  Err e = take(find_sfiles_in_ws(ws, &list, &hash, nullptr, &dups));
+  err_out = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(e.code, 0) << e.text;
+  EXPECT_EQ(dups, 0);
+  std::set<std::string> names;
+  for (Kes_listelem *x = list.head.next; x != &list.head; x = x->next)
+    names.insert(static_cast<Kes_nt *>(x->data)->name);
+  EXPECT_EQ(names, (std::set<std::string>{"top.c", "sub/Brindle_wsdata/deep.c"}));
+  EXPECT_EQ(hash.count, 2);
+  // The unreadable file is reported and skipped.
+  EXPECT_NE(err_out.find("s.broken.c"), std::string::npos) << err_out;
+
+  // Not under version control: "s." files anywhere count, and SCCS
+  // directories still do.
+  ws->under_vc = 0;
+  Kes_ntlist list2;
+  Kes_nt_hash hash2;
+  testing::internal::CaptureStderr();
+  e = take(find_sfiles_in_ws(ws, &list2, &hash2, nullptr, &dups));
+  testing::internal::GetCapturedStderr();
+  EXPECT_EQ(e.code, 0) << e.text;
+  names.clear();
+  for (Kes_listelem *x = list2.head.next; x != &list2.head; x = x->next)
+    names.insert(static_cast<Kes_nt *>(x->data)->name);
+  EXPECT_EQ(names, (std::set<std::string>{"top.c", "loose.c", "sub/Brindle_wsdata/deep.c"}));
+}
+
+TEST_F(Nametable, TheWalkLeavesTheCurrentDirectoryAsItWas) {
+  make_history(root + "/a/b/SCCS/s.c.c", "c");
+  char before[4096], after[4096];
+  ASSERT_NE(getcwd(before, sizeof before), nullptr);
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  ASSERT_NE(getcwd(after, sizeof after), nullptr);
+  EXPECT_STREQ(before, after);
+  EXPECT_EQ(records(), std::vector<std::string>{"a/b/c.c " + root_smid(root + "/a/b/SCCS/s.c.c")});
+}
+
+TEST_F(Nametable, AnUnreadableDirectoryStopsTheWalk) {
+  make_dirs(root + "/closed/inner");
+  chmod((root + "/closed").c_str(), 0700);
+  int status = as_outsider([&] { chmod((root + "/closed").c_str(), 0); }, [&] {
+    open_table();
+    Err e = read();
+    if (e.code != 1023) return 1;
+    if (e.text.rfind("Chdir to \"closed\" failed", 0) != 0) return 2;
+    return file_exists(table) ? 3 : 0;
+  });
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Nametable, CopiesOfOneHistoryAreDuplicates) {
+  make_history(root + "/SCCS/s.orig.c", "orig");
+  make_history(root + "/SCCS/s.other.c", "other");
+  sh("cp " + q(root + "/SCCS/s.orig.c") + " " + q(root + "/SCCS/s.copy.c"));
+  std::string smid = root_smid(root + "/SCCS/s.orig.c");
+  open_table();
+  Kes_smid_int_hash *found = new Kes_smid_int_hash;
+  EXPECT_EQ(take(nt->read_table(nullptr, found)).code, 0);
+  EXPECT_EQ(found->count, 1);
+  Kes_smid key;
+  ASSERT_EQ(key.scan(smid.c_str()), 4);
+  EXPECT_EQ(found->lookup(&key), 1);
+  kes_nt_delete_dup_smids(found);
+  // The caller sees both names; a table that holds them isn't kept.
+  EXPECT_EQ(records(), (std::vector<std::string>{"copy.c " + smid, "orig.c " + smid,
+                                                  "other.c " + root_smid(root + "/SCCS/s.other.c")}));
+  EXPECT_FALSE(file_exists(table));
+  EXPECT_TRUE(nt->dirty);
+  // Without a table for them, a read still finds them.
+  EXPECT_EQ(read().code, 0);
+  EXPECT_EQ(nt->list->count, 3);
+}
+
+TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
+  // A history whose first delta is a fake root over two real ones: made by
+  // SCCS and then given the fake root's bookkeeping by hand, as a merge of
+  // unrelated histories writes it.
+  std::string s = root + "/SCCS/s.two roots.c";
+  make_history(s, "first");
+  sh("{ cd " + q(root + "/SCCS") + " && get -s -e " + q("s.two roots.c") + " && echo x >> " +
+     q("two roots.c") + " && delta -s -ysecond " + q("s.two roots.c") + " && get -s -e -r1.1 " +
+     q("s.two roots.c") + " && echo y >> " + q("two roots.c") + " && delta -s -ythird " +
+     q("s.two roots.c") + "; } 2>/dev/null");
+  std::string text = read_file(s);
+  size_t d = text.find("\001d D 1.1 ");
+  ASSERT_NE(d, std::string::npos);
+  size_t s_line = text.rfind("\001s ", d);
+  size_t user_end = text.find(" 1 0\n", d);
+  ASSERT_NE(user_end, std::string::npos);
+  text.replace(s_line, user_end - s_line,
+               "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake");
+  chmod(s.c_str(), 0644);
+  write_file(s, text);
+
+  Kes_workspace scratch;
+  Kes_sfile *f = scratch.get_sfile(s.c_str());
+  ASSERT_EQ(take(f->buildtree(0, 0, 0)).code, 0);
+  ASSERT_TRUE(f->root_delta()->is_fake());
+  std::vector<std::string> expect;
+  char buf[KES_SMID_TEXT_SIZE];
+  for (Kes_delta *c = f->root_delta()->first_child_delta(); c; c = c->next_sibling_delta()) {
+    Kes_smid *sm = kes_smid_from_delta(c);
+    expect.push_back(std::string("two roots.c ") + sm->to_text(buf));
+    delete sm;
+  }
+  delete f;
+  ASSERT_EQ(expect.size(), 2u);
+  std::sort(expect.begin(), expect.end());
+
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  EXPECT_EQ(records(), expect);
+}
+
+// ---------------------------------------------------------------------------
+// Workspaces that can't be written
+
+// The metadata directory can't be written by the outsider.
+void no_writes(const std::string &md) { chmod(md.c_str(), 0555); }
+// Only the owner writes it: an outsider can't.
+void owner_writes(const std::string &md) { chmod(md.c_str(), 0755); }
+
+TEST_F(Nametable, AReadOnlyWorkspaceIsServedWithoutWrites) {
+  make_history(root + "/SCCS/s.a.c", "a");
+  std::string a = "a.c " + root_smid(root + "/SCCS/s.a.c");
+  write_file(table, "VERSION 1\nold 1 2 3 4\n");
+  write_file(journal, "VERSION 1\nj 1 2 3 4 1\n");
+  // A lock left by someone: a reader that locked would wait 15 seconds.
+  std::string lock = table + ".lock";
+  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
+  sh("chmod -R a+rX " + q(tmp.path()));
+  owner_writes(md);
+  std::string before_table = read_file(table), before_journal = read_file(journal);
+  int status = as_outsider([&] { no_writes(md); }, [&] {
+    open_table();
+    if (nt->writable) return 10;
+    time_t start = time(nullptr);
+    if (take(nt->read_table(nullptr, nullptr)).code) return 11;
+    if (time(nullptr) - start > 5) return 12;  // it waited for the lock
+    if (records() != std::vector<std::string>{"j 1 2 3 4 1", "old 1 2 3 4"}) return 13;
+    Kes_nt r;
+    r.scan("added 7 7 7 7");
+    if (take(nt->add_record(&r, nullptr)).code) return 14;
+    if (take(nt->write_table()).code) return 15;
+    if (take(nt->update_table()).code) return 16;
+    // A missing table is rebuilt in memory only.
+    return 0;
+  });
+  EXPECT_EQ(status, 0);
+  chmod(md.c_str(), 0777);
+  EXPECT_EQ(read_file(table), before_table);
+  EXPECT_EQ(read_file(journal), before_journal);
+  EXPECT_TRUE(file_exists(lock));
+
+  unlink(lock.c_str());
+  unlink(table.c_str());
+  owner_writes(md);
+  status = as_outsider([&] { no_writes(md); }, [&] {
+    open_table();
+    if (take(nt->read_table(nullptr, nullptr)).code) return 20;
+    if (!nt->rebuilt) return 21;
+    return records() == std::vector<std::string>{a} ? 0 : 22;
+  });
+  chmod(md.c_str(), 0777);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(file_exists(table));
+}
+
+}  // namespace
