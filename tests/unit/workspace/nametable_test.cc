@@ -844,6 +844,34 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
   EXPECT_EQ(records(), expect);
 }
 
+TEST_F(Nametable, ALongScanShowsItIsAlive) {
+  make_history(root + "/SCCS/s.a.c", "a");
+  // A history file that keeps the scan waiting until someone writes to it.
+  std::string slow = root + "/SCCS/s.slow.c";
+  ASSERT_EQ(mkfifo(slow.c_str(), 0666), 0);
+  setenv("BRINDLE_HEARTBEAT", "1", 1);
+  pid_t writer = fork();
+  if (writer == 0) {
+    usleep(2500000);
+    FILE *f = fopen(slow.c_str(), "w");
+    if (f) fputs("not a history\n", f);
+    _exit(0);
+  }
+  open_table();
+  testing::internal::CaptureStderr();
+  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(read().code, 0); });
+  std::string err = testing::internal::GetCapturedStderr();
+  waitpid(writer, nullptr, 0);
+  unsetenv("BRINDLE_HEARTBEAT");
+  EXPECT_NE(out.find("Searching for history files for 0.0 minutes ...\n"), std::string::npos)
+      << out;
+  EXPECT_NE(err.find("s.slow.c"), std::string::npos) << err;  // reported and skipped
+  EXPECT_EQ(records(), std::vector<std::string>{"a.c " + root_smid(root + "/SCCS/s.a.c")});
+  // The beat ends with the scan.
+  out = ws_test::capture_stdout([&] { sleep(2); });
+  EXPECT_EQ(out, "");
+}
+
 // ---------------------------------------------------------------------------
 // Workspaces that can't be written
 
