@@ -1,0 +1,424 @@
+// Name histories: the tree built from stored lines, its lines written back into
+// real files judged by CSSC, and the fast read of roots and names.
+#include "sccs/kes_name_history.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "sccs/kes_smid.h"
+#include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "sccs/sdata_helpers.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+#include "util/kes_mmap.h"
+
+using namespace sccs_test;
+using namespace sdata_test;
+
+namespace {
+
+Kes_strlist *lines_of(std::vector<std::string> v) {
+  Kes_strlist *l = new Kes_strlist;
+  for (const std::string &s : v) l->add_new_copy(const_cast<char *>(s.c_str()));
+  return l;
+}
+
+// The tree as "serial pred name" in pre-order, children in chain order.
+std::string shape(Kes_name_tree *t) {
+  std::string out;
+  std::function<void(Kes_tree_node *)> walk = [&](Kes_tree_node *n) {
+    for (; n; n = n->next_sibling) {
+      Kes_name_node *nn = static_cast<Kes_name_node *>(n);
+      out += std::to_string(n->serial) + " " + std::to_string(n->pred) + " " +
+             (nn->name ? nn->name : "(null)") + (n->fake ? " fake" : "") + ";";
+      walk(n->first_child);
+    }
+  };
+  walk(t->root);
+  return out;
+}
+
+Kes_err *build(Kes_name_tree *t, std::vector<std::string> lines, const char *current) {
+  Kes_strlist *l = lines_of(lines);
+  Kes_err *err = t->build_name_tree("s.f", l, current, 1);
+  delete l;
+  return err;
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(NamehistTree, StoredLinesMakeTheTreeLowestSerialFirst) {
+  Kes_name_tree t;
+  ASSERT_EQ(nullptr, build(&t, {"4 2 d\n", "3 1 c\n", "2 1 b\n", "1 0 a\n"}, "d"));
+  EXPECT_EQ("1 0 a;2 1 b;4 2 d;3 1 c;", shape(&t));
+  EXPECT_EQ(4, t.node_count);
+  EXPECT_EQ(0, t.gained);
+  EXPECT_STREQ("d", kes_latest_name(&t)->name);
+  EXPECT_EQ(1u, t.ith_node(4)->side);
+  EXPECT_EQ(t.ith_node(2), t.ith_node(4)->parent);
+}
+
+TEST(NamehistTree, NewCurrentNameGoesUnderTheLatest) {
+  Kes_name_tree t;
+  ASSERT_EQ(nullptr, build(&t, {"3 1 c\n", "2 1 b\n", "1 0 a\n"}, "e"));
+  EXPECT_EQ("1 0 a;2 1 b;4 2 e;3 1 c;", shape(&t));
+  EXPECT_EQ(1, t.gained);
+  EXPECT_EQ(4, t.node_count);
+  EXPECT_EQ(4, t.size);
+  EXPECT_STREQ("e", kes_latest_name(&t)->name);
+}
+
+TEST(NamehistTree, NoLinesGiveOneNodeWithTheCurrentName) {
+  Kes_name_tree t;
+  ASSERT_EQ(nullptr, build(&t, {}, "src/x.c"));
+  EXPECT_EQ("1 0 src/x.c;", shape(&t));
+  EXPECT_EQ(1, t.gained);
+  EXPECT_EQ(1, t.node_count);
+}
+
+TEST(NamehistTree, PathsKeepBlanksAndFakeRootsAreKnown) {
+  Kes_name_tree t;
+  ASSERT_EQ(nullptr, build(&t, {"3 1 b c  d\n", "2 1 a b\n", "1 0 /fake\n"}, "a b"));
+  EXPECT_EQ("1 0 /fake fake;2 1 a b;3 1 b c  d;", shape(&t));
+  EXPECT_EQ(0, t.gained);
+}
+
+TEST(NamehistTree, RepeatedSerialPassesAndTheLaterLineWins) {
+  Kes_name_tree t;
+  ASSERT_EQ(nullptr, build(&t, {"2 1 b\n", "2 1 c\n", "1 0 a\n"}, "c"));
+  EXPECT_EQ("1 0 a;2 1 c;", shape(&t));
+  EXPECT_EQ(2, t.node_count);
+}
+
+TEST(NamehistTree, BadLinesAreRefused) {
+  {
+    Kes_name_tree t;
+    expect_error(build(&t, {"2 1 b\n", "7\n"}, "b"), 2079,
+                 "Could not parse name history for file\n\"s.f\",\nline contains: 7");
+  }
+  {
+    Kes_name_tree t;
+    expect_error(build(&t, {"x y path\n"}, "b"), 2079,
+                 "Could not parse name history for file\n\"s.f\",\nline contains: x y path");
+  }
+  {
+    Kes_name_tree t;
+    expect_error(build(&t, {"2 1 b\n", "3 1 c\n"}, "b"), 2059,
+                 "Name history serial number 3 out of order in file \"s.f\"");
+  }
+  {
+    // A predecessor that isn't older than its node would make a loop.
+    Kes_name_tree t;
+    expect_error(build(&t, {"2 2 b\n", "1 0 a\n"}, "b"), 2079,
+                 "Could not parse name history for file\n\"s.f\",\nline contains: 2 2 b");
+  }
+  {
+    Kes_name_tree t;
+    expect_error(build(&t, {"2 1 b\n"}, "b"), 2079,
+                 "Could not parse name history for file\n\"s.f\",\nline contains: 2 1 b");
+  }
+}
+
+TEST(NamehistTree, FakeNodesAndComparison) {
+  Kes_name_tree t(3);
+  Kes_name_node *a = t.ith_name(1), *b = t.ith_name(2);
+  a->set_name("x");
+  b->set_name("x");
+  EXPECT_EQ(0, a->different(b));
+  b->set_name("y");
+  EXPECT_NE(0, a->different(b));
+  t.root = a;
+  a->serial = 1;
+  t.add_fake();
+  Kes_name_node *f = t.ith_name(0);
+  EXPECT_EQ(f, t.root);
+  EXPECT_TRUE(f->fake);
+  EXPECT_TRUE(f->is_fake());
+  EXPECT_EQ(f, f->peer);
+  EXPECT_EQ(a, f->first_child);
+  EXPECT_EQ(f, a->parent);
+  EXPECT_EQ(1, t.fake_was_added());
+}
+
+// ---------------------------------------------------------------------------
+// In real files
+
+std::vector<std::string> stored_lines(const std::string &sfile) {
+  std::vector<std::string> v;
+  std::string text = read_file(sfile), key = "\001c Name history : ";
+  for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 1))
+    v.push_back(text.substr(at + key.size(), text.find('\n', at) - at - key.size()));
+  return v;
+}
+
+std::string tree_of(const std::string &sfile, const char *name, int *gained = nullptr) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_err *err = f.build_name_tree(name, 0);
+  EXPECT_EQ(nullptr, err);
+  delete err;
+  if (!f.name_tree) return "";
+  if (gained) *gained = static_cast<Kes_name_tree *>(f.name_tree)->gained;
+  return shape(static_cast<Kes_name_tree *>(f.name_tree));
+}
+
+// Reads the file's tree under the name and writes it back.
+void record_name(const std::string &sfile, const char *name) {
+  SCCS_sfile f(sfile.c_str());
+  ASSERT_EQ(nullptr, f.build_name_tree(name, 0));
+  Kes_name_history nh(&f, 0);
+  Kes_err *err = nh.write_from_tree(static_cast<Kes_name_tree *>(f.name_tree));
+  ASSERT_EQ(nullptr, err) << err->text;
+}
+
+TEST(NamehistFile, RenamesAreRecordedAndReadBack) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  std::string versions = all_versions(s);
+  int gained = -1;
+  EXPECT_EQ("1 0 src/f.c;", tree_of(s, "src/f.c", &gained));
+  EXPECT_EQ(1, gained);
+
+  record_name(s, "src/f.c");
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(0, admin_check(s));
+  EXPECT_EQ(versions, all_versions(s));
+  EXPECT_EQ(std::vector<std::string>{"1 0 src/f.c"}, stored_lines(s));
+  EXPECT_EQ("1 0 src/f.c;", tree_of(s, "src/f.c", &gained));
+  EXPECT_EQ(0, gained);
+
+  record_name(s, "new dir/f  2.c");
+  record_name(s, "src/f.c");
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  EXPECT_EQ((std::vector<std::string>{"3 2 src/f.c", "2 1 new dir/f  2.c", "1 0 src/f.c"}),
+            stored_lines(s));
+  EXPECT_EQ("1 0 src/f.c;2 1 new dir/f  2.c;3 2 src/f.c;", tree_of(s, "src/f.c", &gained));
+  EXPECT_EQ(0, gained);
+}
+
+TEST(NamehistFile, GraftedNamesAndFakeRootsSurviveTheRoundTrip) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  record_name(s, "a");
+  record_name(s, "b");
+  {
+    SCCS_sfile f(s.c_str());
+    ASSERT_EQ(nullptr, f.build_name_tree("b", 0));
+    Kes_name_tree *t = static_cast<Kes_name_tree *>(f.name_tree);
+    // A name that came from elsewhere, grafted as a merge does: behind the
+    // existing child, so the latest name stays "b".
+    Kes_name_tree other(1);
+    Kes_name_node *c = other.ith_name(1);
+    c->set_name("c");
+    c->serial = 1;
+    c->parent = t->root;
+    t->root->append_child(c);
+    // And an unrelated history under a fake root.
+    Kes_name_node *u = other.ith_name(2);
+    u->set_name("unrelated");
+    u->serial = 2;
+    t->add_fake();
+    u->parent = t->root;
+    t->root->append_child(u);
+    Kes_name_history nh(&f, 0);
+    ASSERT_EQ(nullptr, nh.write_from_tree(t));
+    c->parent = u->parent = nullptr;
+  }
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ((std::vector<std::string>{"5 1 unrelated", "4 2 c", "3 2 b", "2 1 a", "1 0 /fake"}),
+            stored_lines(s));
+  EXPECT_EQ("1 0 /fake fake;2 1 a;3 2 b;4 2 c;5 1 unrelated;", tree_of(s, "b"));
+}
+
+// ---------------------------------------------------------------------------
+// The fast read
+
+struct Fast {
+  Kes_name_tree *tree = nullptr;
+  SCCS_deltalist *deltas = nullptr;
+  int conflicted = 0;
+  ~Fast() {
+    delete tree;
+    delete deltas;
+  }
+  std::vector<std::string> smids() {
+    std::vector<std::string> v;
+    for (Kes_listelem *e = deltas->head.next; e != &deltas->head; e = e->next) {
+      Kes_smid *s = kes_smid_from_delta(static_cast<Kes_delta *>(e->data));
+      char buf[KES_SMID_TEXT_SIZE];
+      v.push_back(s->to_text(buf));
+      delete s;
+    }
+    return v;
+  }
+};
+
+Kes_err *fast_read(const std::string &sfile, const char *name, Fast *out, Kes_mmap *mm = nullptr) {
+  SCCS_sfile f(sfile.c_str());
+  return f.build_nametree_deltalist(mm, name, &out->tree, &out->deltas, &out->conflicted);
+}
+
+std::string full_root_smid(const std::string &sfile) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_err *err = f.buildtree(0, 0, 0);
+  EXPECT_EQ(nullptr, err);
+  delete err;
+  Kes_smid *s = kes_smid_from_delta(f.root_delta());
+  char buf[KES_SMID_TEXT_SIZE];
+  std::string t = s->to_text(buf);
+  delete s;
+  return t;
+}
+
+TEST(NamehistFast, GivesTheRootAndTheSameTreeAsAFullRead) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  record_name(s, "one");
+  record_name(s, "two words");
+  Fast fast;
+  ASSERT_EQ(nullptr, fast_read(s, "three", &fast));
+  EXPECT_EQ(tree_of(s, "three"), shape(fast.tree));
+  EXPECT_EQ(1, fast.tree->gained);
+  EXPECT_EQ(0u, fast.tree->root->side);
+  EXPECT_EQ(0, fast.conflicted);
+  ASSERT_EQ(1, fast.deltas->count);
+  Kes_delta *root = static_cast<Kes_delta *>(fast.deltas->head.next->data);
+  EXPECT_EQ(1, root->serial);
+  EXPECT_EQ(std::vector<std::string>{full_root_smid(s)}, fast.smids());
+}
+
+TEST(NamehistFast, ReportsAConflictRecord) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  {
+    SCCS_sfile f(s.c_str());
+    Kes_sdata sd(&f, 0);
+    Kes_strlist *v = lines_of({"noforce /ws 1.3 1.2.1.1"});
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_CONFLICT, v));
+    delete v;
+    ASSERT_EQ(nullptr, f.write());
+  }
+  Fast fast;
+  ASSERT_EQ(nullptr, fast_read(s, "f", &fast));
+  EXPECT_EQ(1, fast.conflicted);
+  EXPECT_EQ("1 0 f;", shape(fast.tree));
+}
+
+TEST(NamehistFast, UnderAFakeRootListsEveryRealRoot) {
+  TempDir d;
+  std::string s = d.file("s.two");
+  write_file(s,
+             "\001h00000\n"
+             "\001s 00001/00000/00000\n\001d D 1.1.1.1 92/01/01 00:00:00 u 3 1\n\001c b\n\001e\n"
+             "\001s 00001/00000/00000\n\001d D 1.2 92/01/01 00:00:00 u 2 1\n\001c a\n\001e\n"
+             "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake 1 0\n"
+             "\001c Fake root\n\001e\n"
+             "\001u\n\001U\n\001t\n\001T\n"
+             "\001I 3\nthree\n\001E 3\n\001I 2\ntwo\n\001E 2\n\001I 1\n\001E 1\n");
+  ASSERT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
+  ASSERT_EQ(0, val(s));
+  Fast fast;
+  ASSERT_EQ(nullptr, fast_read(s, "two", &fast));
+  ASSERT_EQ(2, fast.deltas->count);
+  SCCS_sfile f(s.c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  std::vector<std::string> expect;
+  for (const char *sid : {"1.1.1.1", "1.2"}) {
+    Kes_smid *x = kes_smid_from_delta(f.find_delta_w_sid(sid));
+    char buf[KES_SMID_TEXT_SIZE];
+    expect.push_back(x->to_text(buf));
+    delete x;
+  }
+  EXPECT_EQ(expect, fast.smids());
+}
+
+TEST(NamehistFast, ReadsThroughTheCallersWindowAndLeavesItOpen) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  Kes_mmap mm(s.c_str(), nullptr);
+  ASSERT_EQ(nullptr, mm.open());
+  Fast fast;
+  ASSERT_EQ(nullptr, fast_read(s, "f", &fast, &mm));
+  ASSERT_EQ(nullptr, mm.rewind());
+  char buf[1024];
+  Kes_err *err = nullptr;
+  ASSERT_NE(nullptr, mm.gets(buf, sizeof buf, &err));
+  EXPECT_EQ(0, strncmp(buf, "\001h", 2));
+  ASSERT_EQ(nullptr, mm.close());
+}
+
+TEST(NamehistFast, FailuresHandOutNothing) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  std::string rising = d.file("s.rising");
+  copy_file(s, rising);
+  edit_sfile(rising, "root 5 3\n", "root 9 3\n");  // 1.4 above 1.5's 6
+  Fast a;
+  expect_error(fast_read(rising, "f", &a), 2060,
+               "Delta serial number 9 out of order in file \"" + rising + "\"");
+  EXPECT_EQ(nullptr, a.tree);
+  EXPECT_EQ(nullptr, a.deltas);
+
+  std::string bad = d.file("s.bad");
+  copy_file(s, bad);
+  record_name(bad, "f");
+  edit_sfile(bad, "Name history : 1 0 f", "Name history : 1 f");
+  Fast b;
+  expect_error(fast_read(bad, "f", &b), 2079,
+               "Could not parse name history for file\n\"" + bad + "\",\nline contains: 1 f");
+  EXPECT_EQ(nullptr, b.tree);
+  EXPECT_EQ(nullptr, b.deltas);
+
+  Fast c;
+  expect_error(fast_read(d.file("s.missing"), "f", &c), 1001,
+               "Open of \"" + d.file("s.missing") + "\" for reading failed",
+               " - No such file or directory  (System error 2)");
+  EXPECT_EQ(nullptr, c.tree);
+}
+
+// Every history of the corpus reads in the fast mode, with the root that the
+// full and the roots-only reads give.
+TEST(NamehistFast, EveryCorpusHistoryAgreesWithTheFullRead) {
+  std::vector<std::string> files;
+  std::function<void(const std::string &)> scan = [&](const std::string &dir) {
+    DIR *dp = opendir(dir.c_str());
+    ASSERT_NE(nullptr, dp) << dir;
+    while (struct dirent *e = readdir(dp)) {
+      std::string n = e->d_name;
+      if (n == "." || n == "..") continue;
+      std::string p = dir + "/" + n;
+      struct stat st;
+      if (stat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        scan(p);
+      else if (n.rfind("s.", 0) == 0)
+        files.push_back(p);
+    }
+    closedir(dp);
+  };
+  scan(std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44");
+  ASSERT_EQ(2568u, files.size());
+  for (const std::string &p : files) {
+    Fast fast;
+    Kes_err *err = fast_read(p, "x", &fast);
+    ASSERT_EQ(nullptr, err) << p << ": " << err->text;
+    ASSERT_EQ(1, fast.deltas->count) << p;
+    EXPECT_EQ("1 0 x;", shape(fast.tree)) << p;
+    SCCS_sfile roots(p.c_str());
+    ASSERT_EQ(nullptr, roots.buildtree(0, 0, 1)) << p;
+    Kes_smid *r = kes_smid_from_delta(roots.root_delta());
+    char buf[KES_SMID_TEXT_SIZE];
+    EXPECT_EQ(std::vector<std::string>{r->to_text(buf)}, fast.smids()) << p;
+    delete r;
+    EXPECT_EQ(full_root_smid(p), fast.smids()[0]) << p;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,67 @@
+#include "sccs/sdata_helpers.h"
+
+#include <gtest/gtest.h>
+
+#include "sccs/sccs_helpers.h"
+#include "util/kes_err.h"
+
+using namespace sccs_test;
+
+namespace sdata_test {
+
+std::string make_rich_history(const std::string &dir, const std::string &name) {
+  write_file(dir + "/desc.txt", "Descriptive text\nsecond line\n");
+  new_history(dir, name, "a\nb\nc\n", "-tdesc.txt -fqQFLAG");
+  std::string s = dir + "/s." + name;
+  add_delta(s, "a\nb2\nc\n", "second");
+  add_delta(s, "a\nb2\nc\nd\n", "third");
+  add_delta(s, "a0\na\nb2\nc\n", "branch", "-r1.2");
+  add_delta(s, "a0\na\nc\nd\nx\n", "with include and exclude", "-i1.2.1.1 -x1.3");
+  add_delta(s, "a0\na\nc\nd\nx\nz\n", "to remove");
+  RunResult r = run(cssc("rmdel") + " -r1.5 " + shq(s));
+  EXPECT_EQ(0, r.status) << r.err;
+  return s;
+}
+
+void edit_sfile(const std::string &sfile, const std::string &from, const std::string &to) {
+  std::string text = read_file(sfile);
+  size_t at = text.find(from);
+  ASSERT_NE(std::string::npos, at) << from;
+  text.replace(at, from.size(), to);
+  write_file(sfile, text);
+  RunResult r = run(cssc("admin") + " -z " + shq(sfile));
+  ASSERT_EQ(0, r.status) << r.err;
+}
+
+std::string make_dated_history(const std::string &dir, const std::string &name,
+                               const std::string &date, const std::string &sid) {
+  new_history(dir, name, "one\n");
+  std::string s = dir + "/s." + name;
+  std::string text = read_file(s);
+  size_t d = text.find("\001d D 1.1 ");
+  EXPECT_NE(std::string::npos, d);
+  std::string old_line = text.substr(d, text.find('\n', d) - d);
+  std::string new_line = "\001d D " + (sid.empty() ? "1.1" : sid) + " " + date +
+                         old_line.substr(std::string("\001d D 1.1 yy/mm/dd hh:mm:ss").size());
+  edit_sfile(s, old_line, new_line);
+  return s;
+}
+
+std::string prs_summary(const std::string &sfile) {
+  return prs(sfile, ":I: :T: :D: :P: :DL:\n:C:") +
+         run(cssc("prs") + " -d':FD:\n:FL:' " + shq(sfile)).out;
+}
+
+void expect_error(Kes_err *err, int code, const std::string &message,
+                  const std::string &system_text) {
+  ASSERT_NE(nullptr, err) << "expected error " << code;
+  EXPECT_EQ(code, err->code);
+  std::string text = err->text;
+  std::string tail = message + "  (Error " + std::to_string(code) + ")" + system_text + "\n";
+  EXPECT_TRUE(text.size() >= tail.size() &&
+              text.compare(text.size() - tail.size(), tail.size(), tail) == 0)
+      << "got: " << text << "want ending: " << tail;
+  delete err;
+}
+
+}  // namespace sdata_test

@@ -1,0 +1,607 @@
+// The data delta: made in real histories and judged by CSSC, its date rule, its
+// attributes and their failures; the SmID of real deltas; uniquification and
+// the comparison of comments.
+#include "sccs/kes_sdata.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "sccs/kes_smid.h"
+#include "sccs/kes_snefru.h"
+#include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "sccs/sdata_helpers.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+
+using namespace sccs_test;
+using namespace sdata_test;
+
+namespace {
+
+std::string smid_text(Kes_smid *s) {
+  char buf[KES_SMID_TEXT_SIZE];
+  std::string t = s->to_text(buf);
+  delete s;
+  return t;
+}
+
+// The root's SmID as a fresh read in the given mode sees it.
+std::string root_smid(const std::string &sfile, int roots_only) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_err *err = f.buildtree(0, 0, roots_only);
+  EXPECT_EQ(nullptr, err) << (err ? err->text : "");
+  delete err;
+  return f.root_delta() ? smid_text(kes_smid_from_delta(f.root_delta())) : "";
+}
+
+// Adds the data delta to the file in place, through a full read and write.
+void add_sdata(const std::string &sfile) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_sdata sd(&f, 0);
+  sd.create = 1;
+  ASSERT_EQ(nullptr, sd.check_for_sdata());
+  ASSERT_NE(nullptr, sd.sdata);
+  Kes_err *err = f.write();
+  ASSERT_EQ(nullptr, err) << err->text;
+}
+
+Kes_strlist *strlist(std::vector<std::string> v) {
+  Kes_strlist *l = new Kes_strlist;
+  for (const std::string &s : v) l->add_new_copy(const_cast<char *>(s.c_str()));
+  return l;
+}
+
+std::vector<std::string> strings_of(Kes_strlist *l) {
+  std::vector<std::string> v;
+  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next)
+    v.push_back(static_cast<const char *>(e->data));
+  delete l;
+  return v;
+}
+
+std::vector<std::string> values(const std::string &sfile, const char *attribute) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_sdata sd(&f, 0);
+  Kes_strlist *l = nullptr;
+  Kes_err *err = sd.get_values(attribute, &l);
+  EXPECT_EQ(nullptr, err);
+  delete err;
+  return l ? strings_of(l) : std::vector<std::string>();
+}
+
+// ---------------------------------------------------------------------------
+
+TEST(SdataCreate, RewrittenHistoryKeepsEveryVersionAndPassesCssc) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  std::string versions = all_versions(s), summary = prs_summary(s);
+  std::vector<TableRow> before = table_rows(s);
+  ASSERT_EQ(6u, before.size());
+
+  add_sdata(s);
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(0, admin_check(s));
+  EXPECT_EQ(versions, all_versions(s));
+  EXPECT_EQ(summary, prs_summary(s));
+
+  // Every old delta moved up by one serial, and the new one sits at 2 under 1.
+  std::vector<TableRow> after = table_rows(s);
+  ASSERT_EQ(7u, after.size());
+  for (size_t i = 0; i + 1 < after.size(); i++) EXPECT_GT(after[i].serial, after[i + 1].serial);
+  for (const TableRow &old : before) {
+    bool found = false;
+    for (const TableRow &now : after)
+      if (now.sid == old.sid && now.type == old.type) {
+        found = true;
+        EXPECT_EQ(old.serial == 1 ? 1 : old.serial + 1, now.serial) << old.sid;
+        EXPECT_EQ(old.pred <= 1 ? old.pred : old.pred + 1, now.pred) << old.sid;
+      }
+    EXPECT_TRUE(found) << old.sid;
+  }
+  const TableRow &data = after[after.size() - 2];
+  EXPECT_EQ('R', data.type);
+  EXPECT_EQ("1.2", data.sid);
+  EXPECT_EQ(2, data.serial);
+  EXPECT_EQ(1, data.pred);
+  std::string text = read_file(s);
+  EXPECT_NE(std::string::npos,
+            text.find("\001s 00000/00000/00000\n\001d R 1.2 ")) << text;
+  EXPECT_NE(std::string::npos, text.find(" Brindle 2 1\n\001c " KES_SDATA_MARKER "\001e\n"));
+}
+
+TEST(SdataCreate, IsFoundAgainAndNeverMadeTwice) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  add_sdata(s);
+  std::string once = read_file(s);
+  SCCS_sfile f(s.c_str());
+  Kes_sdata sd(&f, 0);
+  sd.create = 1;
+  ASSERT_EQ(nullptr, sd.check_for_sdata());
+  ASSERT_NE(nullptr, sd.sdata);
+  EXPECT_EQ(2, sd.sdata->serial);
+  EXPECT_FALSE(sd.sdata->new_data_delta);
+  EXPECT_EQ(0, f.state & KES_SF_SDATA_INSERTED);
+  ASSERT_EQ(nullptr, f.write());
+  EXPECT_EQ(once.substr(8), read_file(s).substr(8));  // all but the checksum line
+}
+
+TEST(SdataCreate, RootSmidIsTheSameWithAndWithoutDataDelta) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  std::string full = root_smid(s, 0);
+  EXPECT_EQ(full, root_smid(s, 1));
+  add_sdata(s);
+  EXPECT_EQ(full, root_smid(s, 0));
+  EXPECT_EQ(full, root_smid(s, 1));
+}
+
+TEST(SdataCreate, MarkerWithAnotherUserIsNoDataDelta) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  std::string s = d.file("s.f");
+  std::string marker = KES_SDATA_MARKER;
+  marker.pop_back();
+  add_delta(s, "two\n", marker);  // serial 2 under the root, by the test's user
+  SCCS_sfile f(s.c_str());
+  Kes_sdata sd(&f, 0);
+  ASSERT_EQ(nullptr, sd.find_sdata());
+  EXPECT_EQ(nullptr, sd.sdata);
+  std::string versions = all_versions(s);
+  add_sdata(s);
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  SCCS_sfile again(s.c_str());
+  ASSERT_EQ(nullptr, again.buildtree(0, 0, 0));
+  ASSERT_NE(nullptr, again.sdata_delta);
+  EXPECT_STREQ(KES_SDATA_USER, again.sdata_delta->user);
+  Kes_delta *old = again.tree->find_sid("1.2");  // removed deltas are skipped
+  ASSERT_NE(nullptr, old);
+  EXPECT_EQ(3, old->serial);
+  EXPECT_STRNE(KES_SDATA_USER, old->user);
+}
+
+
+TEST(SdataCreate, NoRoomForASecondNewDataDelta) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  SCCS_sfile f(d.file("s.f").c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  // The spare slot is taken, as after another addition to the table.
+  f.tree->ith_node(f.tree->size + 1)->serial = 7;
+  Kes_sdata sd(&f, 0);
+  sd.create = 1;
+  expect_error(sd.check_for_sdata(), 2534,
+               "Internal error in sccsmerge in Kes_sdata::check_for_sdata(): No room in deltab "
+               "for new sdata.");
+  f.tree->ith_node(f.tree->size + 1)->serial = 0;
+}
+
+TEST(SdataCreate, UnreadableFileIsReported) {
+  Kes_sfile *f = new SCCS_sfile("/nonexistent-dir/s.f");
+  Kes_sdata sd(f, 1);  // owns the file object
+  sd.create = 1;
+  expect_error(sd.check_for_sdata(), 1001,
+               "Open of \"/nonexistent-dir/s.f\" for reading failed",
+               " - No such file or directory  (System error 2)");
+}
+
+// ---------------------------------------------------------------------------
+// The date: one second after the root, counted in Greenwich time whatever the
+// zone, with later deltas of the same second moved behind it.
+
+std::string sdata_date(const std::string &sfile) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_sdata sd(&f, 0);
+  sd.create = 1;
+  Kes_err *err = sd.check_for_sdata();
+  EXPECT_EQ(nullptr, err);
+  delete err;
+  return sd.sdata ? sd.sdata->date : "";
+}
+
+class SdataDate : public testing::Test {
+protected:
+  void SetUp() override {
+    const char *tz = getenv("TZ");
+    had_tz = tz != nullptr;
+    if (tz) saved = tz;
+  }
+  void TearDown() override {
+    if (had_tz)
+      setenv("TZ", saved.c_str(), 1);
+    else
+      unsetenv("TZ");
+  }
+  bool had_tz;
+  std::string saved;
+};
+
+TEST_F(SdataDate, CountsInGreenwichTimeAndRestoresTheZone) {
+  TempDir d;
+  // 02:30 doesn't exist in that zone on that day: no zone may shift it.
+  std::string s = make_dated_history(d.path(), "f", "90/04/01 02:30:00");
+  setenv("TZ", "EST5EDT,M4.1.0,M10.5.0", 1);
+  EXPECT_EQ("90/04/01 02:30:01", sdata_date(s));
+  EXPECT_STREQ("EST5EDT,M4.1.0,M10.5.0", getenv("TZ"));
+  unsetenv("TZ");
+  EXPECT_EQ("90/04/01 02:30:01", sdata_date(s));
+  EXPECT_EQ(nullptr, getenv("TZ"));
+}
+
+TEST_F(SdataDate, RollsOverTheCenturyAndKeepsTwoDigitYears) {
+  TempDir d;
+  EXPECT_EQ("00/01/01 00:00:00", sdata_date(make_dated_history(d.path(), "a", "99/12/31 23:59:59")));
+  EXPECT_EQ("68/03/01 00:00:00", sdata_date(make_dated_history(d.path(), "b", "68/02/29 23:59:59")));
+}
+
+TEST_F(SdataDate, LaterDeltasOfTheSameSecondStayBehindIt) {
+  TempDir d;
+  std::string s = make_dated_history(d.path(), "f", "92/06/01 12:00:00");
+  add_delta(s, "two\n", "second");
+  add_delta(s, "three\n", "third");
+  // All three deltas in one second: the new delta at :01 must still sort
+  // between the root and the others.
+  std::string text = read_file(s);
+  for (const char *sid : {"1.2 ", "1.3 "}) {
+    size_t at = text.find(std::string("\001d D ") + sid);
+    ASSERT_NE(std::string::npos, at);
+    text.replace(at + 5 + strlen(sid), 17, "92/06/01 12:00:00");
+  }
+  write_file(s, text);
+  ASSERT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
+  std::string versions = all_versions(s);
+  add_sdata(s);
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  std::vector<TableRow> rows = table_rows(s);
+  ASSERT_EQ(4u, rows.size());
+  EXPECT_EQ("1.3", rows[0].sid);
+  EXPECT_EQ("1.2", rows[1].sid);
+  EXPECT_EQ('D', rows[1].type);
+  EXPECT_EQ('R', rows[2].type);
+  EXPECT_EQ("1.1", rows[3].sid);
+  // The texts of the dates are kept as they were.
+  EXPECT_EQ("92/06/01 12:00:00\n92/06/01 12:00:00\n", prs(s, ":D: :T:", "1.3") + prs(s, ":D: :T:", "1.2"));
+}
+
+// ---------------------------------------------------------------------------
+// Attributes
+
+TEST(SdataAttributes, ReadingNeverMakesADataDelta) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  SCCS_sfile f(d.file("s.f").c_str());
+  Kes_sdata sd(&f, 0);
+  sd.create = 1;
+  Kes_strlist *l = nullptr;
+  ASSERT_EQ(nullptr, sd.get_values(KES_ATTR_NAME_HISTORY, &l));
+  ASSERT_NE(nullptr, l);
+  EXPECT_EQ(0, l->count);
+  delete l;
+  EXPECT_EQ(0, sd.create);
+  EXPECT_EQ(nullptr, sd.sdata);
+  EXPECT_EQ(1, f.tree->node_count);
+  EXPECT_EQ(0, f.state & KES_SF_SDATA_INSERTED);
+  ASSERT_EQ(nullptr, sd.get_entire_list(&l));
+  EXPECT_EQ(0, l->count);
+  delete l;
+}
+
+TEST(SdataAttributes, ValuesRoundTripThroughTheFileAndOtherNamesStay) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  {
+    SCCS_sfile f(s.c_str());
+    Kes_sdata sd(&f, 0);
+    Kes_strlist *conflict = strlist({"noforce /ws 1.3 1.2\n"});
+    Kes_strlist *names = strlist({"2 1 new name", "1 0 old\n"});
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_CONFLICT, conflict));
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_NAME_HISTORY, names));
+    ASSERT_EQ(nullptr, sd.replace_values("Future thing", conflict));
+    delete conflict;
+    delete names;
+    ASSERT_EQ(nullptr, f.write());
+  }
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ((std::vector<std::string>{"2 1 new name\n", "1 0 old\n"}),
+            values(s, KES_ATTR_NAME_HISTORY));
+  EXPECT_EQ((std::vector<std::string>{"noforce /ws 1.3 1.2\n"}), values(s, KES_ATTR_CONFLICT));
+  {
+    // Replacing one attribute drops its old lines and appends the new ones.
+    SCCS_sfile f(s.c_str());
+    Kes_sdata sd(&f, 0);
+    Kes_strlist *names = strlist({"1 0 only"});
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_NAME_HISTORY, names));
+    delete names;
+    Kes_strlist *all;
+    ASSERT_EQ(nullptr, sd.get_entire_list(&all));
+    EXPECT_EQ((std::vector<std::string>{"Conflict from ws : noforce /ws 1.3 1.2\n",
+                                        "Future thing : noforce /ws 1.3 1.2\n",
+                                        "Name history : 1 0 only\n"}),
+              strings_of(all));
+    Kes_strlist none;
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_CONFLICT, &none));
+    ASSERT_EQ(nullptr, f.write());
+  }
+  EXPECT_EQ(0, val(s));
+  EXPECT_TRUE(values(s, KES_ATTR_CONFLICT).empty());
+  EXPECT_EQ(std::vector<std::string>{"only\n"}.size(), values(s, KES_ATTR_NAME_HISTORY).size());
+}
+
+TEST(SdataAttributes, OverlongLineIsCutAndStillReadsBack) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  std::string s = d.file("s.f");
+  std::string versions = all_versions(s);
+  {
+    SCCS_sfile f(s.c_str());
+    Kes_sdata sd(&f, 0);
+    Kes_strlist *v = strlist({std::string(3000, 'p') + "\n", "short"});
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_NAME_HISTORY, v));
+    delete v;
+    ASSERT_EQ(nullptr, f.write());
+  }
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  std::vector<std::string> v = values(s, KES_ATTR_NAME_HISTORY);
+  ASSERT_EQ(2u, v.size());
+  size_t prefix = strlen(KES_ATTR_NAME_HISTORY KES_SDATA_SEPARATOR);
+  EXPECT_EQ(std::string(KES_SDATA_MAX_LINE - 1 - prefix, 'p') + "\n", v[0]);
+  EXPECT_EQ("short\n", v[1]);
+}
+
+TEST(SdataAttributes, MisuseIsReported) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  std::string s = d.file("s.f");
+  SCCS_sfile f(s.c_str());
+  Kes_sdata sd(&f, 0);
+  Kes_strlist *l = nullptr;
+  expect_error(sd.get_values(nullptr, &l), 2530,
+               "Internal error in sccsmerge in Kes_sdata::get_values(): NULL attribute string");
+  EXPECT_EQ(nullptr, l);
+  expect_error(sd.replace_values(nullptr, nullptr), 2531,
+               "Internal error in sccsmerge in Kes_sdata::replace_values(): NULL attribute "
+               "string");
+  Kes_strlist empty;
+  expect_error(sd.replace_entire_list(&empty), 2536,
+               "Internal error in sccsmerge in Kes_sdata::replace_entire_list: NULL sdata delta "
+               "in \"" + s + "\"");
+}
+
+// ---------------------------------------------------------------------------
+// SmIDs of real deltas
+
+TEST(SdataSmid, HashesStatsDateUserAndCommentsAsCsscReportsThem) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  SCCS_sfile f(s.c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  for (const char *sid : {"1.1", "1.2.1.1", "1.4"}) {
+    // prs ends what it prints with one newline of its own.
+    std::string text = prs(s, ":DL:\n\n:D: :T:\n:P:\n", sid);
+    text.pop_back();
+    std::string comments = prs(s, ":C:", sid);
+    comments.pop_back();
+    for (size_t at = 0; at < comments.size();) {
+      size_t nl = comments.find('\n', at);
+      text += comments.substr(at, nl - at + 1) + "\n";
+      at = nl + 1;
+    }
+    unsigned long out[4];
+    snefru(text.c_str(), out);
+    Kes_smid expect(out);
+    Kes_smid *got = kes_smid_from_delta(f.find_delta_w_sid(sid));
+    EXPECT_TRUE(kes_smid_equal(&expect, got)) << sid << "\n" << text;
+    delete got;
+  }
+}
+
+TEST(SdataSmid, RenumberedRootKeepsItsSmid) {
+  TempDir d;
+  std::string a = make_dated_history(d.path(), "a", "93/01/02 03:04:05");
+  std::string b = make_dated_history(d.path(), "b", "93/01/02 03:04:05", "4.1");
+  // Only the SID of b's root differs from a's.
+  EXPECT_EQ(root_smid(a, 0), root_smid(b, 0));
+  edit_sfile(b, "\001c date and time", "\001c Date and time");
+  EXPECT_NE(root_smid(a, 0), root_smid(b, 0));
+}
+
+TEST(SdataSmid, DeltaOrderIsNewestFirstThenBySmid) {
+  TempDir d;
+  std::string s = make_rich_history(d.path(), "f");
+  SCCS_sfile f(s.c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  Kes_delta *root = f.find_delta_w_sid("1.1"), *d2 = f.find_delta_w_sid("1.2");
+  EXPECT_GT(kes_delta_cmp(root, d2), 0);  // the root is older: it sorts later
+  EXPECT_LT(kes_delta_cmp(d2, root), 0);
+  struct tm saved = root->time;
+  root->time = d2->time;
+  Kes_smid *sr = kes_smid_from_delta(root), *s2 = kes_smid_from_delta(d2);
+  EXPECT_EQ(kes_smid_cmp(sr, s2), kes_delta_cmp(root, d2));
+  EXPECT_NE(0, kes_delta_cmp(root, d2));
+  root->time = saved;
+  delete sr;
+  delete s2;
+}
+
+// ---------------------------------------------------------------------------
+// Uniquification
+
+TEST(SdataUniquify, CopiedHistoryGetsANewIdentityAndStaysSound) {
+  TempDir d;
+  std::string a = make_rich_history(d.path(), "f");
+  std::string b = d.file("s.copy");
+  copy_file(a, b);
+  std::string versions = all_versions(b);
+  std::string smid = root_smid(a, 1);
+  ASSERT_EQ(smid, root_smid(b, 1));
+
+  SCCS_sfile f(b.c_str());
+  Kes_smid old;
+  ASSERT_EQ(4, old.scan(smid.c_str()));
+  Kes_smid *fresh = nullptr;
+  ASSERT_EQ(nullptr, kes_uniquify_sfile_smid(&f, &old, "dir/copy", &fresh));
+  ASSERT_NE(nullptr, fresh);
+  EXPECT_EQ(0, val(b));
+  EXPECT_EQ(0, admin_check(b));
+  EXPECT_EQ(versions, all_versions(b));
+  EXPECT_NE(smid, root_smid(b, 1));
+  EXPECT_EQ(smid_text(fresh), root_smid(b, 1));
+  EXPECT_EQ("Brindle Uniquification: dir/copy\ndate and time created", prs(b, ":C:", "1.1").substr(0, 54));
+  EXPECT_EQ(smid, root_smid(a, 1));
+
+  SCCS_sfile g(b.c_str());
+  Kes_smid *none = nullptr;
+  expect_error(kes_uniquify_sfile_smid(&g, &old, "dir/copy", &none), 2094,
+               "Internal error: SmID not found");
+  EXPECT_EQ(nullptr, none);
+}
+
+// Two root deltas under a fake root, as a merge of unrelated files leaves them.
+std::string fake_rooted(const std::string &dir, const std::string &first_comments,
+                        const std::string &second_comments) {
+  std::string s = dir + "/s.two";
+  write_file(s,
+             "\001h00000\n"
+             "\001s 00001/00000/00000\n\001d D 1.1.1.1 92/01/01 00:00:00 u 3 1\n" +
+                 second_comments +
+                 "\001e\n"
+                 "\001s 00001/00000/00000\n\001d D 1.2 92/01/01 00:00:00 u 2 1\n" +
+                 first_comments +
+                 "\001e\n"
+                 "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake 1 0\n"
+                 "\001c Fake root\n\001e\n"
+                 "\001u\n\001U\n\001t\n\001T\n"
+                 "\001I 3\nthree\n\001E 3\n\001I 2\ntwo\n\001E 2\n\001I 1\n\001E 1\n");
+  EXPECT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
+  return s;
+}
+
+TEST(SdataUniquify, UnderAFakeRootRepeatsUntilNoOtherRootShares) {
+  TempDir d;
+  // The second root already carries the line that the first one will get.
+  std::string s = fake_rooted(d.path(), "\001c same\n",
+                              "\001c Brindle Uniquification: two\n\001c same\n");
+  ASSERT_EQ(0, val(s));
+  std::string versions = all_versions(s);
+  SCCS_sfile f(s.c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  Kes_delta *first = f.find_delta_w_sid("1.2");
+  ASSERT_NE(nullptr, first);
+  Kes_smid *target = kes_smid_from_delta(first);
+  Kes_smid *fresh = nullptr;
+  ASSERT_EQ(nullptr, kes_uniquify_sfile_smid(&f, target, "two", &fresh));
+  delete target;
+  delete fresh;
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  // prs ends with a newline of its own.
+  EXPECT_EQ("Brindle Uniquification: two\nBrindle Uniquification: two\nsame\n\n",
+            prs(s, ":C:", "1.2"));
+  EXPECT_EQ("Brindle Uniquification: two\nsame\n\n", prs(s, ":C:", "1.1.1.1"));
+}
+
+TEST(SdataUniquify, PeersCarryUniquificationsAcross) {
+  TempDir d;
+  std::string a = make_rich_history(d.path(), "f");
+  std::string b = d.file("s.g");
+  copy_file(a, b);
+  SCCS_sfile plain(a.c_str()), marked(b.c_str());
+  ASSERT_EQ(nullptr, plain.buildtree(0, 0, 0));
+  ASSERT_EQ(nullptr, marked.buildtree(1, 0, 0));
+  Kes_smid *out = nullptr;
+  uniquify_delta(marked.root_delta(), "g", &out);
+  Kes_smid *now = kes_smid_from_delta(marked.root_delta());
+  EXPECT_TRUE(kes_smid_equal(out, now));
+  delete out;
+  delete now;
+  EXPECT_TRUE(marked.root_delta()->has_uniquification());
+  EXPECT_FALSE(plain.root_delta()->has_uniquification());
+
+  // Without peers no root takes part.
+  EXPECT_EQ(0, plain.to_uniquification_only());
+  plain.root_delta()->peer = marked.root_delta();
+  marked.root_delta()->peer = plain.root_delta();
+  EXPECT_EQ(0, plain.from_uniquification_only());
+  EXPECT_EQ(1, plain.to_uniquification_only());
+  EXPECT_EQ(1, marked.from_uniquification_only());
+  EXPECT_EQ(0, marked.to_uniquification_only());
+
+  plain.preserve_uniquifications();
+  EXPECT_TRUE(plain.root_delta()->has_uniquification());
+  Kes_smid *p = kes_smid_from_delta(plain.root_delta());
+  Kes_smid *m = kes_smid_from_delta(marked.root_delta());
+  EXPECT_TRUE(kes_smid_equal(p, m));
+  delete p;
+  delete m;
+  EXPECT_EQ(0, plain.to_uniquification_only());
+}
+
+// ---------------------------------------------------------------------------
+// Comparing comments
+
+struct Node {
+  SCCS_delta d;
+  Node(std::vector<std::string> comments, bool root) {
+    d.comments = static_cast<char **>(calloc(comments.size() + 1, sizeof(char *)));
+    for (size_t i = 0; i < comments.size(); i++) d.comments[i] = strdup(comments[i].c_str());
+    d.root = root ? &d : nullptr;
+    d.parent = root ? nullptr : &d;  // anything but a root
+  }
+  ~Node() { d.parent = nullptr; }
+};
+
+int differ(std::vector<std::string> a, std::vector<std::string> b, bool roots = true) {
+  Node x(a, roots), y(b, roots);
+  int r = x.d.comments_differ(&y.d);
+  EXPECT_EQ(r, y.d.comments_differ(&x.d)) << "not symmetric";
+  return r;
+}
+
+TEST(SdataComments, PlainLinesCompareInOrder) {
+  EXPECT_EQ(0, differ({"a\n", "b\n"}, {"a\n", "b\n"}));
+  EXPECT_EQ(0, differ({}, {}));
+  EXPECT_EQ(1, differ({"a\n", "b\n"}, {"a\n", "c\n"}));
+  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "b\n"}));
+  EXPECT_EQ(1, differ({"b\n", "a\n"}, {"a\n", "b\n"}));
+}
+
+TEST(SdataComments, TrailingMergeSignatureAloneDoesNotSeparate) {
+  EXPECT_EQ(0, differ({"a\n"}, {"a\n", "sccsmerge-signature: x 1.2\n"}));
+  EXPECT_EQ(0, differ({}, {"sccsmerge-signature:\n"}, false));
+  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "sccsmerge-signature: x\n", "more\n"}));
+  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "more\n", "sccsmerge-signature: x\n"}));
+}
+
+TEST(SdataComments, OneSidedUniquificationCountsOnlyOnRoots) {
+  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "a\n"}, {"a\n"}));
+  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "Brindle Uniquification: x\n", "a\n"},
+                      {"a\n"}));
+  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "a\n"}, {"a\n"}, false));
+  // Both sides uniquified: the lines must agree, and so must their number.
+  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "a\n"},
+                      {"Brindle Uniquification: x\n", "a\n"}));
+  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "a\n"},
+                      {"Brindle Uniquification: y\n", "a\n"}));
+  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "Brindle Uniquification: x\n", "a\n"},
+                      {"Brindle Uniquification: x\n", "a\n"}));
+}
+
+TEST(SdataComments, DataDeltasNeverDiffer) {
+  Node x({KES_SDATA_MARKER, "Name history : 1 0 a\n"}, false);
+  Node y({KES_SDATA_MARKER, "Name history : 2 1 b\n", "Name history : 1 0 a\n"}, false);
+  x.d.set_user(KES_SDATA_USER);
+  y.d.set_user(KES_SDATA_USER);
+  EXPECT_EQ(0, x.d.comments_differ(&y.d));
+  y.d.set_user("someone");
+  EXPECT_EQ(1, x.d.comments_differ(&y.d));
+}
+
+}  // namespace
