@@ -17,6 +17,7 @@
 #include "sccs/sdata_helpers.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
+#include "util/kes_timing.h"
 
 using namespace sccs_test;
 using namespace sdata_test;
@@ -403,6 +404,21 @@ TEST(SdataSmid, HashesStatsDateUserAndCommentsAsCsscReportsThem) {
   }
 }
 
+TEST(SdataSmid, EveryComputationIsTimedWhenATimerIsSet) {
+  TempDir d;
+  new_history(d.path(), "f", "one\n");
+  SCCS_sfile f(d.file("s.f").c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 1));
+  Kes_timing timer("smid");
+  kes_time_smid = &timer;
+  delete kes_smid_from_delta(f.root_delta());
+  delete kes_smid_from_delta(f.root_delta());
+  kes_time_smid = nullptr;
+  delete kes_smid_from_delta(f.root_delta());
+  EXPECT_EQ(2, timer.count);
+  EXPECT_EQ(0, timer.flags & Kes_timing::RUNNING);
+}
+
 TEST(SdataSmid, RenumberedRootKeepsItsSmid) {
   TempDir d;
   std::string a = make_dated_history(d.path(), "a", "93/01/02 03:04:05");
@@ -462,6 +478,27 @@ TEST(SdataUniquify, CopiedHistoryGetsANewIdentityAndStaysSound) {
   expect_error(kes_uniquify_sfile_smid(&g, &old, "dir/copy", &none), 2094,
                "Internal error: SmID not found");
   EXPECT_EQ(nullptr, none);
+}
+
+TEST(SdataUniquify, FailedWriteHandsOutNoSmid) {
+  TempDir d;
+  std::string sub = d.file("gone");
+  ASSERT_EQ(0, run("mkdir " + shq(sub)).status);
+  new_history(sub, "f", "one\n");
+  std::string s = sub + "/s.f";
+  std::string smid = root_smid(s, 1);
+  SCCS_sfile f(s.c_str());
+  ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
+  // The directory goes away while the file is open: no temporary file can be made.
+  ASSERT_EQ(0, run("rm -rf " + shq(sub)).status);
+  Kes_smid old;
+  ASSERT_EQ(4, old.scan(smid.c_str()));
+  Kes_smid *fresh = &old;  // must come back null
+  Kes_err *err = kes_uniquify_sfile_smid(&f, &old, "f", &fresh);
+  ASSERT_NE(nullptr, err);
+  EXPECT_EQ(1017, err->code);
+  EXPECT_EQ(nullptr, fresh);
+  delete err;
 }
 
 // Two root deltas under a fake root, as a merge of unrelated files leaves them.
