@@ -95,39 +95,6 @@ TEST(SmidOrder, EqualityAndHashUseAllFourWords) {
   delete wrap;
 }
 
-TEST(SmidPool, CopiesAreIndependentAndThePoolCanBeFreedAndReused) {
-  std::vector<Kes_smid *> v;
-  for (uint32_t i = 0; i < 1000; i++) v.push_back(make(i, i + 1, i + 2, i + 3));
-  Kes_smid *c = v[500]->copy();
-  EXPECT_NE(c, v[500]);
-  EXPECT_TRUE(kes_smid_equal(c, v[500]));
-  c->word[0] = 99999;
-  EXPECT_EQ(500u, v[500]->word[0]);
-  for (Kes_smid *s : v) delete s;
-  delete c;
-  kes_smid_delete_heap();
-  Kes_smid *again = make(1, 1, 1, 1);
-  EXPECT_EQ(1u, again->word[3]);
-  delete again;
-}
-
-TEST(SmidList, CopiesComparesAndFindsByValue) {
-  Kes_smidlist l;
-  l.add_new_data(make(1, 2, 3, 4));
-  l.add_new_data(make(5, 6, 7, 8));
-  Kes_smidlist *c = static_cast<Kes_smidlist *>(l.copy());
-  EXPECT_EQ(1, l.compare(c));
-  EXPECT_NE(l.head.next->data, c->head.next->data);
-  Kes_smid probe;
-  probe.scan("5 6 7 8");
-  Kes_listelem *e = c->find_elem(&probe);
-  ASSERT_TRUE(e);
-  EXPECT_EQ(c->head.next->next, e);
-  static_cast<Kes_smid *>(e->data)->word[3] = 9;
-  EXPECT_EQ(0, l.compare(c));
-  delete c;
-}
-
 TEST(SmidHash, IntAndStringTablesMatchKeysByValue) {
   Kes_smid_int_hash ints(-1);
   Kes_smid_str_hash strs;
