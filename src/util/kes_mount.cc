@@ -1,6 +1,7 @@
 // Netpaths (host:/path) through the mount table, bind mounts followed to the
 // directory they show, and the automounter's directories.
 #include "util/kes_mount.h"
+#include "util/kes_path_join.h"
 
 #include <mntent.h>
 #include <sys/stat.h>
@@ -31,17 +32,6 @@ bool copy_out(const std::string &s, char *buf) {
   return true;
 }
 
-// a and b joined by exactly one "/"; b may be empty.
-std::string join(const std::string &a, const std::string &b) {
-  if (a.empty()) return b;
-  if (b.empty()) return a;
-  size_t start = 0;
-  if (a.back() == '/') {
-    while (start < b.size() && b[start] == '/') start++;
-    return a + b.substr(start);
-  }
-  return b[0] == '/' ? a + b : a + "/" + b;
-}
 
 // path lies at or under dir.  "/" holds every absolute path.
 bool is_under(const std::string &path, const std::string &dir) {
@@ -218,7 +208,7 @@ int kes_bind_mount_source(const std::vector<Kes_mountinfo_entry> &entries,
   }
   if (!from) return 0;
   std::string tail = from->root == "/" ? (root == "/" ? "" : root) : root.substr(from->root.size());
-  std::string src = join(from->mount_point, tail);
+  std::string src = kes_path_join(from->mount_point, tail);
   if (src == mount_point) return 0;  // bound onto itself
   return copy_out(src, source) ? 1 : 0;
 }
@@ -271,12 +261,12 @@ char *kes_path_to_netpath_using(const char *path, char *buf, const char *mounts,
       if (kes_bind_mount_source(info, m.listed.c_str(), dev, src)) source = src;
     }
     if (source.empty() || remaps >= kMaxRemaps) break;
-    std::string next = join(source, rest);
+    std::string next = kes_path_join(source, rest);
     if (next == cur || next.size() >= kPathBuf) break;
     cur = next;  // and start over
   }
   if (m.found && strchr(m.special.c_str(), ':'))
-    return copy_out(join(m.special, m.mount_point.size() == 1
+    return copy_out(kes_path_join(m.special, m.mount_point.size() == 1
                                          ? cur
                                          : cur.substr(m.mount_point.size())),
                     buf)
@@ -313,7 +303,7 @@ char *kes_netpath_to_path_using(const char *netpath, char *buf, const char *moun
     // Only a network resource can stand in a netpath.
     if (!strchr(ent->mnt_fsname, ':') || !strstr(netpath, ent->mnt_fsname)) continue;
     size_t slen = strlen(ent->mnt_fsname);
-    std::string cand = join(ent->mnt_dir, strlen(netpath) >= slen ? netpath + slen : "");
+    std::string cand = kes_path_join(ent->mnt_dir, strlen(netpath) >= slen ? netpath + slen : "");
     struct stat st;
     dev_t mdev;
     if (stat(cand.c_str(), &st) != 0 || !mount_device(ent->mnt_dir, &mdev)) continue;
@@ -382,7 +372,7 @@ char *kes_path_thru_automounter(const char *path, char *buf) {
       if (errno == ENOMEM) kes_new_handler();
       return nullptr;
     }
-    abs = join(cwd, path);
+    abs = kes_path_join(cwd, path);
     free(cwd);
     found = abs_under_automounter(abs.c_str());
   }

@@ -1,6 +1,7 @@
 // Plain path functions: absolute paths, dots, joining and splitting names, the
 // names of history files, home directories, changing directory.
 #include "util/kes_path.h"
+#include "util/kes_path_join.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -42,17 +43,6 @@ bool current_dir(std::string *out) {
   return true;
 }
 
-// a + "/" + b with exactly one "/" between them.
-std::string join(const std::string &a, const std::string &b) {
-  if (a.empty()) return b;
-  if (b.empty()) return a;
-  size_t start = 0;
-  if (a.back() == '/') {
-    while (start < b.size() && b[start] == '/') start++;
-    return a + b.substr(start);
-  }
-  return b[0] == '/' ? a + b : a + "/" + b;
-}
 
 // The walk behind kes_abspath (follow set: lstat, links followed) and
 // kes_labspath (stat, links taken as the names they are).
@@ -153,7 +143,7 @@ char *qualify(const char *name, char *buf, bool use_home) {
       home = password_home(user.c_str());
     }
     ok = home != nullptr;
-    if (ok) result = join(home, slash ? slash : "");
+    if (ok) result = kes_path_join(home, slash ? slash : "");
   } else if (name[0] != '/') {
     const char *tail = name;
     while (tail[0] == '.' && tail[1] == '/') {
@@ -162,7 +152,7 @@ char *qualify(const char *name, char *buf, bool use_home) {
     }
     if (strcmp(tail, ".") == 0) tail = "";
     ok = current_dir(&result);
-    if (ok) result = join(result, tail);
+    if (ok) result = kes_path_join(result, tail);
   } else {
     result = name;
   }
@@ -208,7 +198,7 @@ Kes_err *kes_path_remove_dots(const char *path, char *buf) {
 }
 
 char *kes_path_cat(char *dir, const char *tail) {
-  std::string joined = join(dir, tail);
+  std::string joined = kes_path_join(dir, tail);
   snprintf(dir, kPathBuf, "%s", joined.c_str());
   return dir;
 }
@@ -234,9 +224,9 @@ char *kes_make_sccs_name(const char *name, char *buf, char prefix, int use_root,
   kes_parse_filename(name, dir, base);
   std::string result;
   if (use_root && root && *root) result = root;
-  if (strcmp(dir, ".") != 0) result = join(result, dir);
-  if (vcs_dir && *vcs_dir) result = join(result, vcs_dir);
-  result = join(result, std::string(1, prefix) + "." + base);
+  if (strcmp(dir, ".") != 0) result = kes_path_join(result, dir);
+  if (vcs_dir && *vcs_dir) result = kes_path_join(result, vcs_dir);
+  result = kes_path_join(result, std::string(1, prefix) + "." + base);
   snprintf(buf, kPathBuf, "%s", result.c_str());
   return buf;
 }
@@ -250,7 +240,7 @@ char *kes_make_gname(const char *sname, char *buf, const char *vcs_dir) {
   // beside its history file.
   const char *keep = dir;
   if (vcs_dir && *vcs_dir && strncmp(last, vcs_dir, strlen(vcs_dir)) == 0) keep = upper;
-  std::string result = strcmp(keep, ".") == 0 ? std::string(gbase) : join(keep, gbase);
+  std::string result = strcmp(keep, ".") == 0 ? std::string(gbase) : kes_path_join(keep, gbase);
   snprintf(buf, kPathBuf, "%s", result.c_str());
   return buf;
 }
@@ -289,4 +279,15 @@ int kes_empty_line(const char *line) {
   for (; *line; line++)
     if (!isspace(static_cast<unsigned char>(*line))) return 0;
   return 1;
+}
+
+std::string kes_path_join(const std::string &a, const std::string &b) {
+  if (a.empty()) return b;
+  if (b.empty()) return a;
+  size_t start = 0;
+  if (a.back() == '/') {
+    while (start < b.size() && b[start] == '/') start++;
+    return a + b.substr(start);
+  }
+  return b[0] == '/' ? a + b : a + "/" + b;
 }
