@@ -12,18 +12,12 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/scratch_helpers.h"
 
 using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
-
-namespace {
-void set_cmdname(const char *name) {
-  char *argv[] = {const_cast<char *>(name), nullptr};
-  kes_set_full_cmdname(argv);
-}
-}  // namespace
 
 TEST(KesErr, FullTextWithSystemError) {
   set_cmdname("/opt/brindle/bin/bringover");

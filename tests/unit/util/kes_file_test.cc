@@ -15,68 +15,31 @@
 
 #include "util/kes_err.h"
 #include "util/kes_file.h"
-#include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_timing.h"
+#include "util/scratch_helpers.h"
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
 namespace {
-class FileTest : public testing::Test {
+class FileTest : public Scratch {
 protected:
   void SetUp() override {
-    char *argv[] = {const_cast<char *>("tfile"), nullptr};
-    kes_set_full_cmdname(argv);
+    Scratch::SetUp();
+    set_cmdname("tfile");
     old_mask = umask(0);  // as the programs run
-    char tmpl[] = "/tmp/kes_file_test.XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir = tmpl;
   }
   void TearDown() override {
     umask(old_mask);
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
+    Scratch::TearDown();
   }
-  std::string path(const std::string &name) const { return dir + "/" + name; }
-
-  void write_file(const std::string &name, const std::string &data, mode_t mode) {
-    std::string p = path(name);
-    int fd = open(p.c_str(), O_WRONLY | O_CREAT | O_TRUNC, mode);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(write(fd, data.data(), data.size()), static_cast<ssize_t>(data.size()));
-    ASSERT_EQ(fchmod(fd, mode), 0);
-    close(fd);
-  }
-  std::string read_file(const std::string &name) {
-    FILE *f = fopen(path(name).c_str(), "rb");
-    if (!f) return "(missing)";
-    std::string out;
-    char buf[65536];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
-    fclose(f);
-    return out;
-  }
-  bool exists(const std::string &name) {
-    struct stat st;
-    return lstat(path(name).c_str(), &st) == 0;
-  }
+  std::string path(const std::string &name) const { return at(name); }
   mode_t mode_of(const std::string &name) {
     struct stat st;
     return stat(path(name).c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
   }
-
-  std::string dir;
   mode_t old_mask = 022;
-};
-
-struct Err {
-  explicit Err(Kes_err *e) : err(e) {}
-  ~Err() { delete err; }
-  Kes_err *err;
-  int code() const { return err ? err->code : 0; }
-  std::string text() const { return err ? err->text : "(no error)"; }
 };
 
 // Bytes that differ at every offset, so a misplaced window shows.
@@ -243,13 +206,10 @@ TEST_F(FileTest, CreateDirsMakesEveryLevelOnce) {
 }
 
 TEST_F(FileTest, CreateDirsRelativeAndForFiles) {
-  char cwd[1024];
-  ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
   ASSERT_EQ(chdir(dir.c_str()), 0);
   Err rel(kes_create_dirs("r1/r2/r3"));
   Err file(kes_create_file_dirs("f1/f2/main.c"));
   Err bare(kes_create_file_dirs("main.c"));
-  ASSERT_EQ(chdir(cwd), 0);
   EXPECT_EQ(rel.err, nullptr);
   EXPECT_TRUE(exists("r1/r2/r3"));
   EXPECT_EQ(file.err, nullptr);

@@ -3,7 +3,6 @@
 
 #include <pwd.h>
 #include <sys/utsname.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -13,7 +12,7 @@
 
 #include "util/kes_err.h"
 #include "util/kes_host.h"
-#include "util/kes_init.h"
+#include "util/scratch_helpers.h"
 
 TEST(Host, HostnameIsTheNodeName) {
   struct utsname u;
@@ -45,15 +44,9 @@ TEST(Host, UserFromPasswordDatabase) {
 TEST(Host, UserWithoutEntry) {
   const uid_t stranger = 54321;
   if (getpwuid(stranger)) GTEST_SKIP() << "uid 54321 has an entry here";
-  char *argv[] = {const_cast<char *>("thost"), nullptr};
-  kes_set_full_cmdname(argv);
+  set_cmdname("thost");
   kes_get_user(0, 0);  // fill the cache for the present user first
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    close(fds[0]);
+  Child c = run_in_child([&] {
     if (setuid(stranger) < 0) _exit(77);
     std::string report;
     report += kes_get_user(0, 0) ? "named" : "null";
@@ -63,19 +56,11 @@ TEST(Host, UserWithoutEntry) {
     report += err ? err->text : "no error\n";
     report += std::string(name) + "\n";
     delete err;
-    if (write(fds[1], report.data(), report.size()) < 0) _exit(1);
-    _exit(0);
-  }
-  close(fds[1]);
-  std::string out;
-  char buf[256];
-  ssize_t n;
-  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
-  close(fds[0]);
-  int status = 0;
-  waitpid(pid, &status, 0);
-  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "cannot change the user";
-  EXPECT_EQ(out,
+    return report;
+  });
+  if (c.status == 77) GTEST_SKIP() << "cannot change the user";
+  ASSERT_EQ(c.status, 0);
+  EXPECT_EQ(c.out,
             "null Unknown\n"
             "thost: Could not get username for uid 54321  (Error 2007)\n"
             "untouched\n");

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -16,6 +15,7 @@
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
+#include "util/scratch_helpers.h"
 
 namespace {
 const std::string kBin = std::string(BRINDLE_BINARY_DIR) + "/bin";
@@ -23,25 +23,8 @@ const std::string kBin = std::string(BRINDLE_BINARY_DIR) + "/bin";
 // kes_init changes process-wide state (umask, environment, command name), so each
 // story runs in a child and sends back what it saw.
 std::string in_child(const std::function<std::string()> &fn) {
-  int fds[2];
-  if (pipe(fds) != 0) return "pipe failed";
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(fds[0]);
-    std::string out = fn();
-    if (write(fds[1], out.data(), out.size()) < 0) _exit(2);
-    _exit(0);
-  }
-  close(fds[1]);
-  std::string out;
-  char buf[4096];
-  ssize_t n;
-  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, n);
-  close(fds[0]);
-  int st = 0;
-  waitpid(pid, &st, 0);
-  if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) out += "[child failed]";
-  return out;
+  Child c = run_in_child(fn);
+  return c.status == 0 ? c.out : c.out + "[child failed]";
 }
 
 std::string env(const char *name) {

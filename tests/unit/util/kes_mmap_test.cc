@@ -16,30 +16,21 @@
 #include <string>
 #include <vector>
 
-#include "util/kes_init.h"
 #include "util/kes_mmap.h"
+#include "util/scratch_helpers.h"
 
 namespace {
 
-class MmapTest : public testing::Test {
+class MmapTest : public Scratch {
 protected:
   void SetUp() override {
-    char *argv[] = {const_cast<char *>("/usr/bin/bringover"), nullptr};
-    kes_set_full_cmdname(argv);
-    char tmpl[] = "/tmp/kes_mmap_test.XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir = tmpl;
+    Scratch::SetUp();
+    set_cmdname("/usr/bin/bringover");
     page = (size_t)sysconf(_SC_PAGESIZE);
   }
-  void TearDown() override {
-    chmod(dir.c_str(), 0700);
-    std::string cmd = "rm -rf '" + dir + "'";
-    EXPECT_EQ(system(cmd.c_str()), 0);
-  }
   std::string write(const char *name, const std::string &data) {
-    std::string path = dir + "/" + name;
-    std::ofstream(path, std::ios::binary) << data;
-    return path;
+    write_file(name, data);
+    return at(name);
   }
   // All lines through gets, with a buffer that always fits.
   static std::vector<std::string> all_lines(Kes_mmap &m, Kes_err **err) {
@@ -63,7 +54,6 @@ protected:
     return got;
   }
 
-  std::string dir;
   size_t page = 0;
 };
 
@@ -319,17 +309,33 @@ TEST_F(MmapTest, HistoryFilesReadLikeTheStreamLibraryReadsThem) {
   }
 }
 
-TEST_F(MmapTest, MissingFileIsError1001) {
-  Kes_mmap m("absent", dir.c_str());
-  Kes_err *err = m.open();
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 1001);
-  EXPECT_EQ(err->system_errno, ENOENT);
-  EXPECT_EQ(text_of(err), "bringover: Open of \"" + dir +
-                              "/absent\" for reading failed  (Error 1001)"
-                              " - No such file or directory  (System error 2)\n");
-  EXPECT_EQ(m.fd, -1);
-  EXPECT_EQ(text_of(m.close()), "<no error>");
+TEST_F(MmapTest, OpenFailuresLeaveNothingOpen) {
+  struct stat root;
+  ASSERT_EQ(stat("/", &root), 0);
+  ASSERT_GT(root.st_size, 0) << "a directory with a size is needed";
+  struct {
+    std::string name;
+    const char *dir;
+    int code, sys;
+    std::string text;
+  } cases[] = {
+      {"absent", dir.c_str(), 1001, ENOENT,
+       "bringover: Open of \"" + dir + "/absent\" for reading failed  (Error 1001)"
+       " - No such file or directory  (System error 2)\n"},
+      // A directory opens and has a size, but cannot be mapped.
+      {"/", nullptr, 1030, ENODEV,
+       "bringover: Mmap of \"/\" failed  (Error 1030) - No such device  (System error 19)\n"},
+  };
+  for (const auto &c : cases) {
+    Kes_mmap m(c.name.c_str(), c.dir);
+    Kes_err *err = m.open();
+    ASSERT_NE(err, nullptr) << c.name;
+    EXPECT_EQ(err->code, c.code);
+    EXPECT_EQ(err->system_errno, c.sys);
+    EXPECT_EQ(text_of(err), c.text);
+    EXPECT_EQ(m.fd, -1);
+    EXPECT_EQ(text_of(m.close()), "<no error>");
+  }
 }
 
 TEST_F(MmapTest, UnreadableFileIsError1001) {
@@ -350,20 +356,6 @@ TEST_F(MmapTest, UnreadableFileIsError1001) {
       testing::ExitedWithCode(0),
       "bringover: Open of \"" + path +
           "\" for reading failed  \\(Error 1001\\) - Permission denied  \\(System error 13\\)");
-}
-
-TEST_F(MmapTest, DirectoryCannotBeMappedError1030) {
-  struct stat st;
-  ASSERT_EQ(stat("/", &st), 0);
-  ASSERT_GT(st.st_size, 0) << "a directory with a size is needed";
-  Kes_mmap m("/", nullptr);
-  Kes_err *err = m.open();
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 1030);
-  EXPECT_EQ(err->system_errno, ENODEV);
-  EXPECT_EQ(text_of(err),
-            "bringover: Mmap of \"/\" failed  (Error 1030) - No such device  (System error 19)\n");
-  EXPECT_EQ(m.fd, -1);  // not left open
 }
 
 TEST_F(MmapTest, CloseAndUnmapFailures) {

@@ -3,25 +3,23 @@
 // against stat still decide.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "util/kes_host.h"
 #include "util/kes_mount.h"
 #include "util/kes_path.h"
+#include "util/scratch_helpers.h"
 
 namespace {
 std::string host() {
@@ -33,36 +31,17 @@ std::string devstr(dev_t dev) {
   return std::to_string(major(dev)) + ":" + std::to_string(minor(dev));
 }
 
-class MountTest : public testing::Test {
+class MountTest : public Scratch {
 protected:
   void SetUp() override {
-    char tmpl[] = "/tmp/kes_mount_test.XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    char real[PATH_MAX];
-    ASSERT_NE(realpath(tmpl, real), nullptr);
-    dir = real;
+    Scratch::SetUp();
     struct stat st;
     ASSERT_EQ(stat(dir.c_str(), &st), 0);
     dev = st.st_dev;
-    char cwd[PATH_MAX];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd = cwd;
   }
   void TearDown() override {
     kes_delete_am_dirlist();
-    ASSERT_EQ(chdir(old_cwd.c_str()), 0);
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
-  std::string at(const std::string &rel) const { return dir + "/" + rel; }
-  void mkdirs(const std::string &rel) {
-    std::string cmd = "mkdir -p '" + at(rel) + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
-  void write_file(const std::string &rel, const std::string &text) {
-    std::ofstream out(at(rel));
-    out << text;
-    ASSERT_TRUE(out.good());
+    Scratch::TearDown();
   }
   std::string to_net(const std::string &path, const char *mounts, const char *info) {
     char buf[1024];
@@ -74,7 +53,6 @@ protected:
     char *r = kes_netpath_to_path_using(netpath.c_str(), buf, mounts);
     return r ? r : "<null>";
   }
-  std::string dir, old_cwd;
   dev_t dev = 0;
 };
 }  // namespace
@@ -367,13 +345,8 @@ TEST_F(MountTest, RealBindMountGivesTheSameNetpath) {
   mkdirs("dst");
   mkdirs("net/host/d");
   write_file("am", "a " + at("net") + " autofs rw 0 0\n");
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
+  Child c = run_in_child([&] {
     // A mount namespace of our own, so that nothing shows outside this child.
-    close(fds[0]);
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
       _exit(77);
     if (mount(at("src").c_str(), at("dst").c_str(), nullptr, MS_BIND, nullptr) != 0) _exit(77);
@@ -392,23 +365,13 @@ TEST_F(MountTest, RealBindMountGivesTheSameNetpath) {
       out += kes_path_to_netpath(via.c_str(), buf) ? buf : "<null>";
       out += '\n';
     }
-    if (::write(fds[1], out.data(), out.size()) != static_cast<ssize_t>(out.size())) _exit(2);
-    _exit(0);
-  }
-  close(fds[1]);
-  std::string got;
-  char chunk[4096];
-  ssize_t n;
-  while ((n = read(fds[0], chunk, sizeof chunk)) > 0) got.append(chunk, n);
-  close(fds[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no private mount namespace in this sandbox";
-  ASSERT_EQ(WEXITSTATUS(status), 0);
+    return out;
+  });
+  if (c.status == 77) GTEST_SKIP() << "no private mount namespace in this sandbox";
+  ASSERT_EQ(c.status, 0);
   std::string h = host();
   std::string expect = h + ":" + at("src/sub/f") + "\n" + h + ":" + at("src/sub/f") + "\n" + h +
                        ":" + at("src") + "\n";
   expect += at("net/host/d") + "\n" + h + ":" + at("net/host/d") + "\n";
-  EXPECT_EQ(got, expect);
+  EXPECT_EQ(c.out, expect);
 }

@@ -15,40 +15,14 @@
 #include <string>
 
 #include "util/kes_err.h"
-#include "util/kes_init.h"
 #include "util/kes_path.h"
+#include "util/scratch_helpers.h"
 
 namespace {
-void set_cmdname(const char *name) {
-  char *argv[] = {const_cast<char *>(name), nullptr};
-  kes_set_full_cmdname(argv);
-}
-
-// A scratch directory, named by its physical path, removed afterwards.
-class PathTest : public testing::Test {
+class PathTest : public Scratch {
 protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/kes_path_test.XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    char real[PATH_MAX];
-    ASSERT_NE(realpath(tmpl, real), nullptr);
-    dir = real;
-    char cwd[PATH_MAX];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    old_cwd = cwd;
-  }
-  void TearDown() override {
-    ASSERT_EQ(chdir(old_cwd.c_str()), 0);
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
-  std::string at(const std::string &rel) const { return dir + "/" + rel; }
   void mkdir_at(const std::string &rel) { ASSERT_EQ(mkdir(at(rel).c_str(), 0755), 0) << rel; }
-  void touch_at(const std::string &rel) {
-    int fd = open(at(rel).c_str(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_GE(fd, 0) << rel;
-    close(fd);
-  }
+  void touch_at(const std::string &rel) { write_file(rel, ""); }
   void link_at(const std::string &target, const std::string &rel) {
     ASSERT_EQ(symlink(target.c_str(), at(rel).c_str()), 0) << rel;
   }
@@ -62,7 +36,6 @@ protected:
     char *r = kes_labspath(p.c_str(), buf, sizeof buf);
     return r ? std::string(r) : std::string("<null>");
   }
-  std::string dir, old_cwd;
 };
 }  // namespace
 
@@ -389,19 +362,15 @@ TEST_F(PathTest, IsReadableDir) {
   }
   // As root every directory may be read: ask as an ordinary user instead.
   ASSERT_EQ(chmod(dir.c_str(), 0755), 0);
-  pid_t pid = fork();
-  ASSERT_GE(pid, 0);
-  if (pid == 0) {
-    if (setgid(65534) != 0 || setuid(65534) != 0) _exit(10);
-    int code = kes_is_readable_dir(at("open").c_str()) * 1 +
-               kes_is_readable_dir(at("closed").c_str()) * 2 +
-               kes_is_readable_dir(at("noexec").c_str()) * 4;
-    _exit(code);
-  }
-  int status = 0;
-  ASSERT_EQ(waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 1) << "only the world-searchable directory is readable";
+  Child c = run_in_child([&] {
+    if (setgid(65534) != 0 || setuid(65534) != 0) _exit(77);
+    std::string r;
+    for (const char *d : {"open", "closed", "noexec"})
+      r += std::to_string(kes_is_readable_dir(at(d).c_str()));
+    return r;
+  });
+  ASSERT_EQ(c.status, 0);
+  EXPECT_EQ(c.out, "100") << "only the world-searchable directory is readable";
 }
 
 TEST(EmptyLine, BlanksOnly) {

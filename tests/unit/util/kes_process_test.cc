@@ -13,69 +13,20 @@
 #include <vector>
 
 #include "util/kes_err.h"
-#include "util/kes_init.h"
 #include "util/kes_process.h"
+#include "util/scratch_helpers.h"
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
 namespace {
-class Process : public testing::Test {
+class Process : public Scratch {
 protected:
   void SetUp() override {
-    char *argv[] = {const_cast<char *>("/usr/bin/tproc"), nullptr};
-    kes_set_full_cmdname(argv);
-    char tmpl[] = "/tmp/kes_process_test.XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    dir = tmpl;
+    Scratch::SetUp();
+    set_cmdname("/usr/bin/tproc");
   }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
-  bool exists(const std::string &name) {
-    struct stat st;
-    return stat((dir + "/" + name).c_str(), &st) == 0;
-  }
-  std::string dir;
 };
-
-// Owns an error so that a failing assertion does not leak it.
-struct Err {
-  explicit Err(Kes_err *e) : err(e) {}
-  ~Err() { delete err; }
-  Kes_err *err;
-  int code() const { return err ? err->code : 0; }
-  std::string text() const { return err ? err->text : "(no error)"; }
-};
-
-// Runs fn in a child process as the user nobody, limited to no further
-// processes, so that vfork fails.  Returns what the child wrote on stderr, or
-// skips when this process may not change its user.
-std::string run_without_processes(void (*fn)()) {
-  int fds[2];
-  if (pipe(fds) < 0) return "pipe failed";
-  pid_t pid = fork();
-  if (pid == 0) {
-    dup2(fds[1], 2);
-    close(fds[0]);
-    struct rlimit none = {0, 0};
-    if (setgid(65534) < 0 || setuid(65534) < 0 || setrlimit(RLIMIT_NPROC, &none) < 0) _exit(77);
-    fn();
-    fflush(stderr);
-    _exit(0);
-  }
-  close(fds[1]);
-  std::string out;
-  char buf[512];
-  ssize_t n;
-  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, static_cast<size_t>(n));
-  close(fds[0]);
-  int status;
-  waitpid(pid, &status, 0);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 77) return "skip";
-  return out;
-}
 }  // namespace
 
 TEST_F(Process, ShellStatusesAreDecoded) {
@@ -202,11 +153,8 @@ TEST_F(Process, ExecFailureIsReportedByChildAndParent) {
   EXPECT_EQ(rc, 127);
 
   // A file that is not a program: permission denied.
-  std::string text = dir + "/text";
-  FILE *f = fopen(text.c_str(), "w");
-  ASSERT_NE(f, nullptr);
-  fputs("not a program\n", f);
-  fclose(f);
+  write_file("text", "not a program\n");
+  std::string text = at("text");
   CaptureStderr();
   Err denied(kes_execute_cmd(text.c_str(), argv));
   EXPECT_NE(GetCapturedStderr().find("(Error 1028) - Permission denied  (System error 13)"),
@@ -264,18 +212,25 @@ TEST_F(Process, WaitFailureIsError1029) {
 }
 
 TEST_F(Process, VforkFailureIsReported) {
-  std::string said = run_without_processes([] {
-    char *argv[] = {const_cast<char *>("true"), nullptr};
-    long pid = 99;
-    Kes_err *err = kes_execute_cmd_bg("/bin/true", argv, &pid);
-    if (err) err->print();
-    delete err;
-    if (pid != -1) fputs("pid was not -1\n", stderr);
-    KesGCommand cmd("echo hi");
-    if (cmd.invoke() != -1) fputs("invoke did not give -1\n", stderr);
-  });
-  if (said == "skip") GTEST_SKIP() << "cannot change to the user nobody";
-  EXPECT_EQ(said,
+  // As the user nobody with no further processes allowed, vfork fails.
+  Child c = run_in_child(
+      [] {
+        struct rlimit none = {0, 0};
+        if (setgid(65534) < 0 || setuid(65534) < 0 || setrlimit(RLIMIT_NPROC, &none) < 0) _exit(77);
+        char *argv[] = {const_cast<char *>("true"), nullptr};
+        long pid = 99;
+        Kes_err *err = kes_execute_cmd_bg("/bin/true", argv, &pid);
+        if (err) err->print();
+        delete err;
+        if (pid != -1) fputs("pid was not -1\n", stderr);
+        KesGCommand cmd("echo hi");
+        if (cmd.invoke() != -1) fputs("invoke did not give -1\n", stderr);
+        return std::string();
+      },
+      true);
+  if (c.status == 77) GTEST_SKIP() << "cannot change to the user nobody";
+  EXPECT_EQ(c.status, 0);
+  EXPECT_EQ(c.out,
             "tproc: Cannot start command \"/bin/true\" because vfork failed  (Error 1032)"
             " - Resource temporarily unavailable  (System error 11)\n"
             "Cannot start command \"echo hi\" because vfork failed\n");
@@ -291,12 +246,7 @@ TEST_F(Process, CommandRunsShellWithoutWaiting) {
   int status = 0;
   ASSERT_EQ(waitpid(static_cast<pid_t>(pid), &status, 0), pid);
   EXPECT_EQ(WEXITSTATUS(status), 7);
-  FILE *f = fopen(mark.c_str(), "r");
-  ASSERT_NE(f, nullptr);
-  char line[64] = "";
-  EXPECT_NE(fgets(line, sizeof line, f), nullptr);
-  fclose(f);
-  EXPECT_STREQ(line, "/bin/sh\n");
+  EXPECT_EQ(read_file("cmd"), "/bin/sh\n");
 
   // A text longer than the buffer is cut, not overrun.
   std::string huge(5000, 'x');
@@ -324,14 +274,7 @@ protected:
     unsetenv("BRINDLE_PATH_ONLY");
     Process::TearDown();
   }
-  void program(const std::string &name, mode_t mode = 0755) {
-    std::string p = dir + "/" + name;
-    FILE *f = fopen(p.c_str(), "w");
-    ASSERT_NE(f, nullptr);
-    fputs("#!/bin/sh\n", f);
-    fclose(f);
-    ASSERT_EQ(chmod(p.c_str(), mode), 0);
-  }
+  void program(const std::string &name, mode_t mode = 0755) { write_file(name, "#!/bin/sh\n", mode); }
   std::string find(const char *cmd) {
     char buf[1024] = "untouched";
     Err err(kes_find_executable(cmd, buf));

@@ -132,37 +132,27 @@ void (*alarm_handler())(int) {
 }  // namespace
 
 TEST(Heartbeat, EnvironmentChoosesTheInterval) {
-  signal(SIGALRM, SIG_DFL);
-  unsetenv("KES_TEST_BEAT");
-  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
-  EXPECT_EQ(pending_alarm(), 7u);
-  kes_heartbeat_disable();
-
-  setenv("KES_TEST_BEAT", "3", 1);
-  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
-  EXPECT_EQ(pending_alarm(), 3u);
-  kes_heartbeat_disable();
-
-  // A negative value means the caller's default.
-  setenv("KES_TEST_BEAT", "-5", 1);
-  kes_heartbeat_enable(7, "KES_TEST_BEAT", "%f\n");
-  EXPECT_EQ(pending_alarm(), 7u);
-  kes_heartbeat_disable();
-  EXPECT_EQ(alarm_handler(), SIG_IGN);
-
-  // Without a variable name only the default counts.
-  kes_heartbeat_enable(4, nullptr, "%f\n");
-  EXPECT_EQ(pending_alarm(), 4u);
-  kes_heartbeat_disable();
-}
-
-TEST(Heartbeat, ZeroTurnsItOff) {
-  signal(SIGALRM, SIG_DFL);
-  setenv("KES_TEST_BEAT", "0", 1);
-  kes_heartbeat_enable(60, "KES_TEST_BEAT", "%f\n");
-  EXPECT_EQ(pending_alarm(), 0u);
-  EXPECT_EQ(alarm_handler(), SIG_DFL);  // no handler installed
-  kes_heartbeat_disable();
+  struct {
+    const char *value;  // of KES_TEST_BEAT; null for unset
+    const char *var;    // the name passed; null for none
+    unsigned deflt, alarm;
+  } cases[] = {
+      {nullptr, "KES_TEST_BEAT", 7, 7},
+      {"3", "KES_TEST_BEAT", 7, 3},
+      {"-5", "KES_TEST_BEAT", 7, 7},  // negative: the caller's default
+      {"3", nullptr, 4, 4},           // without a name only the default counts
+      {"0", "KES_TEST_BEAT", 60, 0},  // zero turns it off
+  };
+  for (const auto &c : cases) {
+    signal(SIGALRM, SIG_DFL);
+    if (c.value) setenv("KES_TEST_BEAT", c.value, 1); else unsetenv("KES_TEST_BEAT");
+    kes_heartbeat_enable(static_cast<int>(c.deflt), c.var, "%f\n");
+    EXPECT_EQ(pending_alarm(), c.alarm) << (c.value ? c.value : "unset");
+    // A handler only when it beats.
+    EXPECT_EQ(alarm_handler() == SIG_DFL, c.alarm == 0) << (c.value ? c.value : "unset");
+    kes_heartbeat_disable();
+    EXPECT_EQ(alarm_handler(), SIG_IGN);
+  }
   unsetenv("KES_TEST_BEAT");
 }
 
