@@ -7,8 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "util/kes_err.h"
@@ -18,6 +16,10 @@
 #include "workspace/kes_access.h"
 #include "workspace/kes_notify.h"
 #include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::read_file;
+using ws_test::write_file;
 
 namespace {
 
@@ -35,18 +37,6 @@ Kes_access *entry(const char *values) {
     }
   }
   return new Kes_access(nullptr, "bringover-to", list);
-}
-
-std::string slurp(const std::string &path) {
-  std::ifstream in(path);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-void spit(const std::string &path, const std::string &text) {
-  std::ofstream out(path);
-  out << text;
 }
 
 TEST(AccessValuesTest, ListsAreReadLeftToRight) {
@@ -83,27 +73,21 @@ TEST(AccessValuesTest, NoValuesGrantEverybodyAndNamesCompareOn32Bytes) {
 
 class AccessFileTest : public ::testing::Test {
 protected:
-  std::string dir;
+  ws_test::TempDir tmp;
+  std::string dir = tmp.path();
   Kes_workspace *ws = nullptr;
   std::string file;
   std::string user;
 
   void SetUp() override {
-    char tmpl[] = "/tmp/brindle-access-test.XXXXXX";
-    dir = mkdtemp(tmpl);
-    ASSERT_EQ(mkdir((dir + "/ws").c_str(), 0755), 0);
-    ASSERT_EQ(mkdir((dir + "/ws/Brindle_wsdata").c_str(), 0777), 0);
+    ws_test::make_ws(dir + "/ws");
     Kes_err *err = nullptr;
     ws = new Kes_workspace((dir + "/ws").c_str(), &err);
     ASSERT_EQ(err, nullptr);
     file = dir + "/ws/Brindle_wsdata/access_control";
     user = kes_get_user(0, 1) ? kes_get_user(0, 1) : "";
   }
-  void TearDown() override {
-    delete ws;
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
+  void TearDown() override { delete ws; }
   int granted(const char *operation, const char *who) {
     int g = -1;
     Kes_err *err = ws->access_granted(operation, who, &g);
@@ -116,7 +100,7 @@ protected:
 };
 
 TEST_F(AccessFileTest, EntriesKeepTheirCommentsAndSplitAtAnySeparator) {
-  spit(file,
+  write_file(file,
        "VERSION 2\n# who may bring over\n\nbringover-to  alice, bob\tcarol:dave # team\n"
        "undo\n");
   Kes_md_access *md = nullptr;
@@ -199,13 +183,13 @@ TEST_F(AccessFileTest, DefaultFileGivesTheCreatorTheWorkspaceAndEverybodyTheTran
   EXPECT_EQ(granted("workspace-delete", user.c_str()), 1);
   EXPECT_EQ(granted("workspace-delete", "somebody-else"), 0);
   EXPECT_EQ(granted("bringover-from", "somebody-else"), 1);
-  EXPECT_EQ(slurp(file).compare(0, 10, "VERSION 2\n"), 0);
+  EXPECT_EQ(read_file(file).compare(0, 10, "VERSION 2\n"), 0);
 }
 
 TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
   EXPECT_EQ(granted("workspace-delete", "anybody"), 1) << "no file: everything is allowed";
 
-  spit(file, "VERSION 2\nbringover-from\t\t-\n");
+  write_file(file, "VERSION 2\nbringover-from\t\t-\n");
   EXPECT_EQ(granted("bringover-from", user.c_str()), 0);
   // Not in the file: the built-in default, whose creator is the running user.
   EXPECT_EQ(granted("workspace-delete", user.c_str()), 1);
@@ -225,11 +209,11 @@ TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
 }
 
 TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
-  spit(file, "VERSION 1\nundo\t\t\t-\n");
+  write_file(file, "VERSION 1\nundo\t\t\t-\n");
   EXPECT_EQ(granted("undo", user.c_str()), 0);
-  EXPECT_EQ(slurp(file), "VERSION 2\nundo\t\t\t-\n");
+  EXPECT_EQ(read_file(file), "VERSION 2\nundo\t\t\t-\n");
 
-  spit(file, "VERSION 3\nundo\n");
+  write_file(file, "VERSION 3\nundo\n");
   int g = -1;
   Kes_err *err = ws->access_granted("undo", user.c_str(), &g);
   ASSERT_NE(err, nullptr);
@@ -238,7 +222,7 @@ TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
 }
 
 TEST_F(AccessFileTest, ChecksGiveTheOperationsOwnTextAsErrorOrWarning) {
-  spit(file, "VERSION 2\nbringover-to\t\t-\nworkspace-reparent\t-\n");
+  write_file(file, "VERSION 2\nbringover-to\t\t-\nworkspace-reparent\t-\n");
   Kes_err *err = kes_check_access("bringover-to", ws);
   ASSERT_NE(err, nullptr);
   EXPECT_EQ(err->code, 2065);
@@ -264,7 +248,7 @@ TEST_F(AccessFileTest, ChecksGiveTheOperationsOwnTextAsErrorOrWarning) {
 }
 
 TEST_F(AccessFileTest, DirectoryAcceptedInPlaceOfAWorkspaceIsNotChecked) {
-  spit(file, "VERSION 2\nbringover-to\t\t-\n");
+  write_file(file, "VERSION 2\nbringover-to\t\t-\n");
   ws->not_real = 1;
   EXPECT_EQ(granted("bringover-to", user.c_str()), 1);
 }
@@ -273,7 +257,7 @@ class NotifyFileTest : public AccessFileTest {
 protected:
   // Reads the notification file; the error's code, 0 for success.
   int read(const std::string &text, Kes_notifylist *list, std::string *msg = nullptr) {
-    spit(dir + "/ws/Brindle_wsdata/notification", text);
+    write_file(dir + "/ws/Brindle_wsdata/notification", text);
     Kes_md_notify *md = nullptr;
     EXPECT_EQ(ws->get_md_notify(&md), nullptr);
     Kes_err *err = md->get_contents(list);

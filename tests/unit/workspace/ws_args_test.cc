@@ -16,23 +16,13 @@
 using ws_test::Err;
 using ws_test::make_ws;
 using ws_test::read_file;
+using ws_test::strings;
+using ws_test::strlist;
 using ws_test::take;
 using ws_test::TempDir;
 using ws_test::write_file;
 
 namespace {
-
-Kes_strlist *strlist(const std::vector<std::string> &v) {
-  Kes_strlist *l = new Kes_strlist;
-  for (auto &s : v) l->add_new_data(strdup(s.c_str()));
-  return l;
-}
-
-std::vector<std::string> strings(Kes_strlist &l) {
-  std::vector<std::string> v;
-  for (Kes_listelem *e = l.head.next; e != &l.head; e = e->next) v.push_back((char *)e->data);
-  return v;
-}
 
 class Args : public testing::Test {
 protected:
@@ -79,7 +69,7 @@ TEST_F(Args, RewriteWritesSecondListFirstAndSavesTheOldFile) {
   write_file(md + "/args", "VERSION 1\n# chosen by hand\nsrc   # the sources\n\nlib\n");
   Kes_strlist lines;
   ASSERT_EQ(take(args->get_lines(&lines)).code, 0);
-  EXPECT_EQ(strings(lines), (std::vector<std::string>{"src   ", "lib"}));
+  EXPECT_EQ(strings(&lines), (std::vector<std::string>{"src   ", "lib"}));
   delete dirs;
   delete files;
   delete next;

@@ -11,20 +11,14 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
 
 namespace {
 
 class CreateWsTest : public ::testing::Test {
 protected:
-  std::string dir;
-  void SetUp() override {
-    char tmpl[] = "/tmp/brindle-create-test.XXXXXX";
-    dir = mkdtemp(tmpl);
-  }
-  void TearDown() override {
-    std::string cmd = "rm -rf '" + dir + "'";
-    ASSERT_EQ(system(cmd.c_str()), 0);
-  }
+  ws_test::TempDir tmp;
+  std::string dir = tmp.path();
   static mode_t mode_of(const std::string &path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
@@ -90,15 +84,12 @@ TEST_F(CreateWsTest, ExistingWorkspaceAndNestedWorkspacesAreRefused) {
                       "/a/b\" because\nit would be nested within workspace \"" + outer + "\""),
             std::string::npos)
       << text;
-  struct stat st;
-  EXPECT_NE(stat((outer + "/a").c_str(), &st), 0) << "nothing is made for a refused create";
+  EXPECT_FALSE(ws_test::file_exists(outer + "/a")) << "nothing is made for a refused create";
 }
 
 TEST_F(CreateWsTest, PlaceThatCannotHoldADirectoryGivesTheMkdirError) {
   std::string file = dir + "/plain-file";
-  FILE *f = fopen(file.c_str(), "w");
-  ASSERT_NE(f, nullptr);
-  fclose(f);
+  ws_test::write_file(file, "");
   std::string text;
   EXPECT_EQ(create(file + "/ws", &text), 1013);
   EXPECT_NE(text.find("Mkdir of \""), std::string::npos) << text;

@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "util/kes_err.h"
+#include "util/kes_host.h"
 #include "util/kes_init.h"
+#include "util/kes_list.h"
 
 namespace ws_test {
 
@@ -124,6 +126,21 @@ std::string sh(const std::string &cmd) {
   while ((n = fread(buf, 1, sizeof buf, p)) > 0) s.append(buf, n);
   pclose(p);
   return s;
+}
+
+std::string net(const std::string &path) { return std::string(kes_hostname()) + ":" + path; }
+
+std::vector<std::string> strings(const Kes_strlist *l) {
+  std::vector<std::string> v;
+  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next)
+    v.push_back(static_cast<char *>(e->data));
+  return v;
+}
+
+Kes_strlist *strlist(const std::vector<std::string> &v) {
+  Kes_strlist *l = new Kes_strlist;
+  for (auto &s : v) l->add_new_data(strdup(s.c_str()));
+  return l;
 }
 
 }  // namespace ws_test

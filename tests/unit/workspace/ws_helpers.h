@@ -5,8 +5,10 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 class Kes_err;
+class Kes_strlist;
 
 namespace ws_test {
 
@@ -50,6 +52,13 @@ int in_child(const std::function<int()> &fn);
 
 // Output of a shell command.
 std::string sh(const std::string &cmd);
+
+// This host's network name of a path, "host:/path".
+std::string net(const std::string &path);
+
+// A string list's members in order, and a new list made of strings.
+std::vector<std::string> strings(const Kes_strlist *l);
+Kes_strlist *strlist(const std::vector<std::string> &v);
 
 }  // namespace ws_test
 

@@ -13,20 +13,16 @@
 
 namespace {
 
-// The SCCS programs, found the way the engine finds them.
-std::string cssc(const char *prog) {
-  kes_set_path();
-  return prog;
-}
-
 TEST(WorkspaceHistory, FilesFromTheFactory) {
   ws_test::TempDir tmp;
   std::string root = ws_test::make_ws(tmp.file("ws"));
   ws_test::make_dirs(root + "/src/SCCS");
   ws_test::write_file(root + "/src/a.c", "int a;\n");
-  std::string cmd = "cd '" + root + "/src' && " + cssc("admin") + " -ia.c SCCS/s.a.c && rm a.c && " +
-                    cssc("get") + " -e -s SCCS/s.a.c && echo 'int b;' >> a.c && " + cssc("delta") +
-                    " -s -y'second' SCCS/s.a.c && " + cssc("get") + " -e -s SCCS/s.a.c";
+  kes_set_path();  // the SCCS programs, found the way the engine finds them
+  std::string cmd = "cd '" + root +
+                    "/src' && admin -ia.c SCCS/s.a.c && rm a.c && get -e -s SCCS/s.a.c && "
+                    "echo 'int b;' >> a.c && delta -s -y'second' SCCS/s.a.c && "
+                    "get -e -s SCCS/s.a.c";
   ASSERT_EQ(system(cmd.c_str()), 0) << cmd;
   Kes_workspace ws(root.c_str(), nullptr);
   ASSERT_EQ(chdir(root.c_str()), 0);

@@ -21,25 +21,19 @@
 
 using ws_test::Err;
 using ws_test::make_ws;
+using ws_test::net;
 using ws_test::read_file;
+using ws_test::strings;
 using ws_test::take;
 using ws_test::TempDir;
 using ws_test::write_file;
 
 namespace {
 
-std::string host() { return kes_hostname(); }
-
 std::vector<std::string> names(Kes_wslist *l) {
   std::vector<std::string> v;
   for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next)
     v.push_back(static_cast<Kes_workspace *>(e->data)->wsname);
-  return v;
-}
-
-std::vector<std::string> strings(Kes_strlist *l) {
-  std::vector<std::string> v;
-  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next) v.push_back((char *)e->data);
   return v;
 }
 
@@ -49,7 +43,6 @@ protected:
   std::string md(const std::string &ws, const char *file) {
     return ws + "/Brindle_wsdata/" + file;
   }
-  std::string net(const std::string &path) { return host() + ":" + path; }
 };
 
 TEST_F(Links, ParentAndChildrenRoundTrip) {
@@ -106,7 +99,7 @@ TEST_F(Links, OnlyTheFirstParentLineCounts) {
 
 TEST_F(Links, UnreachableChildAndForeignLineForms) {
   std::string p = make_ws(tmp.file("p")), c = make_ws(tmp.file("c"));
-  std::string far = "unreachable-" + host() + "-x:/export/ws";
+  std::string far = "unreachable-" + std::string(kes_hostname()) + "-x:/export/ws";
   write_file(md(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
   Kes_workspace parent(p.c_str(), nullptr);
   Kes_wslist *kids = nullptr;
