@@ -237,7 +237,6 @@ TEST(NtRecord, EqualityHashCopyAndNulls) {
   EXPECT_TRUE(kes_nt_equal(&none1, &none2));
   EXPECT_FALSE(kes_nt_equal(&none1, a));
   EXPECT_EQ(kes_nt_hash(&none1), 0);
-  EXPECT_EQ(kes_nt_hash(a), kes_str_hash("a") + kes_smid_hash(a->smid));
   // A record whose name lies in someone else's text copies to an owned one.
   char text[] = "borrowed";
   Kes_nt lent;
@@ -355,7 +354,6 @@ TEST_F(Nametable, AJournalWithRecordsIsReplayedAndTheTableWritten) {
   EXPECT_EQ(records(), expect);
   EXPECT_FALSE(file_exists(journal));
   EXPECT_FALSE(nt->dirty);
-  EXPECT_EQ(sorted_lines(read_file(table)).size(), 5u);
   std::vector<std::string> lines = sorted_lines(read_file(table));
   lines.erase(std::find(lines.begin(), lines.end(), "VERSION 1"));
   EXPECT_EQ(lines, expect);
