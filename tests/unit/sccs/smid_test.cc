@@ -99,7 +99,7 @@ TEST(SmidHash, IntAndStringTablesMatchKeysByValue) {
   Kes_smid_int_hash ints(-1);
   Kes_smid_str_hash strs;
   std::vector<Kes_smid *> keys;
-  char names[300][8];
+  char names[300][16];
   for (int i = 0; i < 300; i++) {  // enough to make the tables grow several times
     keys.push_back(make(i, 0x9e3779b9u * i, 7, i * 3));
     snprintf(names[i], sizeof names[i], "f%d", i);
