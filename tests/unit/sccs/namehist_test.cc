@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <cstring>
 #include <functional>
 #include <string>
@@ -25,12 +22,6 @@ using namespace sdata_test;
 
 namespace {
 
-Kes_strlist *lines_of(std::vector<std::string> v) {
-  Kes_strlist *l = new Kes_strlist;
-  for (const std::string &s : v) l->add_new_copy(const_cast<char *>(s.c_str()));
-  return l;
-}
-
 // The tree as "serial pred name" in pre-order, children in chain order.
 std::string shape(Kes_name_tree *t) {
   std::string out;
@@ -47,7 +38,7 @@ std::string shape(Kes_name_tree *t) {
 }
 
 Kes_err *build(Kes_name_tree *t, std::vector<std::string> lines, const char *current) {
-  Kes_strlist *l = lines_of(lines);
+  Kes_strlist *l = strlist(lines);
   Kes_err *err = t->build_name_tree("s.f", l, current, 1);
   delete l;
   return err;
@@ -55,75 +46,59 @@ Kes_err *build(Kes_name_tree *t, std::vector<std::string> lines, const char *cur
 
 // ---------------------------------------------------------------------------
 
-TEST(NamehistTree, StoredLinesMakeTheTreeLowestSerialFirst) {
+// Stored lines, newest first, and the file's current name: the tree, lowest
+// serial first, and whether the current name was new.
+TEST(NamehistTree, StoredLinesMakeTheTree) {
+  struct Case {
+    std::vector<std::string> lines;
+    const char *current, *shape;
+    int gained, nodes;
+  } cases[] = {
+      {{"4 2 d\n", "3 1 c\n", "2 1 b\n", "1 0 a\n"}, "d", "1 0 a;2 1 b;4 2 d;3 1 c;", 0, 4},
+      // A new name goes under the latest.
+      {{"3 1 c\n", "2 1 b\n", "1 0 a\n"}, "e", "1 0 a;2 1 b;4 2 e;3 1 c;", 1, 4},
+      {{}, "src/x.c", "1 0 src/x.c;", 1, 1},
+      // Paths keep their blanks; a fake root is known by its name.
+      {{"3 1 b c  d\n", "2 1 a b\n", "1 0 /fake\n"}, "a b", "1 0 /fake fake;2 1 a b;3 1 b c  d;", 0,
+       3},
+      // A repeated serial passes and the later line wins.
+      {{"2 1 b\n", "2 1 c\n", "1 0 a\n"}, "c", "1 0 a;2 1 c;", 0, 2},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.shape);
+    Kes_name_tree t;
+    ASSERT_EQ(nullptr, build(&t, c.lines, c.current));
+    EXPECT_EQ(c.shape, shape(&t));
+    EXPECT_EQ(c.gained, t.gained);
+    EXPECT_EQ(c.nodes, t.node_count);
+    if (c.gained && !c.lines.empty()) {
+      EXPECT_EQ(c.nodes, t.size);  // the new name took the next serial
+    }
+    EXPECT_STREQ(c.current, kes_latest_name(&t)->name);
+  }
   Kes_name_tree t;
   ASSERT_EQ(nullptr, build(&t, {"4 2 d\n", "3 1 c\n", "2 1 b\n", "1 0 a\n"}, "d"));
-  EXPECT_EQ("1 0 a;2 1 b;4 2 d;3 1 c;", shape(&t));
-  EXPECT_EQ(4, t.node_count);
-  EXPECT_EQ(0, t.gained);
-  EXPECT_STREQ("d", kes_latest_name(&t)->name);
   EXPECT_EQ(1u, t.ith_node(4)->side);
   EXPECT_EQ(t.ith_node(2), t.ith_node(4)->parent);
 }
 
-TEST(NamehistTree, NewCurrentNameGoesUnderTheLatest) {
-  Kes_name_tree t;
-  ASSERT_EQ(nullptr, build(&t, {"3 1 c\n", "2 1 b\n", "1 0 a\n"}, "e"));
-  EXPECT_EQ("1 0 a;2 1 b;4 2 e;3 1 c;", shape(&t));
-  EXPECT_EQ(1, t.gained);
-  EXPECT_EQ(4, t.node_count);
-  EXPECT_EQ(4, t.size);
-  EXPECT_STREQ("e", kes_latest_name(&t)->name);
-}
-
-TEST(NamehistTree, NoLinesGiveOneNodeWithTheCurrentName) {
-  Kes_name_tree t;
-  ASSERT_EQ(nullptr, build(&t, {}, "src/x.c"));
-  EXPECT_EQ("1 0 src/x.c;", shape(&t));
-  EXPECT_EQ(1, t.gained);
-  EXPECT_EQ(1, t.node_count);
-}
-
-TEST(NamehistTree, PathsKeepBlanksAndFakeRootsAreKnown) {
-  Kes_name_tree t;
-  ASSERT_EQ(nullptr, build(&t, {"3 1 b c  d\n", "2 1 a b\n", "1 0 /fake\n"}, "a b"));
-  EXPECT_EQ("1 0 /fake fake;2 1 a b;3 1 b c  d;", shape(&t));
-  EXPECT_EQ(0, t.gained);
-}
-
-TEST(NamehistTree, RepeatedSerialPassesAndTheLaterLineWins) {
-  Kes_name_tree t;
-  ASSERT_EQ(nullptr, build(&t, {"2 1 b\n", "2 1 c\n", "1 0 a\n"}, "c"));
-  EXPECT_EQ("1 0 a;2 1 c;", shape(&t));
-  EXPECT_EQ(2, t.node_count);
-}
-
 TEST(NamehistTree, BadLinesAreRefused) {
-  {
+  const std::string parse = "Could not parse name history for file\n\"s.f\",\nline contains: ";
+  struct Case {
+    std::vector<std::string> lines;
+    int code;
+    std::string text;
+  } cases[] = {
+      {{"2 1 b\n", "7\n"}, 2079, parse + "7"},
+      {{"x y path\n"}, 2079, parse + "x y path"},
+      {{"2 1 b\n", "3 1 c\n"}, 2059, "Name history serial number 3 out of order in file \"s.f\""},
+      // A predecessor that isn't older than its node would make a loop.
+      {{"2 2 b\n", "1 0 a\n"}, 2079, parse + "2 2 b"},
+      {{"2 1 b\n"}, 2079, parse + "2 1 b"},
+  };
+  for (const Case &c : cases) {
     Kes_name_tree t;
-    expect_error(build(&t, {"2 1 b\n", "7\n"}, "b"), 2079,
-                 "Could not parse name history for file\n\"s.f\",\nline contains: 7");
-  }
-  {
-    Kes_name_tree t;
-    expect_error(build(&t, {"x y path\n"}, "b"), 2079,
-                 "Could not parse name history for file\n\"s.f\",\nline contains: x y path");
-  }
-  {
-    Kes_name_tree t;
-    expect_error(build(&t, {"2 1 b\n", "3 1 c\n"}, "b"), 2059,
-                 "Name history serial number 3 out of order in file \"s.f\"");
-  }
-  {
-    // A predecessor that isn't older than its node would make a loop.
-    Kes_name_tree t;
-    expect_error(build(&t, {"2 2 b\n", "1 0 a\n"}, "b"), 2079,
-                 "Could not parse name history for file\n\"s.f\",\nline contains: 2 2 b");
-  }
-  {
-    Kes_name_tree t;
-    expect_error(build(&t, {"2 1 b\n"}, "b"), 2079,
-                 "Could not parse name history for file\n\"s.f\",\nline contains: 2 1 b");
+    expect_error(build(&t, c.lines, "b"), c.code, c.text);
   }
 }
 
@@ -251,12 +226,8 @@ struct Fast {
   }
   std::vector<std::string> smids() {
     std::vector<std::string> v;
-    for (Kes_listelem *e = deltas->head.next; e != &deltas->head; e = e->next) {
-      Kes_smid *s = kes_smid_from_delta(static_cast<Kes_delta *>(e->data));
-      char buf[KES_SMID_TEXT_SIZE];
-      v.push_back(s->to_text(buf));
-      delete s;
-    }
+    for (Kes_listelem *e = deltas->head.next; e != &deltas->head; e = e->next)
+      v.push_back(smid_text(kes_smid_from_delta(static_cast<Kes_delta *>(e->data))));
     return v;
   }
 };
@@ -264,18 +235,6 @@ struct Fast {
 Kes_err *fast_read(const std::string &sfile, const char *name, Fast *out, Kes_mmap *mm = nullptr) {
   SCCS_sfile f(sfile.c_str());
   return f.build_nametree_deltalist(mm, name, &out->tree, &out->deltas, &out->conflicted);
-}
-
-std::string full_root_smid(const std::string &sfile) {
-  SCCS_sfile f(sfile.c_str());
-  Kes_err *err = f.buildtree(0, 0, 0);
-  EXPECT_EQ(nullptr, err);
-  delete err;
-  Kes_smid *s = kes_smid_from_delta(f.root_delta());
-  char buf[KES_SMID_TEXT_SIZE];
-  std::string t = s->to_text(buf);
-  delete s;
-  return t;
 }
 
 TEST(NamehistFast, GivesTheRootAndTheSameTreeAsAFullRead) {
@@ -292,7 +251,7 @@ TEST(NamehistFast, GivesTheRootAndTheSameTreeAsAFullRead) {
   ASSERT_EQ(1, fast.deltas->count);
   Kes_delta *root = static_cast<Kes_delta *>(fast.deltas->head.next->data);
   EXPECT_EQ(1, root->serial);
-  EXPECT_EQ(std::vector<std::string>{full_root_smid(s)}, fast.smids());
+  EXPECT_EQ(std::vector<std::string>{root_smid(s, 0)}, fast.smids());
 }
 
 TEST(NamehistFast, ReportsAConflictRecord) {
@@ -301,7 +260,7 @@ TEST(NamehistFast, ReportsAConflictRecord) {
   {
     SCCS_sfile f(s.c_str());
     Kes_sdata sd(&f, 0);
-    Kes_strlist *v = lines_of({"noforce /ws 1.3 1.2.1.1"});
+    Kes_strlist *v = strlist({"noforce /ws 1.3 1.2.1.1"});
     ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_CONFLICT, v));
     delete v;
     ASSERT_EQ(nullptr, f.write());
@@ -314,16 +273,7 @@ TEST(NamehistFast, ReportsAConflictRecord) {
 
 TEST(NamehistFast, UnderAFakeRootListsEveryRealRoot) {
   TempDir d;
-  std::string s = d.file("s.two");
-  write_file(s,
-             "\001h00000\n"
-             "\001s 00001/00000/00000\n\001d D 1.1.1.1 92/01/01 00:00:00 u 3 1\n\001c b\n\001e\n"
-             "\001s 00001/00000/00000\n\001d D 1.2 92/01/01 00:00:00 u 2 1\n\001c a\n\001e\n"
-             "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake 1 0\n"
-             "\001c Fake root\n\001e\n"
-             "\001u\n\001U\n\001t\n\001T\n"
-             "\001I 3\nthree\n\001E 3\n\001I 2\ntwo\n\001E 2\n\001I 1\n\001E 1\n");
-  ASSERT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
+  std::string s = fake_rooted(d.path(), "\001c a\n", "\001c b\n");
   ASSERT_EQ(0, val(s));
   Fast fast;
   ASSERT_EQ(nullptr, fast_read(s, "two", &fast));
@@ -331,12 +281,8 @@ TEST(NamehistFast, UnderAFakeRootListsEveryRealRoot) {
   SCCS_sfile f(s.c_str());
   ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
   std::vector<std::string> expect;
-  for (const char *sid : {"1.1.1.1", "1.2"}) {
-    Kes_smid *x = kes_smid_from_delta(f.find_delta_w_sid(sid));
-    char buf[KES_SMID_TEXT_SIZE];
-    expect.push_back(x->to_text(buf));
-    delete x;
-  }
+  for (const char *sid : {"1.1.1.1", "1.2"})
+    expect.push_back(smid_text(kes_smid_from_delta(f.find_delta_w_sid(sid))));
   EXPECT_EQ(expect, fast.smids());
 }
 
@@ -387,23 +333,7 @@ TEST(NamehistFast, FailuresHandOutNothing) {
 // Every history of the corpus reads in the fast mode, with the root that the
 // full and the roots-only reads give.
 TEST(NamehistFast, EveryCorpusHistoryAgreesWithTheFullRead) {
-  std::vector<std::string> files;
-  std::function<void(const std::string &)> scan = [&](const std::string &dir) {
-    DIR *dp = opendir(dir.c_str());
-    ASSERT_NE(nullptr, dp) << dir;
-    while (struct dirent *e = readdir(dp)) {
-      std::string n = e->d_name;
-      if (n == "." || n == "..") continue;
-      std::string p = dir + "/" + n;
-      struct stat st;
-      if (stat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-        scan(p);
-      else if (n.rfind("s.", 0) == 0)
-        files.push_back(p);
-    }
-    closedir(dp);
-  };
-  scan(std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44");
+  std::vector<std::string> files = corpus_files();
   ASSERT_EQ(2568u, files.size());
   for (const std::string &p : files) {
     Fast fast;
@@ -411,13 +341,8 @@ TEST(NamehistFast, EveryCorpusHistoryAgreesWithTheFullRead) {
     ASSERT_EQ(nullptr, err) << p << ": " << err->text;
     ASSERT_EQ(1, fast.deltas->count) << p;
     EXPECT_EQ("1 0 x;", shape(fast.tree)) << p;
-    SCCS_sfile roots(p.c_str());
-    ASSERT_EQ(nullptr, roots.buildtree(0, 0, 1)) << p;
-    Kes_smid *r = kes_smid_from_delta(roots.root_delta());
-    char buf[KES_SMID_TEXT_SIZE];
-    EXPECT_EQ(std::vector<std::string>{r->to_text(buf)}, fast.smids()) << p;
-    delete r;
-    EXPECT_EQ(full_root_smid(p), fast.smids()[0]) << p;
+    EXPECT_EQ(std::vector<std::string>{root_smid(p, 1)}, fast.smids()) << p;
+    EXPECT_EQ(root_smid(p, 0), fast.smids()[0]) << p;
   }
 }
 

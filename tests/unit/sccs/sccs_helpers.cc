@@ -8,10 +8,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include <gtest/gtest.h>
+
+#include "util/kes_err.h"
 
 namespace sccs_test {
 
@@ -214,6 +218,25 @@ int val(const std::string &sfile) { return run(cssc("val") + " " + shq(sfile)).s
 
 int admin_check(const std::string &sfile) {
   return run(cssc("admin") + " -h " + shq(sfile)).status;
+}
+
+std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side, int pfile) {
+  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
+  Kes_err *err = f->buildtree(side, pfile, 0);
+  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
+  delete err;
+  return f;
+}
+
+std::string corpus_dir() { return std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44"; }
+
+std::vector<std::string> corpus_files() {
+  std::vector<std::string> files;
+  for (const auto &e : std::filesystem::recursive_directory_iterator(corpus_dir()))
+    if (e.is_regular_file() && e.path().filename().string().rfind("s.", 0) == 0)
+      files.push_back(e.path().string());
+  std::sort(files.begin(), files.end());
+  return files;
 }
 
 std::string all_versions(const std::string &sfile) {

@@ -3,8 +3,11 @@
 #ifndef BRINDLE_TESTS_UNIT_SCCS_SCCS_HELPERS_H
 #define BRINDLE_TESTS_UNIT_SCCS_SCCS_HELPERS_H
 
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "sccs/sccs_sfile.h"
 
 namespace sccs_test {
 
@@ -72,6 +75,13 @@ RunResult get_text(const std::string &sfile, const std::string &sid);
 int val(const std::string &sfile);
 // admin -h: 0 when the checksum and structure are sound.
 int admin_check(const std::string &sfile);
+
+// The real histories under the test data, and every "s." file there, sorted.
+std::string corpus_dir();
+std::vector<std::string> corpus_files();
+
+// A history file read by our own reader in full; a failure fails the test.
+std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side = 0, int pfile = 1);
 
 // The texts of every live SID, keyed "sid\n" + text, for comparing a file
 // before and after a rewrite.

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
+#include "util/kes_list.h"
 
 using namespace sccs_test;
 
@@ -50,6 +53,46 @@ std::string make_dated_history(const std::string &dir, const std::string &name,
 std::string prs_summary(const std::string &sfile) {
   return prs(sfile, ":I: :T: :D: :P: :DL:\n:C:") +
          run(cssc("prs") + " -d':FD:\n:FL:' " + shq(sfile)).out;
+}
+
+std::string fake_rooted(const std::string &dir, const std::string &first_comments,
+                        const std::string &second_comments) {
+  std::string s = dir + "/s.two";
+  write_file(s,
+             "\001h00000\n"
+             "\001s 00001/00000/00000\n\001d D 1.1.1.1 92/01/01 00:00:00 u 3 1\n" +
+                 second_comments +
+                 "\001e\n"
+                 "\001s 00001/00000/00000\n\001d D 1.2 92/01/01 00:00:00 u 2 1\n" +
+                 first_comments +
+                 "\001e\n"
+                 "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake 1 0\n"
+                 "\001c Fake root\n\001e\n"
+                 "\001u\n\001U\n\001t\n\001T\n"
+                 "\001I 3\nthree\n\001E 3\n\001I 2\ntwo\n\001E 2\n\001I 1\n\001E 1\n");
+  EXPECT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
+  return s;
+}
+
+std::string smid_text(Kes_smid *smid) {
+  char buf[KES_SMID_TEXT_SIZE];
+  std::string t = smid->to_text(buf);
+  delete smid;
+  return t;
+}
+
+std::string root_smid(const std::string &sfile, int roots_only) {
+  SCCS_sfile f(sfile.c_str());
+  Kes_err *err = f.buildtree(0, 0, roots_only);
+  EXPECT_EQ(nullptr, err) << (err ? err->text : "");
+  delete err;
+  return f.root_delta() ? smid_text(kes_smid_from_delta(f.root_delta())) : "";
+}
+
+Kes_strlist *strlist(const std::vector<std::string> &v) {
+  Kes_strlist *l = new Kes_strlist;
+  for (const std::string &s : v) l->add_new_copy(const_cast<char *>(s.c_str()));
+  return l;
 }
 
 void expect_error(Kes_err *err, int code, const std::string &message,

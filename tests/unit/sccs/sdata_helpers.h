@@ -4,8 +4,11 @@
 #define BRINDLE_TESTS_UNIT_SCCS_SDATA_HELPERS_H
 
 #include <string>
+#include <vector>
 
 class Kes_err;
+class Kes_smid;
+class Kes_strlist;
 
 namespace sdata_test {
 
@@ -22,6 +25,17 @@ void edit_sfile(const std::string &sfile, const std::string &from, const std::st
 // Everything prs tells of the live deltas except serial numbers, and the
 // descriptive text and flags: what a rewrite must keep.
 std::string prs_summary(const std::string &sfile);
+
+// dir/s.two: two root deltas, 1.2 and 1.1.1.1, under a fake root, as a merge
+// of unrelated files leaves them; each argument is its delta's "c" lines.
+std::string fake_rooted(const std::string &dir, const std::string &first_comments,
+                        const std::string &second_comments);
+// The root's SmID as a fresh read of the file in the given mode sees it.
+std::string root_smid(const std::string &sfile, int roots_only);
+// An SmID's text; deletes the SmID.
+std::string smid_text(Kes_smid *smid);
+// A new list holding copies of the strings.
+Kes_strlist *strlist(const std::vector<std::string> &v);
 
 // Checks code and message of an error, with the text that a system error
 // number adds, and deletes it.

@@ -24,22 +24,6 @@ using namespace sdata_test;
 
 namespace {
 
-std::string smid_text(Kes_smid *s) {
-  char buf[KES_SMID_TEXT_SIZE];
-  std::string t = s->to_text(buf);
-  delete s;
-  return t;
-}
-
-// The root's SmID as a fresh read in the given mode sees it.
-std::string root_smid(const std::string &sfile, int roots_only) {
-  SCCS_sfile f(sfile.c_str());
-  Kes_err *err = f.buildtree(0, 0, roots_only);
-  EXPECT_EQ(nullptr, err) << (err ? err->text : "");
-  delete err;
-  return f.root_delta() ? smid_text(kes_smid_from_delta(f.root_delta())) : "";
-}
-
 // Adds the data delta to the file in place, through a full read and write.
 void add_sdata(const std::string &sfile) {
   SCCS_sfile f(sfile.c_str());
@@ -49,12 +33,6 @@ void add_sdata(const std::string &sfile) {
   ASSERT_NE(nullptr, sd.sdata);
   Kes_err *err = f.write();
   ASSERT_EQ(nullptr, err) << err->text;
-}
-
-Kes_strlist *strlist(std::vector<std::string> v) {
-  Kes_strlist *l = new Kes_strlist;
-  for (const std::string &s : v) l->add_new_copy(const_cast<char *>(s.c_str()));
-  return l;
 }
 
 std::vector<std::string> strings_of(Kes_strlist *l) {
@@ -499,26 +477,6 @@ TEST(SdataUniquify, FailedWriteHandsOutNoSmid) {
   EXPECT_EQ(1017, err->code);
   EXPECT_EQ(nullptr, fresh);
   delete err;
-}
-
-// Two root deltas under a fake root, as a merge of unrelated files leaves them.
-std::string fake_rooted(const std::string &dir, const std::string &first_comments,
-                        const std::string &second_comments) {
-  std::string s = dir + "/s.two";
-  write_file(s,
-             "\001h00000\n"
-             "\001s 00001/00000/00000\n\001d D 1.1.1.1 92/01/01 00:00:00 u 3 1\n" +
-                 second_comments +
-                 "\001e\n"
-                 "\001s 00001/00000/00000\n\001d D 1.2 92/01/01 00:00:00 u 2 1\n" +
-                 first_comments +
-                 "\001e\n"
-                 "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake 1 0\n"
-                 "\001c Fake root\n\001e\n"
-                 "\001u\n\001U\n\001t\n\001T\n"
-                 "\001I 3\nthree\n\001E 3\n\001I 2\ntwo\n\001E 2\n\001I 1\n\001E 1\n");
-  EXPECT_EQ(0, run(cssc("admin") + " -z " + shq(s)).status);
-  return s;
 }
 
 TEST(SdataUniquify, UnderAFakeRootRepeatsUntilNoOtherRootShares) {

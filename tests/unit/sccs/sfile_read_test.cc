@@ -77,14 +77,6 @@ std::string rich_history(const TempDir &dir) {
   return dir.file("s.r.c");
 }
 
-std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side = 0, int pfile = 1) {
-  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
-  Kes_err *err = f->buildtree(side, pfile, 0);
-  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
-  delete err;
-  return f;
-}
-
 // Every delta's fields against prs, and the removed ones against the table.
 void expect_matches_prs(SCCS_sfile *f, const std::string &s) {
   Kes_delta_tree *t = f->tree;
@@ -350,24 +342,6 @@ TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
   EXPECT_EQ(f.flags, nullptr);  // nothing behind the delta table is read
 }
 
-TEST(SfileRead, RootsOnlyTakesOnlyLiveChildren) {
-  TempDir dir;
-  new_history(dir.path(), "k.c", "1\n");
-  std::string s = dir.file("s.k.c");
-  add_delta(s, "1\n2\n", "trunk");
-  add_delta(s, "1\nb\n", "branch", "-r1.1 -b");
-  add_delta(s, "1\n2\n3\n", "gone");
-  ASSERT_EQ(run(cssc("rmdel") + " -r1.3 s.k.c", dir.path()).status, 0);
-  SCCS_sfile f(s.c_str());
-  Kes_err *err = f.buildtree(0, 0, 1);
-  ASSERT_EQ(err, nullptr) << err->text;
-  std::set<int> children;
-  for (Kes_tree_node *c = f.tree->root->first_child; c; c = c->next_sibling)
-    children.insert(c->serial);
-  EXPECT_EQ(children, (std::set<int>{2, 3}));  // 1.2 and 1.1.1.1; not the removed 1.3
-  EXPECT_EQ(f.tree->node_count, 3);
-}
-
 TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
   TempDir dir;
   new_history(dir.path(), "t.c", "1\n");
@@ -437,33 +411,27 @@ TEST(SfileRead, CorruptChecksumPassesTheReader) {
   EXPECT_STREQ(f->head_delta()->sid, "1.1");
 }
 
-TEST(SfileRead, DefaultSidWithoutBranchFallsBackToItsBase) {
-  TempDir dir;
-  new_history(dir.path(), "b.c", "x\n");
-  std::string s = dir.file("s.b.c");
-  add_delta(s, "x\ny\n", "two");
-  add_delta(s, "x\ny\nz\n", "three");
-  // Branch 1.2.1 has no delta: the head is 1.2 itself, not the trunk's latest.
-  std::string t = read_file(s);
-  t.insert(t.find("\001t\n"), "\001f d 1.2.1\n");
-  write_file(s, t);
-  auto f = read_full(s);
-  EXPECT_STREQ(f->head_delta()->sid, "1.2");
-  // A two-dot default SID doesn't name a delta: the default delta is the head.
-  EXPECT_EQ(f->default_delta, f->head_delta());
-}
-
-TEST(SfileRead, DefaultSidNamingADelta) {
-  TempDir dir;
-  new_history(dir.path(), "e.c", "x\n");
-  std::string s = dir.file("s.e.c");
-  add_delta(s, "x\ny\n", "two");
-  add_delta(s, "x\ny\nz\n", "three");
-  ASSERT_EQ(run(cssc("admin") + " -fd1.2 s.e.c", dir.path()).status, 0);
-  auto f = read_full(s);
-  // One dot: the default delta is that delta, the head is the trunk's latest.
-  EXPECT_STREQ(f->default_delta->sid, "1.2");
-  EXPECT_STREQ(f->head_delta()->sid, "1.3");
+TEST(SfileRead, DefaultSidChoosesHeadAndDefaultDelta) {
+  // Three trunk deltas.  A branch 1.2.1 with no delta: the head is 1.2 itself,
+  // not the trunk's latest, and a two-dot SID names no delta, so the default
+  // delta is the head.  One dot: the default delta is that delta, the head is
+  // the trunk's latest.
+  struct Case {
+    const char *flag, *head, *default_sid;
+  } cases[] = {{"1.2.1", "1.2", "1.2"}, {"1.2", "1.3", "1.2"}};
+  for (const Case &c : cases) {
+    TempDir dir;
+    new_history(dir.path(), "b.c", "x\n");
+    std::string s = dir.file("s.b.c");
+    add_delta(s, "x\ny\n", "two");
+    add_delta(s, "x\ny\nz\n", "three");
+    std::string t = read_file(s);
+    t.insert(t.find("\001t\n"), std::string("\001f d ") + c.flag + "\n");
+    write_file(s, t);
+    auto f = read_full(s);
+    EXPECT_STREQ(f->head_delta()->sid, c.head) << c.flag;
+    EXPECT_STREQ(f->default_delta->sid, c.default_sid) << c.flag;
+  }
 }
 
 TEST(SfileRead, ClearPathConstructorReadsOrOnlyLooks) {

@@ -15,14 +15,6 @@ using namespace sccs_test;
 
 namespace {
 
-std::unique_ptr<SCCS_sfile> read_full(const std::string &path) {
-  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
-  Kes_err *err = f->buildtree(0, 0, 0);
-  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
-  delete err;
-  return f;
-}
-
 // 1.1 <- 1.2 <- {1.3, 1.2.1.1 <- 1.2.1.2}
 std::string branched(const TempDir &dir) {
   new_history(dir.path(), "t.c", "a\n");
@@ -92,25 +84,23 @@ TEST(SfileTree, FakeRootOverTheTree) {
 }
 
 TEST(SfileTree, SidLevelsOnlyForTheFromSideAndReleaseOne) {
-  SCCS_delta a, b, c;
-  a.set_sid("1.3");
-  a.serial = 3;
-  a.pred = 2;
-  incr_sid_level(&a);
-  EXPECT_STREQ(a.sid, "1.4");
-  EXPECT_EQ(a.serial, 4);
-  EXPECT_EQ(a.pred, 3);
-  b.set_sid("2.5");
-  b.serial = 7;
-  incr_sid_level(&b);
-  EXPECT_STREQ(b.sid, "2.5");
-  EXPECT_EQ(b.serial, 8);
-  c.set_sid("1.3.2.1");
-  c.side = 1;
-  c.serial = 5;
-  incr_sid_level(&c);
-  EXPECT_STREQ(c.sid, "1.3.2.1");
-  EXPECT_EQ(c.serial, 5);
+  struct Case {
+    const char *sid;
+    int side, serial;
+    const char *new_sid;
+    int new_serial;
+  } cases[] = {{"1.3", 0, 3, "1.4", 4}, {"2.5", 0, 7, "2.5", 8}, {"1.3.2.1", 1, 5, "1.3.2.1", 5}};
+  for (const Case &c : cases) {
+    SCCS_delta d;
+    d.set_sid(c.sid);
+    d.side = c.side;
+    d.serial = c.serial;
+    d.pred = c.serial - 1;
+    incr_sid_level(&d);
+    EXPECT_STREQ(d.sid, c.new_sid);
+    EXPECT_EQ(d.serial, c.new_serial) << c.sid;
+    EXPECT_EQ(d.pred, c.new_serial - 1) << c.sid;
+  }
 }
 
 TEST(SfileTree, WalkRootsVisitsRootsWithPeers) {
@@ -135,28 +125,32 @@ TEST(SfileTree, WalkRootsVisitsRootsWithPeers) {
   EXPECT_EQ(seen_peer, g->root_delta());
 }
 
-TEST(SfileTree, HigherLevelChildGoesFirst) {
-  TempDir dir;
-  // 1.2 has the children 2.1 (serial 4, read first) and 1.3 (serial 3).
-  std::string s = hand_written(dir, delta("2.1", "90/01/04 00:00:00", 4, 2, "d") +
-                                        delta("1.3", "90/01/03 00:00:00", 3, 2, "c") +
-                                        delta("1.2", "90/01/02 00:00:00", 2, 1, "b") +
-                                        delta("1.1", "90/01/01 00:00:00", 1, 0, "a"));
-  auto f = read_full(s);
-  Kes_delta *d12 = f->tree->find_delta("1.2");
-  EXPECT_STREQ(d12->first_child_delta()->sid, "1.3");
-  EXPECT_STREQ(d12->first_child_delta()->next_sibling_delta()->sid, "2.1");
-}
-
-TEST(SfileTree, LowerBranchChildGoesFirst) {
-  TempDir dir;
-  std::string s = hand_written(dir, delta("1.1.2.1", "90/01/04 00:00:00", 3, 1, "c") +
-                                        delta("1.1.1.1", "90/01/03 00:00:00", 2, 1, "b") +
-                                        delta("1.1", "90/01/01 00:00:00", 1, 0, "a"));
-  auto f = read_full(s);
-  Kes_delta *root = f->root_delta();
-  EXPECT_STREQ(root->first_child_delta()->sid, "1.1.1.1");
-  EXPECT_STREQ(root->first_child_delta()->next_sibling_delta()->sid, "1.1.2.1");
+// Children in SID order whatever the table's order: a lower level before a
+// higher one, a lower branch before a higher one.
+TEST(SfileTree, ChildrenInSidOrder) {
+  struct Case {
+    std::string table;
+    const char *parent, *first, *second;
+  } cases[] = {
+      {delta("2.1", "90/01/04 00:00:00", 4, 2, "d") + delta("1.3", "90/01/03 00:00:00", 3, 2, "c") +
+           delta("1.2", "90/01/02 00:00:00", 2, 1, "b") +
+           delta("1.1", "90/01/01 00:00:00", 1, 0, "a"),
+       "1.2", "1.3", "2.1"},
+      {delta("1.1.2.1", "90/01/04 00:00:00", 3, 1, "c") +
+           delta("1.1.1.1", "90/01/03 00:00:00", 2, 1, "b") +
+           delta("1.1", "90/01/01 00:00:00", 1, 0, "a"),
+       "1.1", "1.1.1.1", "1.1.2.1"},
+  };
+  for (const Case &c : cases) {
+    TempDir dir;
+    auto f = read_full(hand_written(dir, c.table));
+    Kes_delta *parent = f->tree->find_delta(c.parent);
+    ASSERT_NE(parent, nullptr);
+    ASSERT_NE(parent->first_child, nullptr);
+    EXPECT_STREQ(parent->first_child_delta()->sid, c.first);
+    ASSERT_NE(parent->first_child->next_sibling, nullptr);
+    EXPECT_STREQ(parent->first_child_delta()->next_sibling_delta()->sid, c.second);
+  }
 }
 
 TEST(SfileTree, TimeOrderSkipsUnusedSlots) {

@@ -20,14 +20,6 @@ using namespace sccs_test;
 
 namespace {
 
-std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int pfile = 1) {
-  std::unique_ptr<SCCS_sfile> f(new SCCS_sfile(path.c_str()));
-  Kes_err *err = f->buildtree(0, pfile, 0);
-  EXPECT_EQ(err, nullptr) << (err ? err->text : "");
-  delete err;
-  return f;
-}
-
 void expect_err(Kes_err *err, int code, const std::string &text) {
   ASSERT_NE(err, nullptr) << "expected error " << code;
   EXPECT_EQ(err->code, code);
