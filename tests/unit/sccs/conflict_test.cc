@@ -1,0 +1,184 @@
+// Conflict records: the forms of the line in the data delta, reading them back,
+// and their failures.  Files are made by the SCCS programs and what we write is
+// read back by them.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "sccs/kes_conflict.h"
+#include "sccs/merge_gen_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+#include "util/kes_list.h"
+
+using namespace merge_gen;
+
+namespace {
+
+class ConflictTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    root = make_temp_dir("conflict_test");
+    write_file(root + "/f", "one\n");
+    ASSERT_EQ(run({sccs_prog("admin"), "-if", "-ystart", "s.f"}, root).status, 0);
+    path = root + "/s.f";
+  }
+  void TearDown() override { remove_tree(root); }
+
+  // Stores value as the record and writes the file.
+  void store(const char *value) {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    Kes_strlist values;
+    values.add_new_data(strdup(value));
+    Kes_err *e = c.replace_values("Conflict from ws", &values);
+    ASSERT_EQ(e, nullptr) << e->text;
+    e = sf.write();
+    ASSERT_EQ(e, nullptr) << e->text;
+  }
+  // The comment lines of the data delta, as the SCCS programs list them.
+  std::string data_comments() {
+    return run({sccs_prog("prs"), "-a", "-r1.2", "-d:C:", path}).out;
+  }
+  std::string root, path;
+};
+
+}  // namespace
+
+TEST_F(ConflictTest, RecordWithoutAncestorRoundTrips) {
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    c.create = 1;
+    c.set("noforce", "1.3", "1.2.1.1", nullptr, "/home/ws");
+    Kes_err *e = c.write();
+    ASSERT_EQ(e, nullptr) << e->text;
+    e = sf.write();
+    ASSERT_EQ(e, nullptr) << e->text;
+  }
+  EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
+  EXPECT_NE(data_comments().find("Conflict from ws : noforce /home/ws 1.3 1.2.1.1\n"),
+            std::string::npos)
+      << data_comments();
+  SCCS_sfile sf(path.c_str());
+  Kes_conflict c(&sf, 0);
+  EXPECT_TRUE(c.in_conflict());
+  EXPECT_STREQ(c.force_word, "noforce");
+  EXPECT_STREQ(c.ws_path, "/home/ws");
+  EXPECT_STREQ(c.child_sid, "1.3");
+  EXPECT_STREQ(c.parent_sid, "1.2.1.1");
+  EXPECT_EQ(c.ancestor_sid, nullptr);
+}
+
+TEST_F(ConflictTest, PathsWithBlanksAndDoubledSlashes) {
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    c.set("force", "1.3", "1.2.1.1", "1.2", "/home/a b");
+    ASSERT_EQ(c.write(), nullptr);
+    ASSERT_EQ(sf.write(), nullptr);
+  }
+  EXPECT_NE(data_comments().find("Conflict from ws : force /home/a b// 1.3 1.2.1.1 1.2\n"),
+            std::string::npos);
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    ASSERT_EQ(c.get(), nullptr);
+    EXPECT_STREQ(c.force_word, "force");
+    EXPECT_STREQ(c.ws_path, "/home/a b");
+    EXPECT_STREQ(c.child_sid, "1.3");
+    EXPECT_STREQ(c.parent_sid, "1.2.1.1");
+    EXPECT_STREQ(c.ancestor_sid, "1.2");
+  }
+  // A path without a blank whose last "/" isn't doubled is a plain field.
+  store("noforce /x/y 1.4 1.3 1.1\n");
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    ASSERT_EQ(c.get(), nullptr);
+    EXPECT_STREQ(c.ws_path, "/x/y");
+    EXPECT_STREQ(c.child_sid, "1.4");
+    EXPECT_STREQ(c.parent_sid, "1.3");
+    EXPECT_STREQ(c.ancestor_sid, "1.1");
+  }
+  // A value with neither word reads as noforce.
+  store("/x/y 1.4 1.3\n");
+  SCCS_sfile sf(path.c_str());
+  Kes_conflict c(&sf, 0);
+  ASSERT_EQ(c.get(), nullptr);
+  EXPECT_STREQ(c.force_word, "noforce");
+  EXPECT_STREQ(c.ws_path, "/x/y");
+  EXPECT_STREQ(c.parent_sid, "1.3");
+}
+
+TEST_F(ConflictTest, IncompleteRecordsAndMissingFields) {
+  for (const char *value : {"noforce /x/y 1.4\n", "noforce\n", "/x/y 1.4\n"}) {
+    store(value);
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    Kes_err *e = c.get();
+    ASSERT_NE(e, nullptr) << value;
+    EXPECT_EQ(e->code, 2533);
+    EXPECT_NE(strstr(e->text, ("Internal error in sccsmerge in Kes_conflict::get(): incomplete "
+                               "conflict info for \"" + path + "\"").c_str()),
+              nullptr)
+        << e->text;
+    delete e;
+    // An unreadable record is no conflict.
+    EXPECT_FALSE(c.in_conflict());
+  }
+  SCCS_sfile sf(path.c_str());
+  Kes_conflict c(&sf, 0);
+  c.set("noforce", nullptr, "1.2", nullptr, "/ws");
+  Kes_err *e = c.write();
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(e->code, 2529);
+  EXPECT_NE(strstr(e->text, "Internal error in sccsmerge in Kes_conflict::write(): NULL child or "
+                            "parent delta for"),
+            nullptr);
+  delete e;
+}
+
+TEST_F(ConflictTest, SetKeepsAnAncestorWhenGivenNone) {
+  SCCS_sfile sf(path.c_str());
+  Kes_conflict c(&sf, 0);
+  c.set("noforce", "1.3", "1.2", "1.1", "/ws");
+  c.set("force", "1.4", "1.3", "", "/other");
+  EXPECT_STREQ(c.ancestor_sid, "1.1");
+  c.set("force", "1.4", "1.3", nullptr, nullptr);
+  EXPECT_STREQ(c.ancestor_sid, "1.1");
+  EXPECT_EQ(c.ws_path, nullptr);
+}
+
+TEST_F(ConflictTest, ClearMakesTheDataDeltaAndWritesTheFile) {
+  // No data delta yet: clearing makes one, without a record.
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    Kes_err *e = c.clear();
+    ASSERT_EQ(e, nullptr) << e->text;
+  }
+  EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
+  EXPECT_EQ(run({sccs_prog("admin"), "-h", path}).status, 0);
+  EXPECT_EQ(data_comments(), "Oakline Brindle data about conflicts, renames, etc...\n\n");
+  EXPECT_FALSE(file_exists(root + "/z.f"));
+
+  // A record, then cleared: gone, the rest of the data kept.
+  store("noforce /ws 1.3 1.2\n");
+  {
+    SCCS_sfile sf(path.c_str());
+    Kes_conflict c(&sf, 0);
+    EXPECT_TRUE(c.in_conflict());
+    ASSERT_EQ(c.clear(), nullptr);
+  }
+  SCCS_sfile sf(path.c_str());
+  Kes_conflict c(&sf, 0);
+  EXPECT_FALSE(c.in_conflict());
+  EXPECT_EQ(data_comments().find("Conflict from ws"), std::string::npos);
+  EXPECT_EQ(run({sccs_prog("get"), "-s", "-k", "-p", path}).out, "one\n");
+}

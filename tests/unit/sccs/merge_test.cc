@@ -1,0 +1,682 @@
+// The delta-tree merge and the body merge on histories made for each case with
+// the SCCS programs, and judged by them: states, SIDs, flags, p-files, the
+// conflict record, the two body routes and the failures.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "sccs/kes_conflict.h"
+#include "sccs/kes_name_history.h"
+#include "sccs/merge_gen_helpers.h"
+#include "sccs/sccs_merge.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+
+using namespace merge_gen;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+namespace {
+
+struct Result {
+  Kes_err *err = nullptr;
+  int contents = -1, conflict_state = -1, rename = -1;
+  unsigned options = 0;
+  std::string out;  // standard output of the merge
+  std::string error() const { return err ? err->text : ""; }
+  ~Result() { delete err; }
+};
+
+class MergeTest : public ::testing::Test {
+protected:
+  void SetUp() override {
+    root = make_temp_dir("merge_test");
+    unsetenv("BRINDLE_MERGE_BODIES_TEST");
+    kes_merge_bodies_test_reread();
+  }
+  void TearDown() override {
+    unsetenv("BRINDLE_MERGE_BODIES_TEST");
+    kes_merge_bodies_test_reread();
+    if (!getenv("MERGE_GEN_KEEP")) remove_tree(root);
+  }
+
+  // A workspace-like directory with SCCS/s.f and its first version.
+  std::string make(const std::string &name, const std::string &text, const char *comment,
+                   std::vector<std::string> admin_args = {}) {
+    std::string dir = root + "/" + name;
+    mkdir(dir.c_str(), 0755);
+    mkdir((dir + "/SCCS").c_str(), 0755);
+    write_file(dir + "/f", text);
+    std::vector<std::string> argv = {sccs_prog("admin"), "-if", std::string("-y") + comment};
+    argv.insert(argv.end(), admin_args.begin(), admin_args.end());
+    argv.push_back("SCCS/s.f");
+    Run_result r = run(argv, dir);
+    EXPECT_EQ(r.status, 0) << r.err;
+    unlink((dir + "/f").c_str());
+    return dir;
+  }
+  // A copy of a workspace directory.
+  std::string copy(const std::string &from, const std::string &name) {
+    std::string dir = root + "/" + name;
+    run({"/bin/cp", "-a", from, dir});
+    return dir;
+  }
+  // get -e [args], the new text, delta.
+  void edit(const std::string &dir, const std::string &text, const char *comment,
+            std::vector<std::string> get_args = {}) {
+    std::vector<std::string> argv = {sccs_prog("get"), "-e", "-s"};
+    argv.insert(argv.end(), get_args.begin(), get_args.end());
+    argv.push_back("SCCS/s.f");
+    Run_result g = run(argv, dir);
+    ASSERT_EQ(g.status, 0) << g.err;
+    chmod((dir + "/f").c_str(), 0644);
+    write_file(dir + "/f", text);
+    Run_result d = run({sccs_prog("delta"), "-s", std::string("-y") + comment, "SCCS/s.f"}, dir);
+    ASSERT_EQ(d.status, 0) << d.err;
+  }
+  // Gives one delta of the table another date, and mends the checksum.
+  void set_date(const std::string &dir, const std::string &sid, const char *date) {
+    std::string path = dir + "/SCCS/s.f";
+    std::string s = read_file(path);
+    std::string key = std::string("\001d D ") + sid + " ";
+    size_t at = s.find(key);
+    ASSERT_NE(at, std::string::npos) << sid;
+    s.replace(at + key.size(), 17, date);
+    chmod(path.c_str(), 0644);
+    write_file(path, s);
+    ASSERT_EQ(run({sccs_prog("admin"), "-z", path}).status, 0);
+  }
+  std::string sfile(const std::string &dir) { return dir + "/SCCS/s.f"; }
+
+  // Merges from's history into to's, in place.
+  void merge(const std::string &from, const std::string &to, Result *r, unsigned options = 0,
+             const char *ws_path = "/ws/from") {
+    std::string fs = sfile(from), ts = sfile(to);
+    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
+    SCCS_merge m;
+    m.from_sname = fs.c_str();
+    m.to_sname = ts.c_str();
+    m.from_name = m.to_name = "f";
+    m.ws_path = ws_path;
+    m.from_file = &ff;
+    m.to_file = &tf;
+    m.options |= options;
+    CaptureStdout();
+    r->err = m.merge();
+    r->out = GetCapturedStdout();
+    r->contents = m.contents_state;
+    r->conflict_state = m.conflict_state;
+    r->rename = m.rename_state;
+    r->options = m.options;
+  }
+  // Checks a merged file with the judge's rules against both inputs.
+  void judge(const std::string &from_copy, const std::string &to_before,
+             const std::string &merged, bool conflict, const char *ws_path = "/ws/from") {
+    std::vector<std::string> problems;
+    Snapshot f = snapshot(sfile(from_copy), &problems);
+    Snapshot t = snapshot(sfile(to_before), &problems);
+    Snapshot o = snapshot(sfile(merged), &problems);
+    EXPECT_EQ(run({sccs_prog("val"), sfile(merged)}).status, 0);
+    EXPECT_EQ(run({sccs_prog("admin"), "-h", sfile(merged)}).status, 0);
+    check_output(f, t, o, conflict, ws_path, &problems);
+    std::string all;
+    for (const std::string &p : problems) all += p + "\n";
+    EXPECT_TRUE(problems.empty()) << all;
+  }
+  std::string sids(const std::string &dir) {
+    std::string out = run({sccs_prog("prs"), "-e", "-a", "-d:I::DT: ", sfile(dir)}).out;
+    std::string joined;
+    for (char c : out)
+      if (c != '\n') joined += c;
+    return joined;
+  }
+  std::string text(const std::string &dir, const std::string &sid) {
+    return run({sccs_prog("get"), "-s", "-k", "-p", "-r" + sid, sfile(dir)}).out;
+  }
+  std::string root;
+};
+
+}  // namespace
+
+TEST_F(MergeTest, IdenticalFilesAreLeftAlone) {
+  std::string a = make("a", "one\ntwo\n", "start");
+  edit(a, "one\ntwo\nthree\n", "second");
+  std::string b = copy(a, "b");
+  std::string before = read_file(sfile(b));
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_SAME);
+  EXPECT_EQ(read_file(sfile(b)), before);
+  EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
+}
+
+TEST_F(MergeTest, NewDeltasOfTheFromFileJoinTheToFile) {
+  std::string a = make("a", "one\ntwo\n", "start");
+  std::string b = copy(a, "b");
+  run({sccs_prog("admin"), "-fb", "-fd1", sfile(b)});
+  std::string b0 = copy(b, "b0");
+  edit(a, "one\ntwo\nthree\n", "from 1");
+  edit(a, "zero\none\ntwo\nthree\n", "from 2");
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
+  EXPECT_EQ(sids(b), "1.3D 1.2D 1.1D ");
+  judge(a, b0, b, false);
+  // Merging the other way finds only the to side new, and writes nothing.
+  std::string a_before = read_file(sfile(a));
+  Result back;
+  merge(b0, a, &back);
+  EXPECT_EQ(back.contents, KES_MERGE_TO_NEW);
+  EXPECT_EQ(read_file(sfile(a)), a_before);
+}
+
+// Two histories begun apart: a fake root joins them, the from file's release-1
+// SIDs move up one level and the to file's line goes on a branch.
+TEST_F(MergeTest, FilesWithNoCommonDelta) {
+  std::string a = make("a", "alpha\n", "from start");
+  edit(a, "alpha\nbeta\n", "from 1");
+  std::string b = make("b", "other\n", "to start");
+  edit(b, "other\nmore\n", "to 1");
+  set_date(a, "1.1", "95/01/01 00:00:00");
+  set_date(a, "1.2", "95/01/03 00:00:00");
+  set_date(b, "1.1", "95/01/02 00:00:00");
+  set_date(b, "1.2", "95/01/04 00:00:00");
+  std::string b0 = copy(b, "b0");
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_CONFLICT_NO_COMMON);
+  EXPECT_EQ(sids(b), "1.1.1.2D 1.3D 1.1.1.1D 1.2D 1.2R 1.1D ");
+  EXPECT_EQ(text(b, "1.3"), "alpha\nbeta\n");
+  EXPECT_EQ(text(b, "1.1.1.2"), "other\nmore\n");
+  EXPECT_EQ(text(b, "1.1"), "");
+  std::string fake = run({sccs_prog("prs"), "-r1.1", "-d:P:|:D: :T:|:C:", sfile(b)}).out;
+  EXPECT_EQ(fake, "Fake|70/01/01 00:00:00|Fake Brindle delta to combine two files with no "
+                  "common deltas\n\n");
+  judge(a, b0, b, true);
+}
+
+TEST_F(MergeTest, RemovalOnOneSideIsAConflictEvenWithEqualHeads) {
+  std::string a = make("a", "one\n", "start", {"-fb"});
+  edit(a, "one\ntwo\n", "trunk");
+  edit(a, "one\nbranch\n", "on a branch", {"-b", "-r1.2"});
+  std::string b = copy(a, "b");
+  ASSERT_EQ(run({sccs_prog("rmdel"), "-r1.2.1.1", "SCCS/s.f"}, b).status, 0);
+  std::string b0 = copy(b, "b0");
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_CONFLICT);
+  judge(a, b0, b, true);
+}
+
+// The to file is checked out and the from file went on: a conflict, and the
+// pending delta still gets a free SID on the to file's new line.
+TEST_F(MergeTest, CheckedOutDestination) {
+  std::string a = make("a", "one\n", "start");
+  edit(a, "one\ntwo\n", "second");
+  std::string b = copy(a, "b");
+  edit(a, "one\ntwo\nthree\n", "from side");
+  ASSERT_EQ(run({sccs_prog("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
+  EXPECT_EQ(read_file(b + "/SCCS/p.f").substr(0, 8), "1.2 1.3 ");
+  chmod((b + "/f").c_str(), 0644);
+  write_file(b + "/f", "one\ntwo\nwork\n");
+  std::string b0 = copy(b, "b0");
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_CONFLICT);
+  EXPECT_EQ(read_file(b + "/SCCS/p.f").substr(0, 12), "1.2 1.2.1.1 ");
+  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF: :Ds:", sfile(b)}).out, "yes 1.2.1\n");
+  judge(a, b0, b, true);
+  ASSERT_EQ(run({sccs_prog("delta"), "-s", "-ywork", "SCCS/s.f"}, b).status, 0);
+  EXPECT_EQ(text(b, "1.2.1.1"), "one\ntwo\nwork\n");
+  EXPECT_EQ(text(b, "1.3"), "one\ntwo\nthree\n");
+}
+
+// A removed trunk delta of the to file keeps its SID when it is older than the
+// from file's live one at that level, and goes on a branch when it is younger.
+TEST_F(MergeTest, RemovedTrunkDeltasAndTheirSids) {
+  for (int older = 0; older < 2; older++) {
+    std::string tag = older ? "older" : "younger";
+    std::string a = make("a" + tag, "one\n", "start");
+    std::string b = copy(a, "b" + tag);
+    edit(b, "one\nremoved\n", "to side, removed later");
+    ASSERT_EQ(run({sccs_prog("rmdel"), "-r1.2", "SCCS/s.f"}, b).status, 0);
+    edit(a, "one\nlive\n", "from side");
+    set_date(a, "1.1", "95/01/01 00:00:00");
+    set_date(b, "1.1", "95/01/01 00:00:00");
+    set_date(a, "1.2", "95/01/02 00:00:00");
+    std::string s = read_file(sfile(b));
+    size_t at = s.find("\001d R 1.2 ");
+    ASSERT_NE(at, std::string::npos);
+    s.replace(at + 9, 17, older ? "95/01/01 12:00:00" : "95/01/03 00:00:00");
+    chmod(sfile(b).c_str(), 0644);
+    write_file(sfile(b), s);
+    ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+    std::string b0 = copy(b, "b0" + tag);
+    Result r;
+    merge(a, b, &r);
+    ASSERT_EQ(r.err, nullptr) << r.error();
+    EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
+    EXPECT_EQ(sids(b), older ? "1.2D 1.2R 1.1D " : "1.1.1.1R 1.2D 1.1D ") << tag;
+    judge(a, b0, b, false);
+  }
+}
+
+// The oldest delta of the merge is the to file's, which has no place to keep:
+// a root that predates the fake root.
+TEST_F(MergeTest, RootNewInDestinationIsRefused) {
+  std::string a = make("a", "alpha\n", "from start");
+  std::string b = make("b", "other\n", "to start");
+  set_date(b, "1.1", "69/12/31 23:59:59");
+  std::string before = read_file(sfile(b));
+  Result r;
+  merge(a, b, &r);
+  ASSERT_NE(r.err, nullptr);
+  EXPECT_EQ(r.err->code, 2505);
+  EXPECT_NE(r.error().find("Internal error in sccsmerge in mksids(): root is new in destination"),
+            std::string::npos);
+  EXPECT_EQ(read_file(sfile(b)), before);
+  EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
+}
+
+TEST_F(MergeTest, SignaturesAndForcedConflicts) {
+  std::string a = make("a", "one\n", "start");
+  std::string b = copy(a, "b");
+  edit(a, "one\ntwo\n", "from side");
+  Result r;
+  merge(a, b, &r, KES_MO_SIGNATURE);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  std::string c = run({sccs_prog("prs"), "-r1.2", "-d:C:", sfile(b)}).out;
+  std::string date = run({sccs_prog("prs"), "-r1.2", "-d:D: :T:", sfile(b)}).out;
+  date.pop_back();
+  std::string user = run({sccs_prog("prs"), "-r1.2", "-d:P:", sfile(b)}).out;
+  user.pop_back();
+  EXPECT_EQ(c, "from side\nsccsmerge-signature: " + user + " " + date + "\n\n");
+  // The signature doesn't part the delta from its unsigned self.
+  Result again;
+  merge(a, b, &again);
+  EXPECT_EQ(again.contents, KES_MERGE_SAME);
+
+  // Force makes a conflict of equal files, and the record says so.
+  std::string d = copy(a, "d");
+  Result f;
+  merge(a, d, &f, KES_MO_FORCE, "/ws/with blank");
+  ASSERT_EQ(f.err, nullptr) << f.error();
+  EXPECT_EQ(f.contents, KES_MERGE_CONFLICT);
+  SCCS_sfile sf(sfile(d).c_str());
+  Kes_conflict rec(&sf, 0);
+  Kes_err *e = rec.get();
+  ASSERT_EQ(e, nullptr);
+  EXPECT_STREQ(rec.force_word, "force");
+  EXPECT_STREQ(rec.ws_path, "/ws/with blank");
+  EXPECT_STREQ(rec.child_sid, "1.2");
+  EXPECT_STREQ(rec.parent_sid, "1.2");
+  EXPECT_STREQ(rec.ancestor_sid, "1.2");
+}
+
+TEST_F(MergeTest, StripFlagsDropsBranchAndDefault) {
+  std::string a = make("a", "one\n", "start");
+  std::string b = copy(a, "b");
+  run({sccs_prog("admin"), "-fb", "-fd1", "-fqtext", sfile(b)});
+  edit(a, "one\ntwo\n", "from side");
+  Result r;
+  merge(a, b, &r, KES_MO_STRIP_FLAGS);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF:|:Ds:|:Q:", sfile(b)}).out, "no|none|text\n");
+}
+
+TEST_F(MergeTest, AnalysisOnlyWritesNothing) {
+  std::string a = make("a", "one\n", "start");
+  std::string b = copy(a, "b");
+  edit(a, "one\ntwo\n", "from side");
+  ASSERT_EQ(run({sccs_prog("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
+  std::string before = read_file(sfile(b)), pbefore = read_file(b + "/SCCS/p.f");
+  Result r;
+  merge(a, b, &r, KES_MO_ANALYSIS_ONLY);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.contents, KES_MERGE_CONFLICT);  // the p-file is read: checked out
+  EXPECT_EQ(read_file(sfile(b)), before);
+  EXPECT_EQ(read_file(b + "/SCCS/p.f"), pbefore);
+  // Without the p-file bit the check-out isn't seen.
+  Result r2;
+  SCCS_sfile ff(sfile(a).c_str()), tf(sfile(b).c_str());
+  SCCS_merge m;
+  std::string fs = sfile(a), ts = sfile(b);
+  m.from_sname = fs.c_str();
+  m.to_sname = ts.c_str();
+  m.from_file = &ff;
+  m.to_file = &tf;
+  m.options = KES_MO_ANALYSIS_ONLY;
+  Kes_err *e = m.merge();
+  EXPECT_EQ(e, nullptr);
+  delete e;
+  EXPECT_EQ(m.contents_state, KES_MERGE_FROM_NEW);
+}
+
+TEST_F(MergeTest, TextAndBinaryFilesDontMerge) {
+  std::string a = make("a", "one\n", "text file");
+  std::string b = make("b", "one\n", "binary file", {"-b"});
+  std::string before = read_file(sfile(b));
+  Result r;
+  merge(a, b, &r);
+  ASSERT_NE(r.err, nullptr);
+  EXPECT_EQ(r.err->code, 2537);
+  EXPECT_NE(r.error().find("File \"" + sfile(a) + "\" has incompatible type with file \"" +
+                           sfile(b) + "\"(text/binary)"),
+            std::string::npos)
+      << r.error();
+  EXPECT_EQ(read_file(sfile(b)), before);
+
+  // A damaged file explains the failure better.
+  std::string s = before;
+  s.replace(2, 5, "00000");
+  chmod(sfile(b).c_str(), 0644);
+  write_file(sfile(b), s);
+  Result r2;
+  merge(a, b, &r2);
+  ASSERT_NE(r2.err, nullptr);
+  EXPECT_EQ(r2.err->code, 2043);
+  EXPECT_NE(r2.error().find("SCCS file \"" + sfile(b) + "\" is corrupted"), std::string::npos);
+}
+
+// A line of a common delta that differs between the files stops the fast route
+// for good: the rebuild is not tried on files that disagree.
+TEST_F(MergeTest, DifferentTextOfACommonDelta) {
+  std::string a = make("a", "one\ntwo\n", "start");
+  std::string b = copy(a, "b");
+  std::string s = read_file(sfile(b));
+  s.replace(s.find("two\n"), 4, "TWO\n");
+  chmod(sfile(b).c_str(), 0644);
+  write_file(sfile(b), s);
+  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+  edit(a, "one\ntwo\nfrom\n", "from side");
+  edit(b, "one\nTWO\nto\n", "to side");
+  std::string before = read_file(sfile(b));
+  Result r;
+  merge(a, b, &r);
+  ASSERT_NE(r.err, nullptr);
+  EXPECT_EQ(r.err->code, 2512);
+  EXPECT_NE(r.error().find("Internal error in sccsmerge in sccsmerge(): Data lines\nat line"),
+            std::string::npos)
+      << r.error();
+  EXPECT_EQ(r.out, "");
+  EXPECT_EQ(read_file(sfile(b)), before);
+}
+
+// Common deltas with the same versions but another block structure: the fast
+// route gives way, says so once, and the rebuild makes the file.
+TEST_F(MergeTest, FastRouteGivesWayToTheRebuild) {
+  std::string a = make("a", "one\ntwo\nthree\n", "start");
+  std::string b = copy(a, "b");
+  std::string s = read_file(sfile(b));
+  size_t at = s.find("two\n", s.find("\001T\n"));
+  s.insert(at, "\001E 1\n\001I 1\n");  // one block split in two: the same version
+  chmod(sfile(b).c_str(), 0644);
+  write_file(sfile(b), s);
+  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+  edit(a, "one\ntwo\nthree\nfrom\n", "from side");
+  edit(b, "zero\none\ntwo\nthree\n", "to side");
+  std::string b0 = copy(b, "b0");
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.out,
+            "--> Switching to new merging logic due to internal error in sccsmerge().\n--> It "
+            "may take several minutes, please wait.\n");
+  judge(a, b0, b, true);
+
+  // Asked for, the rebuild runs at once and says nothing.
+  std::string c = copy(b0, "c");
+  setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
+  kes_merge_bodies_test_reread();
+  Result slow;
+  merge(a, c, &slow);
+  ASSERT_EQ(slow.err, nullptr) << slow.error();
+  EXPECT_EQ(slow.out, "");
+  judge(a, b0, c, true);
+  EXPECT_EQ(read_file(sfile(c)).substr(7), read_file(sfile(b)).substr(7));
+}
+
+// A root with no text still has its block, made by the rebuild.
+TEST_F(MergeTest, EmptyRootKeepsItsBlock) {
+  std::string a = root + "/a";
+  mkdir(a.c_str(), 0755);
+  mkdir((a + "/SCCS").c_str(), 0755);
+  ASSERT_EQ(run({sccs_prog("admin"), "-n", "-yempty", "SCCS/s.f"}, a).status, 0);
+  std::string b = copy(a, "b");
+  edit(a, "from\n", "from side");
+  edit(b, "to\n", "to side");
+  std::string b0 = copy(b, "b0");
+  setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
+  kes_merge_bodies_test_reread();
+  Result r;
+  merge(a, b, &r);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  std::string s = read_file(sfile(b));
+  EXPECT_NE(s.find("\n\001I 1\n\001E 1\n"), std::string::npos);
+  judge(a, b0, b, true);
+}
+
+// The versions a resolution needs, and the conflict state of later merges.
+TEST_F(MergeTest, ConflictFilesAndConflictState) {
+  std::string a = make("a", "one\n", "start");
+  edit(a, "one\ntwo\n", "common");
+  std::string b = copy(a, "b");
+  edit(a, "one\ntwo\nparent\n", "from side");
+  edit(b, "child\none\ntwo\n", "to side");
+  std::string anc = root + "/ancestor", par = root + "/parent", chi = root + "/child";
+  // The SCCS programs are found on PATH, as the engine sets it at start-up.
+  std::string path = std::string(getenv("PATH")) + ":" + sccs_prog("").substr(0, sccs_prog("").size() - 1);
+  setenv("PATH", path.c_str(), 1);
+  std::string fs = sfile(a), ts = sfile(b);
+  {
+    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
+    SCCS_merge m;
+    m.from_sname = fs.c_str();
+    m.to_sname = ts.c_str();
+    m.from_file = &ff;
+    m.to_file = &tf;
+    m.ws_path = "/ws/parent";
+    m.ancestor_output = anc.c_str();
+    m.parent_output = par.c_str();
+    m.child_output = chi.c_str();
+    Kes_err *e = m.merge();
+    ASSERT_EQ(e, nullptr) << e->text;
+    EXPECT_EQ(m.contents_state, KES_MERGE_CONFLICT);
+  }
+  EXPECT_EQ(read_file(anc), "one\ntwo\n");
+  EXPECT_EQ(read_file(par), "one\ntwo\nparent\n");
+  EXPECT_EQ(read_file(chi), "child\none\ntwo\n");
+  struct stat st;
+  ASSERT_EQ(stat(chi.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0444u);
+  // The record travels: the to file is now in conflict.
+  Result r;
+  merge(a, b, &r, KES_MO_READ_CONFLICTS | KES_MO_ANALYSIS_ONLY);
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.conflict_state, 2);
+  Result back;
+  merge(b, a, &back, KES_MO_READ_CONFLICTS | KES_MO_ANALYSIS_ONLY);
+  EXPECT_EQ(back.conflict_state, 1);
+}
+
+// Names: the name trees of both files say who renamed the file, and a merge
+// carries the merged history to the output.
+TEST_F(MergeTest, RenameStates) {
+  std::string base = make("base", "one\n", "start");
+  {
+    std::string s = sfile(base);
+    SCCS_sfile sf(s.c_str());
+    Kes_err *e = sf.build_name_tree("f", 0);
+    ASSERT_EQ(e, nullptr) << e->text;
+    Kes_name_history nh(&sf, 0);
+    e = nh.write_from_tree(static_cast<Kes_name_tree *>(sf.name_tree));
+    ASSERT_EQ(e, nullptr) << e->text;
+  }
+  struct Case {
+    const char *from_name, *to_name;
+    int state;
+    bool rewrite;
+  } cases[] = {{"f", "f", 0, false}, {"g", "f", 1, false}, {"f", "h", 2, false},
+               {"g", "h", 3, false}, {"g", "g", 0, false}};
+  int n = 0;
+  for (const Case &c : cases) {
+    std::string a = copy(base, "ra" + std::to_string(n)), b = copy(base, "rb" + std::to_string(n));
+    n++;
+    std::string fs = sfile(a), ts = sfile(b);
+    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
+    SCCS_merge m;
+    m.from_sname = fs.c_str();
+    m.to_sname = ts.c_str();
+    m.from_name = c.from_name;
+    m.to_name = c.to_name;
+    m.from_file = &ff;
+    m.to_file = &tf;
+    m.options |= KES_MO_NAMES | KES_MO_ANALYSIS_ONLY;
+    Kes_err *e = m.merge();
+    ASSERT_EQ(e, nullptr) << e->text;
+    EXPECT_EQ(m.rename_state, c.state) << c.from_name << " " << c.to_name;
+    EXPECT_EQ((m.options & KES_MO_NH_REWRITE) != 0, c.rewrite) << c.from_name << " " << c.to_name;
+    EXPECT_EQ((m.options & KES_MO_FROM_NAME_GAINED) != 0, strcmp(c.from_name, "f") != 0);
+    EXPECT_EQ((m.options & KES_MO_TO_NAME_GAINED) != 0, strcmp(c.to_name, "f") != 0);
+    if (c.state == 3) {
+      EXPECT_STREQ(m.ancestor_name, "f");
+    }
+    EXPECT_EQ(m.contents_state, KES_MERGE_SAME);
+  }
+
+  // Renamed and changed on the from side: the to file gets the deltas and the
+  // history with the new name.
+  std::string a = copy(base, "ra"), b = copy(base, "rb");
+  edit(a, "one\ntwo\n", "from side");
+  std::string fs = sfile(a), ts = sfile(b);
+  {
+    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
+    SCCS_merge m;
+    m.from_sname = fs.c_str();
+    m.to_sname = ts.c_str();
+    m.from_name = "g";
+    m.to_name = "f";
+    m.from_file = &ff;
+    m.to_file = &tf;
+    m.options |= KES_MO_NAMES;
+    Kes_err *e = m.merge();
+    ASSERT_EQ(e, nullptr) << e->text;
+    EXPECT_EQ(m.rename_state, 1);
+    EXPECT_EQ(m.contents_state, KES_MERGE_FROM_NEW);
+  }
+  EXPECT_EQ(run({sccs_prog("val"), ts}).status, 0);
+  std::string c = run({sccs_prog("prs"), "-e", "-a", "-d:C:", ts}).out;
+  EXPECT_NE(c.find("Name history : 2 1 g\nName history : 1 0 f\n"), std::string::npos) << c;
+  EXPECT_EQ(text(b, "1.2"), "one\ntwo\n");
+}
+
+TEST_F(MergeTest, PfileNamingNoDeltaIsRefused) {
+  std::string a = make("a", "one\n", "start");
+  std::string b = copy(a, "b");
+  edit(a, "one\ntwo\n", "from side");
+  write_file(b + "/SCCS/p.f", "1.7 1.8 someone 95/01/01 00:00:00\n");
+  std::string before = read_file(sfile(b));
+  Result r;
+  merge(a, b, &r);
+  ASSERT_NE(r.err, nullptr);
+  EXPECT_EQ(r.err->code, 2090);
+  EXPECT_NE(r.error().find("Invalid p-file \"" + b + "/SCCS/p.f\": delta 1.7 is not in the s-file"),
+            std::string::npos)
+      << r.error();
+  EXPECT_EQ(read_file(sfile(b)), before);
+}
+
+// The rebuild compares the versions of common deltas before it relies on them.
+TEST_F(MergeTest, RebuildRefusesDifferentVersionsOfACommonDelta) {
+  std::string a = make("a", "one\ntwo\n", "start");
+  std::string b = copy(a, "b");
+  std::string s = read_file(sfile(b));
+  s.replace(s.find("two\n"), 4, "TWO\n");
+  chmod(sfile(b).c_str(), 0644);
+  write_file(sfile(b), s);
+  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+  edit(a, "one\ntwo\nfrom\n", "from side");
+  edit(b, "one\nTWO\nto\n", "to side");
+  setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
+  kes_merge_bodies_test_reread();
+  Result r;
+  merge(a, b, &r);
+  ASSERT_NE(r.err, nullptr);
+  EXPECT_EQ(r.err->code, 2520);
+  EXPECT_NE(r.error().find("Internal error in merge_bodies: different g-files for serial 1"),
+            std::string::npos)
+      << r.error();
+}
+
+// Blocks of new deltas that don't nest stop the parallel walk with its own
+// errors; the files are damaged, so the rebuild isn't tried.
+TEST_F(MergeTest, BrokenBlocksOfNewDeltas) {
+  std::string base = make("base", "one\n", "start");
+  std::string to = copy(base, "to");
+  std::string from = copy(base, "from");
+  edit(from, "one\nx\n", "from 1");  // serial 2: I 2 / x / E 2
+  edit(from, "one\nx\ny\n", "from 2");  // serial 3
+  std::string good = read_file(sfile(from));
+  struct Case {
+    const char *find, *replace;
+    int code;
+    const char *text;
+  } cases[] = {
+      {"\001E 3\n", "", 2518, "newstuff(): EOF in file"},
+      {"\001I 2\n", "\001X 2\n", 2520, "newstuff(): two deltas in files"},
+      {"\001E 2\n", "\001E 2\n\001E 2\n", 2519, "newstuff(): unset flags for serial number 2"},
+      {"\001E 2\n", "\001I 2\n", 2517, "newstuff(): no insert flag"},
+      {"\001I 2\n", "\001I 9\n", 2515, "newstuff(): serial number 9 maps to -1"},
+      {"\001I 3\ny\n\001E 3\n", "\001D 3\n", 2514, "sccsmerge(): flags left in map for"},
+      {"\001E 2\n\001I 3\ny\n\001E 3\n", "\001D 3\ny\n\001E 3\n", 2521,
+       "newstuff(): returning while still in insert mode"},
+  };
+  for (const Case &c : cases) {
+    std::string s = good;
+    size_t at = s.find(c.find, s.find("\001T\n"));
+    ASSERT_NE(at, std::string::npos) << c.text;
+    s.replace(at, strlen(c.find), c.replace);
+    chmod(sfile(from).c_str(), 0644);
+    write_file(sfile(from), s);
+    std::string t = copy(to, std::string("t") + std::to_string(c.code));
+    std::string before = read_file(sfile(t));
+    Result r;
+    merge(from, t, &r);
+    ASSERT_NE(r.err, nullptr) << c.text;
+    // A checksum mended by nobody: the damaged from file is named instead.
+    EXPECT_EQ(r.err->code, 2043) << r.error();
+    run({sccs_prog("admin"), "-z", sfile(from)});
+    Result r2;
+    merge(from, t, &r2);
+    ASSERT_NE(r2.err, nullptr) << c.text;
+    EXPECT_EQ(r2.err->code, c.code) << r2.error();
+    EXPECT_NE(r2.error().find(c.text), std::string::npos) << r2.error();
+    EXPECT_EQ(r2.out, "");
+    EXPECT_EQ(read_file(sfile(t)), before);
+  }
+}
+
+TEST(MergeFprintf, NullStreamAndFailedWrite) {
+  EXPECT_EQ(Kes_merge::my_fprintf(nullptr, "nowhere", "%d lines\n", 3), nullptr);
+  FILE *full = fopen("/dev/full", "w");
+  ASSERT_NE(full, nullptr);
+  setvbuf(full, nullptr, _IONBF, 0);
+  Kes_err *e = Kes_merge::my_fprintf(full, "/dev/full", "%s\n", "text");
+  ASSERT_NE(e, nullptr);
+  EXPECT_NE(strstr(e->text, "/dev/full"), nullptr) << e->text;
+  EXPECT_EQ(e->system_errno, ENOSPC);
+  delete e;
+  fclose(full);
+}
