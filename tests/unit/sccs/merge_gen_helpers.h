@@ -97,6 +97,8 @@ struct Gen_params {
   bool quick = false;
   // Dates as the SCCS programs give them, mostly all in one second.
   bool same_second = false;
+  // Merge with the name analysis that transactions ask for.
+  bool names = false;
   std::string describe() const;
 };
 
@@ -152,7 +154,7 @@ struct Merge_outcome {
 // output.  force: treat as a conflict.
 struct Merge_request {
   std::string from_sfile, to_sfile;
-  bool slow = false, analysis = false, force = false, signature = false;
+  bool slow = false, analysis = false, force = false, signature = false, names = false;
   std::string ws_path = "/ws/from";
 };
 using Merge_fn = std::function<Merge_outcome(const Merge_request &)>;
