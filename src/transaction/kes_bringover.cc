@@ -248,23 +248,7 @@ void Kes_bringover::command() {
   // Line by line, so that a reader of the output sees each line as it comes.
   fflush(stdout);
   setvbuf(stdout, stdout_buffer, _IOLBF, sizeof stdout_buffer);
-  Kes_err *err = transaction();
-  if (err) {
-    err->print();
-    delete err;
-    exit_status = 1;
-  } else if (counts.contents_errors || counts.rename_errors) {
-    exit_status = 1;
-  } else if (counts.conflicts) {
-    exit_status = 4;
-  } else {
-    exit_status = 0;
-  }
-  Kes_err *mail_err = send_mail();
-  if (mail_err) {
-    mail_err->print();
-    delete mail_err;
-  }
+  run_and_mail();
   if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists()) {
     Kes_autofr *autofr = nullptr;
     Kes_err *err = child_ws->get_autofr(&autofr);

@@ -131,6 +131,12 @@ Kes_transaction::~Kes_transaction() {
 }
 
 void Kes_transaction::command() {
+  run_and_mail();
+  current_transaction = nullptr;
+  if (!flags.blocked && !flags.preview) notification();
+}
+
+void Kes_transaction::run_and_mail() {
   Kes_err *err = transaction();
   if (err) {
     err->print();
@@ -148,8 +154,6 @@ void Kes_transaction::command() {
     mail_err->print();
     delete mail_err;
   }
-  current_transaction = nullptr;
-  if (!flags.blocked && !flags.preview) notification();
 }
 
 Kes_err *Kes_transaction::transaction() {

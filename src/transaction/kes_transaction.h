@@ -228,6 +228,8 @@ public:
   void print_timers();
 
 protected:
+  // transaction(), the exit status from its result and counters, and the mail.
+  void run_and_mail();
   void vprint_out(const char *fmt, va_list ap);
 };
 
