@@ -101,6 +101,9 @@ public:
   char *ancestor_sid;
 };
 
+// Matches the children of b (to tree) with those of a (from tree), recursively;
+// unmatched children of b move with their subtrees under a.
+void walk2(Kes_tree_node *a, Kes_tree_node *b, int *common);
 // True when a child of d has been removed in one file and not in the other.
 int has_rmdel_peer(Kes_delta *d);
 // The branch of a SID: "1.2" gives "1", "1.2.3.4" gives "1.2.3", "1.2.3" stays.
