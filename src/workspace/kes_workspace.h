@@ -17,14 +17,14 @@
 //   kes_ws_metadata.cc    get_md_... factories of this layer's small files,
 //                         content readers and writers, print_description,
 //                         make_descnm_notif_line
-//   kes_ws_history.cc     get_sfile
+//   kes_ws_history.cc     get_sfile, get_merge_object
 //   kes_ws_create.cc      create_ws
 // The factories and operations of the name table, command locks, history log,
 // access control and notification (get_md_nametable, get_md_nt_editlog,
 // get_md_locks, get_md_history, get_md_access, get_md_notify, get_locks,
 // obtain_lock, release_lock, print_locks, print_history, get_accesslist,
 // access_granted, print_accesslist, get_notifications, print_notifications),
-// delete_ws, move_ws, reparent and get_merge_object are defined with those
+// delete_ws, move_ws and reparent are defined with those
 // classes.
 #ifndef BRINDLE_WORKSPACE_KES_WORKSPACE_H
 #define BRINDLE_WORKSPACE_KES_WORKSPACE_H
