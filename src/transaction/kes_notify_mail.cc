@@ -15,10 +15,13 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_quote.h"
 
 namespace {
 
-const char *mail_command = "/bin/mail %s < %s";
+// The host's mail submission program: it takes the address as its operand and
+// reads the "To:" and "Subject:" lines of the file as the mail's headers.
+const char *mail_command = "/usr/sbin/sendmail -oi %s < %s";
 
 // Writes fmt into the mail file; the first failure is kept in *err.
 void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...)
@@ -32,8 +35,11 @@ void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...) {
 }
 
 void hand_to_mailer(const char *address, const char *file) {
-  std::string cmd(strlen(mail_command) + strlen(address) + strlen(file) + 1, '\0');
-  snprintf(&cmd[0], cmd.size(), mail_command, address, file);
+  // The address comes from a file anyone with write access to the workspace
+  // may edit: it reaches the shell as one word, never as a command.
+  std::string quoted = shell_escape(address);
+  std::string cmd(strlen(mail_command) + quoted.size() + strlen(file) + 1, '\0');
+  snprintf(&cmd[0], cmd.size(), mail_command, quoted.c_str(), file);
   // Whether the mailer took it is not reported: nobody is waiting for it.
   int status = system(cmd.c_str());
   (void)status;

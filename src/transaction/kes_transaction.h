@@ -245,8 +245,8 @@ void kes_set_incomplete_file(const char *path);
 const char *kes_get_incomplete_file();
 
 // The command that hands a composed mail to the host's mailer, a format with
-// the address and the file: "/bin/mail %s < %s".  Tests put a recorder in its
-// place.
+// the address (escaped for the shell) and the file, by default
+// "/usr/sbin/sendmail -oi %s < %s".  Tests put a recorder in its place.
 void kes_set_mail_command(const char *fmt);
 const char *kes_get_mail_command();
 

@@ -16,7 +16,7 @@ namespace {
 
 class NotificationTest : public ::testing::Test {
 protected:
-  std::string dir, mailer_fmt;
+  std::string dir, mailer_fmt, host_mailer = kes_get_mail_command();
 
   void SetUp() override {
     static char name[] = "bringover";
@@ -34,7 +34,7 @@ protected:
     kes_set_mail_command(mailer_fmt.c_str());
   }
   void TearDown() override {
-    kes_set_mail_command("/bin/mail %s < %s");
+    kes_set_mail_command(host_mailer.c_str());
     remove_tree(dir);
   }
 
