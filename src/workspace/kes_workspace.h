@@ -19,6 +19,7 @@
 //                         make_descnm_notif_line
 //   kes_ws_history.cc     get_sfile, get_merge_object
 //   kes_ws_create.cc      create_ws
+//   kes_cmdlock.cc        get_md_locks, get_locks, obtain_lock, release_lock, print_locks
 // The factories and operations of the name table, command locks, history log,
 // access control and notification (get_md_nametable, get_md_nt_editlog,
 // get_md_locks, get_md_history, get_md_access, get_md_notify, get_locks,

@@ -1,0 +1,318 @@
+// Command locks: the lines of the locks file, the age text, who shuts out
+// whom, release with and without room for a rewrite, and processes racing for
+// one workspace.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_init.h"
+#include "workspace/kes_cmdlock.h"
+#include "workspace/kes_metadata.h"
+#include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using ws_test::read_file;
+using ws_test::take;
+using ws_test::write_file;
+
+namespace {
+
+std::vector<std::string> lines_of(const std::string &text) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  for (std::string l; std::getline(in, l);) out.push_back(l);
+  return out;
+}
+
+class CmdlockTest : public ::testing::Test {
+protected:
+  ws_test::TempDir tmp;
+  std::string root = ws_test::make_ws(tmp.file("ws"));
+  std::string locks = root + "/Brindle_wsdata/locks";
+  Kes_workspace *ws = nullptr;
+
+  void SetUp() override {
+    static char name[] = "/usr/bin/locktest";
+    static char *argv[] = {name, nullptr};
+    kes_set_full_cmdname(argv);
+    Kes_err *err = nullptr;
+    ws = new Kes_workspace(root.c_str(), &err);
+    ASSERT_EQ(err, nullptr);
+  }
+  void TearDown() override { delete ws; }
+
+  // The line of a lock taken by somebody else age seconds ago.
+  static std::string other(const char *type, const char *cmd, int pid, const char *user,
+                           long age) {
+    return std::string(type) + " " + cmd + " " + std::to_string(pid) + " hostB " + user + " " +
+           std::to_string(time(nullptr) - age);
+  }
+  std::string message(const char *line) {
+    Kes_cmdlock l(line, ws);
+    char buf[1024];
+    return l.format_msg(buf);
+  }
+  std::string mine(const char *type) {
+    return std::string(type) + " locktest " + std::to_string(getpid()) + " " + kes_hostname() +
+           " " + kes_get_user(1, 0);
+  }
+};
+
+TEST_F(CmdlockTest, LinesParseWithDefaultsAndCompareInTheirOldShape) {
+  // Line, then the line as written back.
+  const char *cases[][2] = {
+      {"write putback 4711 hostA alice 1100000000", "write putback 4711 hostA alice 1100000000"},
+      {"write bringover 123 hostA", "write bringover 123 hostA Unknown 0"},
+      {"", "read Unknown -1 Unknown Unknown 0"},
+      {"WRITE undo 9 h u 5", "read undo 9 h u 5"},
+      {"write undo notapid h u 5", "write undo -1 Unknown Unknown 0"},
+  };
+  char buf[1024];
+  for (auto &c : cases) EXPECT_STREQ(Kes_cmdlock(c[0], ws).format_lock_line(buf), c[1]) << c[0];
+
+  const char *base = "write putback 10 hostA alice 500";
+  struct {
+    const char *other;
+    int equal;
+  } compares[] = {
+      {base, 0},                                  // identical lines differ
+      {"write bringover 10 hostB bob 500", 1},    // other command, machine, user; same time
+      {"write bringover 10 hostB bob 501", 0},    // ... other time
+      {"read bringover 10 hostB bob 500", 0},     // other type
+      {"write bringover 11 hostB bob 500", 0},    // other pid
+      {"write bringover 10 hostA bob 500", 0},    // same machine
+      {"write bringover 10 hostB alice 500", 0},  // same user
+  };
+  Kes_cmdlock a(base, ws);
+  EXPECT_EQ(a.compare(nullptr), 0);
+  for (auto &c : compares) {
+    Kes_cmdlock b(c.other, ws);
+    EXPECT_EQ(a.compare(&b), c.equal) << c.other;
+  }
+}
+
+TEST_F(CmdlockTest, AgeTextRoundsMinutesAndLeavesOutZeroDaysAndHours) {
+  // Ages chosen so that a clock tick during the test changes nothing.
+  struct {
+    long age;
+    const char *tail;
+  } cases[] = {
+      {59 * 60 + 40, "60 minutes\n"},
+      {0, "0 minutes\n"},
+      {3600 + 60, "1 hours, 1 minutes\n"},
+      {86400 + 5 * 60, "1 days, 0 hours, 5 minutes\n"},
+      {2 * 86400 + 3 * 3600 + 10, "2 days, 3 hours, 0 minutes\n"},
+  };
+  for (auto &c : cases)
+    EXPECT_EQ(message(other("write", "putback", 77, "bob", c.age).c_str()),
+              std::string("    User bob has been running a putback command (pid 77)\n"
+                          "        on hostB for ") + c.tail) << c.age;
+}
+
+TEST_F(CmdlockTest, ReadersShareAndAreShutOutOnlyByAWriter) {
+  std::string reader = other("read", "bringover", 50, "carol", 0);
+  write_file(locks, "VERSION 1\n" + reader + "\n");
+  ws->write_locked = 1;
+  Kes_cmdlock *lock = nullptr;
+  ASSERT_EQ(take(ws->obtain_lock(KES_READ_LOCK, &lock)).text, "");
+  EXPECT_EQ(ws->write_locked, 0u) << "a read lock clears the bit";
+  std::vector<std::string> l = lines_of(read_file(locks));
+  ASSERT_EQ(l.size(), 3u);
+  EXPECT_EQ(l[1], reader);
+  EXPECT_EQ(l[2].rfind(mine("read") + " ", 0), 0u) << l[2];
+  EXPECT_EQ(ws_test::sh("ls -A " + root + "/Brindle_wsdata"), "locks\n")
+      << "no probe or lock files stay behind";
+
+  // A writer arrives: further readers see only it, a writer sees everybody.
+  std::string writer = other("write", "putback", 77, "bob", 59 * 60 + 40);
+  write_file(locks, read_file(locks) + writer + "\n");
+  std::string before = read_file(locks);
+  std::string head = "locktest: Cannot obtain a %s lock in workspace \"" + std::string(ws->wsname) +
+                     "\"\nbecause it has the following locks:\n";
+  std::string writer_msg =
+      "    User bob has been running a putback command (pid 77)\n        on hostB for 60 minutes\n";
+  Kes_cmdlock *denied = nullptr;
+  ws_test::Err e = take(ws->obtain_lock(KES_READ_LOCK, &denied));
+  EXPECT_EQ(e.code, 2021);
+  EXPECT_EQ(e.system_errno, 0);
+  EXPECT_EQ(e.text, head.replace(head.find("%s"), 2, "read") + writer_msg + "  (Error 2021)\n");
+  ws->write_locked = 0;
+  e = take(ws->obtain_lock(KES_WRITE_LOCK, &denied));
+  EXPECT_EQ(e.text, head.replace(head.find("read"), 4, "write") + message(reader.c_str()) +
+                        message(l[2].c_str()) + writer_msg + "  (Error 2021)\n");
+  EXPECT_EQ(denied, nullptr);
+  EXPECT_EQ(ws->write_locked, 1u) << "set even though the lock was denied";
+  EXPECT_EQ(read_file(locks), before);
+  delete lock;
+}
+
+TEST_F(CmdlockTest, WriteLockComesAndGoes) {
+  Kes_cmdlock *lock = nullptr, *second = nullptr;
+  ASSERT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &lock)).text, "");
+  EXPECT_EQ(ws->is_writelocked(), 1);
+  char buf[1024];
+  EXPECT_EQ(read_file(locks), "VERSION 1\n" + std::string(lock->format_lock_line(buf)) + "\n");
+  EXPECT_EQ(std::string(buf).rfind(mine("write") + " ", 0), 0u) << buf;
+  EXPECT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &second)).code, 2021) << "not even for itself";
+  ASSERT_EQ(take(ws->release_lock(lock)).text, "");
+  EXPECT_EQ(ws->is_writelocked(), 0);
+  EXPECT_EQ(read_file(locks), "VERSION 1\n");
+  delete lock;
+
+  ws_test::Err e = take(ws->obtain_lock((Kes_cmdlocktype)3, &second));
+  EXPECT_EQ(e.text, "locktest: Internal error: unknown locktype 3 in workspace \"" +
+                        std::string(ws->wsname) + "\"  (Error 2019)\n");
+  EXPECT_EQ(read_file(locks), "VERSION 1\n");
+
+  ws_test::sh("rm -rf " + root + "/Brindle_wsdata");
+  e = take(ws->obtain_lock(KES_READ_LOCK, &second));
+  EXPECT_EQ(e.code, 1014);
+  EXPECT_EQ(e.system_errno, ENOENT);
+  EXPECT_EQ(second, nullptr);
+}
+
+TEST_F(CmdlockTest, NumberedLocksArePrintedAndReleasedByNumber) {
+  std::string a = other("read", "bringover", 1, "ann", 120),
+              b = other("read", "undo", 2, "ben", 60), c = other("read", "putback", 3, "cy", 0);
+  write_file(locks, "VERSION 1\n" + a + "\n" + b + "\n" + c + "\n");
+  int count = -1;
+  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(ws->print_locks(&count), nullptr); });
+  EXPECT_EQ(count, 3);
+  EXPECT_EQ(out, "1) " + message(a.c_str()) + "2) " + message(b.c_str()) + "3) " +
+                     message(c.c_str()));
+  EXPECT_EQ(ws->release_lock(5), nullptr);
+  EXPECT_EQ(ws->release_lock(0), nullptr);
+  EXPECT_EQ(lines_of(read_file(locks)).size(), 4u);
+  ASSERT_EQ(take(ws->release_lock(2)).text, "");
+  EXPECT_EQ(read_file(locks), "VERSION 1\n" + a + "\n" + c + "\n");
+}
+
+TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
+  // A directory where the rewrite's temporary file goes makes the rewrite fail
+  // for any user, root included.
+  ws_test::make_dirs(locks + ".tmp");
+  Kes_cmdlock *lock = nullptr;
+  ASSERT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &lock)).text, "");
+  std::string alone = read_file(locks);
+  auto release = [&] {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(take(ws->release_lock(lock)).text, "") << "the failure is only shown";
+    std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("(Error 1017)"), std::string::npos) << err;
+  };
+  write_file(locks, alone + other("read", "bringover", 5, "dora", 0) + "\n");
+  std::string kept = read_file(locks);
+  release();
+  EXPECT_EQ(read_file(locks), kept);
+  EXPECT_EQ(ws->write_locked, 0u);
+
+  write_file(locks, alone);
+  release();
+  EXPECT_FALSE(ws_test::file_exists(locks)) << "the lone lock went with its file";
+  delete lock;
+}
+
+TEST_F(CmdlockTest, PlainDirectoryTakesPartWithoutLocks) {
+  std::string plain = tmp.file("plain");
+  ws_test::make_dirs(plain);
+  Kes_err *err = nullptr;
+  Kes_workspace dir(plain.c_str(), &err);
+  ASSERT_EQ(err, nullptr);
+  ws_test::capture_stdout([&] { EXPECT_EQ(take(dir.not_real_warning()).code, 0); });
+  ASSERT_EQ(dir.not_real, 1u);
+  Kes_cmdlock theirs("write putback 1 h u 1", &dir), *lock = &theirs;
+  EXPECT_EQ(dir.obtain_lock(KES_WRITE_LOCK, &lock), nullptr);
+  EXPECT_EQ(lock, &theirs) << "left alone";
+  EXPECT_EQ(dir.write_locked, 0u);
+  EXPECT_EQ(dir.release_lock(&theirs), nullptr);
+  EXPECT_EQ(ws_test::sh("ls -A " + plain), "");
+}
+
+// Each process reports on a pipe when it first finds the locks file's short
+// lock held.
+int ready_fd = -1;
+void report_waiting(const char *, time_t, time_t, int) {
+  if (ready_fd >= 0 && write(ready_fd, "w", 1) == 1) close(ready_fd);
+  ready_fd = -1;
+}
+
+// n processes race for one workspace.  The short lock of the locks file is
+// held until every one of them waits for it, so that all try at once when it
+// goes.  The exit statuses by pid: 0 with the lock, 21 denied, 1 otherwise.
+std::map<pid_t, int> race(const std::string &root, Kes_cmdlocktype type, int n) {
+  std::string link = root + "/Brindle_wsdata/locks.lock";
+  int ready[2];
+  if (symlink("locks", link.c_str()) != 0 || pipe(ready) != 0) abort();
+  std::map<pid_t, int> out;
+  fflush(stdout);
+  fflush(stderr);
+  for (int i = 0; i < n; i++) {
+    pid_t pid = fork();
+    if (pid == 0) {
+      close(ready[0]);
+      ready_fd = ready[1];
+      kes_file_lock_set_observer(report_waiting);
+      Kes_err *err = nullptr;
+      Kes_workspace ws(root.c_str(), &err);
+      Kes_cmdlock *lock = nullptr;
+      if (!err) err = ws.obtain_lock(type, &lock);
+      _exit(!err ? (lock ? 0 : 1) : err->code == 2021 ? 21 : 1);
+    }
+    out[pid] = -1;
+  }
+  close(ready[1]);
+  char c;
+  for (int waiting = 0; waiting < n && read(ready[0], &c, 1) == 1;) waiting++;
+  close(ready[0]);
+  unlink(link.c_str());
+  for (auto &r : out) {
+    int status = 0;
+    waitpid(r.first, &status, 0);
+    r.second = WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+  }
+  return out;
+}
+
+TEST_F(CmdlockTest, RacingWritersLetOneInAndRacingReadersAll) {
+  std::map<pid_t, int> results = race(root, KES_WRITE_LOCK, 6);
+  std::map<int, int> by_status;
+  pid_t winner = -1;
+  for (auto &r : results) {
+    by_status[r.second]++;
+    if (r.second == 0) winner = r.first;
+  }
+  EXPECT_EQ(by_status, (std::map<int, int>{{0, 1}, {21, 5}}));
+  std::vector<std::string> l = lines_of(read_file(locks));
+  ASSERT_EQ(l.size(), 2u) << read_file(locks);
+  EXPECT_EQ(l[0], "VERSION 1");
+  Kes_cmdlock held(l[1].c_str(), ws);
+  EXPECT_EQ(held.type, KES_WRITE_LOCK);
+  EXPECT_EQ(held.pid, winner);
+  EXPECT_STREQ(held.command, "locktest");
+
+  unlink(locks.c_str());
+  results = race(root, KES_READ_LOCK, 5);
+  l = lines_of(read_file(locks));
+  ASSERT_EQ(l.size(), 6u) << read_file(locks);
+  for (size_t i = 1; i < l.size(); i++) {
+    Kes_cmdlock reader(l[i].c_str(), ws);
+    EXPECT_EQ(reader.type, KES_READ_LOCK) << l[i];
+    EXPECT_EQ(results[reader.pid], 0) << l[i];
+    results.erase(reader.pid);
+  }
+  EXPECT_TRUE(results.empty());
+  EXPECT_FALSE(ws_test::file_exists(locks + ".lock"));
+}
+
+}  // namespace
