@@ -1,0 +1,511 @@
+// The history log: records written through a temporary file and appended
+// whole, read back field by field, and the command log behind each record.
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "util/kes_err.h"
+#include "util/kes_host.h"
+#include "util/kes_list.h"
+#include "workspace/kes_cmdlog.h"
+#include "workspace/kes_history.h"
+#include "workspace/kes_workspace.h"
+#include "workspace/ws_helpers.h"
+
+using namespace ws_test;
+
+namespace {
+
+typedef std::vector<std::string> Fields;  // the 18 fields, "-" for null
+
+// The records of a log, each as its 18 fields.
+std::vector<Fields> records(Kes_md_history *md, Err *error = nullptr) {
+  Kes_historylist list;
+  Err e = take(md->get_contents(&list));
+  if (error) *error = e;
+  else EXPECT_EQ(e.code, 0) << e.text;
+  std::vector<Fields> out;
+  for (Kes_listelem *el = list.head.next; el != &list.head; el = el->next) {
+    Kes_history *h = (Kes_history *)el->data;
+    const char *f[] = {h->command_name, h->command_text,  h->comment,     h->cwd,
+                       h->release,      h->host,          h->user,        h->parent_name,
+                       h->parent_netname, h->child_name,  h->child_netname, h->start_local,
+                       h->start_gmt,    h->end_local,     h->end_gmt,     h->status,
+                       h->rti,          h->freezepoint_file};
+    Fields r;
+    for (const char *s : f) r.push_back(s ? s : "-");
+    out.push_back(r);
+  }
+  return out;
+}
+
+// A record with only the fields given by number (1-based) set.
+Fields rec(std::initializer_list<std::pair<int, std::string>> set) {
+  Fields f(18, "-");
+  for (auto &p : set) f[p.first - 1] = p.second;
+  return f;
+}
+
+// Names in dir other than the log itself: temporary files left behind.
+std::vector<std::string> leftovers(const std::string &dir) {
+  std::vector<std::string> out;
+  DIR *d = opendir(dir.c_str());
+  while (struct dirent *e = d ? readdir(d) : nullptr) {
+    std::string n = e->d_name;
+    if (n != "." && n != ".." && n != "history") out.push_back(n);
+  }
+  if (d) closedir(d);
+  return out;
+}
+
+// Standard error written while fn runs.
+std::string capture_stderr(const std::function<void()> &fn) {
+  fflush(stderr);
+  FILE *tmp = tmpfile();
+  int saved = dup(2);
+  dup2(fileno(tmp), 2);
+  fn();
+  fflush(stderr);
+  dup2(saved, 2);
+  close(saved);
+  rewind(tmp);
+  std::string s;
+  char buf[512];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, tmp)) > 0) s.append(buf, n);
+  fclose(tmp);
+  return s;
+}
+
+class HistoryLog : public ::testing::Test {
+protected:
+  TempDir tmp;
+  std::string mdir = make_ws(tmp.path()) + "/Brindle_wsdata";
+  std::string log = mdir + "/history";
+  Kes_md_history md{nullptr, mdir.c_str()};
+
+  void write_log(const std::string &body) { write_file(log, "VERSION 1\n" + body); }
+};
+
+TEST_F(HistoryLog, ParserSplitsRecordsOnlyWhereKeywordsGoBack) {
+  write_log(
+      // A comment line that looks like a keyword ends the comment; the
+      // "END COMMENT" behind it then starts a record of its own.
+      "COMMAND   /usr/bin/putback -n  a.c \n"
+      "BEGIN COMMENT\n"
+      "first\n"
+      "CWD /not/really\n"
+      "second\n"
+      "END COMMENT\n"
+      "USER ann\n"
+      // A free line in the time format is taken for the end time.
+      "END (free) (text)\n"
+      "STATUS 0\n"
+      // Each keyword that goes back in the order starts a record, with or
+      // without a command line.
+      "RTI 42\n"
+      "CWD /w\n"
+      "PARENT_WORKSPACE \n"
+      "CHILD_WORKSPACE )x( (y)\n"
+      "START (s1) (s2\n"
+      // A keyword must match whole: these are text.
+      "COMMAND\n"
+      "COMMANDfoo\n"
+      "status 3\n");
+  std::vector<Fields> want = {
+      rec({{1, "putback"},
+           {2, "  /usr/bin/putback -n  a.c \nsecond\n"},
+           {3, "first\n"},
+           {4, "/not/really"}}),
+      rec({{7, "ann"}, {14, "free"}, {15, "text"}, {16, "0"}}),
+      rec({{17, "42"}}),
+      // Only a whole pair of parentheses counts.
+      rec({{2, "COMMAND\nCOMMANDfoo\nstatus 3\n"}, {4, "/w"}, {12, "s1"}}),
+  };
+  EXPECT_EQ(records(&md), want);
+}
+
+TEST_F(HistoryLog, ParserJoinsLinesAndAcceptsEmptyOrMissingLogs) {
+  EXPECT_TRUE(records(&md).empty());  // no file
+  write_log("");
+  EXPECT_TRUE(records(&md).empty());
+  EXPECT_FALSE(file_exists(log + ".lock"));
+
+  std::string longword(3000, 'x');
+  write_log("COMMAND get " + longword + "\nCWD /a\\\n/b\nSTATUS 1");  // no final newline
+  std::vector<Fields> want = {
+      rec({{1, "get"}, {2, "get " + longword + "\n"}, {4, "/a/b"}, {16, "1"}})};
+  EXPECT_EQ(records(&md), want);
+
+  // A log must still begin with its version line.
+  write_file(log, "COMMAND x\n");
+  Err e;
+  records(&md, &e);
+  EXPECT_EQ(e.code, 2008);
+  EXPECT_NE(e.text.find("No version number in file \"" + log + "\""), std::string::npos);
+}
+
+// A zone with daylight time, so that local and GMT times differ and the
+// zone's daylight name is the one written.
+struct Zone {
+  std::string old;
+  bool had;
+  explicit Zone(const char *tz) {
+    const char *o = getenv("TZ");
+    had = o != nullptr;
+    if (o) old = o;
+    setenv("TZ", tz, 1);
+    tzset();
+  }
+  ~Zone() {
+    if (had) setenv("TZ", old.c_str(), 1);
+    else unsetenv("TZ");
+    tzset();
+  }
+};
+
+TEST_F(HistoryLog, RecordRoundTripsAllFields) {
+  Zone zone("EST5EDT");
+  ASSERT_STREQ(kes_get_timezone(), "EDT");
+  time_t before = time(nullptr);
+  Kes_cmdlog cmdlog;
+  const char *argv[] = {"/opt/brindle/bin/bringover", "-p", "/ws/parent", "dir/f.c"};
+  md.argc = 4;
+  md.argv = (char **)argv;
+  ASSERT_EQ(take(md.start(0)).code, 0);
+  EXPECT_EQ(md.argc, 0);
+  Kes_strlist *comment = strlist({"fix the parser", "", "second paragraph"});
+  EXPECT_EQ(take(md.print_comment(comment)).code, 0);
+  delete comment;
+  EXPECT_EQ(take(md.printf("update: %s\n", "dir/f.c")).code, 0);
+  EXPECT_EQ(take(md.printf("Examined files: %d\n", 1)).code, 0);
+  cmdlog.set_ws("/ws/parent", "host:/ws/parent", "/ws/child", "host:/ws/child");
+  cmdlog.set_fp("fp/list");
+  cmdlog.finish(4);
+  time_t after = time(nullptr);
+  md.done(&cmdlog);
+
+  EXPECT_TRUE(leftovers(mdir).empty());
+  std::vector<Fields> got = records(&md);
+  ASSERT_EQ(got.size(), 1u);
+  Fields &r = got[0];
+  char cwd[1024];
+  ASSERT_TRUE(getcwd(cwd, sizeof cwd));
+  const char *host = kes_hostname();
+  Fields want = {"bringover",
+                 "/opt/brindle/bin/bringover -p /ws/parent dir/f.c \nupdate: dir/f.c\n"
+                 "Examined files: 1\n",
+                 "fix the parser\n\nsecond paragraph\n",
+                 cwd, "6.02", host ? host : "", kes_get_user(1, 1),
+                 "/ws/parent", "host:/ws/parent", "/ws/child", "host:/ws/child",
+                 r[11], r[12], r[13], r[14], "4", "-", "fp/list"};
+  EXPECT_EQ(r, want);
+
+  // Each time is one the clock showed while the record was made: asctime
+  // text, then the zone's name or "GMT" in the second parenthesis' line.
+  auto seen = [&](const std::string &text, bool gmt) {
+    for (time_t t = before; t <= after; t++) {
+      struct tm tm;
+      char buf[64];
+      asctime_r(gmt ? gmtime_r(&t, &tm) : localtime_r(&t, &tm), buf);
+      buf[24] = '\0';
+      if (text == std::string(buf) + " " + (gmt ? "GMT" : kes_get_timezone()))
+        return true;
+    }
+    return false;
+  };
+  EXPECT_TRUE(seen(r[11], false)) << r[11];
+  EXPECT_TRUE(seen(r[12], true)) << r[12];
+  EXPECT_TRUE(seen(r[13], false)) << r[13];
+  EXPECT_TRUE(seen(r[14], true)) << r[14];
+
+  // The file as people read it: print() shows it without the version line.
+  std::string text = read_file(log);
+  ASSERT_EQ(text.compare(0, 10, "VERSION 1\n"), 0);
+  std::string printed = capture_stdout([&] { EXPECT_EQ(take(md.print()).code, 0); });
+  EXPECT_EQ(printed, text.substr(10));
+  EXPECT_NE(text.find("\nCHILD_WORKSPACE  (/ws/child) (host:/ws/child)\nFREEZEPOINT_FILE "
+                      "fp/list\nSTART ("),
+            std::string::npos)
+      << text;
+}
+
+TEST_F(HistoryLog, CommandLogLinesWithoutValues) {
+  Kes_cmdlog cmdlog;
+  cmdlog.set_ws(nullptr, nullptr, "/c", nullptr);
+  cmdlog.set_rti(nullptr);
+  cmdlog.finish(0);
+  ASSERT_EQ(take(md.start(0)).code, 0);
+  md.print_rti("77");
+  md.print_rti(nullptr);
+  md.done(&cmdlog);
+  std::string text = read_file(log);
+  EXPECT_NE(text.find("COMMAND \nRTI 77\nCWD "), std::string::npos) << text;
+  EXPECT_NE(text.find("\nPARENT_WORKSPACE \nCHILD_WORKSPACE  (/c) ()\n\nSTART ("),
+            std::string::npos)
+      << text;
+  // The early RTI line splits the record at the CWD behind it; the bare
+  // parent keyword reads as no parent.
+  std::vector<Fields> got = records(&md);
+  ASSERT_EQ(got.size(), 2u);
+  EXPECT_EQ(got[0], rec({{1, ""}, {2, "\n"}, {17, "77"}}));
+  EXPECT_EQ(got[1][7], "-");
+  EXPECT_EQ(got[1][9], "/c");
+  EXPECT_EQ(got[1][10], "");
+}
+
+TEST_F(HistoryLog, PreviewLeavesNoTrace) {
+  Kes_cmdlog cmdlog;
+  EXPECT_EQ(take(md.start(1)).code, 0);
+  Kes_strlist *comment = strlist({"c"});
+  EXPECT_EQ(take(md.print_comment(comment)).code, 0);
+  delete comment;
+  EXPECT_EQ(take(md.printf("x\n")).code, 0);
+  cmdlog.finish(0);
+  md.done(&cmdlog);
+  EXPECT_FALSE(file_exists(log));
+  EXPECT_TRUE(leftovers(mdir).empty());
+}
+
+TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
+  const int kProcs = 3, kLines = 2000;
+  // The children compose their records, then append them at the same moment
+  // when the parent closes the pipe.
+  int gate[2];
+  ASSERT_EQ(pipe(gate), 0);
+  std::vector<pid_t> pids;
+  for (int p = 0; p < kProcs; p++) {
+    pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+      Kes_md_history m(nullptr, mdir.c_str());
+      Kes_cmdlog cl;
+      std::string name = "proc" + std::to_string(p);
+      const char *argv[] = {name.c_str()};
+      m.argc = 1;
+      m.argv = (char **)argv;
+      int bad = m.start(0) != nullptr;
+      // Records far larger than a stdio buffer: each append takes many writes.
+      for (int i = 0; i < kLines && !bad; i++)
+        bad = m.printf("%s line %d of a record that only this process writes\n", name.c_str(),
+                       i) != nullptr;
+      cl.finish(p);
+      close(gate[1]);
+      char c;
+      if (read(gate[0], &c, 1) != 0) bad = 1;
+      m.done(&cl);
+      _exit(bad);
+    }
+    pids.push_back(pid);
+  }
+  close(gate[0]);
+  // While another holds the log's file lock, nobody appends.
+  Kes_md_history holder(nullptr, mdir.c_str());
+  ASSERT_EQ(take(holder.lock()).code, 0);
+  close(gate[1]);
+  usleep(500000);
+  EXPECT_FALSE(file_exists(log));
+  holder.unlock();
+  for (pid_t pid : pids) {
+    int status;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(status, 0);
+  }
+  std::vector<Fields> got = records(&md);
+  ASSERT_EQ(got.size(), (size_t)kProcs);
+  std::vector<bool> seen(kProcs);
+  for (const Fields &r : got) {
+    int p = std::stoi(r[15]);
+    ASSERT_TRUE(p >= 0 && p < kProcs && !seen[p]);
+    seen[p] = true;
+    std::string name = "proc" + std::to_string(p);
+    std::string body = name + " \n";
+    for (int i = 0; i < kLines; i++)
+      body += name + " line " + std::to_string(i) + " of a record that only this process writes\n";
+    EXPECT_EQ(r[0], name);
+    EXPECT_EQ(r[1], body);
+  }
+  EXPECT_TRUE(leftovers(mdir).empty());
+}
+
+TEST_F(HistoryLog, FailedAppendLosesOnlyTheRecord) {
+  // The log is a directory: it can't be opened for appending.
+  make_dirs(log);
+  ASSERT_EQ(take(md.start(0)).code, 0);
+  std::string err = capture_stderr([&] { md.done(nullptr); });
+  EXPECT_NE(err.find("Open of \"" + log + "\" for appending failed"), std::string::npos) << err;
+  EXPECT_NE(err.find("1025"), std::string::npos) << err;
+  EXPECT_TRUE(leftovers(mdir).empty());
+  rmdir(log.c_str());
+
+  // A write that fails halfway, by the file size limit: the log keeps its old
+  // end exactly, and the message names the log.
+  // The record (6 KB) fits below the limit, the log with it doesn't.
+  write_log("COMMAND old\n" + std::string(8000, 'o') + "\nSTATUS 0\n");
+  std::string old = read_file(log);
+  std::string errfile = tmp.file("stderr");
+  int status = in_child([&] {
+    int fd = open(errfile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(fd, 2);
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit rl = {(rlim_t)old.size() + 3000, (rlim_t)old.size() + 3000};
+    setrlimit(RLIMIT_FSIZE, &rl);
+    Kes_md_history m(nullptr, mdir.c_str());
+    if (Kes_err *e = m.start(0)) return e->print(), 2;
+    for (int i = 0; i < 150; i++)
+      if (Kes_err *e = m.printf("%040d\n", i)) return e->print(), 3;
+    m.done(nullptr);
+    return 0;
+  });
+  EXPECT_EQ(status, 0) << read_file(errfile);
+  EXPECT_EQ(read_file(log), old);
+  EXPECT_NE(read_file(errfile).find("Writing to \"" + log + "\" failed"), std::string::npos)
+      << read_file(errfile);
+  EXPECT_TRUE(leftovers(mdir).empty());
+}
+
+TEST_F(HistoryLog, WriteAndStartFailuresAreReturned) {
+  // Free lines beyond the size limit fail in the temporary file itself.
+  int status = in_child([&] {
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit rl = {2000, 2000};
+    setrlimit(RLIMIT_FSIZE, &rl);
+    Kes_md_history m(nullptr, mdir.c_str());
+    if (Kes_err *e = m.start(0)) return e->print(), 2;
+    std::string big(9000, 'y');
+    Err e = take(m.printf("%s\n", big.c_str()));
+    return e.code == 1001 && e.system_errno == EFBIG &&
+                   e.text.find("Writing to \"" + mdir + "/history.") != std::string::npos
+               ? 0
+               : 1;
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(leftovers(mdir).empty());  // the child's destructor dropped it
+
+  // No metadata directory: no temporary file, and later calls write nothing.
+  Kes_md_history gone(nullptr, tmp.file("nowhere").c_str());
+  Err e = take(gone.start(0));
+  EXPECT_EQ(e.code, 1001);
+  EXPECT_EQ(e.system_errno, ENOENT);
+  EXPECT_NE(e.text.find("Open of \"" + tmp.file("nowhere") + "/history."), std::string::npos)
+      << e.text;
+  EXPECT_EQ(take(gone.printf("x\n")).code, 0);
+  gone.done(nullptr);
+  EXPECT_FALSE(file_exists(tmp.file("nowhere")));
+}
+
+TEST_F(HistoryLog, CrashBeforeDoneLeavesOnlyTheTemporaryFile) {
+  write_log("COMMAND old\n");
+  int status = in_child([&] {
+    Kes_md_history m(nullptr, mdir.c_str());
+    if (m.start(0)) return 2;
+    if (m.printf("half a record\n")) return 3;
+    fflush(nullptr);
+    _exit(0);  // no destructor, no done
+  });
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(read_file(log), "VERSION 1\nCOMMAND old\n");
+  std::vector<std::string> left = leftovers(mdir);
+  ASSERT_EQ(left.size(), 1u);
+  EXPECT_EQ(left[0].compare(0, 8, "history."), 0);
+  EXPECT_EQ(left[0].size(), 14u);
+  EXPECT_EQ(read_file(mdir + "/" + left[0]), "COMMAND \nhalf a record\n");
+}
+
+TEST(HistoryRecord, CompareLeavesOutTheChildName) {
+  Kes_historylist list;
+  Kes_history *a = (Kes_history *)list.create_data();
+  a->command_name = strdup("putback");
+  a->child_name = strdup("/c1");
+  a->child_netname = strdup("h:/c1");
+  Kes_history *b = a->copy();
+  EXPECT_EQ(a->compare(b), 0);
+  free(b->child_name);
+  b->child_name = strdup("/c2");
+  EXPECT_EQ(a->compare(b), 0);
+  EXPECT_EQ(list.compare_datas(a, b), 1);
+  free(b->child_netname);
+  b->child_netname = strdup("h:/c2");
+  EXPECT_LT(a->compare(b), 0);
+  free(b->child_netname);
+  b->child_netname = nullptr;
+  EXPECT_GT(a->compare(b), 0);
+  EXPECT_EQ(list.compare_datas(a, b), 0);
+  list.delete_data(a);
+  list.delete_data(b);
+}
+
+TEST(CommandLog, TwelveLinesAndTheirDefaults) {
+  Kes_cmdlog cl;
+  ASSERT_EQ(cl.count, 12);
+  char cwd[1024];
+  ASSERT_TRUE(getcwd(cwd, sizeof cwd));
+  EXPECT_EQ(std::string(cl.lines[0]), std::string("CWD ") + cwd);
+  EXPECT_STREQ(cl.lines[1], "RELEASE 6.02");
+  EXPECT_EQ(std::string(cl.lines[3]), std::string("USER ") + kes_get_user(1, 1));
+  for (int i : {4, 5, 6, 7, 9, 10, 11}) EXPECT_EQ(cl.lines[i], nullptr) << i;
+  EXPECT_EQ(std::string(cl.lines[8]).compare(0, 7, "START ("), 0);
+  cl.set_rti("1234567");
+  EXPECT_STREQ(cl.lines[6], "RTI 1234567");
+  cl.set_rti(nullptr);
+  EXPECT_STREQ(cl.lines[6], "");
+  cl.set_fp(nullptr);
+  EXPECT_STREQ(cl.lines[7], "");
+  cl.set_ws("/p", "h:/p", nullptr, "h:/c");
+  EXPECT_STREQ(cl.lines[4], "PARENT_WORKSPACE  (/p) (h:/p)");
+  EXPECT_STREQ(cl.lines[5], "CHILD_WORKSPACE ");
+  cl.finish(2);
+  EXPECT_STREQ(cl.lines[10], "STATUS 2");
+  EXPECT_EQ(cl.lines[11], nullptr);
+  // "END (Sat Nov 21 11:29:21 2026 ZONE) (Sat Nov 21 11:29:21 2026 GMT)"
+  std::string end = cl.lines[9];
+  std::string zone = kes_get_timezone();
+  ASSERT_EQ(end.size(), 4 + 1 + 24 + 1 + zone.size() + 3 + 24 + 5) << end;
+  EXPECT_EQ(end.substr(29, zone.size() + 4), " " + zone + ") (") << end;
+  EXPECT_EQ(end.substr(end.size() - 5), " GMT)");
+  cl.delete_str();
+  for (char *l : cl.lines) EXPECT_EQ(l, nullptr);
+}
+
+TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
+  TempDir tmp;
+  std::string gone = tmp.file("gone");
+  make_dirs(gone);
+  std::string errfile = tmp.file("stderr");
+  int status = in_child([&] {
+    int fd = open(errfile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    dup2(fd, 2);
+    if (chdir(gone.c_str()) != 0 || rmdir(gone.c_str()) != 0) return 5;
+    Kes_cmdlog cl;
+    return 0;
+  });
+  EXPECT_EQ(status, 1);
+  std::string err = read_file(errfile);
+  EXPECT_NE(err.find(": Could not get current working directory\n"), std::string::npos) << err;
+}
+
+TEST(WorkspaceHistoryLog, PrintHistoryShowsTheLogOfTheWorkspace) {
+  TempDir tmp;
+  std::string dir = make_ws(tmp.file("ws"));
+  write_file(dir + "/Brindle_wsdata/history", "VERSION 1\nCOMMAND a\nSTATUS 0\n");
+  Kes_err *err = nullptr;
+  Kes_workspace ws(dir.c_str(), &err);
+  ASSERT_EQ(take(err).code, 0);
+  std::string out = capture_stdout([&] { EXPECT_EQ(take(ws.print_history()).code, 0); });
+  EXPECT_EQ(out, "COMMAND a\nSTATUS 0\n");
+}
+
+}  // namespace
