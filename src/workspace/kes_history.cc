@@ -22,10 +22,11 @@ struct Keyword {
   size_t bytes;
 };
 const Keyword keywords[] = {
-    {"COMMAND ", 8},  {"BEGIN COMMENT", 13},      {"END COMMENT", 11},       {"CWD ", 4},
-    {"RELEASE ", 8},  {"HOST ", 5},               {"USER ", 5},              {"PARENT_WORKSPACE ", 17},
-    {"CHILD_WORKSPACE ", 16}, {"RTI ", 4},        {"FREEZEPOINT_FILE ", 17}, {"START ", 6},
-    {"END ", 4},      {"STATUS ", 7},
+    {"COMMAND ", 8},          {"BEGIN COMMENT", 13},     {"END COMMENT", 11},
+    {"CWD ", 4},              {"RELEASE ", 8},           {"HOST ", 5},
+    {"USER ", 5},             {"PARENT_WORKSPACE ", 17}, {"CHILD_WORKSPACE ", 16},
+    {"RTI ", 4},              {"FREEZEPOINT_FILE ", 17}, {"START ", 6},
+    {"END ", 4},              {"STATUS ", 7},
 };
 enum {
   K_COMMAND, K_BEGIN_COMMENT, K_END_COMMENT, K_CWD, K_RELEASE, K_HOST, K_USER, K_PARENT,
@@ -65,11 +66,11 @@ int has_data(const Kes_history *h) {
 
 // The fields in the order they are compared and copied.
 char **fields(Kes_history *h, int i) {
-  char **all[] = {&h->command_name, &h->command_text,  &h->comment,        &h->cwd,
-                  &h->release,      &h->host,          &h->user,           &h->parent_name,
-                  &h->parent_netname, &h->child_name,  &h->child_netname,  &h->start_local,
-                  &h->start_gmt,    &h->end_local,     &h->end_gmt,        &h->status,
-                  &h->rti,          &h->freezepoint_file};
+  char **all[] = {&h->command_name,  &h->command_text,   &h->comment,     &h->cwd,
+                  &h->release,       &h->host,           &h->user,        &h->parent_name,
+                  &h->parent_netname, &h->child_name,    &h->child_netname, &h->start_local,
+                  &h->start_gmt,     &h->end_local,      &h->end_gmt,     &h->status,
+                  &h->rti,           &h->freezepoint_file};
   return all[i];
 }
 const int kFields = 18;
