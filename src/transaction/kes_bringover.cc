@@ -14,6 +14,8 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_access.h"
+#include "workspace/kes_cmdlog.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_md_autofr.h"
 #include "workspace/kes_md_pbval.h"
 #include "workspace/kes_notify.h"
@@ -249,6 +251,26 @@ void Kes_bringover::command() {
   fflush(stdout);
   setvbuf(stdout, stdout_buffer, _IOLBF, sizeof stdout_buffer);
   run_and_mail();
+  if (!flags.preview && child_ws && cmdlog && history) {
+    // The child keeps the whole record; the parent learns who took from it.
+    cmdlog->set_ws(parent_ws ? parent_ws->wsname : nullptr,
+                   parent_ws ? parent_ws->netname : nullptr, child_ws->wsname, child_ws->netname);
+    cmdlog->finish(exit_status);
+    history->done(cmdlog);
+    Kes_md_history *parent_history = nullptr;
+    Kes_err *err = parent_ws ? parent_ws->get_md_history(&parent_history) : nullptr;
+    if (!err && parent_history) {
+      parent_history->argc = argc;
+      parent_history->argv = argv;
+      if (!(err = parent_history->start(0))) parent_history->done(cmdlog);
+    }
+    delete parent_history;
+    if (err) {
+      err->print();
+      delete err;
+      exit_status = 1;
+    }
+  }
   if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists()) {
     Kes_autofr *autofr = nullptr;
     Kes_err *err = child_ws->get_autofr(&autofr);

@@ -16,6 +16,7 @@
 #include "util/kes_path.h"
 #include "util/kes_timing.h"
 #include "workspace/kes_md_args.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
 void Kes_transaction::parse_dasha_arg(Kes_workspace *ws) {
@@ -250,5 +251,12 @@ int Kes_transaction::is_dir_symlink(const char *name, const char *dir) {
 // the history log.
 Kes_err *Kes_transaction::init_backup() { return nullptr; }
 Kes_err *Kes_transaction::remove_backup() { return nullptr; }
-Kes_err *Kes_transaction::print_comment() { return nullptr; }
-Kes_err *Kes_transaction::print_rti() { return nullptr; }
+// A command given no comment leaves no empty comment block in the log.
+Kes_err *Kes_transaction::print_comment() {
+  if (!history || !comment || comment->count == 0) return nullptr;
+  return history->print_comment(comment);
+}
+
+Kes_err *Kes_transaction::print_rti() {
+  return history ? history->print_rti(integration_request) : nullptr;
+}

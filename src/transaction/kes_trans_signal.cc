@@ -11,6 +11,8 @@
 #include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_msg.h"
+#include "workspace/kes_cmdlog.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
 Kes_transaction *current_transaction = nullptr;
@@ -71,6 +73,11 @@ void kes_trans_cleanup(int sig) {
     // The terminal has seen the signal already; the line is for the log.
     t->flags.silent = 1;
     t->printf(BWM_MSG(9050, "Command exited due to signal %d\n"), sig);
+    // What was done up to here is recorded, with the failure.
+    if (!t->flags.preview && t->history && t->cmdlog) {
+      t->cmdlog->finish(1);
+      t->history->done(t->cmdlog);
+    }
   }
   exit_signal = sig;
   if (t && !t->flags.blocked && !t->flags.preview) t->notification();

@@ -19,6 +19,9 @@
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
 #include "util/kes_timing.h"
+#include "workspace/kes_cmdlock.h"
+#include "workspace/kes_cmdlog.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
 namespace {
@@ -61,7 +64,7 @@ Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
       seen_names(new Kes_str_int_hash),
       from_conflicts(nullptr),
       to_conflicts(nullptr),
-      cmdlog(nullptr),
+      cmdlog(new Kes_cmdlog),
       history(nullptr),
       blocks(new Kes_blocks),
       read_lock(nullptr),
@@ -122,6 +125,10 @@ Kes_transaction::~Kes_transaction() {
   delete from_conflicts;
   delete to_conflicts;
   delete blocks;
+  delete history;
+  delete cmdlog;
+  delete read_lock;
+  delete write_lock;
   delete comment;
   free(integration_request);
   delete symlink_cache;
@@ -132,6 +139,10 @@ Kes_transaction::~Kes_transaction() {
 
 void Kes_transaction::command() {
   run_and_mail();
+  if (!flags.preview && cmdlog && history) {
+    cmdlog->finish(exit_status);
+    history->done(cmdlog);
+  }
   current_transaction = nullptr;
   if (!flags.blocked && !flags.preview) notification();
 }
@@ -184,11 +195,57 @@ Kes_err *Kes_transaction::transaction() {
   return result;
 }
 
-// The command locks (read in the from workspace first, then write in the to
-// workspace) arrive with the locks file; a preview takes none in any case.
-Kes_err *Kes_transaction::obtain_locks() { return nullptr; }
+// Read in the from workspace first, then write in the to workspace: every
+// transaction takes them in this order and none waits, so none deadlocks.
+Kes_err *Kes_transaction::obtain_locks() {
+  if (flags.preview) return nullptr;
+  Kes_err *err = from_ws->obtain_lock(KES_READ_LOCK, &read_lock);
+  if (err) return err;
+  err = to_ws->obtain_lock(KES_WRITE_LOCK, &write_lock);
+  if (err && read_lock) {
+    Kes_err *release_err = from_ws->release_lock(read_lock);
+    if (release_err) {
+      release_err->print();
+      delete release_err;
+    } else {
+      delete read_lock;
+      read_lock = nullptr;
+    }
+  }
+  return err;
+}
 
-void Kes_transaction::release_locks() {}
+// A lock that can't be released keeps its pointer, so that the exit step
+// warns that it was left behind.
+void Kes_transaction::release_locks() {
+  struct {
+    Kes_workspace *ws;
+    Kes_cmdlock **lock;
+  } held[] = {{from_ws, &read_lock}, {to_ws, &write_lock}};
+  for (auto &h : held) {
+    if (!*h.lock) continue;
+    Kes_err *err = h.ws->release_lock(*h.lock);
+    if (err) {
+      err->print();
+      delete err;
+      continue;
+    }
+    delete *h.lock;
+    *h.lock = nullptr;
+  }
+}
+
+// The history log of the to workspace, begun with the command line; a
+// preview begins none, and every later write to it is then nothing.
+Kes_err *Kes_transaction::open_history() {
+  if (history) return nullptr;
+  Kes_err *err = to_ws->get_md_history(&history);
+  if (err) return err;
+  history->argc = argc;
+  history->argv = argv;
+  if ((err = history->start(flags.preview))) return err;
+  return print_comment();
+}
 
 Kes_err *Kes_transaction::propagate() {
   Kes_err *err;
@@ -260,6 +317,12 @@ Kes_err *Kes_transaction::propagate() {
   }
 
   if (action_count == 0 && !action_files) {
+    // Creating an empty child still leaves a record in it.
+    if (!flags.preview && flags.creating_child && cmdlog) {
+      if ((err = open_history())) return err;
+      log_printf("\n");
+      log_printf(BWM_MSG(9043, "Examined files: %d\n"), examined);
+    }
     printf("\n");
     printf("%s", get_nofiles_to_do_msg());
     printf("\n");
@@ -293,8 +356,9 @@ Kes_err *Kes_transaction::propagate() {
 Kes_err *Kes_transaction::execute_actions() {
   Kes_timing::start(execute_actions_timer);
   printf("\n");
+  Kes_err *err = open_history();
   Kes_timing::stop(execute_actions_timer);
-  return nullptr;
+  return err;
 }
 
 Kes_err *Kes_transaction::execute_validation_program() { return nullptr; }
@@ -317,7 +381,15 @@ void Kes_transaction::printf(const char *fmt, ...) {
 
 // The history log of the to workspace takes a copy of every line once it is
 // open; until the log is written, nothing is kept.
-void Kes_transaction::log_vprintf(const char *fmt, va_list ap) {}
+void Kes_transaction::log_vprintf(const char *fmt, va_list ap) {
+  if (!history) return;
+  // A lost log line is told, but does not stop the command.
+  Kes_err *err = history->vprintf(fmt, ap);
+  if (err) {
+    err->print();
+    delete err;
+  }
+}
 
 void Kes_transaction::status_printf(int state, const char *name) {
   if (!flags.silent) fprintf(stdout, "%s: %s\n", localized_str(state), name);

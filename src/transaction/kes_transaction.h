@@ -230,6 +230,8 @@ public:
 protected:
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
+  // Gets and begins the history log of the to workspace, with the comment.
+  Kes_err *open_history();
   void vprint_out(const char *fmt, va_list ap);
 };
 

@@ -476,6 +476,38 @@ TEST_F(PropagateTest, ActionsAreAnnouncedThenRunQuietlyWhenAskedAndSummarized) {
             "[should_block execute_actions(silent) ] silent=0\n");
 }
 
+// The to workspace's history log is open from the actions on: a signal then
+// ends the record with its own line and status 1, out of the user's sight.
+TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
+  Child_result r = propagate(
+      [](Propagating_transaction &t) {
+        static char a0[] = "bringover", a1[] = "src";
+        static char *args[] = {a0, a1, nullptr};
+        t.argc = 2;
+        t.argv = args;
+        t.set_examined = 2;
+        t.set_actions = 1;
+        t.set_contents = 1;
+      },
+      [](Propagating_transaction &t, Kes_err *err) {
+        if (err) return 2;
+        current_transaction = &t;
+        kes_trans_take_signals();
+        t.printf("last words\n");
+        fflush(stdout);
+        raise(SIGTERM);
+        return 3;
+      });
+  EXPECT_EQ(r.exit_status, 1) << r.err;
+  EXPECT_EQ(r.out, "\nExamined files: 2\n\nMoving contents: 1\n\nlast words\n");
+  std::string log = read_file(dir + "/to/Brindle_wsdata/history");
+  EXPECT_EQ(log.substr(0, log.find("CWD ")),
+            "VERSION 1\nCOMMAND bringover src \nlast words\nCommand exited due to signal 15\n");
+  EXPECT_NE(log.find("\nSTATUS 1\n"), std::string::npos) << log;
+  EXPECT_NE(sh("ls -A " + dir + "/to/Brindle_wsdata | grep -q '^history\\.'"), 0)
+      << "no record left half composed";
+}
+
 TEST_F(PropagateTest, PreviewWithActionsPrintsTheBlocksAfterTheDryRun) {
   Child_result r = propagate(
       [](Propagating_transaction &t) {
