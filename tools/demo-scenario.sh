@@ -57,6 +57,15 @@ echo "The parent's children:"
 sed 's/^/  /' parent/Brindle_wsdata/children
 echo "Who may do what in the child (the end of access_control):"
 grep -v '^#' child/Brindle_wsdata/access_control | grep -v '^$' | sed 's/^/  /'
+echo "The record the bringover left in the child's history log:"
+sed 's/^/  /' child/Brindle_wsdata/history
+
+# While a putback into the child is running (its lock is written here by
+# hand), a bringover into it is refused at once and says who is in the way.
+printf 'write putback 4242 %s %s %s\n' "$(uname -n)" "$(id -un)" "$(($(date +%s) - 3720))" \
+  >>child/Brindle_wsdata/locks
+show bringover -p "$demo/parent" -w "$demo/child" src doc
+sed -i '/^write putback 4242 /d' child/Brindle_wsdata/locks
 
 # Mistakes a newcomer makes, and what the command says.
 show bringover -p "$demo/parent" -w "$demo/child2"
