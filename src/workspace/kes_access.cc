@@ -431,3 +431,35 @@ Kes_err *kes_check_access_warning(const char *operation, Kes_workspace *ws) {
   if (text) kes_issue_warning(2065, 0, text, user, ws->wsname ? ws->wsname : "");
   return nullptr;
 }
+
+// One line per operation, the values lined up in one column.
+Kes_err *Kes_workspace::print_accesslist() {
+  Kes_md_access *md = nullptr;
+  Kes_err *err = get_md_access(&md);
+  if (err) return err;
+  int present = exists() && md->exists();
+  delete md;
+  Kes_accesslist *list = nullptr;
+  if (present && (err = get_accesslist(&list))) return err;
+  if (!list)
+    return (new Kes_err)->format_msg(2035, 0,
+                                     BWM_MSG(6523, "Access control file does not exist"));
+  for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next) {
+    Kes_access *a = (Kes_access *)e->data;
+    std::string line = std::string(a->operation) + "   ";
+    if (a->values && a->values->count) {
+      int pad = 26 - (int)strlen(a->operation);
+      if (pad > 0) line.append(pad, ' ');
+      const char *sep = "";
+      for (Kes_listelem *v = a->values->head.next; v != &a->values->head; v = v->next) {
+        line += sep;
+        line += (const char *)v->data;
+        sep = ":";
+      }
+    }
+    line += "\n";
+    if ((err = fputs_N_check(line.c_str(), stdout, "stdout"))) break;
+  }
+  delete list;
+  return err;
+}

@@ -157,6 +157,22 @@ TEST_F(AccessFileTest, EntryPaddingReachesColumn24) {
   }
 }
 
+TEST_F(AccessFileTest, PrintedListLinesUpTheValues) {
+  Kes_err *err = ws->print_accesslist();
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->code, 2035);
+  EXPECT_STREQ(err->text, "Access control file does not exist  (Error 2035)\n");
+  delete err;
+
+  std::string long_op(30, 'x');
+  write_file(file, "VERSION 2\n# comments are not shown\nbringover-to alice bob\nundo\n" +
+                       long_op + " -\n");
+  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(ws->print_accesslist(), nullptr); });
+  EXPECT_EQ(out, "bringover-to" + std::string(3 + 14, ' ') + "alice:bob\n"
+                 "undo   \n" +
+                     long_op + "   -\n");
+}
+
 TEST_F(AccessFileTest, DefaultFileGivesTheCreatorTheWorkspaceAndEverybodyTheTransfers) {
   Kes_md_access *md = nullptr;
   ASSERT_EQ(ws->get_md_access(&md), nullptr);
