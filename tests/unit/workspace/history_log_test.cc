@@ -71,25 +71,6 @@ std::vector<std::string> leftovers(const std::string &dir) {
   return out;
 }
 
-// Standard error written while fn runs.
-std::string capture_stderr(const std::function<void()> &fn) {
-  fflush(stderr);
-  FILE *tmp = tmpfile();
-  int saved = dup(2);
-  dup2(fileno(tmp), 2);
-  fn();
-  fflush(stderr);
-  dup2(saved, 2);
-  close(saved);
-  rewind(tmp);
-  std::string s;
-  char buf[512];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, tmp)) > 0) s.append(buf, n);
-  fclose(tmp);
-  return s;
-}
-
 class HistoryLog : public ::testing::Test {
 protected:
   TempDir tmp;

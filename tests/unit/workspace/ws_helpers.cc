@@ -105,6 +105,14 @@ std::string capture_stdout(const std::function<void()> &fn) {
   return testing::internal::GetCapturedStdout();
 }
 
+std::string capture_stderr(const std::function<void()> &fn) {
+  fflush(stderr);
+  testing::internal::CaptureStderr();
+  fn();
+  fflush(stderr);
+  return testing::internal::GetCapturedStderr();
+}
+
 int in_child(const std::function<int()> &fn) {
   fflush(stdout);
   fflush(stderr);

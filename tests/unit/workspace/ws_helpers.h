@@ -45,6 +45,8 @@ Err take(Kes_err *e);
 
 // Standard output written while fn runs.
 std::string capture_stdout(const std::function<void()> &fn);
+// Standard error written while fn runs.
+std::string capture_stderr(const std::function<void()> &fn);
 
 // Runs fn in a child process and returns its exit status (128 + signal when
 // killed).  fn's return value is the exit status.
