@@ -15,13 +15,9 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
-#include "util/kes_quote.h"
+#include "workspace/kes_mailer.h"
 
 namespace {
-
-// The host's mail submission program: it takes the address as its operand and
-// reads the "To:" and "Subject:" lines of the file as the mail's headers.
-const char *mail_command = "/usr/sbin/sendmail -oi %s < %s";
 
 // Writes fmt into the mail file; the first failure is kept in *err.
 void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...)
@@ -34,26 +30,12 @@ void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...) {
   va_end(ap);
 }
 
-void hand_to_mailer(const char *address, const char *file) {
-  // The address comes from a file anyone with write access to the workspace
-  // may edit: it reaches the shell as one word, never as a command.
-  std::string quoted = shell_escape(address);
-  std::string cmd(strlen(mail_command) + quoted.size() + strlen(file) + 1, '\0');
-  snprintf(&cmd[0], cmd.size(), mail_command, quoted.c_str(), file);
-  // Whether the mailer took it is not reported: nobody is waiting for it.
-  int status = system(cmd.c_str());
-  (void)status;
-}
-
 void cannot_send(Kes_err *err) {
   kes_issue_warning(2618, 0, BWM_MSG(13530, "Can't send notification mail because of error:\n"));
   if (err) err->print();
 }
 
 }  // namespace
-
-void kes_set_mail_command(const char *fmt) { mail_command = fmt; }
-const char *kes_get_mail_command() { return mail_command; }
 
 void Kes_transaction::send_notification(const char *event, const char *path,
                                         const char *address, const char *tmpname,
@@ -102,7 +84,7 @@ void Kes_transaction::send_notification(const char *event, const char *path,
     cannot_send(err);
     delete err;
   } else {
-    hand_to_mailer(address, tmpname);
+    kes_hand_to_mailer(address, tmpname);
   }
   unlink(tmpname);
 }
@@ -122,7 +104,7 @@ void Kes_transaction::mail_err(const char *address, Kes_err *error) {
       put(f, name, &err, "To: %s\n", address);
       put(f, name, &err, "\n%s", error && error->text ? error->text : "");
       if (fclose(f) != 0 && !err) err = fprintf_close_err_message(name);
-      if (!err) hand_to_mailer(address, name);
+      if (!err) kes_hand_to_mailer(address, name);
     }
     if (fd >= 0) unlink(name);
     if (!err) return;

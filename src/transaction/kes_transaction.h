@@ -246,11 +246,8 @@ int kes_get_exit_signal();
 void kes_set_incomplete_file(const char *path);
 const char *kes_get_incomplete_file();
 
-// The command that hands a composed mail to the host's mailer, a format with
-// the address (escaped for the shell) and the file, by default
-// "/usr/sbin/sendmail -oi %s < %s".  Tests put a recorder in its place.
-void kes_set_mail_command(const char *fmt);
-const char *kes_get_mail_command();
+// kes_set_mail_command, kes_get_mail_command: the host's mailer.
+#include "workspace/kes_mailer.h"
 
 // Sets up the two signal handlers and registers the exit step.
 void kes_trans_take_signals();
