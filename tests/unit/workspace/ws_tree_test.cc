@@ -211,6 +211,26 @@ TEST_F(WsTree, MoveAcrossFileSystemsCopiesTheTree) {
   EXPECT_EQ(par, "VERSION 1\n" + net(to) + "\n");
 }
 
+TEST_F(WsTree, CopyIntoAFullFileSystemFailsAndLeavesTheOldTree) {
+  std::string fs = dir + "/small";
+  ws_test::make_dirs(fs);
+  if (mount("tmpfs", fs.c_str(), "tmpfs", 0, "size=64k") != 0)
+    GTEST_SKIP() << "no small file system can be mounted here";
+  std::string p = ws(dir + "/p"), w = ws(dir + "/w", "bo@y workspace-move\n");
+  link(p, w);
+  sh("dd if=/dev/zero of=" + w + "/big bs=4k count=64 2>/dev/null");
+  Kes_workspace wws(w.c_str(), nullptr), target((fs + "/w").c_str(), nullptr);
+  ws_test::Err e = take(wws.move_ws(&target));
+  bool copied_metadata = file_exists(fs + "/w/Brindle_wsdata");
+  umount(fs.c_str());
+  EXPECT_EQ(e.code, 2012) << e.text;
+  EXPECT_FALSE(copied_metadata);
+  EXPECT_EQ(sh("stat -c %s " + w + "/big"), "262144\n");
+  EXPECT_EQ(lock_lines(w), "0\n");
+  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(w) + "\n");
+  EXPECT_EQ(mails(), 0);
+}
+
 TEST_F(WsTree, MoveFailuresLeaveTheWorkspaceInPlaceAndUnlocked) {
   std::string w = ws(dir + "/w"), other = ws(dir + "/other");
   Kes_workspace wws(w.c_str(), nullptr);
