@@ -261,6 +261,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
   // Now that the directory is real, every spelling of the new name counts.
   std::string tname = or_empty(target->wsname);
   print_and_delete(target->set_name(tname.c_str(), nullptr));
+  tname = or_empty(target->wsname);
 
   Kes_err *kept = nullptr;
   if (parent) {
