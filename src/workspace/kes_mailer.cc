@@ -32,7 +32,10 @@ const char *kes_get_mail_command() { return mail_command().c_str(); }
 
 void kes_hand_to_mailer(const char *address, const char *file) {
   // The address comes from a file anyone with write access to the workspace
-  // may edit: it reaches the shell as one word, never as a command.
+  // may edit.  One that begins with "-" would reach the mailer as an option
+  // (another configuration, say), so it gets no mail; the rest reach the
+  // shell as one word, never as a command.
+  if (!address || !*address || address[0] == '-') return;
   std::string quoted = shell_escape(address);
   const char *fmt = mail_command().c_str();
   std::string cmd(strlen(fmt) + quoted.size() + strlen(file) + 1, '\0');

@@ -127,6 +127,16 @@ TEST_F(NotificationTest, WordThatIsNoEventIsWarnedAboutAndTheMailStillGoes) {
       << r.out;
 }
 
+// The mailer must not take a registered address for one of its options.
+TEST_F(NotificationTest, AddressThatLooksLikeAnOptionGetsNoMail) {
+  write_file(dir + "/parent/Brindle_wsdata/notification",
+             "VERSION 1\n-C/tmp/other.conf bringover-from\nlead@example bringover-from\n");
+  Child_result r = notify([](Kes_bringover &) {});
+  ASSERT_EQ(r.exit_status, 0) << r.err;
+  ASSERT_EQ(mails(), 1);
+  EXPECT_EQ(mail(1).substr(0, mail(1).find('\n')), "lead@example");
+}
+
 TEST_F(NotificationTest, UnwritableMailFileIsAWarningAndNoMail) {
   write_file(dir + "/parent/Brindle_wsdata/notification", "VERSION 1\nlead@example bringover-from\n");
   Child_result r = run_in_child([&]() {
