@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_common.h"
 #include "util/kes_hash.h"
 #include "util/kes_list.h"
 #include "util/kes_mmap.h"
@@ -22,19 +23,6 @@ double ns_per(Clock::time_point t0, long n) {
   return std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / n;
 }
 
-void collect(const std::string &dir, std::vector<std::string> *out) {
-  DIR *d = opendir(dir.c_str());
-  if (!d) return;
-  while (struct dirent *e = readdir(d)) {
-    if (e->d_name[0] == '.') continue;
-    std::string p = dir + "/" + e->d_name;
-    struct stat st;
-    if (stat(p.c_str(), &st) != 0) continue;
-    if (S_ISDIR(st.st_mode)) collect(p, out);
-    else if (strncmp(e->d_name, "s.", 2) == 0) out->push_back(p);
-  }
-  closedir(d);
-}
 }  // namespace
 
 int main() {
@@ -61,8 +49,7 @@ int main() {
   for (int i = 0; i < keys; i++) found += h.lookup(names[i].c_str()) == i;
   printf("hash lookup: %.1f ns per key (%ld found)\n", ns_per(t0, keys), found);
 
-  std::vector<std::string> files;
-  collect(std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44", &files);
+  std::vector<std::string> files = bench::histories_below(bench::corpus_dir());
   char buf[4096];
   long lines = 0, bytes = 0;
   t0 = Clock::now();

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_common.h"
 #include "util/kes_err.h"
 #include "util/kes_file.h"
 
@@ -21,20 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point t0) {
   return std::chrono::duration<double>(Clock::now() - t0).count();
-}
-
-void collect(const std::string &dir, const std::string &rel, std::vector<std::string> *out) {
-  DIR *d = opendir(dir.c_str());
-  if (!d) return;
-  while (struct dirent *e = readdir(d)) {
-    if (e->d_name[0] == '.') continue;
-    std::string p = dir + "/" + e->d_name, r = rel.empty() ? e->d_name : rel + "/" + e->d_name;
-    struct stat st;
-    if (lstat(p.c_str(), &st) != 0) continue;
-    if (S_ISDIR(st.st_mode)) collect(p, r, out);
-    else if (S_ISREG(st.st_mode)) out->push_back(r);
-  }
-  closedir(d);
 }
 
 bool check(Kes_err *err) {
@@ -50,9 +37,8 @@ int main() {
   if (!mkdtemp(tmpl)) return 1;
   std::string top = tmpl;
 
-  std::string corpus = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
-  std::vector<std::string> files;
-  collect(corpus, "", &files);
+  std::string corpus = bench::corpus_dir();
+  std::vector<std::string> files = bench::files_below(corpus);
   long bytes = 0;
   auto t0 = Clock::now();
   for (const std::string &f : files) {

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <string>
 
+#include "bench_common.h"
 #include "../tests/unit/sccs/merge_gen_helpers.cc"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
@@ -117,9 +118,7 @@ int run_long(int n) {
     if (get_text(outs[0], sid, &problems) != get_text(outs[1], sid, &problems)) differ++;
   }
   printf("routes compared on %d SIDs: %d differ\n", checked, differ);
-  struct rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  printf("peak RSS %ld KB\n", ru.ru_maxrss);
+  printf("peak RSS %ld KB\n", bench::peak_rss_kb());
   if (differ || !problems.empty()) status = 1;
   remove_tree(root);
   return status;

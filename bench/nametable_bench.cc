@@ -14,6 +14,7 @@
 #include <random>
 #include <string>
 
+#include "bench_common.h"
 #include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "workspace/kes_nametable.h"
@@ -36,12 +37,6 @@ long rss_kb() {
     if (strncmp(line, "VmRSS:", 6) == 0) kb = atol(line + 6);
   fclose(f);
   return kb;
-}
-
-long max_rss_kb() {
-  struct rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
 }
 
 bool run(const std::string &cmd) { return system(cmd.c_str()) == 0; }
@@ -202,7 +197,7 @@ int main(int argc, char **argv) {
   bench_table(root, records);
   run("rm -f '" + root + "/Brindle_wsdata/nametable'");
   bench_rebuild(root, files);
-  printf("peak resident size: %ld KB\n", max_rss_kb());
+  printf("peak resident size: %ld KB\n", bench::peak_rss_kb());
   run("rm -rf '" + root + "'");
   return 0;
 }

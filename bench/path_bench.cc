@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_common.h"
 #include "util/kes_path.h"
 
 namespace {
@@ -20,25 +21,11 @@ double micros_per(Clock::time_point t0, size_t n) {
   return std::chrono::duration<double, std::micro>(Clock::now() - t0).count() / (n ? n : 1);
 }
 
-void collect(const std::string &dir, const std::string &rel, std::vector<std::string> *out) {
-  DIR *d = opendir(dir.c_str());
-  if (!d) return;
-  while (struct dirent *e = readdir(d)) {
-    if (e->d_name[0] == '.') continue;
-    std::string p = dir + "/" + e->d_name, r = rel.empty() ? e->d_name : rel + "/" + e->d_name;
-    struct stat st;
-    if (lstat(p.c_str(), &st) != 0) continue;
-    if (S_ISDIR(st.st_mode)) collect(p, r, out);
-    else if (S_ISREG(st.st_mode)) out->push_back(r);
-  }
-  closedir(d);
-}
 }  // namespace
 
 int main() {
-  std::string corpus = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
-  std::vector<std::string> files;
-  collect(corpus, "", &files);
+  std::string corpus = bench::corpus_dir();
+  std::vector<std::string> files = bench::files_below(corpus);
   if (files.empty()) {
     fprintf(stderr, "no files under %s\n", corpus.c_str());
     return 1;

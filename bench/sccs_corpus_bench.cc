@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_common.h"
 #include "sccs/kes_name_history.h"
 #include "sccs/kes_smid.h"
 #include "sccs/sccs_sfile.h"
@@ -29,29 +30,6 @@ struct File {
   off_t size;
 };
 
-void find_histories(const std::string &dir, std::vector<File> *out) {
-  DIR *dp = opendir(dir.c_str());
-  if (!dp) return;
-  while (struct dirent *e = readdir(dp)) {
-    std::string n = e->d_name;
-    if (n == "." || n == "..") continue;
-    std::string p = dir + "/" + n;
-    struct stat st;
-    if (stat(p.c_str(), &st) != 0) continue;
-    if (S_ISDIR(st.st_mode))
-      find_histories(p, out);
-    else if (n.rfind("s.", 0) == 0)
-      out->push_back({p, st.st_size});
-  }
-  closedir(dp);
-}
-
-long peak_rss_kb() {
-  struct rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
-
 double seconds(const std::function<int()> &fn, int *failures) {
   auto start = std::chrono::steady_clock::now();
   *failures = fn();
@@ -60,7 +38,7 @@ double seconds(const std::function<int()> &fn, int *failures) {
 
 void report(const char *what, double secs, int rounds, size_t per_round, int failures) {
   printf("%-44s %8.3f s  %8.2f us/file  failures %d  peak RSS %ld kB\n", what, secs,
-         secs * 1e6 / (rounds * (double)per_round), failures, peak_rss_kb());
+         secs * 1e6 / (rounds * (double)per_round), failures, bench::peak_rss_kb());
 }
 
 // Roots only, and the SmID of each root.
@@ -138,11 +116,14 @@ bool copy(const std::string &from, const std::string &to) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  std::string dir = argc > 1 ? argv[1] : std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
+  std::string dir = argc > 1 ? argv[1] : bench::corpus_dir();
   int rounds = argc > 2 ? atoi(argv[2]) : 5;
   if (rounds < 1) rounds = 1;
   std::vector<File> files;
-  find_histories(dir, &files);
+  for (const std::string &path : bench::histories_below(dir)) {
+    struct stat st;
+    if (stat(path.c_str(), &st) == 0) files.push_back({path, st.st_size});
+  }
   if (files.empty()) {
     fprintf(stderr, "no history files under %s\n", dir.c_str());
     return 1;
@@ -155,7 +136,7 @@ int main(int argc, char **argv) {
   }
   printf("%zu history files, %ld bytes, %d rounds; largest %s (%ld bytes)\n", files.size(),
          (long)total, rounds, largest->path.c_str(), (long)largest->size);
-  printf("peak RSS at start %ld kB\n", peak_rss_kb());
+  printf("peak RSS at start %ld kB\n", bench::peak_rss_kb());
 
   int bad = 0, failures;
   double t = seconds([&] {

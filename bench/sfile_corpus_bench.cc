@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_common.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
 
@@ -108,7 +109,7 @@ Mode_result read_all_files(const std::vector<std::string> &files, int roots_only
 }  // namespace
 
 int main(int argc, char **argv) {
-  std::string corpus = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44";
+  std::string corpus = bench::corpus_dir();
   bool rewrite = true, get_all = false;
   for (int i = 1; i < argc; i++) {
     if (!strcmp(argv[i], "--no-rewrite"))
@@ -229,8 +230,6 @@ int main(int argc, char **argv) {
     failures += write_bad + val_bad + sum_bad + text_bad;
   }
   fs::remove_all(tmp);
-  struct rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  printf("peak RSS: %ld KB\n", ru.ru_maxrss);
+  printf("peak RSS: %ld KB\n", bench::peak_rss_kb());
   return failures ? 1 : 0;
 }

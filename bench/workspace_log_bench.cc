@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "bench_common.h"
 #include "util/kes_err.h"
 #include "workspace/kes_cmdlock.h"
 #include "workspace/kes_cmdlog.h"
@@ -21,12 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 double ms_since(Clock::time_point t0) {
   return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
-}
-
-long peak_kb() {
-  struct rusage ru;
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
 }
 
 void check(Kes_err *err) {
@@ -71,7 +66,7 @@ int main(int argc, char **argv) {
   printf("history append: %d records of %d free lines, %.3f ms per record\n", records, lines,
          append_ms / records);
 
-  long before_kb = peak_kb();
+  long before_kb = bench::peak_rss_kb();
   t0 = Clock::now();
   Kes_md_history *h = nullptr;
   check(ws.get_md_history(&h));
@@ -80,7 +75,7 @@ int main(int argc, char **argv) {
   double read_ms = ms_since(t0);
   delete h;
   printf("history read: %d records in %.1f ms, peak memory %ld KB (%ld KB before)\n", list.count,
-         read_ms, peak_kb(), before_kb);
+         read_ms, bench::peak_rss_kb(), before_kb);
   if (list.count != records) {
     printf("expected %d records\n", records);
     return 1;
