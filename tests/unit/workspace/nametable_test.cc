@@ -163,23 +163,11 @@ protected:
 // ---------------------------------------------------------------------------
 // Records and their lines
 
-TEST(NtRecord, LinesWithBlanksInNamesRoundTrip) {
+TEST(NtRecord, LinesRoundTripAndBadLinesAreRefused) {
   unsigned long words[4] = {0x1, 0xabcdef01, 0, 0xffffffff};
   Kes_nt rec("dir with blanks/a b.c", new Kes_smid(words));
-  char buf[KES_NT_BUF_SIZE];
-  EXPECT_STREQ(rec.print(buf), "dir with blanks/a b.c 1 abcdef01 0 ffffffff");
   rec.edit = Kes_nt::REMOVE;
-  EXPECT_STREQ(rec.print_with_edit(buf), "dir with blanks/a b.c 1 abcdef01 0 ffffffff 2");
-
-  Kes_nt back;
-  ASSERT_TRUE(back.scan("dir with blanks/a b.c 1 abcdef01 0 ffffffff"));
-  EXPECT_STREQ(back.name, "dir with blanks/a b.c");
-  EXPECT_TRUE(back.delete_name);
-  EXPECT_EQ(back.edit, (unsigned)Kes_nt::NOOP);
-  EXPECT_TRUE(kes_nt_equal(&back, &rec));
-  EXPECT_EQ(kes_nt_hash(&back), kes_nt_hash(&rec));
-
-  // The FILE forms, through a real file.
+  // Through a real file: a table line, a journal line, and lines that are neither.
   TempDir tmp;
   std::string path = tmp.file("lines");
   FILE *fp = fopen(path.c_str(), "w");
@@ -198,45 +186,28 @@ TEST(NtRecord, LinesWithBlanksInNamesRoundTrip) {
   EXPECT_FALSE(three.scan_with_edit(fp));  // edit type 3 is no journal line
   EXPECT_FALSE(three.scan(fp));            // end of file
   fclose(fp);
+  EXPECT_STREQ(one.name, "dir with blanks/a b.c");
+  EXPECT_EQ(one.edit, (unsigned)Kes_nt::NOOP);
   EXPECT_TRUE(kes_nt_equal(&one, &rec));
+  EXPECT_EQ(kes_nt_hash(&one), kes_nt_hash(&rec));
   EXPECT_TRUE(kes_nt_equal(&two, &rec));
   EXPECT_EQ(two.edit, (unsigned)Kes_nt::REMOVE);
-}
 
-TEST(NtRecord, TheTextFormOfAJournalLineSplitsAsATableLine) {
-  // Fixed behaviour of a replay: the edit number becomes the last SmID word
-  // and the first word joins the name; the record is an add.
   Kes_nt r;
-  ASSERT_TRUE(r.scan_with_edit("gone file 5 6 7 8 2"));
-  EXPECT_STREQ(r.name, "gone file 5");
-  EXPECT_EQ(r.smid->word[0], 6u);
-  EXPECT_EQ(r.smid->word[3], 2u);
-  EXPECT_EQ(r.edit, (unsigned)Kes_nt::ADD);
-  char buf[KES_NT_BUF_SIZE];
-  EXPECT_STREQ(r.print(buf), "gone file 5 6 7 8 2");  // reads back the same
-}
-
-TEST(NtRecord, BadLinesAreRefused) {
-  Kes_nt r;
-  EXPECT_FALSE(r.scan("three blanks 1 2 3"));
-  EXPECT_FALSE(r.scan(" 1 2 3 4"));          // no name at all
-  EXPECT_FALSE(r.scan("name 1 2 3 nothex"));
+  for (const char *bad : {"three blanks 1 2 3", " 1 2 3 4", "name 1 2 3 nothex"})
+    EXPECT_FALSE(r.scan(bad)) << bad;
   EXPECT_FALSE(r.scan_with_edit("a 1 2 3"));
   EXPECT_EQ(r.name, nullptr);
   EXPECT_TRUE(r.scan("name 1 2 3 4\n"));  // a newline is no part of it
   EXPECT_STREQ(r.name, "name");
 }
 
-TEST(NtRecord, EqualityHashCopyAndNulls) {
-  Kes_nt *a = record("a", 1, 2, 3, 4);
-  Kes_nt *b = record("a", 1, 2, 3, 5);
-  Kes_nt *c = record("b", 1, 2, 3, 4);
+TEST(NtRecord, EqualityAndCopyOfABorrowedName) {
+  Kes_nt *a = record("a", 1, 2, 3, 4), *b = record("a", 1, 2, 3, 5), *c = record("b", 1, 2, 3, 4);
   EXPECT_FALSE(kes_nt_equal(a, b));
   EXPECT_FALSE(kes_nt_equal(a, c));
-  Kes_nt none1, none2;
-  EXPECT_TRUE(kes_nt_equal(&none1, &none2));
-  EXPECT_FALSE(kes_nt_equal(&none1, a));
-  EXPECT_EQ(kes_nt_hash(&none1), 0);
+  Kes_nt none;
+  EXPECT_FALSE(kes_nt_equal(&none, a));
   // A record whose name lies in someone else's text copies to an owned one.
   char text[] = "borrowed";
   Kes_nt lent;
@@ -267,18 +238,6 @@ TEST(NtRecord, AFailedWriteNamesTheFile) {
   delete r;
 }
 
-TEST(NtRecord, DebugPrint) {
-  Kes_nt *r = record("x", 1, 2, 3, 4);
-  std::string out = ws_test::capture_stdout([&] { r->print(); });
-  EXPECT_EQ(out.rfind("Name: x\n", 0), 0u) << out;
-  EXPECT_NE(out.find("Edit: no-op\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("Delete_Name: true\n"), std::string::npos) << out;
-  r->edit = 3;
-  out = ws_test::capture_stdout([&] { r->print(); });
-  EXPECT_NE(out.find("Edit: undefined\n"), std::string::npos) << out;
-  delete r;
-}
-
 // ---------------------------------------------------------------------------
 // States of table and journal
 
@@ -286,8 +245,12 @@ TEST_F(Nametable, AMissingTableIsBuiltFromTheTreeAndKept) {
   make_history(root + "/SCCS/s.a.c", "a");
   make_history(root + "/dir with blank/SCCS/s.b c.h", "b");
   make_history(root + "/x/y/SCCS/s.z.c", "z");
+  char before[4096], after[4096];
+  ASSERT_NE(getcwd(before, sizeof before), nullptr);
   open_table();
   EXPECT_EQ(read().code, 0);
+  ASSERT_NE(getcwd(after, sizeof after), nullptr);
+  EXPECT_STREQ(before, after);  // the walk leaves the current directory as it was
   std::vector<std::string> expect = {
       "a.c " + root_smid(root + "/SCCS/s.a.c"),
       "dir with blank/b c.h " + root_smid(root + "/dir with blank/SCCS/s.b c.h"),
@@ -392,24 +355,14 @@ TEST_F(Nametable, ABadTableWarnsAndIsRebuilt) {
   }
 }
 
-TEST_F(Nametable, TheLongestLineIsStillALine) {
-  std::string name(1062 - 9 - 1, 'n');  // " 1 2 3 4" is 8 bytes, then the newline
-  std::string line = name + " 1 2 3 4\n";
-  ASSERT_EQ(line.size(), 1062u - 1);
-  std::string longest = std::string(1062 - 8 - 1, 'm') + " 1 2 3 5\n";
-  ASSERT_EQ(longest.size(), 1062u);
-  write_file(table, "VERSION 1\n" + line + longest);
+TEST_F(Nametable, TheLongestLineIsReadAndIdenticalLinesReadAsOne) {
+  std::string line = std::string(1062 - 8 - 1, 'm') + " 1 2 3 5\n";
+  ASSERT_EQ(line.size(), 1062u);
+  write_file(table, "VERSION 1\nf 1 2 3 4\n" + line + "f 1 2 3 4\n");
   open_table();
   EXPECT_EQ(read().code, 0);
   EXPECT_FALSE(nt->rebuilt);
-  EXPECT_EQ(nt->list->count, 2);
-}
-
-TEST_F(Nametable, IdenticalLinesReadAsOne) {
-  write_file(table, "VERSION 1\nf 1 2 3 4\ng 1 2 3 5\nf 1 2 3 4\n");
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  EXPECT_EQ(records(), (std::vector<std::string>{"f 1 2 3 4", "g 1 2 3 5"}));
+  EXPECT_EQ(records(), (std::vector<std::string>{"f 1 2 3 4", line.substr(0, line.size() - 1)}));
   EXPECT_EQ(nt->list->count, 2);
 }
 
@@ -688,25 +641,6 @@ TEST_F(Nametable, AnInterruptRemovesTheHalfWrittenTableOnly) {
   delete g;
 }
 
-TEST_F(Nametable, AHeldLockIsWaitedForWhileTheTableIsRead) {
-  write_file(table, "VERSION 1\nf 1 2 3 4\n");
-  // Another process holds the table's lock for a moment.
-  std::string lock = table + ".lock";
-  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  pid_t releaser = fork();
-  if (releaser == 0) {
-    usleep(1500000);
-    unlink(lock.c_str());
-    _exit(0);
-  }
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  waitpid(releaser, nullptr, 0);
-  EXPECT_EQ(nt->list->count, 1);
-  EXPECT_FALSE(file_exists(lock));
-  EXPECT_EQ(nt->lock_count, 0);
-}
-
 // ---------------------------------------------------------------------------
 // The walk
 
@@ -752,17 +686,6 @@ TEST_F(Nametable, WhatTheWalkCountsAsAHistoryFile) {
   for (Kes_listelem *x = list2.head.next; x != &list2.head; x = x->next)
     names.insert(static_cast<Kes_nt *>(x->data)->name);
   EXPECT_EQ(names, (std::set<std::string>{"top.c", "loose.c", "sub/Brindle_wsdata/deep.c"}));
-}
-
-TEST_F(Nametable, TheWalkLeavesTheCurrentDirectoryAsItWas) {
-  make_history(root + "/a/b/SCCS/s.c.c", "c");
-  char before[4096], after[4096];
-  ASSERT_NE(getcwd(before, sizeof before), nullptr);
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  ASSERT_NE(getcwd(after, sizeof after), nullptr);
-  EXPECT_STREQ(before, after);
-  EXPECT_EQ(records(), std::vector<std::string>{"a/b/c.c " + root_smid(root + "/a/b/SCCS/s.c.c")});
 }
 
 TEST_F(Nametable, AnUnreadableDirectoryStopsTheWalk) {
