@@ -22,7 +22,6 @@
 #include "util/kes_list.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
-#include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
 using namespace ws_test;
@@ -424,38 +423,6 @@ TEST(HistoryRecord, CompareLeavesOutTheChildName) {
   list.delete_data(b);
 }
 
-TEST(CommandLog, TwelveLinesAndTheirDefaults) {
-  Kes_cmdlog cl;
-  ASSERT_EQ(cl.count, 12);
-  char cwd[1024];
-  ASSERT_TRUE(getcwd(cwd, sizeof cwd));
-  EXPECT_EQ(std::string(cl.lines[0]), std::string("CWD ") + cwd);
-  EXPECT_STREQ(cl.lines[1], "RELEASE 6.02");
-  EXPECT_EQ(std::string(cl.lines[3]), std::string("USER ") + kes_get_user(1, 1));
-  for (int i : {4, 5, 6, 7, 9, 10, 11}) EXPECT_EQ(cl.lines[i], nullptr) << i;
-  EXPECT_EQ(std::string(cl.lines[8]).compare(0, 7, "START ("), 0);
-  cl.set_rti("1234567");
-  EXPECT_STREQ(cl.lines[6], "RTI 1234567");
-  cl.set_rti(nullptr);
-  EXPECT_STREQ(cl.lines[6], "");
-  cl.set_fp(nullptr);
-  EXPECT_STREQ(cl.lines[7], "");
-  cl.set_ws("/p", "h:/p", nullptr, "h:/c");
-  EXPECT_STREQ(cl.lines[4], "PARENT_WORKSPACE  (/p) (h:/p)");
-  EXPECT_STREQ(cl.lines[5], "CHILD_WORKSPACE ");
-  cl.finish(2);
-  EXPECT_STREQ(cl.lines[10], "STATUS 2");
-  EXPECT_EQ(cl.lines[11], nullptr);
-  // "END (Sat Nov 21 11:29:21 2026 ZONE) (Sat Nov 21 11:29:21 2026 GMT)"
-  std::string end = cl.lines[9];
-  std::string zone = kes_get_timezone();
-  ASSERT_EQ(end.size(), 4 + 1 + 24 + 1 + zone.size() + 3 + 24 + 5) << end;
-  EXPECT_EQ(end.substr(29, zone.size() + 4), " " + zone + ") (") << end;
-  EXPECT_EQ(end.substr(end.size() - 5), " GMT)");
-  cl.delete_str();
-  for (char *l : cl.lines) EXPECT_EQ(l, nullptr);
-}
-
 TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
   TempDir tmp;
   std::string gone = tmp.file("gone");
@@ -471,17 +438,6 @@ TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
   EXPECT_EQ(status, 1);
   std::string err = read_file(errfile);
   EXPECT_NE(err.find(": Could not get current working directory\n"), std::string::npos) << err;
-}
-
-TEST(WorkspaceHistoryLog, PrintHistoryShowsTheLogOfTheWorkspace) {
-  TempDir tmp;
-  std::string dir = make_ws(tmp.file("ws"));
-  write_file(dir + "/Brindle_wsdata/history", "VERSION 1\nCOMMAND a\nSTATUS 0\n");
-  Kes_err *err = nullptr;
-  Kes_workspace ws(dir.c_str(), &err);
-  ASSERT_EQ(take(err).code, 0);
-  std::string out = capture_stdout([&] { EXPECT_EQ(take(ws.print_history()).code, 0); });
-  EXPECT_EQ(out, "COMMAND a\nSTATUS 0\n");
 }
 
 }  // namespace
