@@ -126,9 +126,6 @@ TEST_F(Metadata, OpenModesAndVersionLine) {
       << e.text;
   EXPECT_EQ(md.stream, nullptr);
   EXPECT_EQ(read_file(file("f")), "");
-
-  char rel[1024];
-  EXPECT_STREQ(md.get_relname(rel), "Brindle_wsdata/f");
 }
 
 TEST_F(Metadata, VersionLineErrors) {
@@ -506,28 +503,8 @@ TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
   EXPECT_FALSE(ws_test::file_exists(lk));
   // The probe files are gone too.
   EXPECT_EQ(ws_test::sh("ls '" + tmp.path() + "'"), "f\n");
-}
 
-TEST_F(FileLock, YoungLockIsWaitedForUntilItIsOld) {
-  // 13 seconds old: the first looks find it fresh, a later one breaks it.
-  std::string lk = file("g.lock");
-  ASSERT_EQ(symlink(file("g").c_str(), lk.c_str()), 0);
-  age_link(lk, 13);
-  ASSERT_EQ(take(kes_file_lock(file("g").c_str(), lk.c_str(), 0)).code, 0);
-  ASSERT_GE(looks.size(), 2u);
-  for (size_t i = 0; i + 1 < looks.size(); i++) {
-    EXPECT_FALSE(looks[i].broken);
-    EXPECT_GE(looks[i].lock_mtime + 15, looks[i].probe_mtime);
-  }
-  EXPECT_TRUE(looks.back().broken);
-  EXPECT_LT(looks.back().lock_mtime + 15, looks.back().probe_mtime);
-  // The new lock is ours: fresh.
-  struct stat st;
-  ASSERT_EQ(lstat(lk.c_str(), &st), 0);
-  EXPECT_GT(st.st_mtime, looks.back().lock_mtime);
-  unlink(lk.c_str());
-
-  // An explicit timeout counts the same way.
+  // An explicit timeout counts the same way, and the new lock is fresh.
   looks.clear();
   ASSERT_EQ(symlink(file("g").c_str(), lk.c_str()), 0);
   age_link(lk, 4);
@@ -535,7 +512,9 @@ TEST_F(FileLock, YoungLockIsWaitedForUntilItIsOld) {
   ASSERT_GE(looks.size(), 1u);
   EXPECT_TRUE(looks.back().broken);
   EXPECT_LT(looks.back().lock_mtime + 3, looks.back().probe_mtime);
-  unlink(lk.c_str());
+  struct stat st;
+  ASSERT_EQ(lstat(lk.c_str(), &st), 0);
+  EXPECT_GT(st.st_mtime, looks.back().lock_mtime);
 }
 
 TEST_F(FileLock, LockOfAKilledProcessIsBroken) {
