@@ -77,6 +77,15 @@ int read_holder(const char *lockfile, uint32_t *pid) {
   return 1;
 }
 
+// The SCCS programs of this host create the lock file first and write the
+// number into it a moment later, so an empty lock file may still have a live
+// holder.  Only one that stays empty past that moment is damage.  A clock
+// behind the file's time gives no such grace.
+int being_written(time_t mtime) {
+  long age = (long)(time(nullptr) - mtime);
+  return age >= 0 && age < 5;
+}
+
 }  // namespace
 
 int lockit(const char *lockfile, int tries, unsigned pid) {
@@ -106,7 +115,7 @@ int lockit(const char *lockfile, int tries, unsigned pid) {
           else if (age < 60)
             kes_lock_sleep((unsigned)(60 - age));
         }
-      } else {
+      } else if (!(st.st_size == 0 && being_written(noted))) {
         unlink(lockfile);  // damaged
       }
     }

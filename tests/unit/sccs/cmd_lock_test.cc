@@ -79,8 +79,11 @@ protected:
     }
     close(fds[0]);
     comments = fds[1];
-    for (int i = 0; i < 500 && !file_exists(z); i++) usleep(20000);
-    ASSERT_TRUE(file_exists(z)) << "delta took no lock";
+    // The lock file is made first and its number written a moment later.
+    struct stat st;
+    auto written = [&] { return stat(z.c_str(), &st) == 0 && st.st_size > 0; };
+    for (int i = 0; i < 500 && !written(); i++) usleep(20000);
+    ASSERT_TRUE(written()) << "delta took no lock";
   }
 
   // Gives the waiting delta its comment and waits for its end: its status.

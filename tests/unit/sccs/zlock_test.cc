@@ -147,11 +147,23 @@ TEST_F(Zlock, DamagedLockIsRemoved) {
   for (const std::string &bad : {std::string("abc"), std::string("abcde"), std::string()}) {
     waits.clear();
     write_file(z, bad);
+    struct utimbuf old = {time(nullptr) - 60, time(nullptr) - 60};
+    ASSERT_EQ(utime(z.c_str(), &old), 0);
     ASSERT_EQ(lockit(z.c_str(), 3, getpid()), 0) << bad.size() << " bytes";
     EXPECT_EQ(waits, (std::vector<unsigned>{10}));
     EXPECT_EQ(held_by(z), (uint32_t)getpid());
     ASSERT_EQ(unlockit(z.c_str(), getpid()), 0);
   }
+}
+
+// The SCCS programs create their lock file before they write their number
+// into it: a lock file just made and still empty belongs to someone.
+TEST_F(Zlock, LockBeingWrittenIsNotTakenForDamage) {
+  write_file(z, "");
+  EXPECT_EQ(lockit(z.c_str(), 2, getpid()), -1);
+  EXPECT_EQ(waits, (std::vector<unsigned>{10, 10}));
+  EXPECT_TRUE(file_exists(z));
+  EXPECT_EQ(read_file(z), "");
 }
 
 TEST_F(Zlock, UnusableDirectoryIsFatal) {
