@@ -14,6 +14,7 @@
 #include <string>
 
 #include "util/kes_err.h"
+#include "util/kes_init.h"
 #include "util/kes_msg.h"
 
 namespace {
@@ -98,4 +99,30 @@ char *sprintf_with_malloc(const char *fmt, ...) {
   vsnprintf(buf, size, fmt, ap);
   va_end(ap);
   return buf;
+}
+
+namespace {
+char *vformat_alloc(const char *fmt, va_list ap) {
+  char *out = nullptr;
+  if (vasprintf(&out, fmt, ap) < 0) kes_new_handler();
+  return out;
+}
+}  // namespace
+
+char *kes_format_alloc(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  char *out = vformat_alloc(fmt, ap);
+  va_end(ap);
+  return out;
+}
+
+std::string kes_format(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  char *out = vformat_alloc(fmt, ap);
+  va_end(ap);
+  std::string s = out;
+  free(out);
+  return s;
 }

@@ -2,6 +2,8 @@
 #ifndef BRINDLE_UTIL_KES_HOST_H
 #define BRINDLE_UTIL_KES_HOST_H
 
+#include <string>
+
 class Kes_err;
 
 // The node name of this host, kept for the process; null if it is unknown.
@@ -22,5 +24,10 @@ const char *kes_get_timezone();
 // fmt formatted with string arguments only, ended by a null, into a new
 // malloc-ed buffer the caller frees.  Exits with status 1 when memory is out.
 char *sprintf_with_malloc(const char *fmt, ...) __attribute__((sentinel));
+
+// fmt formatted as printf does, into a new malloc-ed buffer the caller frees,
+// or into a string.  Out of memory goes to the process's handler.
+char *kes_format_alloc(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+std::string kes_format(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
 #endif

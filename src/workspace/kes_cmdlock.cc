@@ -30,18 +30,6 @@ void replace(char **field, const char *value) {
   *field = dup_or_unknown(value);
 }
 
-std::string format(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  char *out = nullptr;
-  if (vasprintf(&out, fmt, ap) < 0) kes_new_handler();
-  va_end(ap);
-  std::string s = out;
-  free(out);
-  return s;
-}
-
 int str_equal(const char *a, const char *b) { return strcmp(a ? a : "", b ? b : "") == 0; }
 
 }  // namespace
@@ -89,13 +77,13 @@ char *Kes_cmdlock::format_lock_line(char *buf) {
 
 char *Kes_cmdlock::format_msg(char *buf) {
   long age = get_current_time() - time;
-  std::string text = format(
+  std::string text = kes_format(
       BWM_MSG(5504, "    User %s has been running a %s command (pid %d)\n        on %s for "),
       user, command, pid, machine);
   // Minutes are rounded, days and hours are not; zero days and hours are left out.
-  if (age / 86400) text += format(BWM_MSG(5505, "%ld days, "), age / 86400);
-  if (age / 3600) text += format(BWM_MSG(5506, "%ld hours, "), (age % 86400) / 3600);
-  text += format(BWM_MSG(5507, "%ld minutes\n"), ((age % 86400) % 3600 + 30) / 60);
+  if (age / 86400) text += kes_format(BWM_MSG(5505, "%ld days, "), age / 86400);
+  if (age / 3600) text += kes_format(BWM_MSG(5506, "%ld hours, "), (age % 86400) / 3600);
+  text += kes_format(BWM_MSG(5507, "%ld minutes\n"), ((age % 86400) % 3600 + 30) / 60);
   snprintf(buf, kBufSize, "%s", text.c_str());
   return buf;
 }
@@ -182,7 +170,7 @@ Kes_err *Kes_cmdlocklist::deny_lock(Kes_cmdlocktype type, Kes_workspace *ws) {
       5503, "Cannot obtain a %s lock in workspace \"%s\"\nbecause it has the following locks:\n");
   const char *word = type == KES_WRITE_LOCK ? BWM_MSG(5501, "write") : BWM_MSG(5502, "read");
   const char *wsname = ws && ws->wsname ? ws->wsname : "";
-  std::string text = format(fmt, word, wsname);
+  std::string text = kes_format(fmt, word, wsname);
   char buf[kBufSize];
   for (Kes_listelem *e = head.next; e != &head; e = e->next) {
     Kes_cmdlock *l = (Kes_cmdlock *)e->data;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "util/kes_err.h"
+#include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_workspace.h"
@@ -26,16 +27,6 @@ const char *const events[] = {
 // translated comment rather than written in it.
 const char *kBegin = "BEGIN";
 const char *kEnd = "END";
-
-char *format_alloc(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-char *format_alloc(const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  char *out = nullptr;
-  if (vasprintf(&out, fmt, ap) < 0) kes_new_handler();
-  va_end(ap);
-  return out;
-}
 
 // The blank-separated words of a line.
 std::vector<std::string> words(const char *line) {
@@ -60,7 +51,7 @@ int check_event_entry(const char *word) {
 }
 
 void Kes_md_notify::create_default_string1(char **text) {
-  *text = format_alloc(
+  *text = kes_format_alloc(
       BWM_MSG(7001,
               "#\n# A workspace's notification file.\n#\n# Note: Because this file is edited "
               "manually, you may\n#       want to maintain it using SCCS.\n#\n# The format for "
@@ -74,7 +65,7 @@ void Kes_md_notify::create_default_string1(char **text) {
 }
 
 void Kes_md_notify::create_default_string2(char **text) {
-  *text = format_alloc(
+  *text = kes_format_alloc(
       BWM_MSG(7002,
               "#\n# The bringover, putback, and undo events can include a list of files and\n"
               "# directories to be associated with the event.  When a directory is listed,\n"
@@ -293,7 +284,7 @@ void Kes_md_notify::format_comment(void *entry, char **text) {
     out += (char *)e->data;
     out += '\n';
   }
-  if (any) *text = format_alloc("%s", out.c_str());
+  if (any) *text = kes_format_alloc("%s", out.c_str());
 }
 
 void Kes_md_notify::format_entry(void *entry, char **text) {
@@ -312,7 +303,7 @@ void Kes_md_notify::format_entry(void *entry, char **text) {
       out += std::string((char *)e->data) + "\n";
     out += std::string(kEnd) + "\n";
   }
-  *text = format_alloc("%s", out.c_str());
+  *text = kes_format_alloc("%s", out.c_str());
 }
 
 Kes_err *Kes_workspace::get_notifications(const char *event, Kes_notifylist **list) {

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "util/kes_err.h"
+#include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
@@ -31,21 +32,6 @@ const char *or_empty(const char *s) { return s ? s : ""; }
 
 // shell_escape hands out one static buffer; each use gets its own copy.
 std::string esc(const char *s) { return shell_escape(or_empty(s)); }
-
-std::string format(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  va_list again;
-  va_copy(again, ap);
-  int n = vsnprintf(nullptr, 0, fmt, ap);
-  va_end(ap);
-  std::string s(n > 0 ? n + 1 : 1, '\0');
-  vsnprintf(&s[0], s.size(), fmt, again);
-  va_end(again);
-  s.resize(n > 0 ? n : 0);
-  return s;
-}
 
 // A neighbour's link file could not be updated: say so, show why, go on.
 void neighbour_warning(Kes_err *err, const char *fmt, const char *neighbour, const char *ws) {
@@ -70,7 +56,7 @@ Kes_err *lock_for_delete(Kes_workspace *ws, Kes_cmdlock **lock) {
   delete err;
   // The failed write can leave locks empty, without even its version line,
   // and such a file can't be read: it holds no lock and goes.
-  std::string locks = format("%s/%s/locks", or_empty(ws->get_absname()), KES_METADATA_DIR);
+  std::string locks = kes_format("%s/%s/locks", or_empty(ws->get_absname()), KES_METADATA_DIR);
   struct stat st;
   if (stat(locks.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0)
     unlink(locks.c_str());
@@ -80,7 +66,7 @@ Kes_err *lock_for_delete(Kes_workspace *ws, Kes_cmdlock **lock) {
   delete list;
   if (err) return err;
   // Every name but those beginning with "l": the locks file stays.
-  std::string cmd = format("rm -f %s/%s/[a-km-z]*", esc(ws->get_absname()).c_str(),
+  std::string cmd = kes_format("rm -f %s/%s/[a-km-z]*", esc(ws->get_absname()).c_str(),
                            KES_METADATA_DIR);
   print_and_delete(kes_system_no_quoting(cmd.c_str()));
   err = ws->obtain_lock(KES_WRITE_LOCK, lock);
@@ -146,11 +132,11 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
   std::string root = esc(get_absname());
   std::string cmd;
   if (metadata_only) {
-    cmd = format("rm -rf %s/%s", root.c_str(), KES_METADATA_DIR);
+    cmd = kes_format("rm -rf %s/%s", root.c_str(), KES_METADATA_DIR);
   } else {
     // The read-only metadata directory outlives the first pass, so the lock
     // stands while the sources go; then it is opened and removed too.
-    cmd = format("chmod 444 %s/%s; rm -rf %s 1> /dev/null 2>&1; chmod 777 %s/%s; rm -rf %s",
+    cmd = kes_format("chmod 444 %s/%s; rm -rf %s 1> /dev/null 2>&1; chmod 777 %s/%s; rm -rf %s",
                  root.c_str(), KES_METADATA_DIR, root.c_str(), root.c_str(), KES_METADATA_DIR,
                  root.c_str());
   }
@@ -169,7 +155,7 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
   write_locked = 0;
 
   const char *event = "workspace-delete";
-  std::string body = format(BWM_MSG(8013, "Event:     %s\nWorkspace: %s%s"), event,
+  std::string body = kes_format(BWM_MSG(8013, "Event:     %s\nWorkspace: %s%s"), event,
                             or_empty(wsname), descline);
   send_ws_notification(event, list, body.c_str(), kes_notif_pad(BWM_MSG(8014, "Workspace")));
   delete list;
@@ -231,11 +217,11 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
     close(fd);
     // The pipeline's status is that of the receiving end; the sender's comes
     // through the status file.
-    std::string cmd = format("(cd %s; tar -cf - .; echo $? > %s) | (cd %s; tar -xpf -)",
+    std::string cmd = kes_format("(cd %s; tar -cf - .; echo $? > %s) | (cd %s; tar -xpf -)",
                              esc(old_root.c_str()).c_str(), status_file,
                              esc(new_root.c_str()).c_str());
     std::string drop_copy =
-        format("rm -rf %s/%s", esc(new_root.c_str()).c_str(), KES_METADATA_DIR);
+        kes_format("rm -rf %s/%s", esc(new_root.c_str()).c_str(), KES_METADATA_DIR);
     err = kes_system_no_quoting(cmd.c_str());
     if (err) {
       unlink(status_file);
@@ -289,7 +275,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
   delete parent;
 
   if (old_tree_stays) {
-    std::string cmd = format("rm -rf %s", esc(old_root.c_str()).c_str());
+    std::string cmd = kes_format("rm -rf %s", esc(old_root.c_str()).c_str());
     if (Kes_err *re = kes_system_no_quoting(cmd.c_str())) {
       print_and_delete(kept);
       kept = re;
@@ -307,7 +293,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
   } else {
     char *descline = target->make_descnm_notif_line(14);
     std::string body =
-        format(BWM_MSG(8026, "Event:        %s\nWorkspace:    %s%s\nNew location: %s"), event,
+        kes_format(BWM_MSG(8026, "Event:        %s\nWorkspace:    %s%s\nNew location: %s"), event,
                or_empty(wsname), descline, tname.c_str());
     send_ws_notification(event, list, body.c_str(),
                          kes_notif_pad(BWM_MSG(8027, "New location")));
@@ -385,12 +371,12 @@ Kes_err *Kes_workspace::reparent(Kes_workspace *new_parent, int force) {
   if (new_parent) {
     char *pdesc = new_parent->make_descnm_notif_line(12);
     std::string body =
-        format(BWM_MSG(8032, "Event:      %s\nWorkspace:  %s%s\nNew parent: %s%s"), event,
+        kes_format(BWM_MSG(8032, "Event:      %s\nWorkspace:  %s%s\nNew parent: %s%s"), event,
                or_empty(wsname), descline, or_empty(new_parent->wsname), pdesc);
     send_ws_notification(event, list, body.c_str(), kes_notif_pad(BWM_MSG(8033, "New parent")));
     free(pdesc);
   } else {
-    std::string body = format(BWM_MSG(8034, "Event:     %s\nWorkspace:  %s%s"), event,
+    std::string body = kes_format(BWM_MSG(8034, "Event:     %s\nWorkspace:  %s%s"), event,
                               or_empty(wsname), descline);
     send_ws_notification(event, list, body.c_str(), kes_notif_pad(BWM_MSG(8014, "Workspace")));
   }
@@ -405,7 +391,7 @@ Kes_err *Kes_workspace::reparent(Kes_workspace *new_parent, int force) {
   }
   descline = make_descnm_notif_line(17);
   char *pdesc = new_parent->make_descnm_notif_line(17);
-  std::string body = format(
+  std::string body = kes_format(
       BWM_MSG(8035, "Event:           %s\nChild workspace: %s%s\nNew parent:      %s%s"),
       to_event, or_empty(wsname), descline, or_empty(new_parent->wsname), pdesc);
   send_ws_notification(to_event, list, body.c_str(),
