@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -91,13 +92,8 @@ TEST(SdataCreate, RewrittenHistoryKeepsEveryVersionAndPassesCssc) {
   EXPECT_NE(std::string::npos,
             text.find("\001s 00000/00000/00000\n\001d R 1.2 ")) << text;
   EXPECT_NE(std::string::npos, text.find(" Brindle 2 1\n\001c " KES_SDATA_MARKER "\001e\n"));
-}
 
-TEST(SdataCreate, IsFoundAgainAndNeverMadeTwice) {
-  TempDir d;
-  std::string s = make_rich_history(d.path(), "f");
-  add_sdata(s);
-  std::string once = read_file(s);
+  // Found again, never made twice, and the file is written as it was.
   SCCS_sfile f(s.c_str());
   Kes_sdata sd(&f, 0);
   sd.create = 1;
@@ -107,7 +103,7 @@ TEST(SdataCreate, IsFoundAgainAndNeverMadeTwice) {
   EXPECT_FALSE(sd.sdata->new_data_delta);
   EXPECT_EQ(0, f.state & KES_SF_SDATA_INSERTED);
   ASSERT_EQ(nullptr, f.write());
-  EXPECT_EQ(once.substr(8), read_file(s).substr(8));  // all but the checksum line
+  EXPECT_EQ(text.substr(8), read_file(s).substr(8));  // all but the checksum line
 }
 
 TEST(SdataCreate, RootSmidIsTheSameWithAndWithoutDataDelta) {
@@ -146,28 +142,47 @@ TEST(SdataCreate, MarkerWithAnotherUserIsNoDataDelta) {
 }
 
 
-TEST(SdataCreate, NoRoomForASecondNewDataDelta) {
+// Every refusal of the data delta's operations, with its code and text.
+TEST(SdataCreate, MisuseAndFailuresAreReported) {
   TempDir d;
   new_history(d.path(), "f", "one\n");
-  SCCS_sfile f(d.file("s.f").c_str());
+  std::string s = d.file("s.f");
+  SCCS_sfile f(s.c_str());
   ASSERT_EQ(nullptr, f.buildtree(0, 0, 0));
-  // The spare slot is taken, as after another addition to the table.
-  f.tree->ith_node(f.tree->size + 1)->serial = 7;
   Kes_sdata sd(&f, 0);
-  sd.create = 1;
-  expect_error(sd.check_for_sdata(), 2534,
-               "Internal error in sccsmerge in Kes_sdata::check_for_sdata(): No room in deltab "
-               "for new sdata.");
-  f.tree->ith_node(f.tree->size + 1)->serial = 0;
-}
-
-TEST(SdataCreate, UnreadableFileIsReported) {
-  Kes_sfile *f = new SCCS_sfile("/nonexistent-dir/s.f");
-  Kes_sdata sd(f, 1);  // owns the file object
-  sd.create = 1;
-  expect_error(sd.check_for_sdata(), 1001,
-               "Open of \"/nonexistent-dir/s.f\" for reading failed",
-               " - No such file or directory  (System error 2)");
+  Kes_strlist *l = nullptr, empty;
+  Kes_sdata gone(new SCCS_sfile("/nonexistent-dir/s.f"), 1);  // owns the file object
+  gone.create = 1;
+  const char *ie = "Internal error in sccsmerge in Kes_sdata::";
+  struct Case {
+    std::function<Kes_err *()> call;
+    int code;
+    std::string text, system_text;
+  } cases[] = {
+      {[&] { return gone.check_for_sdata(); }, 1001,
+       "Open of \"/nonexistent-dir/s.f\" for reading failed",
+       " - No such file or directory  (System error 2)"},
+      {[&] { return sd.get_values(nullptr, &l); }, 2530,
+       std::string(ie) + "get_values(): NULL attribute string", ""},
+      {[&] { return sd.replace_values(nullptr, nullptr); }, 2531,
+       std::string(ie) + "replace_values(): NULL attribute string", ""},
+      {[&] { return sd.replace_entire_list(&empty); }, 2536,
+       std::string(ie) + "replace_entire_list: NULL sdata delta in \"" + s + "\"", ""},
+      // The spare slot is taken, as after another addition to the table.
+      {[&] {
+         f.tree->ith_node(f.tree->size + 1)->serial = 7;
+         sd.create = 1;
+         Kes_err *e = sd.check_for_sdata();
+         f.tree->ith_node(f.tree->size + 1)->serial = 0;
+         return e;
+       },
+       2534, std::string(ie) + "check_for_sdata(): No room in deltab for new sdata.", ""},
+  };
+  for (Case &c : cases) {
+    SCOPED_TRACE(c.code);
+    expect_error(c.call(), c.code, c.text, c.system_text);
+  }
+  EXPECT_EQ(nullptr, l);
 }
 
 // ---------------------------------------------------------------------------
@@ -201,7 +216,7 @@ protected:
   std::string saved;
 };
 
-TEST_F(SdataDate, CountsInGreenwichTimeAndRestoresTheZone) {
+TEST_F(SdataDate, CountsInGreenwichTimeOverCenturiesAndRestoresTheZone) {
   TempDir d;
   // 02:30 doesn't exist in that zone on that day: no zone may shift it.
   std::string s = make_dated_history(d.path(), "f", "90/04/01 02:30:00");
@@ -211,10 +226,7 @@ TEST_F(SdataDate, CountsInGreenwichTimeAndRestoresTheZone) {
   unsetenv("TZ");
   EXPECT_EQ("90/04/01 02:30:01", sdata_date(s));
   EXPECT_EQ(nullptr, getenv("TZ"));
-}
-
-TEST_F(SdataDate, RollsOverTheCenturyAndKeepsTwoDigitYears) {
-  TempDir d;
+  // Over the century and a leap day, in two-digit years.
   EXPECT_EQ("00/01/01 00:00:00", sdata_date(make_dated_history(d.path(), "a", "99/12/31 23:59:59")));
   EXPECT_EQ("68/03/01 00:00:00", sdata_date(make_dated_history(d.path(), "b", "68/02/29 23:59:59")));
 }
@@ -252,24 +264,39 @@ TEST_F(SdataDate, LaterDeltasOfTheSameSecondStayBehindIt) {
 // ---------------------------------------------------------------------------
 // Attributes
 
-TEST(SdataAttributes, ReadingNeverMakesADataDelta) {
+// Reading makes no data delta; writing an overlong value cuts it and the file
+// stays sound.
+TEST(SdataAttributes, ReadingMakesNothingAndOverlongLinesAreCut) {
   TempDir d;
   new_history(d.path(), "f", "one\n");
-  SCCS_sfile f(d.file("s.f").c_str());
-  Kes_sdata sd(&f, 0);
-  sd.create = 1;
-  Kes_strlist *l = nullptr;
-  ASSERT_EQ(nullptr, sd.get_values(KES_ATTR_NAME_HISTORY, &l));
-  ASSERT_NE(nullptr, l);
-  EXPECT_EQ(0, l->count);
-  delete l;
-  EXPECT_EQ(0, sd.create);
-  EXPECT_EQ(nullptr, sd.sdata);
-  EXPECT_EQ(1, f.tree->node_count);
-  EXPECT_EQ(0, f.state & KES_SF_SDATA_INSERTED);
-  ASSERT_EQ(nullptr, sd.get_entire_list(&l));
-  EXPECT_EQ(0, l->count);
-  delete l;
+  std::string s = d.file("s.f");
+  std::string versions = all_versions(s);
+  {
+    SCCS_sfile f(s.c_str());
+    Kes_sdata sd(&f, 0);
+    sd.create = 1;
+    Kes_strlist *l = nullptr;
+    ASSERT_EQ(nullptr, sd.get_values(KES_ATTR_NAME_HISTORY, &l));
+    EXPECT_EQ(0, l->count);
+    delete l;
+    EXPECT_EQ(0, sd.create);
+    EXPECT_EQ(nullptr, sd.sdata);
+    EXPECT_EQ(1, f.tree->node_count);
+    EXPECT_EQ(0, f.state & KES_SF_SDATA_INSERTED);
+    ASSERT_EQ(nullptr, sd.get_entire_list(&l));
+    EXPECT_EQ(0, l->count);
+    delete l;
+    Kes_strlist *v = strlist({std::string(3000, 'p') + "\n", "short"});
+    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_NAME_HISTORY, v));
+    delete v;
+    ASSERT_EQ(nullptr, f.write());
+  }
+  EXPECT_EQ(0, val(s));
+  EXPECT_EQ(versions, all_versions(s));
+  size_t prefix = strlen(KES_ATTR_NAME_HISTORY KES_SDATA_SEPARATOR);
+  EXPECT_EQ((std::vector<std::string>{std::string(KES_SDATA_MAX_LINE - 1 - prefix, 'p') + "\n",
+                                      "short\n"}),
+            values(s, KES_ATTR_NAME_HISTORY));
 }
 
 TEST(SdataAttributes, ValuesRoundTripThroughTheFileAndOtherNamesStay) {
@@ -310,48 +337,7 @@ TEST(SdataAttributes, ValuesRoundTripThroughTheFileAndOtherNamesStay) {
   }
   EXPECT_EQ(0, val(s));
   EXPECT_TRUE(values(s, KES_ATTR_CONFLICT).empty());
-  EXPECT_EQ(std::vector<std::string>{"only\n"}.size(), values(s, KES_ATTR_NAME_HISTORY).size());
-}
-
-TEST(SdataAttributes, OverlongLineIsCutAndStillReadsBack) {
-  TempDir d;
-  new_history(d.path(), "f", "one\n");
-  std::string s = d.file("s.f");
-  std::string versions = all_versions(s);
-  {
-    SCCS_sfile f(s.c_str());
-    Kes_sdata sd(&f, 0);
-    Kes_strlist *v = strlist({std::string(3000, 'p') + "\n", "short"});
-    ASSERT_EQ(nullptr, sd.replace_values(KES_ATTR_NAME_HISTORY, v));
-    delete v;
-    ASSERT_EQ(nullptr, f.write());
-  }
-  EXPECT_EQ(0, val(s));
-  EXPECT_EQ(versions, all_versions(s));
-  std::vector<std::string> v = values(s, KES_ATTR_NAME_HISTORY);
-  ASSERT_EQ(2u, v.size());
-  size_t prefix = strlen(KES_ATTR_NAME_HISTORY KES_SDATA_SEPARATOR);
-  EXPECT_EQ(std::string(KES_SDATA_MAX_LINE - 1 - prefix, 'p') + "\n", v[0]);
-  EXPECT_EQ("short\n", v[1]);
-}
-
-TEST(SdataAttributes, MisuseIsReported) {
-  TempDir d;
-  new_history(d.path(), "f", "one\n");
-  std::string s = d.file("s.f");
-  SCCS_sfile f(s.c_str());
-  Kes_sdata sd(&f, 0);
-  Kes_strlist *l = nullptr;
-  expect_error(sd.get_values(nullptr, &l), 2530,
-               "Internal error in sccsmerge in Kes_sdata::get_values(): NULL attribute string");
-  EXPECT_EQ(nullptr, l);
-  expect_error(sd.replace_values(nullptr, nullptr), 2531,
-               "Internal error in sccsmerge in Kes_sdata::replace_values(): NULL attribute "
-               "string");
-  Kes_strlist empty;
-  expect_error(sd.replace_entire_list(&empty), 2536,
-               "Internal error in sccsmerge in Kes_sdata::replace_entire_list: NULL sdata delta "
-               "in \"" + s + "\"");
+  EXPECT_EQ(std::vector<std::string>{"1 0 only\n"}, values(s, KES_ATTR_NAME_HISTORY));
 }
 
 // ---------------------------------------------------------------------------
@@ -553,40 +539,36 @@ struct Node {
   ~Node() { d.parent = nullptr; }
 };
 
-int differ(std::vector<std::string> a, std::vector<std::string> b, bool roots = true) {
-  Node x(a, roots), y(b, roots);
-  int r = x.d.comments_differ(&y.d);
-  EXPECT_EQ(r, y.d.comments_differ(&x.d)) << "not symmetric";
-  return r;
-}
-
-TEST(SdataComments, PlainLinesCompareInOrder) {
-  EXPECT_EQ(0, differ({"a\n", "b\n"}, {"a\n", "b\n"}));
-  EXPECT_EQ(0, differ({}, {}));
-  EXPECT_EQ(1, differ({"a\n", "b\n"}, {"a\n", "c\n"}));
-  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "b\n"}));
-  EXPECT_EQ(1, differ({"b\n", "a\n"}, {"a\n", "b\n"}));
-}
-
-TEST(SdataComments, TrailingMergeSignatureAloneDoesNotSeparate) {
-  EXPECT_EQ(0, differ({"a\n"}, {"a\n", "sccsmerge-signature: x 1.2\n"}));
-  EXPECT_EQ(0, differ({}, {"sccsmerge-signature:\n"}, false));
-  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "sccsmerge-signature: x\n", "more\n"}));
-  EXPECT_EQ(1, differ({"a\n"}, {"a\n", "more\n", "sccsmerge-signature: x\n"}));
-}
-
-TEST(SdataComments, OneSidedUniquificationCountsOnlyOnRoots) {
-  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "a\n"}, {"a\n"}));
-  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "Brindle Uniquification: x\n", "a\n"},
-                      {"a\n"}));
-  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "a\n"}, {"a\n"}, false));
-  // Both sides uniquified: the lines must agree, and so must their number.
-  EXPECT_EQ(0, differ({"Brindle Uniquification: x\n", "a\n"},
-                      {"Brindle Uniquification: x\n", "a\n"}));
-  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "a\n"},
-                      {"Brindle Uniquification: y\n", "a\n"}));
-  EXPECT_EQ(1, differ({"Brindle Uniquification: x\n", "Brindle Uniquification: x\n", "a\n"},
-                      {"Brindle Uniquification: x\n", "a\n"}));
+TEST(SdataComments, WhatSeparatesTwoDeltas) {
+  const std::string sig = "sccsmerge-signature: x\n", u = "Brindle Uniquification: x\n";
+  struct Case {
+    std::vector<std::string> a, b;
+    bool roots;
+    int differ;
+  } cases[] = {
+      {{"a\n", "b\n"}, {"a\n", "b\n"}, true, 0},
+      {{}, {}, true, 0},
+      {{"a\n", "b\n"}, {"a\n", "c\n"}, true, 1},
+      {{"a\n"}, {"a\n", "b\n"}, true, 1},
+      {{"b\n", "a\n"}, {"a\n", "b\n"}, true, 1},
+      {{"a\n"}, {"a\n", "sccsmerge-signature: x 1.2\n"}, true, 0},
+      {{}, {"sccsmerge-signature:\n"}, false, 0},
+      {{"a\n"}, {"a\n", sig, "more\n"}, true, 1},
+      {{"a\n"}, {"a\n", "more\n", sig}, true, 1},
+      {{u, "a\n"}, {"a\n"}, true, 0},
+      {{u, u, "a\n"}, {"a\n"}, true, 0},
+      {{u, "a\n"}, {"a\n"}, false, 1},
+      {{u, "a\n"}, {u, "a\n"}, true, 0},
+      {{u, "a\n"}, {"Brindle Uniquification: y\n", "a\n"}, true, 1},
+      {{u, u, "a\n"}, {u, "a\n"}, true, 1},
+  };
+  int row = 0;
+  for (const Case &c : cases) {
+    Node x(c.a, c.roots), y(c.b, c.roots);
+    EXPECT_EQ(c.differ, x.d.comments_differ(&y.d)) << "row " << row;
+    EXPECT_EQ(c.differ, y.d.comments_differ(&x.d)) << "row " << row << " reversed";
+    row++;
+  }
 }
 
 TEST(SdataComments, DataDeltasNeverDiffer) {
