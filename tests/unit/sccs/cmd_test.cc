@@ -145,21 +145,6 @@ TEST(CmdExecute, NoShellWithoutDescriptorsGivesMinusTwo) {
   EXPECT_EQ(exit_code(status), 0);
 }
 
-TEST(CmdExecute, PrintShowsEveryField) {
-  Cmd c("sh", "-c", "'echo o; echo e >&2'");
-  c.execute(nullptr);
-  testing::internal::CaptureStdout();
-  c.print();
-  std::string out = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(out,
-            "cmd: sh -c 'echo o; echo e >&2'\n\n"
-            "subcmd: (null)\n"
-            "args: (null)\n"
-            "results: o\n\n"
-            "errors: e\n\n"
-            "ret_stat: 0\n");
-}
-
 // ---------------------------------------------------------------------------
 // Comment quoting
 

@@ -147,83 +147,45 @@ TEST_F(MergeGen, ExpectedStatesFollowTheConflictRule) {
   }
 }
 
-TEST_F(MergeGen, RemovalOnOneSideIsAConflict) {
-  Generator gen(5, root);
-  Gen_params p;
-  p.common_ops = 2;
-  p.from_ops = 0;
-  p.to_ops = 0;
-  Pair pair = gen.make_pair(p, "rmdel");
-  std::vector<std::string> problems;
-  Snapshot before = snapshot(pair.to_sfile, &problems);
-  std::string head = before.head()->sid;
-  ASSERT_EQ(run({sccs_prog("rmdel"), "-r" + head, pair.to_sfile}).status, 0);
-  Snapshot from = snapshot(pair.from_sfile, &problems);
-  Snapshot to = snapshot(pair.to_sfile, &problems);
-  bool conflict;
-  EXPECT_EQ(expected_state(from, to, &conflict), 3);
-  EXPECT_EQ(expected_state(to, from, &conflict), 3);
-}
-
-TEST_F(MergeGen, JudgeAcceptsACopyWhenOnlyOneSideMoved) {
+// The judge accepts a copy when only one side moved, and catches a copy that
+// loses the other side's work, a wrong state and a changed text.
+TEST_F(MergeGen, JudgeAcceptsGoodMergesAndRefusesBadOnes) {
   Generator gen(21, root);
   Gen_params p;
   p.common_ops = 3;
   p.from_ops = 4;
   p.to_ops = 0;
   p.rmdel_pct = 0;
-  Pair pair = gen.make_pair(p, "onesided");
-  Judge_report rep = judge_pair(pair, copy_merge);
+  p.ie_pct = 0;
+  Pair onesided = gen.make_pair(p, "onesided");
+  Judge_report rep = judge_pair(onesided, copy_merge);
   EXPECT_TRUE(rep.problems.empty()) << rep.summary();
   EXPECT_EQ(rep.contents_state, 1);
-}
 
-TEST_F(MergeGen, JudgeRefusesLostDeltasAndWrongStates) {
-  Generator gen(22, root);
-  Gen_params p;
-  p.common_ops = 2;
-  p.from_ops = 2;
-  p.to_ops = 2;
-  p.rmdel_pct = 0;
-  Pair pair = gen.make_pair(p, "diverged");
-  // Copying the from file over a to file that has work of its own loses it.
-  Judge_report rep = judge_pair(pair, copy_merge);
-  ASSERT_FALSE(rep.problems.empty());
-  EXPECT_NE(rep.summary().find("lost delta"), std::string::npos) << rep.summary();
-
-  // A merge that reports the wrong state is caught by its analysis.
-  auto wrong_state = [](const Merge_request &r) {
-    Merge_outcome m = copy_merge(r);
-    m.contents_state = m.contents_state == 1 ? 2 : 1;
-    return m;
-  };
-  rep = judge_pair(pair, wrong_state);
-  EXPECT_NE(rep.summary().find("expected"), std::string::npos) << rep.summary();
-}
-
-TEST_F(MergeGen, JudgeRefusesAChangedText) {
-  Generator gen(23, root);
-  Gen_params p;
-  p.common_ops = 2;
-  p.from_ops = 2;
-  p.to_ops = 0;
-  p.rmdel_pct = 0;
-  p.ie_pct = 0;
-  p.binary = false;
-  Pair pair = gen.make_pair(p, "text");
   // Copies, then changes one text line of the body and mends the checksum, so
   // that only the versions betray the fault.
   auto corrupting = [](const Merge_request &r) {
     Merge_outcome m = copy_merge(r);
     if (r.analysis || m.contents_state != 1) return m;
     std::string s = read_file(r.to_sfile);
-    size_t body = s.find("\n\001T\n");
-    size_t line = s.find("\n\001I 1\n", body);
+    size_t line = s.find("\n\001I 1\n", s.find("\n\001T\n"));
     if (line != std::string::npos) s.insert(line + 6, "planted line\n");
     write_file(r.to_sfile, s);
     run({sccs_prog("admin"), "-z", r.to_sfile});
     return m;
   };
-  Judge_report rep = judge_pair(pair, corrupting);
+  rep = judge_pair(onesided, corrupting);
   EXPECT_NE(rep.summary().find("text of"), std::string::npos) << rep.summary();
+
+  p.to_ops = 2;
+  Pair diverged = gen.make_pair(p, "diverged");
+  rep = judge_pair(diverged, copy_merge);
+  EXPECT_NE(rep.summary().find("lost delta"), std::string::npos) << rep.summary();
+  auto wrong_state = [](const Merge_request &r) {
+    Merge_outcome m = copy_merge(r);
+    m.contents_state = m.contents_state == 1 ? 2 : 1;
+    return m;
+  };
+  rep = judge_pair(diverged, wrong_state);
+  EXPECT_NE(rep.summary().find("expected"), std::string::npos) << rep.summary();
 }

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,7 @@ struct Result {
   Kes_err *err = nullptr;
   int contents = -1, conflict_state = -1, rename = -1;
   unsigned options = 0;
+  std::string ancestor_name;  // of the name trees, when there is one
   std::string out;  // standard output of the merge
   std::string error() const { return err ? err->text : ""; }
   ~Result() { delete err; }
@@ -96,8 +98,9 @@ protected:
   std::string sfile(const std::string &dir) { return dir + "/SCCS/s.f"; }
 
   // Merges from's history into to's, in place.
+  // tweak sets what the defaults don't cover (names, outputs, options).
   void merge(const std::string &from, const std::string &to, Result *r, unsigned options = 0,
-             const char *ws_path = "/ws/from") {
+             const char *ws_path = "/ws/from", std::function<void(SCCS_merge &)> tweak = {}) {
     std::string fs = sfile(from), ts = sfile(to);
     SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
     SCCS_merge m;
@@ -108,6 +111,7 @@ protected:
     m.from_file = &ff;
     m.to_file = &tf;
     m.options |= options;
+    if (tweak) tweak(m);
     CaptureStdout();
     r->err = m.merge();
     r->out = GetCapturedStdout();
@@ -115,6 +119,7 @@ protected:
     r->conflict_state = m.conflict_state;
     r->rename = m.rename_state;
     r->options = m.options;
+    if (m.ancestor_name) r->ancestor_name = m.ancestor_name;
   }
   // Checks a merged file with the judge's rules against both inputs.
   void judge(const std::string &from_copy, const std::string &to_before,
@@ -273,21 +278,108 @@ TEST_F(MergeTest, RemovedTrunkDeltasAndTheirSids) {
   }
 }
 
-// The oldest delta of the merge is the to file's, which has no place to keep:
-// a root that predates the fake root.
-TEST_F(MergeTest, RootNewInDestinationIsRefused) {
-  std::string a = make("a", "alpha\n", "from start");
-  std::string b = make("b", "other\n", "to start");
-  set_date(b, "1.1", "69/12/31 23:59:59");
-  std::string before = read_file(sfile(b));
-  Result r;
-  merge(a, b, &r);
-  ASSERT_NE(r.err, nullptr);
-  EXPECT_EQ(r.err->code, 2505);
-  EXPECT_NE(r.error().find("Internal error in sccsmerge in mksids(): root is new in destination"),
-            std::string::npos);
-  EXPECT_EQ(read_file(sfile(b)), before);
-  EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
+
+// Merges that are refused, each with its code and text, the to file untouched
+// and no lock left behind.  setup returns the from and to directories.
+TEST_F(MergeTest, RefusedMerges) {
+  // Two files that share their start but differ in one line of it.
+  auto differing = [&](const std::string &tag) {
+    std::string a = make("a" + tag, "one\ntwo\n", "start");
+    std::string b = copy(a, "b" + tag);
+    std::string s = read_file(sfile(b));
+    s.replace(s.find("two\n"), 4, "TWO\n");
+    chmod(sfile(b).c_str(), 0644);
+    write_file(sfile(b), s);
+    EXPECT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+    edit(a, "one\ntwo\nfrom\n", "from side");
+    edit(b, "one\nTWO\nto\n", "to side");
+    return std::make_pair(a, b);
+  };
+  struct Case {
+    const char *story;
+    std::function<std::pair<std::string, std::string>()> setup;
+    int code;
+    std::function<std::string(const std::string &, const std::string &)> text;
+    bool slow;
+  } cases[] = {
+      // The oldest delta is the to file's and predates the fake root.
+      {"root new in destination",
+       [&] {
+         std::string a = make("a1", "alpha\n", "from start"), b = make("b1", "other\n", "to start");
+         set_date(b, "1.1", "69/12/31 23:59:59");
+         return std::make_pair(a, b);
+       },
+       2505,
+       [](const std::string &, const std::string &) {
+         return std::string("Internal error in sccsmerge in mksids(): root is new in destination");
+       },
+       false},
+      {"text and binary",
+       [&] { return std::make_pair(make("a2", "one\n", "text"), make("b2", "one\n", "binary", {"-b"})); },
+       2537,
+       [&](const std::string &a, const std::string &b) {
+         return "File \"" + sfile(a) + "\" has incompatible type with file \"" + sfile(b) +
+                "\"(text/binary)";
+       },
+       false},
+      // A damaged file explains a failure better than the type does.
+      {"damaged checksum",
+       [&] {
+         std::string b = make("b3", "one\n", "binary", {"-b"});
+         std::string s = read_file(sfile(b));
+         s.replace(2, 5, "00000");
+         chmod(sfile(b).c_str(), 0644);
+         write_file(sfile(b), s);
+         return std::make_pair(make("a3", "one\n", "text"), b);
+       },
+       2043,
+       [&](const std::string &, const std::string &b) {
+         return "SCCS file \"" + sfile(b) + "\" is corrupted";
+       },
+       false},
+      {"p-file naming no delta",
+       [&] {
+         std::string a = make("a4", "one\n", "start"), b = copy(a, "b4");
+         edit(a, "one\ntwo\n", "from side");
+         write_file(b + "/SCCS/p.f", "1.7 1.8 someone 95/01/01 00:00:00\n");
+         return std::make_pair(a, b);
+       },
+       2090,
+       [](const std::string &, const std::string &b) {
+         return "Invalid p-file \"" + b + "/SCCS/p.f\": delta 1.7 is not in the s-file";
+       },
+       false},
+      // A line of a common delta that differs stops the fast route for good:
+      // the rebuild is not tried on files that disagree...
+      {"common delta differs, fast route", [&] { return differing("5"); }, 2512,
+       [](const std::string &, const std::string &) {
+         return std::string("Internal error in sccsmerge in sccsmerge(): Data lines\nat line");
+       },
+       false},
+      // ...and the rebuild compares the versions before it relies on them.
+      {"common delta differs, rebuild", [&] { return differing("6"); }, 2520,
+       [](const std::string &, const std::string &) {
+         return std::string("Internal error in merge_bodies: different g-files for serial 1");
+       },
+       true},
+  };
+  for (Case &c : cases) {
+    SCOPED_TRACE(c.story);
+    auto [a, b] = c.setup();
+    if (c.slow) setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
+    kes_merge_bodies_test_reread();
+    std::string before = read_file(sfile(b));
+    Result r;
+    merge(a, b, &r);
+    unsetenv("BRINDLE_MERGE_BODIES_TEST");
+    kes_merge_bodies_test_reread();
+    ASSERT_NE(r.err, nullptr);
+    EXPECT_EQ(r.err->code, c.code) << r.error();
+    EXPECT_NE(r.error().find(c.text(a, b)), std::string::npos) << r.error();
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(read_file(sfile(b)), before);
+    EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
+  }
 }
 
 TEST_F(MergeTest, SignaturesAndForcedConflicts) {
@@ -350,69 +442,12 @@ TEST_F(MergeTest, AnalysisOnlyWritesNothing) {
   EXPECT_EQ(read_file(b + "/SCCS/p.f"), pbefore);
   // Without the p-file bit the check-out isn't seen.
   Result r2;
-  SCCS_sfile ff(sfile(a).c_str()), tf(sfile(b).c_str());
-  SCCS_merge m;
-  std::string fs = sfile(a), ts = sfile(b);
-  m.from_sname = fs.c_str();
-  m.to_sname = ts.c_str();
-  m.from_file = &ff;
-  m.to_file = &tf;
-  m.options = KES_MO_ANALYSIS_ONLY;
-  Kes_err *e = m.merge();
-  EXPECT_EQ(e, nullptr);
-  delete e;
-  EXPECT_EQ(m.contents_state, KES_MERGE_FROM_NEW);
+  merge(a, b, &r2, 0, "/ws/from", [](SCCS_merge &m) { m.options = KES_MO_ANALYSIS_ONLY; });
+  ASSERT_EQ(r2.err, nullptr) << r2.error();
+  EXPECT_EQ(r2.contents, KES_MERGE_FROM_NEW);
 }
 
-TEST_F(MergeTest, TextAndBinaryFilesDontMerge) {
-  std::string a = make("a", "one\n", "text file");
-  std::string b = make("b", "one\n", "binary file", {"-b"});
-  std::string before = read_file(sfile(b));
-  Result r;
-  merge(a, b, &r);
-  ASSERT_NE(r.err, nullptr);
-  EXPECT_EQ(r.err->code, 2537);
-  EXPECT_NE(r.error().find("File \"" + sfile(a) + "\" has incompatible type with file \"" +
-                           sfile(b) + "\"(text/binary)"),
-            std::string::npos)
-      << r.error();
-  EXPECT_EQ(read_file(sfile(b)), before);
 
-  // A damaged file explains the failure better.
-  std::string s = before;
-  s.replace(2, 5, "00000");
-  chmod(sfile(b).c_str(), 0644);
-  write_file(sfile(b), s);
-  Result r2;
-  merge(a, b, &r2);
-  ASSERT_NE(r2.err, nullptr);
-  EXPECT_EQ(r2.err->code, 2043);
-  EXPECT_NE(r2.error().find("SCCS file \"" + sfile(b) + "\" is corrupted"), std::string::npos);
-}
-
-// A line of a common delta that differs between the files stops the fast route
-// for good: the rebuild is not tried on files that disagree.
-TEST_F(MergeTest, DifferentTextOfACommonDelta) {
-  std::string a = make("a", "one\ntwo\n", "start");
-  std::string b = copy(a, "b");
-  std::string s = read_file(sfile(b));
-  s.replace(s.find("two\n"), 4, "TWO\n");
-  chmod(sfile(b).c_str(), 0644);
-  write_file(sfile(b), s);
-  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
-  edit(a, "one\ntwo\nfrom\n", "from side");
-  edit(b, "one\nTWO\nto\n", "to side");
-  std::string before = read_file(sfile(b));
-  Result r;
-  merge(a, b, &r);
-  ASSERT_NE(r.err, nullptr);
-  EXPECT_EQ(r.err->code, 2512);
-  EXPECT_NE(r.error().find("Internal error in sccsmerge in sccsmerge(): Data lines\nat line"),
-            std::string::npos)
-      << r.error();
-  EXPECT_EQ(r.out, "");
-  EXPECT_EQ(read_file(sfile(b)), before);
-}
 
 // Common deltas with the same versions but another block structure: the fast
 // route gives way, says so once, and the rebuild makes the file.
@@ -479,22 +514,14 @@ TEST_F(MergeTest, ConflictFilesAndConflictState) {
   // The SCCS programs are found on PATH, as the engine sets it at start-up.
   std::string path = std::string(getenv("PATH")) + ":" + sccs_prog("").substr(0, sccs_prog("").size() - 1);
   setenv("PATH", path.c_str(), 1);
-  std::string fs = sfile(a), ts = sfile(b);
-  {
-    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
-    SCCS_merge m;
-    m.from_sname = fs.c_str();
-    m.to_sname = ts.c_str();
-    m.from_file = &ff;
-    m.to_file = &tf;
-    m.ws_path = "/ws/parent";
+  Result c;
+  merge(a, b, &c, 0, "/ws/parent", [&](SCCS_merge &m) {
     m.ancestor_output = anc.c_str();
     m.parent_output = par.c_str();
     m.child_output = chi.c_str();
-    Kes_err *e = m.merge();
-    ASSERT_EQ(e, nullptr) << e->text;
-    EXPECT_EQ(m.contents_state, KES_MERGE_CONFLICT);
-  }
+  });
+  ASSERT_EQ(c.err, nullptr) << c.error();
+  EXPECT_EQ(c.contents, KES_MERGE_CONFLICT);
   EXPECT_EQ(read_file(anc), "one\ntwo\n");
   EXPECT_EQ(read_file(par), "one\ntwo\nparent\n");
   EXPECT_EQ(read_file(chi), "child\none\ntwo\n");
@@ -534,91 +561,39 @@ TEST_F(MergeTest, RenameStates) {
   for (const Case &c : cases) {
     std::string a = copy(base, "ra" + std::to_string(n)), b = copy(base, "rb" + std::to_string(n));
     n++;
-    std::string fs = sfile(a), ts = sfile(b);
-    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
-    SCCS_merge m;
-    m.from_sname = fs.c_str();
-    m.to_sname = ts.c_str();
-    m.from_name = c.from_name;
-    m.to_name = c.to_name;
-    m.from_file = &ff;
-    m.to_file = &tf;
-    m.options |= KES_MO_NAMES | KES_MO_ANALYSIS_ONLY;
-    Kes_err *e = m.merge();
-    ASSERT_EQ(e, nullptr) << e->text;
-    EXPECT_EQ(m.rename_state, c.state) << c.from_name << " " << c.to_name;
-    EXPECT_EQ((m.options & KES_MO_NH_REWRITE) != 0, c.rewrite) << c.from_name << " " << c.to_name;
-    EXPECT_EQ((m.options & KES_MO_FROM_NAME_GAINED) != 0, strcmp(c.from_name, "f") != 0);
-    EXPECT_EQ((m.options & KES_MO_TO_NAME_GAINED) != 0, strcmp(c.to_name, "f") != 0);
+    Result r;
+    merge(a, b, &r, KES_MO_NAMES | KES_MO_ANALYSIS_ONLY, "/ws/from", [&](SCCS_merge &m) {
+      m.from_name = c.from_name;
+      m.to_name = c.to_name;
+    });
+    ASSERT_EQ(r.err, nullptr) << r.error();
+    EXPECT_EQ(r.rename, c.state) << c.from_name << " " << c.to_name;
+    EXPECT_EQ((r.options & KES_MO_NH_REWRITE) != 0, c.rewrite) << c.from_name << " " << c.to_name;
+    EXPECT_EQ((r.options & KES_MO_FROM_NAME_GAINED) != 0, strcmp(c.from_name, "f") != 0);
+    EXPECT_EQ((r.options & KES_MO_TO_NAME_GAINED) != 0, strcmp(c.to_name, "f") != 0);
     if (c.state == 3) {
-      EXPECT_STREQ(m.ancestor_name, "f");
+      EXPECT_EQ(r.ancestor_name, "f");
     }
-    EXPECT_EQ(m.contents_state, KES_MERGE_SAME);
+    EXPECT_EQ(r.contents, KES_MERGE_SAME);
   }
 
   // Renamed and changed on the from side: the to file gets the deltas and the
   // history with the new name.
   std::string a = copy(base, "ra"), b = copy(base, "rb");
   edit(a, "one\ntwo\n", "from side");
-  std::string fs = sfile(a), ts = sfile(b);
-  {
-    SCCS_sfile ff(fs.c_str()), tf(ts.c_str());
-    SCCS_merge m;
-    m.from_sname = fs.c_str();
-    m.to_sname = ts.c_str();
-    m.from_name = "g";
-    m.to_name = "f";
-    m.from_file = &ff;
-    m.to_file = &tf;
-    m.options |= KES_MO_NAMES;
-    Kes_err *e = m.merge();
-    ASSERT_EQ(e, nullptr) << e->text;
-    EXPECT_EQ(m.rename_state, 1);
-    EXPECT_EQ(m.contents_state, KES_MERGE_FROM_NEW);
-  }
+  std::string ts = sfile(b);
+  Result r;
+  merge(a, b, &r, KES_MO_NAMES, "/ws/from", [](SCCS_merge &m) { m.from_name = "g"; });
+  ASSERT_EQ(r.err, nullptr) << r.error();
+  EXPECT_EQ(r.rename, 1);
+  EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
   EXPECT_EQ(run({sccs_prog("val"), ts}).status, 0);
   std::string c = run({sccs_prog("prs"), "-e", "-a", "-d:C:", ts}).out;
   EXPECT_NE(c.find("Name history : 2 1 g\nName history : 1 0 f\n"), std::string::npos) << c;
   EXPECT_EQ(text(b, "1.2"), "one\ntwo\n");
 }
 
-TEST_F(MergeTest, PfileNamingNoDeltaIsRefused) {
-  std::string a = make("a", "one\n", "start");
-  std::string b = copy(a, "b");
-  edit(a, "one\ntwo\n", "from side");
-  write_file(b + "/SCCS/p.f", "1.7 1.8 someone 95/01/01 00:00:00\n");
-  std::string before = read_file(sfile(b));
-  Result r;
-  merge(a, b, &r);
-  ASSERT_NE(r.err, nullptr);
-  EXPECT_EQ(r.err->code, 2090);
-  EXPECT_NE(r.error().find("Invalid p-file \"" + b + "/SCCS/p.f\": delta 1.7 is not in the s-file"),
-            std::string::npos)
-      << r.error();
-  EXPECT_EQ(read_file(sfile(b)), before);
-}
 
-// The rebuild compares the versions of common deltas before it relies on them.
-TEST_F(MergeTest, RebuildRefusesDifferentVersionsOfACommonDelta) {
-  std::string a = make("a", "one\ntwo\n", "start");
-  std::string b = copy(a, "b");
-  std::string s = read_file(sfile(b));
-  s.replace(s.find("two\n"), 4, "TWO\n");
-  chmod(sfile(b).c_str(), 0644);
-  write_file(sfile(b), s);
-  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
-  edit(a, "one\ntwo\nfrom\n", "from side");
-  edit(b, "one\nTWO\nto\n", "to side");
-  setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
-  kes_merge_bodies_test_reread();
-  Result r;
-  merge(a, b, &r);
-  ASSERT_NE(r.err, nullptr);
-  EXPECT_EQ(r.err->code, 2520);
-  EXPECT_NE(r.error().find("Internal error in merge_bodies: different g-files for serial 1"),
-            std::string::npos)
-      << r.error();
-}
 
 // Blocks of new deltas that don't nest stop the parallel walk with its own
 // errors; the files are damaged, so the rebuild isn't tried.

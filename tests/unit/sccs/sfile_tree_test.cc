@@ -38,7 +38,8 @@ std::string delta(const char *sid, const char *date, int serial, int pred, const
          std::to_string(serial) + " " + std::to_string(pred) + "\n\001c " + c + "\n\001e\n";
 }
 
-TEST(SfileTree, RootsOfAPlainTree) {
+// One root over every delta; then a fake root over the tree.
+TEST(SfileTree, RootsAndAFakeRootOverTheTree) {
   TempDir dir;
   auto f = read_full(branched(dir));
   Kes_delta_tree *t = f->tree;
@@ -46,23 +47,14 @@ TEST(SfileTree, RootsOfAPlainTree) {
   EXPECT_EQ(t->first_root, t->root);
   EXPECT_EQ(t->root_count, 1);
   for (int i = 1; i <= t->size; i++) EXPECT_EQ(t->ith_node(i)->root, t->root) << i;
-  Kes_delta *deep = t->find_delta("1.2.1.2");
-  EXPECT_EQ(t->find_root(deep), t->root);
-  EXPECT_EQ(t->find_root(t->root), t->root);
+  EXPECT_EQ(t->find_root(t->find_delta("1.2.1.2")), t->root);
   EXPECT_FALSE(t->fake_was_added());
-}
-
-TEST(SfileTree, FakeRootOverTheTree) {
-  TempDir dir;
-  auto f = read_full(branched(dir));
-  Kes_delta_tree *t = f->tree;
   Kes_tree_node *old_root = t->root;
   t->add_fake();
   t->node_count++;
   ASSERT_EQ(t->root, t->ith_node(0));
   EXPECT_TRUE(f->fake_was_added());
   Kes_delta *fake = f->root_delta();
-  EXPECT_TRUE(fake->fake);
   EXPECT_TRUE(fake->is_fake());
   EXPECT_EQ(fake->peer, fake);
   EXPECT_STREQ(fake->sid, "1.1");
