@@ -35,10 +35,6 @@ TEST(Host, UserFromPasswordDatabase) {
   delete err;
   EXPECT_EQ(std::string(name), login);
   EXPECT_EQ(std::string(dir), home);
-  // Either buffer may be left out.
-  err = kes_get_user(nullptr, dir);
-  EXPECT_EQ(err, nullptr);
-  delete err;
 }
 
 TEST(Host, UserWithoutEntry) {
@@ -80,16 +76,9 @@ TEST(Host, TimezoneNamesDaylightWhenItHasOne) {
 }
 
 TEST(Host, SprintfWithMallocJoinsStrings) {
-  char *s = sprintf_with_malloc("%s/%s/T.%s.XXXXXX", "/ws/Brindle_wsdata", "backup/files",
-                                "main.c", static_cast<char *>(nullptr));
-  EXPECT_STREQ(s, "/ws/Brindle_wsdata/backup/files/T.main.c.XXXXXX");
-  free(s);
-  s = sprintf_with_malloc("no arguments %%", static_cast<char *>(nullptr));
-  EXPECT_STREQ(s, "no arguments %");
-  free(s);
-  // Empty arguments and a long one.
   std::string big(10000, 'b');
-  s = sprintf_with_malloc("[%s%s]", "", big.c_str(), static_cast<char *>(nullptr));
-  EXPECT_EQ(std::string(s), "[" + big + "]");
+  char *s = sprintf_with_malloc("%s/T.%s.XXXXXX%%[%s]", "/ws/Brindle_wsdata", "", big.c_str(),
+                                static_cast<char *>(nullptr));
+  EXPECT_EQ(std::string(s), "/ws/Brindle_wsdata/T..XXXXXX%[" + big + "]");
   free(s);
 }

@@ -115,24 +115,6 @@ TEST(Startup, ExistingSearchPathMembersAreNotRepeated) {
   EXPECT_EQ(seen, "/usr/bin:" BRINDLE_SCCS_DIR_FOR_TESTS ":/opt/tw/bin:/usr/sbin");
 }
 
-TEST(Startup, ProgramSearchErrors) {
-  std::string seen = in_child([] {
-    setenv("PATH", "/nonexistent:/also/not", 1);
-    char buf[1024] = "junk";
-    Kes_err *e = kes_find_cmd_in_path("ls", buf);
-    std::string r = e ? e->text : "no error";
-    r += "|" + std::string(buf) + "|";
-    delete e;
-    e = kes_find_cmd_in_path("./rel/prog", buf);
-    r += e ? "error" : buf;
-    delete e;
-    return r;
-  });
-  EXPECT_EQ(seen,
-            "Could not find the \"ls\" command in PATH \"/nonexistent:/also/not\""
-            "  (Error 2028)\n||./rel/prog");
-}
-
 TEST(Startup, RunDirectoryUnknownWithoutName) {
   std::string seen = in_child([] {
     char *none[] = {nullptr};
