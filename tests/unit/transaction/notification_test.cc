@@ -42,7 +42,8 @@ protected:
   int mails() { return sh("exit $(ls " + dir + "/mail | wc -l)"); }
 
   // A bringover between the two workspaces, as far as its mail needs.
-  Child_result notify(const std::function<void(Kes_bringover &)> &setup) {
+  Child_result notify(const std::function<void(Kes_bringover &)> &setup,
+                      const std::string &mail_file = "composed") {
     return run_in_child([&]() {
       Kes_bringover b(0, nullptr);
       Kes_err *err = nullptr;
@@ -51,7 +52,7 @@ protected:
       b.child_ws = b.to_ws = new Kes_workspace((dir + "/child").c_str(), &err);
       if (err) return 91;
       setup(b);
-      b.setup_notification((dir + "/composed").c_str(), "alice");
+      b.setup_notification((dir + "/" + mail_file).c_str(), "alice");
       return 0;
     });
   }
@@ -139,14 +140,7 @@ TEST_F(NotificationTest, AddressThatLooksLikeAnOptionGetsNoMail) {
 
 TEST_F(NotificationTest, UnwritableMailFileIsAWarningAndNoMail) {
   write_file(dir + "/parent/Brindle_wsdata/notification", "VERSION 1\nlead@example bringover-from\n");
-  Child_result r = run_in_child([&]() {
-    Kes_bringover b(0, nullptr);
-    Kes_err *err = nullptr;
-    b.parent_ws = b.from_ws = new Kes_workspace((dir + "/parent").c_str(), &err);
-    b.child_ws = b.to_ws = new Kes_workspace((dir + "/child").c_str(), &err);
-    b.setup_notification((dir + "/no/such/dir/mail").c_str(), "alice");
-    return 0;
-  });
+  Child_result r = notify([](Kes_bringover &) {}, "no/such/dir/mail");
   EXPECT_EQ(mails(), 0);
   EXPECT_NE(r.out.find("Can't open \"" + dir + "/no/such/dir/mail\" - can't send notification "
                        "mail  (Warning 2618)"),

@@ -79,41 +79,38 @@ protected:
   }
 };
 
-TEST_F(TransactionTest, PhasesRunInOrderAndLocksAreReleasedAfterAFailedPropagate) {
-  Recording_transaction t;
-  Kes_err *err = t.transaction();
-  EXPECT_EQ(err, nullptr);
-  EXPECT_EQ(joined(t.calls),
-            "parse_args determine_workspaces print_wss update_arg_list get_comments "
-            "obtain_locks propagate update_args_file release_locks ");
-  EXPECT_EQ(current_transaction, &t) << "set before the signals are taken";
-
-  Recording_transaction failing;
-  failing.fail_in = "propagate";
-  err = failing.transaction();
-  ASSERT_NE(err, nullptr);
-  EXPECT_NE(strstr(err->text, "propagate failed"), nullptr);
-  delete err;
-  // The args file is written only after a good run; the locks always go.
-  EXPECT_EQ(joined(failing.calls),
-            "parse_args determine_workspaces print_wss update_arg_list get_comments "
-            "obtain_locks propagate release_locks ");
-}
-
-TEST_F(TransactionTest, AnErrorBeforeTheLocksEndsThePhasesAtOnce) {
-  for (const char *phase : {"parse_args", "determine_workspaces", "get_comments", "obtain_locks"}) {
+TEST_F(TransactionTest, PhasesRunInOrderAndStopAtTheFirstError) {
+  const std::string upto_locks =
+      "parse_args determine_workspaces print_wss update_arg_list get_comments obtain_locks ";
+  struct {
+    const char *fail_in, *calls;
+  } cases[] = {
+      {"", "propagate update_args_file release_locks "},
+      // The args file is written only after a good run; the locks always go.
+      {"propagate", "propagate release_locks "},
+      {"obtain_locks", ""},
+      {"get_comments", nullptr},
+      // The workspaces are printed only once they are known.
+      {"determine_workspaces", nullptr},
+      {"parse_args", nullptr},
+  };
+  for (const auto &c : cases) {
     Recording_transaction t;
-    t.fail_in = phase;
+    t.fail_in = c.fail_in;
     Kes_err *err = t.transaction();
-    ASSERT_NE(err, nullptr) << phase;
+    if (*c.fail_in) {
+      ASSERT_NE(err, nullptr) << c.fail_in;
+      EXPECT_EQ(std::string(err->text), std::string("bringover: ") + c.fail_in +
+                                            " failed  (Error 2000)\n");
+    } else {
+      EXPECT_EQ(err, nullptr);
+      EXPECT_EQ(current_transaction, &t) << "set before the signals are taken";
+    }
     delete err;
-    EXPECT_EQ(t.calls.back(), phase) << joined(t.calls);
+    std::string want = c.calls ? upto_locks + c.calls
+                               : upto_locks.substr(0, upto_locks.find(c.fail_in) + strlen(c.fail_in) + 1);
+    EXPECT_EQ(joined(t.calls), want) << c.fail_in;
   }
-  Recording_transaction t;
-  t.fail_in = "determine_workspaces";
-  delete t.transaction();
-  EXPECT_EQ(std::find(t.calls.begin(), t.calls.end(), "print_wss"), t.calls.end())
-      << "the workspaces are printed only once they are known";
 }
 
 TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
@@ -150,23 +147,15 @@ TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
     t.vstatus_printf(KES_TS_UNCHANGED, "hidden.c");
     t.flags.verbose = 1;
     t.vstatus_printf(KES_TS_UNCHANGED, "shown.c");
+    t.issue_warning(2627, 13, "Directory \"%s\" is mounted read-only", "/ws");
     t.flags.silent = 1;
     t.printf("two\n");
     t.status_printf(KES_TS_CREATE, "silent.c");
     t.vstatus_printf(KES_TS_CREATE, "silent-too.c");
     return 0;
   });
-  EXPECT_EQ(r.out, "one 1\nupdate: a/b.c\nno action (unchanged): shown.c\n");
-  EXPECT_EQ(r.err, "");
-}
-
-TEST_F(TransactionTest, WarningsGoToStandardOutputWithTheirCode) {
-  Child_result r = run_in_child([]() {
-    Recording_transaction t;
-    t.issue_warning(2627, 13, "Directory \"%s\" is mounted read-only", "/ws");
-    return 0;
-  });
-  EXPECT_EQ(r.out, "bringover: Directory \"/ws\" is mounted read-only  (Warning 2627)\n");
+  EXPECT_EQ(r.out, "one 1\nupdate: a/b.c\nno action (unchanged): shown.c\n"
+                   "bringover: Directory \"/ws\" is mounted read-only  (Warning 2627)\n");
   EXPECT_EQ(r.err, "");
 }
 
@@ -192,38 +181,28 @@ TEST_F(TransactionTest, SummaryPrintsOnlyPositiveCountsInTheirOrder) {
             "\nNames Summary:\n"
             "       3   renamed\n"
             "\n       1   cross type\n");
-}
 
-TEST_F(TransactionTest, SummaryOfARealRunWithErrorsAndConflicts) {
-  Child_result r = run_in_child([]() {
-    Recording_transaction t;
-    t.counts.conflicts = 1;
-    t.counts.contents_errors = 2;
-    t.counts.rename_errors = 1;
-    t.summarize();
-    return 0;
-  });
-  EXPECT_EQ(r.out.find("\nbringover warning: files with errors: 3\n\n"), 0u) << r.out;
-  EXPECT_NE(r.out.find("       1   conflict\n"), std::string::npos);
-  EXPECT_NE(r.out.find("       2   contents errors\n"), std::string::npos);
-  EXPECT_NE(r.out.find("\nNames Summary:\n       1   rename errors\n"), std::string::npos);
-  EXPECT_NE(r.out.find(" to resolve conflicts.\n"), std::string::npos);
-  EXPECT_EQ(r.out.find("Nothing was done"), std::string::npos);
-}
-
-TEST_F(TransactionTest, PreviewSummaryEndsWithTheNoFilesDoneLine) {
-  Child_result r = run_in_child([]() {
-    Recording_transaction t;
-    t.flags.preview = 1;
-    t.counts.conflicts = 1;
-    t.counts.contents_errors = 1;
-    t.summarize();
-    return 0;
-  });
-  EXPECT_EQ(r.out.find("files with errors"), std::string::npos) << "only a real run says so";
-  EXPECT_EQ(r.out.find("to resolve conflicts"), std::string::npos);
-  ASSERT_GE(r.out.size(), strlen("\nNothing was done\n"));
-  EXPECT_EQ(r.out.substr(r.out.size() - strlen("\nNothing was done\n")), "\nNothing was done\n");
+  // Errors and conflicts: a real run warns first and points to resolve; a
+  // preview says instead that nothing was done.
+  for (int preview = 0; preview < 2; preview++) {
+    r = run_in_child([&]() {
+      Recording_transaction t;
+      t.flags.preview = preview;
+      t.counts.conflicts = 1;
+      t.counts.contents_errors = 2;
+      t.counts.rename_errors = 1;
+      t.summarize();
+      return 0;
+    });
+    EXPECT_NE(r.out.find("       1   conflict\n       2   contents errors\n"), std::string::npos);
+    EXPECT_NE(r.out.find("\nNames Summary:\n       1   rename errors\n"), std::string::npos);
+    EXPECT_EQ(r.out.find("\nbringover warning: files with errors: 3\n\n"),
+              preview ? std::string::npos : 0u) << r.out;
+    EXPECT_EQ(r.out.find(" to resolve conflicts.\n") != std::string::npos, !preview) << r.out;
+    const std::string done = "\nNothing was done\n";
+    EXPECT_EQ(r.out.size() > done.size() && r.out.substr(r.out.size() - done.size()) == done,
+              preview == 1) << r.out;
+  }
 }
 
 TEST_F(TransactionTest, TimersPrintInTheirFixedOrderOnlyWhenAskedFor) {
@@ -265,10 +244,18 @@ TEST_F(TransactionTest, TimersPrintInTheirFixedOrderOnlyWhenAskedFor) {
 }
 
 // A signal during the run removes the file being written and ends the
-// process with status 1; the line about the signal is not for the terminal.
-TEST_F(TransactionTest, TerminationSignalRemovesTheIncompleteFileAndExitsWithOne) {
+// process with status 1 (a crash aborts); the line about the signal is not
+// for the terminal.  A cleared name is left alone.
+TEST_F(TransactionTest, SignalsRemoveTheIncompleteFileAndEndTheRun) {
   std::string dir = make_temp_dir();
-  for (int sig : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE}) {
+  struct {
+    int sig;
+    bool cleared;
+    int status, killed_by;
+  } cases[] = {{SIGTERM, false, 1, 0}, {SIGINT, false, 1, 0},  {SIGHUP, false, 1, 0},
+               {SIGQUIT, false, 1, 0}, {SIGPIPE, false, 1, 0}, {SIGSEGV, false, -1, SIGABRT},
+               {SIGTERM, true, 1, 0}};
+  for (const auto &c : cases) {
     std::string half = dir + "/s.half-written";
     write_file(half, "partial");
     Child_result r = run_in_child([&]() {
@@ -277,49 +264,17 @@ TEST_F(TransactionTest, TerminationSignalRemovesTheIncompleteFileAndExitsWithOne
       delete t->transaction();
       printf("running\n");
       kes_set_incomplete_file(half.c_str());
-      raise(sig);
+      if (c.cleared) kes_set_incomplete_file(nullptr);
+      raise(c.sig);
       return 42;  // not reached
     });
-    EXPECT_EQ(r.exit_status, 1) << "signal " << sig;
-    EXPECT_EQ(r.signal, 0);
-    EXPECT_FALSE(path_exists(half)) << "signal " << sig;
-    EXPECT_EQ(r.out, "running\n") << "signal " << sig;
+    EXPECT_EQ(r.exit_status, c.status) << "signal " << c.sig;
+    EXPECT_EQ(r.signal, c.killed_by) << "signal " << c.sig;
+    EXPECT_EQ(path_exists(half), c.cleared) << "signal " << c.sig;
+    if (!c.killed_by) {  // an abort loses what was buffered
+      EXPECT_EQ(r.out, "running\n") << "signal " << c.sig;
+    }
   }
-  remove_tree(dir);
-}
-
-TEST_F(TransactionTest, CrashSignalRemovesTheIncompleteFileAndAborts) {
-  std::string dir = make_temp_dir();
-  std::string half = dir + "/s.half-written";
-  write_file(half, "partial");
-  Child_result r = run_in_child([&]() {
-    Recording_transaction *t = new Recording_transaction;
-    t->flags.preview = 1;
-    delete t->transaction();
-    kes_set_incomplete_file(half.c_str());
-    raise(SIGSEGV);
-    return 42;
-  });
-  EXPECT_EQ(r.signal, SIGABRT);
-  EXPECT_FALSE(path_exists(half));
-  remove_tree(dir);
-}
-
-TEST_F(TransactionTest, ClearedIncompleteFileIsLeftAlone) {
-  std::string dir = make_temp_dir();
-  std::string done = dir + "/s.done";
-  write_file(done, "whole");
-  Child_result r = run_in_child([&]() {
-    Recording_transaction *t = new Recording_transaction;
-    t->flags.preview = 1;
-    delete t->transaction();
-    kes_set_incomplete_file(done.c_str());
-    kes_set_incomplete_file(nullptr);
-    raise(SIGTERM);
-    return 42;
-  });
-  EXPECT_EQ(r.exit_status, 1);
-  EXPECT_TRUE(path_exists(done));
   remove_tree(dir);
 }
 
@@ -424,56 +379,43 @@ TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
                    "should_block \n");
 }
 
-TEST_F(PropagateTest, FileErrorsStopBeforeAnythingIsChanged) {
-  Child_result r = propagate(
-      [](Propagating_transaction &t) {
-        t.set_examined = 3;
-        t.set_actions = 2;
-        t.set_contents = 2;
-        t.set_errors = 1;
-      },
-      [](Propagating_transaction &t, Kes_err *err) {
-        printf("[%s]\n", joined(t.calls).c_str());
-        return err ? 1 : 0;
-      });
-  EXPECT_EQ(r.exit_status, 0) << "the counters make the status, not an error";
-  EXPECT_EQ(r.out,
-            "\nExamined files: 3\n\nbringover cannot continue due to the following errors:\n\n[]\n");
-}
-
-TEST_F(PropagateTest, BlockedCommandStopsAfterTheExaminedCount) {
-  Child_result r = propagate(
-      [](Propagating_transaction &t) {
-        t.block = 1;
-        t.set_actions = 1;
-        t.set_contents = 1;
-      },
-      [](Propagating_transaction &t, Kes_err *err) {
-        printf("[%s]\n", joined(t.calls).c_str());
-        return err ? 1 : 0;
-      });
-  EXPECT_EQ(r.exit_status, 0);
-  EXPECT_EQ(r.out, "\nExamined files: 0\n[should_block ]\n");
-}
-
-TEST_F(PropagateTest, ActionsAreAnnouncedThenRunQuietlyWhenAskedAndSummarized) {
-  Child_result r = propagate(
-      [](Propagating_transaction &t) {
-        t.flags.quiet = 1;
-        t.set_examined = 5;
-        t.set_actions = 3;
-        t.set_contents = 2;
-        t.set_names = 1;
-      },
-      [](Propagating_transaction &t, Kes_err *err) {
-        printf("[%s] silent=%d\n", joined(t.calls).c_str(), (int)t.flags.silent);
-        return err ? 1 : 0;
-      });
-  EXPECT_EQ(r.exit_status, 0);
-  // The summary is empty here: no per-file counter was raised.
-  EXPECT_EQ(r.out,
-            "\nExamined files: 5\n\nMoving contents: 2\nMoving names: 1\n"
-            "[should_block execute_actions(silent) ] silent=0\n");
+// What the counters that file examination sets make of the rest of the run.
+TEST_F(PropagateTest, ExaminationDecidesWhatRunsAndWhatIsSaid) {
+  struct {
+    const char *story;
+    int block, quiet, preview, examined, actions, contents, names, errors;
+    std::string out;
+  } cases[] = {
+      {"file errors stop before anything is changed", 0, 0, 0, 3, 2, 2, 0, 1,
+       "\nExamined files: 3\n\nbringover cannot continue due to the following errors:\n\n[] silent=0\n"},
+      {"a blocked command stops after the examined count", 1, 0, 0, 0, 1, 1, 0, 0,
+       "\nExamined files: 0\n[should_block ] silent=0\n"},
+      // The summary is empty here: no per-file counter was raised.
+      {"actions are announced, then run quietly when asked", 0, 1, 0, 5, 3, 2, 1, 0,
+       "\nExamined files: 5\n\nMoving contents: 2\nMoving names: 1\n"
+       "[should_block execute_actions(silent) ] silent=0\n"},
+      {"a preview prints the blocks after the dry run", 0, 0, 1, 0, 1, 1, 0, 0,
+       "\nExamined files: 0\n\nMoving contents: 1\n\n[execute_actions should_block ] silent=0\n"},
+  };
+  for (const auto &c : cases) {
+    Child_result r = propagate(
+        [&](Propagating_transaction &t) {
+          t.block = c.block;
+          t.flags.quiet = c.quiet;
+          t.flags.preview = c.preview;
+          t.set_examined = c.examined;
+          t.set_actions = c.actions;
+          t.set_contents = c.contents;
+          t.set_names = c.names;
+          t.set_errors = c.errors;
+        },
+        [](Propagating_transaction &t, Kes_err *err) {
+          printf("[%s] silent=%d\n", joined(t.calls).c_str(), (int)t.flags.silent);
+          return err ? 1 : 0;
+        });
+    EXPECT_EQ(r.exit_status, 0) << c.story << ": the counters make the status, not an error";
+    EXPECT_EQ(r.out, c.out) << c.story;
+  }
 }
 
 // The to workspace's history log is open from the actions on: a signal then
@@ -506,21 +448,6 @@ TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
   EXPECT_NE(log.find("\nSTATUS 1\n"), std::string::npos) << log;
   EXPECT_NE(sh("ls -A " + dir + "/to/Brindle_wsdata | grep -q '^history\\.'"), 0)
       << "no record left half composed";
-}
-
-TEST_F(PropagateTest, PreviewWithActionsPrintsTheBlocksAfterTheDryRun) {
-  Child_result r = propagate(
-      [](Propagating_transaction &t) {
-        t.flags.preview = 1;
-        t.set_actions = 1;
-        t.set_contents = 1;
-      },
-      [](Propagating_transaction &t, Kes_err *err) {
-        printf("[%s]\n", joined(t.calls).c_str());
-        return err ? 1 : 0;
-      });
-  EXPECT_EQ(r.exit_status, 0);
-  EXPECT_NE(r.out.find("[execute_actions should_block ]"), std::string::npos) << r.out;
 }
 
 TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
