@@ -50,70 +50,49 @@ protected:
 
 }  // namespace
 
-TEST_F(ConflictTest, RecordWithoutAncestorRoundTrips) {
-  {
+// Records written by set and write, read back by prs and by get; then stored
+// lines of every form: a path with a blank ends in a doubled "/", a plain one
+// doesn't, and a line with neither word reads as noforce.
+TEST_F(ConflictTest, RecordsRoundTripAndEveryFormParses) {
+  struct Case {
+    const char *force, *ws, *child, *parent, *ancestor;  // what set is given
+    const char *line;                                    // the line written or stored
+    bool stored;
+  } cases[] = {
+      {"noforce", "/home/ws", "1.3", "1.2.1.1", nullptr, "noforce /home/ws 1.3 1.2.1.1\n", false},
+      {"force", "/home/a b", "1.3", "1.2.1.1", "1.2", "force /home/a b// 1.3 1.2.1.1 1.2\n", false},
+      {"noforce", "/x/y", "1.4", "1.3", "1.1", "noforce /x/y 1.4 1.3 1.1\n", true},
+      {"noforce", "/x/y", "1.4", "1.3", nullptr, "/x/y 1.4 1.3\n", true},
+  };
+  for (const Case &k : cases) {
+    SCOPED_TRACE(k.line);
+    if (k.stored) {
+      store(k.line);
+    } else {
+      SCCS_sfile sf(path.c_str());
+      Kes_conflict c(&sf, 0);
+      c.create = 1;
+      c.set(k.force, k.child, k.parent, k.ancestor, k.ws);
+      ASSERT_EQ(c.write(), nullptr);
+      ASSERT_EQ(sf.write(), nullptr);
+      EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
+      EXPECT_NE(data_comments().find(std::string("Conflict from ws : ") + k.line), std::string::npos)
+          << data_comments();
+    }
     SCCS_sfile sf(path.c_str());
     Kes_conflict c(&sf, 0);
-    c.create = 1;
-    c.set("noforce", "1.3", "1.2.1.1", nullptr, "/home/ws");
-    Kes_err *e = c.write();
-    ASSERT_EQ(e, nullptr) << e->text;
-    e = sf.write();
-    ASSERT_EQ(e, nullptr) << e->text;
-  }
-  EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
-  EXPECT_NE(data_comments().find("Conflict from ws : noforce /home/ws 1.3 1.2.1.1\n"),
-            std::string::npos)
-      << data_comments();
-  SCCS_sfile sf(path.c_str());
-  Kes_conflict c(&sf, 0);
-  EXPECT_TRUE(c.in_conflict());
-  EXPECT_STREQ(c.force_word, "noforce");
-  EXPECT_STREQ(c.ws_path, "/home/ws");
-  EXPECT_STREQ(c.child_sid, "1.3");
-  EXPECT_STREQ(c.parent_sid, "1.2.1.1");
-  EXPECT_EQ(c.ancestor_sid, nullptr);
-}
-
-TEST_F(ConflictTest, PathsWithBlanksAndDoubledSlashes) {
-  {
-    SCCS_sfile sf(path.c_str());
-    Kes_conflict c(&sf, 0);
-    c.set("force", "1.3", "1.2.1.1", "1.2", "/home/a b");
-    ASSERT_EQ(c.write(), nullptr);
-    ASSERT_EQ(sf.write(), nullptr);
-  }
-  EXPECT_NE(data_comments().find("Conflict from ws : force /home/a b// 1.3 1.2.1.1 1.2\n"),
-            std::string::npos);
-  {
-    SCCS_sfile sf(path.c_str());
-    Kes_conflict c(&sf, 0);
+    EXPECT_TRUE(c.in_conflict());
     ASSERT_EQ(c.get(), nullptr);
-    EXPECT_STREQ(c.force_word, "force");
-    EXPECT_STREQ(c.ws_path, "/home/a b");
-    EXPECT_STREQ(c.child_sid, "1.3");
-    EXPECT_STREQ(c.parent_sid, "1.2.1.1");
-    EXPECT_STREQ(c.ancestor_sid, "1.2");
+    EXPECT_STREQ(c.force_word, k.force);
+    EXPECT_STREQ(c.ws_path, k.ws);
+    EXPECT_STREQ(c.child_sid, k.child);
+    EXPECT_STREQ(c.parent_sid, k.parent);
+    if (k.ancestor) {
+      EXPECT_STREQ(c.ancestor_sid, k.ancestor);
+    } else {
+      EXPECT_EQ(c.ancestor_sid, nullptr);
+    }
   }
-  // A path without a blank whose last "/" isn't doubled is a plain field.
-  store("noforce /x/y 1.4 1.3 1.1\n");
-  {
-    SCCS_sfile sf(path.c_str());
-    Kes_conflict c(&sf, 0);
-    ASSERT_EQ(c.get(), nullptr);
-    EXPECT_STREQ(c.ws_path, "/x/y");
-    EXPECT_STREQ(c.child_sid, "1.4");
-    EXPECT_STREQ(c.parent_sid, "1.3");
-    EXPECT_STREQ(c.ancestor_sid, "1.1");
-  }
-  // A value with neither word reads as noforce.
-  store("/x/y 1.4 1.3\n");
-  SCCS_sfile sf(path.c_str());
-  Kes_conflict c(&sf, 0);
-  ASSERT_EQ(c.get(), nullptr);
-  EXPECT_STREQ(c.force_word, "noforce");
-  EXPECT_STREQ(c.ws_path, "/x/y");
-  EXPECT_STREQ(c.parent_sid, "1.3");
 }
 
 TEST_F(ConflictTest, IncompleteRecordsAndMissingFields) {

@@ -150,40 +150,6 @@ protected:
 
 }  // namespace
 
-TEST_F(MergeTest, IdenticalFilesAreLeftAlone) {
-  std::string a = make("a", "one\ntwo\n", "start");
-  edit(a, "one\ntwo\nthree\n", "second");
-  std::string b = copy(a, "b");
-  std::string before = read_file(sfile(b));
-  Result r;
-  merge(a, b, &r);
-  ASSERT_EQ(r.err, nullptr) << r.error();
-  EXPECT_EQ(r.contents, KES_MERGE_SAME);
-  EXPECT_EQ(read_file(sfile(b)), before);
-  EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
-}
-
-TEST_F(MergeTest, NewDeltasOfTheFromFileJoinTheToFile) {
-  std::string a = make("a", "one\ntwo\n", "start");
-  std::string b = copy(a, "b");
-  run({sccs_prog("admin"), "-fb", "-fd1", sfile(b)});
-  std::string b0 = copy(b, "b0");
-  edit(a, "one\ntwo\nthree\n", "from 1");
-  edit(a, "zero\none\ntwo\nthree\n", "from 2");
-  Result r;
-  merge(a, b, &r);
-  ASSERT_EQ(r.err, nullptr) << r.error();
-  EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
-  EXPECT_EQ(sids(b), "1.3D 1.2D 1.1D ");
-  judge(a, b0, b, false);
-  // Merging the other way finds only the to side new, and writes nothing.
-  std::string a_before = read_file(sfile(a));
-  Result back;
-  merge(b0, a, &back);
-  EXPECT_EQ(back.contents, KES_MERGE_TO_NEW);
-  EXPECT_EQ(read_file(sfile(a)), a_before);
-}
-
 // Two histories begun apart: a fake root joins them, the from file's release-1
 // SIDs move up one level and the to file's line goes on a branch.
 TEST_F(MergeTest, FilesWithNoCommonDelta) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -238,41 +239,34 @@ TEST(DiffList, RebaseLeadsFromTheViewToTheDelta) {
   }
 }
 
+// Controls out of order: each refusal with its code and text.
 TEST(SEditorFlagsTest, QueueChecks) {
-  Kes_err *e = nullptr;
   SEditorFlags f;
   f.init(nullptr, 3, nullptr, nullptr, nullptr);
   f.ctrl_line('I', 2);
-  try {
-    f.ctrl_line('I', 2);
-  } catch (Kes_err *x) {
-    e = x;
+  struct Case {
+    std::function<void()> call;
+    int code;
+    const char *text;
+  } cases[] = {
+      {[&] { f.ctrl_line('I', 2); }, 2526, "nested controls for the same serial"},
+      {[&] { f.ctrl_line('E', 3); }, 2527, "end without inc/del"},
+      {[&] { f.fini(); }, 2525, "flags left in queue"},
+  };
+  for (const Case &c : cases) {
+    Kes_err *e = nullptr;
+    try {
+      c.call();
+    } catch (Kes_err *x) {
+      e = x;
+    }
+    ASSERT_NE(e, nullptr) << c.text;
+    EXPECT_EQ(e->code, c.code);
+    EXPECT_NE(strstr(e->text, (std::string("Internal error in merge_bodies: ") + c.text).c_str()),
+              nullptr)
+        << e->text;
+    delete e;
   }
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(e->code, 2526);
-  EXPECT_NE(strstr(e->text, "Internal error in merge_bodies: nested controls for the same serial"),
-            nullptr);
-  delete e;
-  e = nullptr;
-  try {
-    f.ctrl_line('E', 3);
-  } catch (Kes_err *x) {
-    e = x;
-  }
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(e->code, 2527);
-  EXPECT_NE(strstr(e->text, "Internal error in merge_bodies: end without inc/del"), nullptr);
-  delete e;
-  e = nullptr;
-  try {
-    f.fini();
-  } catch (Kes_err *x) {
-    e = x;
-  }
-  ASSERT_NE(e, nullptr);
-  EXPECT_EQ(e->code, 2525);
-  EXPECT_NE(strstr(e->text, "Internal error in merge_bodies: flags left in queue"), nullptr);
-  delete e;
 }
 
 // The highest serial with a say decides whether a line shows.

@@ -53,8 +53,9 @@ std::string varied_history(const TempDir &dir, bool with_text) {
   edit("", "a\nc\nd\ne\n", "-y'three\nlines\nof comment' -m'mr2 mr3'");
   edit("-r1.2", "a\nb\nX\nc\nd\n", "-y'on a branch' -mmr4");
   edit("-r1.2.1.1", "a\nb\nX\nY\nc\nd\n", "-y'branch again' -mmr5");
-  edit("-i1.2.1.1 -x1.2", "a\nX\nc\nd\ne\nz\n", "-y'merge' -mmr6");
-  edit("", "a\nX\nc\nd\ne\nz\nlast\n", "-y'removed later' -mmr7");
+  // Bytes of 0x80 and above: the checksum sums bytes as signed, unlike a plain sum.
+  edit("-i1.2.1.1 -x1.2", "a\nX\nc\nd\ne\nz caf\xe9 \xff\xfe\n", "-y'merge' -mmr6");
+  edit("", "a\nX\nc\nd\ne\nz caf\xe9 \xff\xfe\nlast\n", "-y'removed later' -mmr7");
   EXPECT_EQ(run(cssc("rmdel") + " -r1.5 s.v.c", d).status, 0);
   return s;
 }
@@ -114,19 +115,6 @@ TEST(SfileWrite, KeepsTimesAndReadOnlyMode) {
   EXPECT_EQ(st.st_mode & 07777, 0440u);  // the old mode without write bits
   EXPECT_EQ(st.st_mtime, 900000000);
   EXPECT_EQ(st.st_atime, atime);
-}
-
-TEST(SfileWrite, ChecksumCountsBytesAsSigned) {
-  TempDir dir;
-  // Bytes of 0x80 and above: a signed and an unsigned sum differ.
-  new_history(dir.path(), "h.c", "caf\xe9\n\xff\xfe\xfd\n");
-  std::string s = dir.file("s.h.c");
-  std::string before = read_file(s);
-  auto f = read_full(s);
-  ASSERT_EQ(f->write(), nullptr);
-  std::string after = read_file(s);
-  EXPECT_EQ(after, before);  // the sum that CSSC wrote
-  EXPECT_EQ(admin_check(s), 0);
 }
 
 // Puts a removed delta at serial 2 under the root, the way the data delta is
@@ -218,26 +206,6 @@ TEST(SfileWrite, FakeRootRaisesLevelsAndSerials) {
   EXPECT_EQ(get_text(s, "1.2.1.1").out, vb);
   EXPECT_EQ(get_text(s, "1.1").out, "");
   EXPECT_EQ(prs(s, ":P: :D: :T:", "1.1"), "Fake 70/01/01 00:00:00\n");
-}
-
-TEST(SfileWrite, GetSerialShifts) {
-  TempDir dir;
-  new_history(dir.path(), "g.c", "x\n");
-  auto f = read_full(dir.file("s.g.c"));
-  auto serial_of = [&](const char *line) {
-    snprintf(f->line, sizeof f->line, "%s", line);
-    return f->get_serial();
-  };
-  EXPECT_EQ(serial_of("\001I 1\n"), 1);
-  EXPECT_EQ(serial_of("\001E 7\n"), 7);
-  EXPECT_EQ(serial_of("text line\n"), 7);  // not a control line: the last serial
-  f->state |= KES_SF_SDATA_INSERTED;
-  EXPECT_EQ(serial_of("\001I 1\n"), 1);
-  EXPECT_EQ(serial_of("\001D 2\n"), 3);
-  f->tree->add_fake();
-  EXPECT_EQ(serial_of("\001I 1\n"), 3);  // 2 after the fake, then at least 2
-  f->state &= ~KES_SF_SDATA_INSERTED;
-  EXPECT_EQ(serial_of("\001E 1\n"), 2);
 }
 
 TEST(SfileWrite, MklistHoldsAllNodesNewestFirst) {
@@ -365,29 +333,6 @@ TEST(SfileWrite, DeltaWriteToFullDevice) {
   EXPECT_EQ(err->system_errno, ENOSPC);
   EXPECT_EQ(std::string(err->text).substr(0, 43), "Writing to \"/dev/full\" failed  (Error 1001)");
   delete err;
-}
-
-TEST(SfileWrite, DeltaLinesAsWritten) {
-  TempDir dir;
-  std::string s = varied_history(dir, false);
-  auto f = read_full(s);
-  char *buf = nullptr;
-  size_t len = 0;
-  FILE *out = open_memstream(&buf, &len);
-  Kes_delta *merge = f->tree->find_delta("1.4");
-  merge->set_new_sid("2.1");
-  ASSERT_EQ(merge->write(out, "mem"), nullptr);
-  ASSERT_EQ(f->tree->find_delta("1.5")->write(out, "mem"), nullptr);
-  fclose(out);
-  std::string text(buf, len);
-  free(buf);
-  std::string user = f->tree->find_delta("1.4")->user, date = f->tree->find_delta("1.4")->date;
- std::string date5 = f->tree->find_delta("1.5")->date;
-  std::string stats = prs(s, ":Li:/:Ld:/:Lu:", "1.4");
-  EXPECT_EQ(text, "\001s " + stats + "\001d D 2.1 " + date + " " + user +
-                      " 6 3\n\001i 4\n\001x 2\n\001m mr6\n\001c merge\n\001e\n"
-                      "\001s 00001/00000/00006\n\001d R 1.5 " + date5 + " " + user +
-                      " 7 6\n\001m mr7\n\001c removed later\n\001e\n");
 }
 
 TEST(SfileRename, ChecksumAndReplaceFailures) {

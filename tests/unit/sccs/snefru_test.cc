@@ -141,43 +141,6 @@ TEST(SnefruUnrolled, TextEndsAtItsFirstZeroByte) {
   EXPECT_NE(hex_of(b), hex_of(a));
 }
 
-TEST(SnefruMessage, FullChunkIsFollowedByEmptyChunkAndLengthBlock) {
-  std::string text(48, 'x');
-  uint32_t block[16] = {};
-  unsigned char chunk[SNEFRU_CHUNK_BYTES];
-  memcpy(chunk, text.data(), 48);
-  ConvertChunkOfBytes(chunk, block + 4);
-  HashN(block, block, 2);
-  for (int i = 4; i < 16; i++) block[i] = 0;
-  block[15] = 48 * 8;
-  HashN(block, block, 2);
-  unsigned long out[4];
-  snefru(text.c_str(), out);
-  for (int i = 0; i < 4; i++) EXPECT_EQ(block[i], out[i]) << i;
-  unsigned long shorter[4], longer[4];
-  snefru(std::string(47, 'x').c_str(), shorter);
-  snefru(std::string(49, 'x').c_str(), longer);
-  EXPECT_NE(hex_of(out), hex_of(shorter));
-  EXPECT_NE(hex_of(out), hex_of(longer));
-}
-
-TEST(SnefruMessage, ChunksArePaddedAndPackedBigEndian) {
-  const char *text = "abcdefg";
-  const char *p = text;
-  size_t left = 7;
-  unsigned char chunk[SNEFRU_CHUNK_BYTES];
-  memset(chunk, 0xee, sizeof chunk);
-  EXPECT_EQ(7u, ReadChunk(&p, &left, chunk));
-  EXPECT_EQ(0u, left);
-  EXPECT_EQ(text + 7, p);
-  uint32_t words[SNEFRU_CHUNK_BYTES / 4];
-  ConvertChunkOfBytes(chunk, words);
-  EXPECT_EQ(0x61626364u, words[0]);
-  EXPECT_EQ(0x65666700u, words[1]);
-  for (int i = 2; i < SNEFRU_CHUNK_BYTES / 4; i++) EXPECT_EQ(0u, words[i]);
-  EXPECT_EQ(0u, ReadChunk(&p, &left, chunk));
-}
-
 TEST(SnefruMessageDeathTest, CounterOverflowEndsTheProgram) {
   uint64_t counter = ~(uint64_t)0 - 7;
   Increment64BitCounter(&counter, 7);
