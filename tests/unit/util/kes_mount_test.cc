@@ -57,20 +57,6 @@ protected:
 };
 }  // namespace
 
-TEST(MountOptions, OptionIsAWholeField) {
-  struct {
-    const char *opts, *name;
-    int want;
-  } cases[] = {
-      {"rw,dev=801,ignore,nosuid", "dev", 1}, {"rw,dev=801,ignore,nosuid", "nosuid", 1},
-      {"rw,dev=801,ignore,nosuid", "suid", 0}, {"rw,dev=801,ignore,nosuid", "de", 0},
-      {"devices,ro", "dev", 0},                {"map=auto_home", "map", 1},
-      {"", "rw", 0},                           {nullptr, "rw", 0},
-  };
-  for (const auto &c : cases)
-    EXPECT_EQ(kes_mnt_has_option(c.opts, c.name), c.want) << (c.opts ? c.opts : "null") << " " << c.name;
-}
-
 TEST(Mountinfo, ParsesNetworkAutomounterAndEscapedEntries) {
   const char *text =
       "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
@@ -95,18 +81,6 @@ TEST(Mountinfo, ParsesNetworkAutomounterAndEscapedEntries) {
   EXPECT_EQ(e[3].mount_point, "/mnt/with blank");
   EXPECT_EQ(e[4].special, "/dev/sdb1");
   EXPECT_TRUE(kes_parse_mountinfo(nullptr).empty());
-}
-
-TEST(Mountinfo, ReadsTheHostTableAndFailsOnMissingFile) {
-  std::vector<Kes_mountinfo_entry> e;
-  EXPECT_EQ(kes_read_mountinfo("/nonexistent/mountinfo", &e), 0);
-  ASSERT_EQ(kes_read_mountinfo(kes_mountinfo_file, &e), 1);
-  struct stat st;
-  ASSERT_EQ(stat("/", &st), 0);
-  bool root_seen = false;
-  for (const auto &m : e)
-    if (m.mount_point == "/" && m.dev == st.st_dev) root_seen = true;
-  EXPECT_TRUE(root_seen) << "the mount of / with the device stat gives";
 }
 
 TEST_F(MountTest, BindSourceIsTheNearestWiderMount) {
