@@ -1,20 +1,11 @@
 // Command locks: the lines of the locks file, the age text, who shuts out
 // whom, release with and without room for a rewrite, and processes racing for
 // one workspace.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstring>
 #include <ctime>
 #include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "workspace/kes_cmdlock.h"
@@ -22,23 +13,14 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::read_file;
-using ws_test::take;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
-std::vector<std::string> lines_of(const std::string &text) {
-  std::vector<std::string> out;
-  std::istringstream in(text);
-  for (std::string l; std::getline(in, l);) out.push_back(l);
-  return out;
-}
-
 class CmdlockTest : public ::testing::Test {
 protected:
-  ws_test::TempDir tmp;
-  std::string root = ws_test::make_ws(tmp.file("ws"));
+  TempDir tmp;
+  std::string root = make_ws(tmp.file("ws"));
   std::string locks = root + "/Brindle_wsdata/locks";
   Kes_workspace *ws = nullptr;
 
@@ -131,7 +113,7 @@ TEST_F(CmdlockTest, ReadersShareAndAreShutOutOnlyByAWriter) {
   ASSERT_EQ(l.size(), 3u);
   EXPECT_EQ(l[1], reader);
   EXPECT_EQ(l[2].rfind(mine("read") + " ", 0), 0u) << l[2];
-  EXPECT_EQ(ws_test::sh("ls -A " + root + "/Brindle_wsdata"), "locks\n")
+  EXPECT_EQ(sh("ls -A " + root + "/Brindle_wsdata"), "locks\n")
       << "no probe or lock files stay behind";
 
   // A writer arrives: further readers see only it, a writer sees everybody.
@@ -143,7 +125,7 @@ TEST_F(CmdlockTest, ReadersShareAndAreShutOutOnlyByAWriter) {
   std::string writer_msg =
       "    User bob has been running a putback command (pid 77)\n        on hostB for 60 minutes\n";
   Kes_cmdlock *denied = nullptr;
-  ws_test::Err e = take(ws->obtain_lock(KES_READ_LOCK, &denied));
+  Err e = take(ws->obtain_lock(KES_READ_LOCK, &denied));
   EXPECT_EQ(e.code, 2021);
   EXPECT_EQ(e.system_errno, 0);
   EXPECT_EQ(e.text, head.replace(head.find("%s"), 2, "read") + writer_msg + "  (Error 2021)\n");
@@ -170,12 +152,12 @@ TEST_F(CmdlockTest, WriteLockComesAndGoes) {
   EXPECT_EQ(read_file(locks), "VERSION 1\n");
   delete lock;
 
-  ws_test::Err e = take(ws->obtain_lock((Kes_cmdlocktype)3, &second));
+  Err e = take(ws->obtain_lock((Kes_cmdlocktype)3, &second));
   EXPECT_EQ(e.text, "locktest: Internal error: unknown locktype 3 in workspace \"" +
                         std::string(ws->wsname) + "\"  (Error 2019)\n");
   EXPECT_EQ(read_file(locks), "VERSION 1\n");
 
-  ws_test::sh("rm -rf " + root + "/Brindle_wsdata");
+  sh("rm -rf " + root + "/Brindle_wsdata");
   e = take(ws->obtain_lock(KES_READ_LOCK, &second));
   EXPECT_EQ(e.code, 1014);
   EXPECT_EQ(e.system_errno, ENOENT);
@@ -187,7 +169,7 @@ TEST_F(CmdlockTest, NumberedLocksArePrintedAndReleasedByNumber) {
               b = other("read", "undo", 2, "ben", 60), c = other("read", "putback", 3, "cy", 0);
   write_file(locks, "VERSION 1\n" + a + "\n" + b + "\n" + c + "\n");
   int count = -1;
-  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(ws->print_locks(&count), nullptr); });
+  std::string out = capture_stdout([&] { EXPECT_EQ(ws->print_locks(&count), nullptr); });
   EXPECT_EQ(count, 3);
   EXPECT_EQ(out, "1) " + message(a.c_str()) + "2) " + message(b.c_str()) + "3) " +
                      message(c.c_str()));
@@ -201,7 +183,7 @@ TEST_F(CmdlockTest, NumberedLocksArePrintedAndReleasedByNumber) {
 TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
   // A directory where the rewrite's temporary file goes makes the rewrite fail
   // for any user, root included.
-  ws_test::make_dirs(locks + ".tmp");
+  make_dirs(locks + ".tmp");
   Kes_cmdlock *lock = nullptr;
   ASSERT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &lock)).text, "");
   std::string alone = read_file(locks);
@@ -219,24 +201,24 @@ TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
 
   write_file(locks, alone);
   release();
-  EXPECT_FALSE(ws_test::file_exists(locks)) << "the lone lock went with its file";
+  EXPECT_FALSE(file_exists(locks)) << "the lone lock went with its file";
   delete lock;
 }
 
 TEST_F(CmdlockTest, PlainDirectoryTakesPartWithoutLocks) {
   std::string plain = tmp.file("plain");
-  ws_test::make_dirs(plain);
+  make_dirs(plain);
   Kes_err *err = nullptr;
   Kes_workspace dir(plain.c_str(), &err);
   ASSERT_EQ(err, nullptr);
-  ws_test::capture_stdout([&] { EXPECT_EQ(take(dir.not_real_warning()).code, 0); });
+  capture_stdout([&] { EXPECT_EQ(take(dir.not_real_warning()).code, 0); });
   ASSERT_EQ(dir.not_real, 1u);
   Kes_cmdlock theirs("write putback 1 h u 1", &dir), *lock = &theirs;
   EXPECT_EQ(dir.obtain_lock(KES_WRITE_LOCK, &lock), nullptr);
   EXPECT_EQ(lock, &theirs) << "left alone";
   EXPECT_EQ(dir.write_locked, 0u);
   EXPECT_EQ(dir.release_lock(&theirs), nullptr);
-  EXPECT_EQ(ws_test::sh("ls -A " + plain), "");
+  EXPECT_EQ(sh("ls -A " + plain), "");
 }
 
 // Each process reports on a pipe when it first finds the locks file's short
@@ -312,7 +294,7 @@ TEST_F(CmdlockTest, RacingWritersLetOneInAndRacingReadersAll) {
     results.erase(reader.pid);
   }
   EXPECT_TRUE(results.empty());
-  EXPECT_FALSE(ws_test::file_exists(locks + ".lock"));
+  EXPECT_FALSE(file_exists(locks + ".lock"));
 }
 
 }  // namespace

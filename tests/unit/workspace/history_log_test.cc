@@ -1,25 +1,13 @@
 // The history log: records written through a temporary file and appended
 // whole, read back field by field, and the command log behind each record.
-#include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
-#include <string>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
 #include "util/kes_host.h"
-#include "util/kes_list.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
 #include "workspace/ws_helpers.h"

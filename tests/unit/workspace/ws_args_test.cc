@@ -1,26 +1,10 @@
 // The args file and the copies it leaves in the backup area for undo.
-#include <cerrno>
-#include <cstring>
-#include <string>
-#include <sys/stat.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
-#include "util/kes_list.h"
 #include "workspace/kes_md_args.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::Err;
-using ws_test::make_ws;
-using ws_test::read_file;
-using ws_test::strings;
-using ws_test::strlist;
-using ws_test::take;
-using ws_test::TempDir;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
@@ -33,7 +17,7 @@ protected:
   std::string backup = md + "/backup/files";
   // Names in the backup directory, recursively, sorted.
   std::string backup_listing() {
-    return ws_test::sh("cd '" + backup + "' 2>/dev/null && find . -type f | sort");
+    return sh("cd '" + backup + "' 2>/dev/null && find . -type f | sort");
   }
 };
 
@@ -63,7 +47,7 @@ TEST_F(Args, RewriteWritesSecondListFirstAndSavesTheOldFile) {
   struct stat st;
   ASSERT_EQ(stat((backup + "/Brindle_wsdata/args").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
-  EXPECT_FALSE(ws_test::file_exists(md + "/args.lock"));
+  EXPECT_FALSE(file_exists(md + "/args.lock"));
 
   // Read back with the comment rules.
   write_file(md + "/args", "VERSION 1\n# chosen by hand\nsrc   # the sources\n\nlib\n");
@@ -77,7 +61,7 @@ TEST_F(Args, RewriteWritesSecondListFirstAndSavesTheOldFile) {
 }
 
 TEST_F(Args, BackupCopies) {
-  ws_test::make_dirs(root + "/src/sub");
+  make_dirs(root + "/src/sub");
   write_file(root + "/src/sub/a.c", "int a;\n");
   write_file(root + "/top.h", "#define TOP\n");
   ASSERT_EQ(take(make_backup_file("src/sub/a.c", &ws)).code, 0);
@@ -97,7 +81,7 @@ TEST_F(Args, BackupCopies) {
   EXPECT_EQ(backup_listing(), "./src/sub/a.c\n./top.h\n");
 
   // The copy can't take the file's place.
-  ws_test::make_dirs(backup + "/blocked/inside");
+  make_dirs(backup + "/blocked/inside");
   write_file(root + "/blocked", "x\n");
   e = take(make_backup_file("blocked", &ws));
   EXPECT_EQ(e.code, 1018);
@@ -122,14 +106,14 @@ TEST_F(Args, BackupCopies) {
 TEST_F(Args, RewriteStopsWhenTheOldFileCannotBeSaved) {
   write_file(md + "/args", "VERSION 1\nold\n");
   // A directory where the copy must go.
-  ws_test::make_dirs(backup + "/Brindle_wsdata/args/x");
+  make_dirs(backup + "/Brindle_wsdata/args/x");
   Kes_md_args *args = nullptr;
   ASSERT_EQ(take(ws.get_md_args(&args)).code, 0);
   Kes_strlist *l = strlist({"new"});
   Err e = take(args->rewrite(l, nullptr));
   EXPECT_EQ(e.code, 1018);
   EXPECT_EQ(read_file(md + "/args"), "VERSION 1\nold\n");
-  EXPECT_FALSE(ws_test::file_exists(md + "/args.lock"));
+  EXPECT_FALSE(file_exists(md + "/args.lock"));
   delete l;
   delete args;
 }

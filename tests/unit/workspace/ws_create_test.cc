@@ -1,28 +1,18 @@
 // Creating a workspace: where it may be made, the modes it gets, and the two
 // files it starts with.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-#include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
+
+using namespace ws_test;
 
 namespace {
 
 class CreateWsTest : public ::testing::Test {
 protected:
-  ws_test::TempDir tmp;
+  TempDir tmp;
   std::string dir = tmp.path();
-  static mode_t mode_of(const std::string &path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
-  }
   static bool is_file(const std::string &path) {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
@@ -84,12 +74,12 @@ TEST_F(CreateWsTest, ExistingWorkspaceAndNestedWorkspacesAreRefused) {
                       "/a/b\" because\nit would be nested within workspace \"" + outer + "\""),
             std::string::npos)
       << text;
-  EXPECT_FALSE(ws_test::file_exists(outer + "/a")) << "nothing is made for a refused create";
+  EXPECT_FALSE(file_exists(outer + "/a")) << "nothing is made for a refused create";
 }
 
 TEST_F(CreateWsTest, PlaceThatCannotHoldADirectoryGivesTheMkdirError) {
   std::string file = dir + "/plain-file";
-  ws_test::write_file(file, "");
+  write_file(file, "");
   std::string text;
   EXPECT_EQ(create(file + "/ws", &text), 1013);
   EXPECT_NE(text.find("Mkdir of \""), std::string::npos) << text;

@@ -1,21 +1,10 @@
 #include "workspace/ws_helpers.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <ftw.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_init.h"
-#include "util/kes_list.h"
 
 namespace ws_test {
 
@@ -85,6 +74,32 @@ void make_dirs(const std::string &path) {
 std::string make_ws(const std::string &dir) {
   make_dirs(dir + "/Brindle_wsdata");
   return dir;
+}
+
+std::string md_file(const std::string &ws, const std::string &name) {
+  return ws + "/Brindle_wsdata/" + name;
+}
+
+mode_t mode_of(const std::string &path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+std::vector<std::string> lines_of(const std::string &text) {
+  std::vector<std::string> v;
+  for (size_t p = 0; p < text.size();) {
+    size_t nl = text.find('\n', p);
+    if (nl == std::string::npos) nl = text.size();
+    v.push_back(text.substr(p, nl - p));
+    p = nl + 1;
+  }
+  return v;
+}
+
+std::string quote(const std::string &s) {
+  std::string r = "'";
+  for (char c : s) r += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return r + "'";
 }
 
 Err take(Kes_err *e) {

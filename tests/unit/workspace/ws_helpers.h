@@ -3,12 +3,22 @@
 #ifndef BRINDLE_TESTS_UNIT_WORKSPACE_WS_HELPERS_H
 #define BRINDLE_TESTS_UNIT_WORKSPACE_WS_HELPERS_H
 
+// The headers nearly every workspace test needs come with this one.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
-class Kes_err;
-class Kes_strlist;
+#include <gtest/gtest.h>
+
+#include "util/kes_err.h"
+#include "util/kes_list.h"
 
 namespace ws_test {
 
@@ -33,6 +43,14 @@ bool file_exists(const std::string &path);  // lstat: links count
 void make_dirs(const std::string &path);
 // dir/Brindle_wsdata made; returns dir.
 std::string make_ws(const std::string &dir);
+// The path of a workspace's metadata file.
+std::string md_file(const std::string &ws, const std::string &name);
+// Permission bits of a path, 0 when it can't be looked at.
+mode_t mode_of(const std::string &path);
+// A text's lines without their newlines.
+std::vector<std::string> lines_of(const std::string &text);
+// A string quoted for the shell.
+std::string quote(const std::string &s);
 
 // The text of an error, its code and errno, and deletes it.  Empty text and
 // code 0 for null.

@@ -1,24 +1,20 @@
 // History files reached through the workspace, made and changed by CSSC.
-#include <cstdlib>
-#include <string>
-#include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include "sccs/kes_merge.h"
 #include "sccs/kes_sfile.h"
-#include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace ws_test;
+
 namespace {
 
 TEST(WorkspaceHistory, FilesFromTheFactory) {
-  ws_test::TempDir tmp;
-  std::string root = ws_test::make_ws(tmp.file("ws"));
-  ws_test::make_dirs(root + "/src/SCCS");
-  ws_test::write_file(root + "/src/a.c", "int a;\n");
+  TempDir tmp;
+  std::string root = make_ws(tmp.file("ws"));
+  make_dirs(root + "/src/SCCS");
+  write_file(root + "/src/a.c", "int a;\n");
   kes_set_path();  // the SCCS programs, found the way the engine finds them
   std::string cmd = "cd '" + root +
                     "/src' && admin -ia.c SCCS/s.a.c && rm a.c && get -e -s SCCS/s.a.c && "
@@ -34,7 +30,7 @@ TEST(WorkspaceHistory, FilesFromTheFactory) {
   EXPECT_STREQ(byname->s_path, "src/SCCS/s.a.c");
   EXPECT_STREQ(byname->clr_path, "src/a.c");
   EXPECT_EQ(byname->tree, nullptr);
-  ASSERT_EQ(ws_test::take(byname->buildtree(0, 1, 0)).code, 0);
+  ASSERT_EQ(take(byname->buildtree(0, 1, 0)).code, 0);
   EXPECT_NE(byname->tree, nullptr);
   delete byname;
 
@@ -57,11 +53,11 @@ TEST(WorkspaceHistory, FilesFromTheFactory) {
 TEST(WorkspaceHistory, MergeObjectFromTheFactory) {
   // A child history one delta ahead of its parent: the merge the workspace hands
   // out sees the from side as new, without writing anything in analysis mode.
-  ws_test::TempDir tmp;
-  std::string root = ws_test::make_ws(tmp.file("ws"));
-  ws_test::make_dirs(root + "/p/SCCS");
-  ws_test::make_dirs(root + "/c/SCCS");
-  ws_test::write_file(root + "/p/a.c", "int a;\n");
+  TempDir tmp;
+  std::string root = make_ws(tmp.file("ws"));
+  make_dirs(root + "/p/SCCS");
+  make_dirs(root + "/c/SCCS");
+  write_file(root + "/p/a.c", "int a;\n");
   kes_set_path();
   std::string cmd = "cd '" + root + "/p' && admin -ia.c SCCS/s.a.c && rm a.c && cp SCCS/s.a.c ../c/SCCS/ && "
                     "cd ../c && get -e -s SCCS/s.a.c && echo 'int b;' >> a.c && "
@@ -78,7 +74,7 @@ TEST(WorkspaceHistory, MergeObjectFromTheFactory) {
   m->from_file = from_file;
   m->to_file = to_file;
   m->options |= KES_MO_ANALYSIS_ONLY;
-  EXPECT_EQ(ws_test::take(m->merge()).code, 0);
+  EXPECT_EQ(take(m->merge()).code, 0);
   EXPECT_EQ(m->contents_state, KES_MERGE_FROM_NEW);
   EXPECT_EQ(m->conflict_state, 0);
   delete m;

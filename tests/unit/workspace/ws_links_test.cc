@@ -1,32 +1,15 @@
 // Links between workspaces (parent, children, ombraparent), conflicts, the
 // settings and description as the workspace reads them, and the printed
 // workspace tree.
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
 #include "util/kes_host.h"
-#include "util/kes_list.h"
 #include "workspace/kes_md_autofr.h"
 #include "workspace/kes_md_parent.h"
 #include "workspace/kes_md_pbval.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::Err;
-using ws_test::make_ws;
-using ws_test::net;
-using ws_test::read_file;
-using ws_test::strings;
-using ws_test::take;
-using ws_test::TempDir;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
@@ -40,9 +23,6 @@ std::vector<std::string> names(Kes_wslist *l) {
 class Links : public testing::Test {
 protected:
   TempDir tmp;
-  std::string md(const std::string &ws, const char *file) {
-    return ws + "/Brindle_wsdata/" + file;
-  }
 };
 
 TEST_F(Links, ParentAndChildrenRoundTrip) {
@@ -53,11 +33,11 @@ TEST_F(Links, ParentAndChildrenRoundTrip) {
 
   ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);
   ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);  // no duplicate
-  EXPECT_EQ(read_file(md(c1, "parent")), "VERSION 1\n" + net(p) + "\n");
+  EXPECT_EQ(read_file(md_file(c1, "parent")), "VERSION 1\n" + net(p) + "\n");
   ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
   ASSERT_EQ(take(parent.add_child(&child2)).code, 0);
   ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(c1) + "\n" + net(c2) + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(c1) + "\n" + net(c2) + "\n");
 
   Kes_workspace *got = nullptr;
   ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
@@ -78,15 +58,15 @@ TEST_F(Links, ParentAndChildrenRoundTrip) {
   delete kids;
 
   ASSERT_EQ(take(parent.remove_child(&child1)).code, 0);
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(c2) + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(c2) + "\n");
   ASSERT_EQ(take(child1.remove_parent()).code, 0);
-  EXPECT_FALSE(ws_test::file_exists(md(c1, "parent")));
+  EXPECT_FALSE(file_exists(md_file(c1, "parent")));
   ASSERT_EQ(take(child1.remove_parent()).code, 0);  // nothing to remove
   ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
   EXPECT_EQ(got, nullptr);
 
   // Set by hand: comments are skipped and only the first line counts.
-  write_file(md(c1, "parent"), "VERSION 1\n# set by hand\n" + c2 + "\n" + p + "\n");
+  write_file(md_file(c1, "parent"), "VERSION 1\n# set by hand\n" + c2 + "\n" + p + "\n");
   ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
   ASSERT_NE(got, nullptr);
   EXPECT_STREQ(got->wsname, c2.c_str());
@@ -96,7 +76,7 @@ TEST_F(Links, ParentAndChildrenRoundTrip) {
 TEST_F(Links, UnreachableChildAndForeignLineForms) {
   std::string p = make_ws(tmp.file("p")), c = make_ws(tmp.file("c"));
   std::string far = "unreachable-" + std::string(kes_hostname()) + "-x:/export/ws";
-  write_file(md(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
+  write_file(md_file(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
   Kes_workspace parent(p.c_str(), nullptr);
   Kes_wslist *kids = nullptr;
   ASSERT_EQ(take(parent.get_children(&kids)).code, 0);
@@ -114,13 +94,13 @@ TEST_F(Links, UnreachableChildAndForeignLineForms) {
   free(child.netname);
   child.netname = strdup(c.c_str());
   ASSERT_EQ(take(parent.remove_child(second)).code, 0);  // by its netname
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + far + "\n");
-  write_file(md(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + far + "\n");
+  write_file(md_file(p, "children"), "VERSION 1\n" + far + "\n" + net(c) + "\n");
   ASSERT_EQ(take(parent.remove_child(&child)).code, 0);  // by the netpath form
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + far + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + far + "\n");
   // And the dead child by its line.
   ASSERT_EQ(take(parent.remove_child(first)).code, 0);
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n");
   delete kids;
 }
 
@@ -135,7 +115,7 @@ TEST_F(Links, NestingAndMissingWorkspaces) {
     EXPECT_EQ(e.text, "workspace \"" + outer + "\" is nested within \"" + inner +
                           "\"  (Error 2063)\n");
   }
-  EXPECT_FALSE(ws_test::file_exists(md(inner, "parent")));
+  EXPECT_FALSE(file_exists(md_file(inner, "parent")));
   EXPECT_EQ(take(ab.set_parent(&a)).code, 0);  // a prefix without "/" is no nesting
 
   const char *a_, *b_;
@@ -153,7 +133,7 @@ TEST_F(Links, NestingAndMissingWorkspaces) {
   Kes_autofr af;
   EXPECT_EQ(take(gone.set_pbval(&pb)).text, missing);
   EXPECT_EQ(take(gone.set_autofr(&af)).text, missing);
-  EXPECT_FALSE(ws_test::file_exists(tmp.file("gone")));
+  EXPECT_FALSE(file_exists(tmp.file("gone")));
 
   // Readers of a missing workspace give nothing, and no error.
   Kes_workspace *p = nullptr;
@@ -183,20 +163,20 @@ TEST_F(Links, NestingAndMissingWorkspaces) {
 
 TEST_F(Links, DirectoriesThatAreNotRealTakePartWithoutLinks) {
   std::string w = make_ws(tmp.file("ws"));
-  ws_test::make_dirs(tmp.file("plain"));
+  make_dirs(tmp.file("plain"));
   Kes_workspace ws(w.c_str(), nullptr), dir(tmp.file("plain").c_str(), nullptr);
   delete dir.not_real_warning();  // accepted as a plain directory
   ASSERT_TRUE(dir.not_real);
   EXPECT_EQ(take(ws.set_parent(&dir)).code, 0);
-  EXPECT_FALSE(ws_test::file_exists(md(w, "parent")));
+  EXPECT_FALSE(file_exists(md_file(w, "parent")));
   EXPECT_EQ(take(dir.add_child(&ws)).code, 0);
-  EXPECT_FALSE(ws_test::file_exists(tmp.file("plain/Brindle_wsdata")));
+  EXPECT_FALSE(file_exists(tmp.file("plain/Brindle_wsdata")));
 }
 
 TEST_F(Links, OmbraParent) {
   std::string c = make_ws(tmp.file("c"));
   Kes_workspace child(c.c_str(), nullptr);
-  write_file(md(c, "ombraparent"), "VERSION 1\n*abc\n");
+  write_file(md_file(c, "ombraparent"), "VERSION 1\n*abc\n");
 
   Kes_workspace *got = nullptr;
   ASSERT_EQ(take(child.get_parent(&got)).code, 0);
@@ -222,17 +202,17 @@ TEST_F(Links, OmbraParent) {
   delete got;
   // Removing takes the parent file only while there is one.
   ASSERT_EQ(take(child.remove_parent()).code, 0);
-  EXPECT_TRUE(ws_test::file_exists(md(c, "ombraparent")));
+  EXPECT_TRUE(file_exists(md_file(c, "ombraparent")));
   ASSERT_EQ(take(child.remove_parent()).code, 0);
-  EXPECT_FALSE(ws_test::file_exists(md(c, "ombraparent")));
+  EXPECT_FALSE(file_exists(md_file(c, "ombraparent")));
 
   // An Ombra parent is recorded in ombraparent, also through a copy.
   Kes_workspace *env = nullptr;
   ASSERT_EQ(take(kes_build_ws_for_env("*xyz", &env)).code, 0);
   Kes_workspace *env_copy = env->copy();
   ASSERT_EQ(take(child.set_parent(env_copy)).code, 0);
-  EXPECT_EQ(read_file(md(c, "ombraparent")), "VERSION 1\n*xyz\n");
-  EXPECT_FALSE(ws_test::file_exists(md(c, "parent")));
+  EXPECT_EQ(read_file(md_file(c, "ombraparent")), "VERSION 1\n*xyz\n");
+  EXPECT_FALSE(file_exists(md_file(c, "parent")));
   delete env;
   delete env_copy;
 }
@@ -249,10 +229,10 @@ TEST_F(Links, Conflicts) {
   delete l;
   ASSERT_EQ(take(ws.remove_conflict("src/a.c")).code, 0);
   ASSERT_EQ(take(ws.remove_conflict("never")).code, 0);
-  EXPECT_EQ(read_file(md(w, "conflicts")), "VERSION 1\nb.h\n");
+  EXPECT_EQ(read_file(md_file(w, "conflicts")), "VERSION 1\nb.h\n");
 
   // A newer file stops the reader with its error.
-  write_file(md(w, "conflicts"), "VERSION 9\nb.h\n");
+  write_file(md_file(w, "conflicts"), "VERSION 9\nb.h\n");
   EXPECT_EQ(take(ws.get_conflicts(&l)).code, 2046);
   delete l;
 }
@@ -265,7 +245,7 @@ TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
   Kes_autofr before_resolve(0, 0, 0, 0, 0, 0, 1, 0), zero, *af = nullptr;
   ASSERT_EQ(take(ws.set_pbval(&want)).code, 0);
   ASSERT_EQ(take(ws.set_autofr(&before_resolve)).code, 0);
-  EXPECT_EQ(ws_test::sh("ls " + w + "/Brindle_wsdata"), "");
+  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata"), "");
   Kes_md_pbval *mdp = nullptr;
   ASSERT_EQ(take(ws.get_md_pbval(&mdp)).code, 0);
   ASSERT_EQ(take(mdp->save(&want)).code, 0);
@@ -285,18 +265,18 @@ TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
 
   // Description: printed by name and text.
   auto print = [&](int n, int t) {
-    std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(take(ws.print_description(n, t)).code, 0); });
+    std::string out = capture_stdout([&] { EXPECT_EQ(take(ws.print_description(n, t)).code, 0); });
     return out;
   };
   EXPECT_EQ(print(1, 1), "");  // no file
   char *line = ws.make_descnm_notif_line(4);
   EXPECT_STREQ(line, "");
   free(line);
-  write_file(md(w, "description"), "VERSION 1\n");
+  write_file(md_file(w, "description"), "VERSION 1\n");
   EXPECT_EQ(print(1, 1), "");
-  write_file(md(w, "description"), "VERSION 1\nDESCRIPTION\nno name here\n");
+  write_file(md_file(w, "description"), "VERSION 1\nDESCRIPTION\nno name here\n");
   EXPECT_EQ(print(1, 1), "");  // both parts hang on the name
-  write_file(md(w, "description"), "VERSION 1\nNAME\nGate\nDESCRIPTION\nline one\nline two\n");
+  write_file(md_file(w, "description"), "VERSION 1\nNAME\nGate\nDESCRIPTION\nline one\nline two\n");
   EXPECT_EQ(print(1, 1), "NAME:\nGate\nDESCRIPTION:\nline one\nline two\n");
   EXPECT_EQ(print(1, 0), "Gate\n");
   EXPECT_EQ(print(0, 1), "line one\nline two\n");
@@ -305,9 +285,9 @@ TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
   EXPECT_STREQ(line, "\n    <Gate>");
   free(line);
 
-  write_file(md(w, "description"), "VERSION 1\nNAME\n");
+  write_file(md_file(w, "description"), "VERSION 1\nNAME\n");
   Err e;
-  std::string out = ws_test::capture_stdout([&] { e = take(ws.print_description(1, 1)); });
+  std::string out = capture_stdout([&] { e = take(ws.print_description(1, 1)); });
   EXPECT_EQ(e.code, 2070);
   EXPECT_EQ(out, "");
   line = ws.make_descnm_notif_line(4);
@@ -324,7 +304,7 @@ TEST_F(Links, PrintedTree) {
     ASSERT_EQ(take(link.first->set_parent(link.second)).code, 0);
     ASSERT_EQ(take(link.second->add_child(link.first)).code, 0);
   }
-  auto out = [](const std::function<void()> &fn) { return ws_test::capture_stdout(fn); };
+  auto out = [](const std::function<void()> &fn) { return capture_stdout(fn); };
   EXPECT_EQ(out([&] { l1.print_wsname(2); }), "    " + leaf1 + "\n");
   EXPECT_EQ(out([&] { delete l1.print_parent(0, 0); }), mid + "\n");
   EXPECT_EQ(out([&] { delete l1.print_parent(1, 1); }), "  " + mid + "\n    " + top + "\n");
@@ -338,7 +318,7 @@ TEST_F(Links, PrintedTree) {
             mid + "\n  " + top + "\n    " + leaf1 + "\n");
 
   // An error on the way is printed, and the walk succeeds.
-  write_file(md(mid, "parent"), "VERSION 7\n");
+  write_file(md_file(mid, "parent"), "VERSION 7\n");
   Kes_err *e = nullptr;
   testing::internal::CaptureStderr();
   std::string o = out([&] { e = l1.print_parent(1, 0); });
@@ -353,20 +333,20 @@ TEST_F(Links, OmbraEnvironmentNames) {
   ASSERT_EQ(take(kes_build_ws_for_env("*br42", &env)).code, 0);
   std::string old_path = getenv("PATH") ? getenv("PATH") : "";
   std::string bin = tmp.file("bin");
-  ws_test::make_dirs(bin);
+  make_dirs(bin);
 
   // No lookup program: the path is printed.
   setenv("PATH", bin.c_str(), 1);
-  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(1); }), "  /ombra/br.br42/vcs\n");
+  EXPECT_EQ(capture_stdout([&] { env->print_wsname(1); }), "  /ombra/br.br42/vcs\n");
   // A lookup program that answers: "<key> <branch> <host>".
   write_file(bin + "/ypmatch",
              "#!/bin/sh\n[ \"$2\" = ombra.branch.byid ] || exit 1\necho \"$1 main-$1 buildhost\"\n");
   chmod((bin + "/ypmatch").c_str(), 0755);
-  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(0); }),
+  EXPECT_EQ(capture_stdout([&] { env->print_wsname(0); }),
             "Ombra environment main-br42@buildhost\n");
   // One that says nothing.
   write_file(bin + "/ypmatch", "#!/bin/sh\nexit 1\n");
-  EXPECT_EQ(ws_test::capture_stdout([&] { env->print_wsname(0); }), "/ombra/br.br42/vcs\n");
+  EXPECT_EQ(capture_stdout([&] { env->print_wsname(0); }), "/ombra/br.br42/vcs\n");
   setenv("PATH", old_path.c_str(), 1);
   delete env;
 }

@@ -1,20 +1,12 @@
 // Several processes on one metadata file at once: appends, rewrites and
 // deletes lose no line, and readers never see a half-written file.
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <map>
-#include <string>
 #include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
-#include "util/kes_list.h"
 #include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
+
+using namespace ws_test;
 
 namespace {
 
@@ -96,8 +88,8 @@ int reader(const char *dir, const std::string &stop) {
   std::string path = std::string(dir) + "/shared";
   Md_lines md(dir);
   int reads = 0;
-  while (!ws_test::file_exists(stop)) {
-    std::string text = ws_test::read_file(path);
+  while (!file_exists(stop)) {
+    std::string text = read_file(path);
     if (text.rfind("VERSION 1\n", 0) != 0 || text.empty() || text.back() != '\n') {
       fprintf(stderr, "torn file:\n%s\n", text.c_str());
       return 1;
@@ -121,7 +113,7 @@ int reader(const char *dir, const std::string &stop) {
 }
 
 TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
-  ws_test::TempDir tmp;
+  TempDir tmp;
   const char *dir = tmp.path().c_str();
   std::string stop = tmp.file("stop");
   {
@@ -159,7 +151,7 @@ TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
         << workers[pid] << " ended with status " << status;
     workers.erase(pid);
   }
-  ws_test::write_file(stop, "");
+  write_file(stop, "");
   if (reader_pid > 0) {
     int status = 0;
     waitpid(reader_pid, &status, 0);
@@ -169,7 +161,7 @@ TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
 
   // Every added and rewritten line is there exactly once; the deleted ones
   // are gone; no lock or temporary file is left.
-  std::string text = ws_test::read_file(tmp.file("shared"));
+  std::string text = read_file(tmp.file("shared"));
   ASSERT_EQ(text.rfind("VERSION 1\n", 0), 0u);
   std::map<std::string, int> seen;
   size_t pos = strlen("VERSION 1\n");
@@ -186,7 +178,7 @@ TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
     for (int n = 0; n < kRewrites; n++)
       expected["r" + std::to_string(i) + "-" + std::to_string(n)] = 1;
   EXPECT_EQ(seen, expected);
-  EXPECT_EQ(ws_test::sh("ls '" + tmp.path() + "'"), "shared\nstop\n");
+  EXPECT_EQ(sh("ls '" + tmp.path() + "'"), "shared\nstop\n");
 }
 
 }  // namespace

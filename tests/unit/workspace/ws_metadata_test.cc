@@ -1,28 +1,13 @@
 // The metadata file framework: open modes and version line, reading with
 // comments and continuations, appends, deletes, atomic rewrites, and the
 // short lock with its stale-lock rule.
-#include <cerrno>
 #include <csignal>
-#include <cstring>
-#include <string>
-#include <sys/stat.h>
 #include <sys/time.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
-#include "util/kes_list.h"
 #include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::Err;
-using ws_test::read_file;
-using ws_test::strings;
-using ws_test::take;
-using ws_test::TempDir;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
@@ -202,7 +187,7 @@ TEST_F(Metadata, OpenFailures) {
   EXPECT_EQ(take(md.get_contents(&l)).code, 1001);
   EXPECT_EQ(ok_for_write(&md), 0);
   // No lock is left behind by the failed add.
-  EXPECT_FALSE(ws_test::file_exists(file("loop.lock")));
+  EXPECT_FALSE(file_exists(file("loop.lock")));
 
   Kes_metadata fresh(nullptr, dir(), "fresh", 4);
   EXPECT_EQ(ok_for_write(&fresh), 1);
@@ -291,7 +276,7 @@ TEST_F(Metadata, AddAppendAndDeleteLines) {
   ASSERT_EQ(take(md.add_line("")).code, 0);
   ASSERT_EQ(take(md.add_line(nullptr)).code, 0);
   EXPECT_EQ(read_file(file("f")), "VERSION 1\none\ntwo\n");
-  EXPECT_FALSE(ws_test::file_exists(file("f.lock")));
+  EXPECT_FALSE(file_exists(file("f.lock")));
 
   // Vectors append without a duplicate test and skip null members.
   char a[] = "one", b[] = "three";
@@ -311,7 +296,7 @@ TEST_F(Metadata, AddAppendAndDeleteLines) {
   ASSERT_EQ(take(md.delete_line("absent", &found)).code, 0);
   EXPECT_EQ(found, 0);
   EXPECT_EQ(read_file(file("f")), "VERSION 1\ntwo\nthree\nthree\n");
-  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));
+  EXPECT_FALSE(file_exists(file("f.tmp")));
   found = 7;
   ASSERT_EQ(take(md.delete_line("", &found)).code, 0);
   EXPECT_EQ(found, 7);  // left alone
@@ -323,14 +308,14 @@ TEST_F(Metadata, AddAppendAndDeleteLines) {
   found = -1;
   ASSERT_EQ(take(missing.delete_line("x", &found)).code, 0);
   EXPECT_EQ(found, 0);
-  EXPECT_FALSE(ws_test::file_exists(file("none")));
+  EXPECT_FALSE(file_exists(file("none")));
 
   // Remove: a missing file is no failure.
   ASSERT_EQ(take(md.remove()).code, 0);
   EXPECT_FALSE(md.exists());
   ASSERT_EQ(take(md.remove()).code, 0);
   // Something that can't be unlinked.
-  ws_test::make_dirs(file("adir") + "/inside");
+  make_dirs(file("adir") + "/inside");
   Kes_metadata dirmd(nullptr, dir(), "adir", 1);
   Err e = take(dirmd.remove());
   EXPECT_EQ(e.code, 1019);
@@ -368,8 +353,8 @@ TEST_F(Metadata, RewriteKeepsModeWhereDeleteDoesNot) {
   EXPECT_EQ(e.system_errno, ENOENT);
   EXPECT_EQ(e.text.rfind("stat of " + file("none.tmp") + " failed  (Error 2702)", 0), 0u)
       << e.text;
-  EXPECT_FALSE(ws_test::file_exists(file("none")));
-  EXPECT_FALSE(ws_test::file_exists(file("none.lock")));
+  EXPECT_FALSE(file_exists(file("none")));
+  EXPECT_FALSE(file_exists(file("none.lock")));
 }
 
 TEST_F(Metadata, FailedRewritesLeaveTheOldFile) {
@@ -388,17 +373,17 @@ TEST_F(Metadata, FailedRewritesLeaveTheOldFile) {
   EXPECT_EQ(e.code, 1001) << e.text;
   EXPECT_EQ(e.system_errno, ENOSPC) << e.text;
   EXPECT_EQ(read_file(file("f")), old);
-  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));  // no stale temporary file
+  EXPECT_FALSE(file_exists(file("f.tmp")));  // no stale temporary file
 
   ASSERT_EQ(symlink("/dev/full", file("f.tmp").c_str()), 0);
   e = take(md.delete_line("keep", nullptr));
   EXPECT_EQ(e.code, 1001) << e.text;
   EXPECT_EQ(e.system_errno, ENOSPC) << e.text;
   EXPECT_EQ(read_file(file("f")), old);
-  EXPECT_FALSE(ws_test::file_exists(file("f.tmp")));
+  EXPECT_FALSE(file_exists(file("f.tmp")));
 
   // The temporary file can't be made.
-  ws_test::make_dirs(file("f.tmp"));
+  make_dirs(file("f.tmp"));
   e = take(md.put_contents(&l));
   EXPECT_EQ(e.code, 1017);
   EXPECT_EQ(e.text.rfind("Open of \"" + file("f.tmp") + "\" for writing failed  (Error 1017)",
@@ -411,7 +396,7 @@ TEST_F(Metadata, FailedRewritesLeaveTheOldFile) {
   rmdir(file("f.tmp").c_str());
 
   // The rename fails: the file is a non-empty directory.
-  ws_test::make_dirs(file("d/sub"));
+  make_dirs(file("d/sub"));
   write_file(file("d.tmp"), "");
   Md_commented dmd(dir(), "d");
   // put_contents needs stat of the file to work, and it does on a directory.
@@ -422,9 +407,9 @@ TEST_F(Metadata, FailedRewritesLeaveTheOldFile) {
                          0),
             0u)
       << e.text;
-  EXPECT_TRUE(ws_test::file_exists(file("d.tmp")));  // the temporary file remains
-  EXPECT_FALSE(ws_test::file_exists(file("d.lock")));
-  EXPECT_FALSE(ws_test::file_exists(file("f.lock")));
+  EXPECT_TRUE(file_exists(file("d.tmp")));  // the temporary file remains
+  EXPECT_FALSE(file_exists(file("d.lock")));
+  EXPECT_FALSE(file_exists(file("f.lock")));
 }
 
 TEST_F(Metadata, LocksNestAndLeaveNothingBehind) {
@@ -438,15 +423,15 @@ TEST_F(Metadata, LocksNestAndLeaveNothingBehind) {
   EXPECT_EQ(md.lock_count, 2);
   // Adding inside a locked section uses the held lock.
   ASSERT_EQ(take(md.add_line("inside")).code, 0);
-  EXPECT_TRUE(ws_test::file_exists(lk));
+  EXPECT_TRUE(file_exists(lk));
   md.unlock();
-  EXPECT_TRUE(ws_test::file_exists(lk));
+  EXPECT_TRUE(file_exists(lk));
   md.unlock();
-  EXPECT_FALSE(ws_test::file_exists(lk));
+  EXPECT_FALSE(file_exists(lk));
   md.unlock();  // one too many
   EXPECT_EQ(md.lock_count, 0);
   ASSERT_EQ(take(md.lock()).code, 0);
-  EXPECT_TRUE(ws_test::file_exists(lk));
+  EXPECT_TRUE(file_exists(lk));
   md.unlock();
 
   // No directory to make the lock in.
@@ -500,9 +485,9 @@ TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
   EXPECT_TRUE(looks[0].broken);
   EXPECT_LT(looks[0].lock_mtime + 15, looks[0].probe_mtime);
   EXPECT_EQ(read_file(file("f")), "VERSION 1\nafter\n");
-  EXPECT_FALSE(ws_test::file_exists(lk));
+  EXPECT_FALSE(file_exists(lk));
   // The probe files are gone too.
-  EXPECT_EQ(ws_test::sh("ls '" + tmp.path() + "'"), "f\n");
+  EXPECT_EQ(sh("ls '" + tmp.path() + "'"), "f\n");
 
   // An explicit timeout counts the same way, and the new lock is fresh.
   looks.clear();
@@ -537,7 +522,7 @@ TEST_F(FileLock, LockOfAKilledProcessIsBroken) {
   waitpid(pid, &status, 0);
   close(pipefd[0]);
   close(pipefd[1]);
-  ASSERT_TRUE(ws_test::file_exists(lk));  // left behind by the killed holder
+  ASSERT_TRUE(file_exists(lk));  // left behind by the killed holder
 
   // Let the lock be 13 seconds old by its own time stamp, so the next locker
   // breaks it within a few seconds instead of fifteen.
@@ -549,7 +534,7 @@ TEST_F(FileLock, LockOfAKilledProcessIsBroken) {
   EXPECT_TRUE(looks.back().broken);
   for (const Look &l : looks) EXPECT_EQ(l.broken, l.lock_mtime + 15 < l.probe_mtime);
   EXPECT_EQ(read_file(file("f")), "VERSION 1\nsurvivor\n");
-  EXPECT_FALSE(ws_test::file_exists(lk));
+  EXPECT_FALSE(file_exists(lk));
 }
 
 TEST_F(FileLock, ProbeFileThatCannotBeMade) {
@@ -562,7 +547,7 @@ TEST_F(FileLock, ProbeFileThatCannotBeMade) {
   EXPECT_EQ(e.system_errno, ENAMETOOLONG);
   EXPECT_EQ(e.text.rfind("Internal error: couldn't create temp file \"" + lk + ".", 0), 0u)
       << e.text;
-  EXPECT_TRUE(ws_test::file_exists(lk));  // somebody else's lock stays
+  EXPECT_TRUE(file_exists(lk));  // somebody else's lock stays
 }
 
 }  // namespace

@@ -1,29 +1,13 @@
 // The small metadata files on their own: the backup journal, the description,
 // and the two settings files of the workspace properties.
-#include <cerrno>
-#include <cstring>
-#include <string>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-#include "util/kes_err.h"
-#include "util/kes_list.h"
 #include "workspace/kes_md_autofr.h"
 #include "workspace/kes_md_backupnew.h"
 #include "workspace/kes_md_description.h"
 #include "workspace/kes_md_pbval.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::Err;
-using ws_test::read_file;
-using ws_test::strings;
-using ws_test::strlist;
-using ws_test::take;
-using ws_test::TempDir;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
@@ -80,7 +64,7 @@ TEST(BackupJournal, Failures) {
   unlink(tmp.file("backup").c_str());
 
   // A full disk shows at the sync.
-  ws_test::make_dirs(tmp.file("backup"));
+  make_dirs(tmp.file("backup"));
   ASSERT_EQ(symlink("/dev/full", tmp.file("backup/new").c_str()), 0);
   Kes_md_backupnew full(nullptr, tmp.path().c_str());
   ASSERT_EQ(take(full.open()).code, 0);

@@ -1,40 +1,27 @@
 // Deleting, moving and reparenting workspaces on real directories: the link
 // files of the neighbours, the command lock, the failures and their rollback,
 // and the mails, recorded by a mailer script that stands in for the host's.
-#include <gtest/gtest.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/statfs.h>
-#include <unistd.h>
 
-#include <cstring>
-#include <string>
-
-#include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "workspace/kes_cmdlock.h"
 #include "workspace/kes_mailer.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::capture_stdout;
-using ws_test::file_exists;
-using ws_test::net;
-using ws_test::read_file;
-using ws_test::sh;
-using ws_test::take;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
 class WsTree : public testing::Test {
 protected:
-  ws_test::TempDir tmp;
+  TempDir tmp;
   std::string dir = tmp.path(), mailer_fmt, host_mailer = kes_get_mail_command();
   std::string user = kes_get_user(1, 0);
 
   void SetUp() override {
-    ws_test::make_dirs(dir + "/mail");
+    make_dirs(dir + "/mail");
     // Each mail becomes a file named after its number: address, then the text.
     write_file(dir + "/mailer", "#!/bin/sh\nn=$(ls " + dir + "/mail | wc -l)\n{ echo \"$1\"; cat; } > " +
                                     dir + "/mail/$((n + 1))\n");
@@ -54,29 +41,26 @@ protected:
   // A workspace with its notification file and, if name is given, a description.
   std::string ws(const std::string &path, const std::string &notify = "",
                  const std::string &name = "") {
-    ws_test::make_ws(path);
-    write_file(md(path, "notification"), "VERSION 1\n# who hears of it\n" + notify);
+    make_ws(path);
+    write_file(md_file(path, "notification"), "VERSION 1\n# who hears of it\n" + notify);
     if (!name.empty())
-      write_file(md(path, "description"), "VERSION 1\nNAME\n" + name + "\nDESCRIPTION\ntext\n");
+      write_file(md_file(path, "description"), "VERSION 1\nNAME\n" + name + "\nDESCRIPTION\ntext\n");
     return path;
-  }
-  static std::string md(const std::string &ws, const char *file) {
-    return ws + "/Brindle_wsdata/" + file;
   }
   // parent's children file and child's parent file name each other.
   static void link(const std::string &parent, const std::string &child) {
-    std::string kids = file_exists(md(parent, "children")) ? read_file(md(parent, "children"))
+    std::string kids = file_exists(md_file(parent, "children")) ? read_file(md_file(parent, "children"))
                                                            : "VERSION 1\n";
-    write_file(md(parent, "children"), kids + net(child) + "\n");
-    write_file(md(child, "parent"), "VERSION 1\n" + net(parent) + "\n");
+    write_file(md_file(parent, "children"), kids + net(child) + "\n");
+    write_file(md_file(child, "parent"), "VERSION 1\n" + net(parent) + "\n");
   }
   // A file made a directory: every rewrite of it fails.
   static void break_file(const std::string &path) {
     unlink(path.c_str());
-    ws_test::make_dirs(path + "/x");
+    make_dirs(path + "/x");
   }
   static std::string lock_lines(const std::string &ws) {
-    return sh("grep -c '^write' " + md(ws, "locks") + " || true");
+    return sh("grep -c '^write' " + md_file(ws, "locks") + " || true");
   }
 };
 
@@ -90,8 +74,8 @@ TEST_F(WsTree, DeleteUnlinksNeighboursAndRemovesTreeOrMetadata) {
   Kes_workspace wws(w.c_str(), nullptr);
   ASSERT_EQ(take(wws.delete_ws(0)).text, "");
   EXPECT_FALSE(file_exists(w));
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(sib) + "\n");
-  EXPECT_FALSE(file_exists(md(c, "parent")));
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(sib) + "\n");
+  EXPECT_FALSE(file_exists(md_file(c, "parent")));
   ASSERT_EQ(mails(), 1);
   EXPECT_EQ(mail(1), head("ann@x", "workspace-delete") + "Event:     workspace-delete\nWorkspace: " +
                          w + "\n           <wname>\nUser:       " + user + "\n");
@@ -111,10 +95,10 @@ TEST_F(WsTree, DeleteGoesOnPastNeighboursThatCannotBeUpdated) {
   std::string p = ws(dir + "/p"), w = ws(dir + "/w"), c = ws(dir + "/c");
   link(p, w);
   link(w, c);
-  break_file(md(p, "children"));
-  break_file(md(c, "parent"));
+  break_file(md_file(p, "children"));
+  break_file(md_file(c, "parent"));
   Kes_workspace wws(w.c_str(), nullptr);
-  ws_test::Err e;
+  Err e;
   std::string out = capture_stdout([&] { e = take(wws.delete_ws(0)); });
   EXPECT_EQ(e.text, "");
   EXPECT_FALSE(file_exists(w));
@@ -130,7 +114,7 @@ TEST_F(WsTree, DeleteGoesOnPastNeighboursThatCannotBeUpdated) {
 
 TEST_F(WsTree, DeleteAndMoveRefusedWhileAnotherProcessHoldsALock) {
   std::string w = ws(dir + "/w");
-  ASSERT_EQ(ws_test::in_child([&] {
+  ASSERT_EQ(in_child([&] {
               Kes_workspace other(w.c_str(), nullptr);
               return take(other.obtain_lock(KES_WRITE_LOCK, nullptr)).code;
             }),
@@ -139,19 +123,19 @@ TEST_F(WsTree, DeleteAndMoveRefusedWhileAnotherProcessHoldsALock) {
   EXPECT_EQ(take(wws.delete_ws(0)).code, 2021);
   Kes_workspace target((dir + "/moved").c_str(), nullptr);
   EXPECT_EQ(take(wws.move_ws(&target)).code, 2021);
-  EXPECT_TRUE(file_exists(md(w, "notification")));
+  EXPECT_TRUE(file_exists(md_file(w, "notification")));
   EXPECT_FALSE(file_exists(dir + "/moved"));
 }
 
 TEST_F(WsTree, DeleteOnAFullDiskMakesRoomForItsLock) {
   std::string fs = dir + "/small";
-  ws_test::make_dirs(fs);
+  make_dirs(fs);
   if (mount("tmpfs", fs.c_str(), "tmpfs", 0, "size=64k") != 0)
     GTEST_SKIP() << "no small file system can be mounted here";
   std::string w = ws(fs + "/w");
-  sh("dd if=/dev/zero of=" + md(w, "zfill") + " bs=4k 2>/dev/null");
+  sh("dd if=/dev/zero of=" + md_file(w, "zfill") + " bs=4k 2>/dev/null");
   Kes_workspace wws(w.c_str(), nullptr);
-  ws_test::Err e = take(wws.delete_ws(0));
+  Err e = take(wws.delete_ws(0));
   bool gone = !file_exists(w);
   umount(fs.c_str());
   EXPECT_TRUE(gone);
@@ -165,18 +149,18 @@ TEST_F(WsTree, MoveOnOneFileSystemRelinksAndReleasesLockAtNewPlace) {
   link(p, w);
   link(w, c);
   link(w, c2);
-  write_file(md(c2, "parent"), "VERSION 1\n" + net(q) + "\n");  // moved on since
+  write_file(md_file(c2, "parent"), "VERSION 1\n" + net(q) + "\n");  // moved on since
   write_file(w + "/a.c", "a\n");
   std::string to = dir + "/elsewhere/w2";
-  ws_test::make_dirs(dir + "/elsewhere");
+  make_dirs(dir + "/elsewhere");
   Kes_workspace wws(w.c_str(), nullptr), target(to.c_str(), nullptr);
   ASSERT_EQ(take(wws.move_ws(&target)).text, "");
   EXPECT_FALSE(file_exists(w));
   EXPECT_EQ(read_file(to + "/a.c"), "a\n");
   EXPECT_EQ(lock_lines(to), "0\n");
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(to) + "\n");
-  EXPECT_EQ(read_file(md(c, "parent")), "VERSION 1\n" + net(to) + "\n");
-  EXPECT_EQ(read_file(md(c2, "parent")), "VERSION 1\n" + net(q) + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(to) + "\n");
+  EXPECT_EQ(read_file(md_file(c, "parent")), "VERSION 1\n" + net(to) + "\n");
+  EXPECT_EQ(read_file(md_file(c2, "parent")), "VERSION 1\n" + net(q) + "\n");
   ASSERT_EQ(mails(), 1);
   EXPECT_EQ(mail(1), head("bo@y", "workspace-move") + "Event:        workspace-move\nWorkspace:    " +
                          w + "\n              <wn>\nNew location: " + to + "\nUser:          " +
@@ -192,15 +176,15 @@ TEST_F(WsTree, MoveAcrossFileSystemsCopiesTheTree) {
   std::string p = ws(dir + "/p"), w = ws(dir + "/w"), c = ws(dir + "/c");
   link(p, w);
   link(w, c);
-  ws_test::make_dirs(w + "/sub");
+  make_dirs(w + "/sub");
   write_file(w + "/sub/x.c", "x\n");
   chmod((w + "/sub/x.c").c_str(), 0640);
   Kes_workspace wws(w.c_str(), nullptr), target(to.c_str(), nullptr);
-  ws_test::Err e = take(wws.move_ws(&target));
+  Err e = take(wws.move_ws(&target));
   std::string mode = sh("stat -c %a " + to + "/sub/x.c");
   std::string copied = file_exists(to + "/sub/x.c") ? read_file(to + "/sub/x.c") : "";
-  std::string locks = file_exists(md(to, "locks")) ? lock_lines(to) : "missing";
-  std::string kids = read_file(md(p, "children")), par = read_file(md(c, "parent"));
+  std::string locks = file_exists(md_file(to, "locks")) ? lock_lines(to) : "missing";
+  std::string kids = read_file(md_file(p, "children")), par = read_file(md_file(c, "parent"));
   sh("rm -rf " + to);
   ASSERT_EQ(e.text, "");
   EXPECT_FALSE(file_exists(w));
@@ -213,21 +197,21 @@ TEST_F(WsTree, MoveAcrossFileSystemsCopiesTheTree) {
 
 TEST_F(WsTree, CopyIntoAFullFileSystemFailsAndLeavesTheOldTree) {
   std::string fs = dir + "/small";
-  ws_test::make_dirs(fs);
+  make_dirs(fs);
   if (mount("tmpfs", fs.c_str(), "tmpfs", 0, "size=64k") != 0)
     GTEST_SKIP() << "no small file system can be mounted here";
   std::string p = ws(dir + "/p"), w = ws(dir + "/w", "bo@y workspace-move\n");
   link(p, w);
   sh("dd if=/dev/zero of=" + w + "/big bs=4k count=64 2>/dev/null");
   Kes_workspace wws(w.c_str(), nullptr), target((fs + "/w").c_str(), nullptr);
-  ws_test::Err e = take(wws.move_ws(&target));
+  Err e = take(wws.move_ws(&target));
   bool copied_metadata = file_exists(fs + "/w/Brindle_wsdata");
   umount(fs.c_str());
   EXPECT_EQ(e.code, 2012) << e.text;
   EXPECT_FALSE(copied_metadata);
   EXPECT_EQ(sh("stat -c %s " + w + "/big"), "262144\n");
   EXPECT_EQ(lock_lines(w), "0\n");
-  EXPECT_EQ(read_file(md(p, "children")), "VERSION 1\n" + net(w) + "\n");
+  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(w) + "\n");
   EXPECT_EQ(mails(), 0);
 }
 
@@ -237,7 +221,7 @@ TEST_F(WsTree, MoveFailuresLeaveTheWorkspaceInPlaceAndUnlocked) {
   Kes_workspace onto(other.c_str(), nullptr), inside((other + "/in").c_str(), nullptr),
       nowhere((dir + "/no/such/dir").c_str(), nullptr), gone((dir + "/gone").c_str(), nullptr);
   EXPECT_EQ(take(wws.move_ws(&onto)).code, 2015);
-  ws_test::Err e = take(wws.move_ws(&inside));
+  Err e = take(wws.move_ws(&inside));
   EXPECT_EQ(e.code, 2063);
   EXPECT_NE(e.text.find("Cannot move workspace \"" + w + "\" because\nit would be nested within "
                         "workspace \"" + other + "\""),
@@ -248,7 +232,7 @@ TEST_F(WsTree, MoveFailuresLeaveTheWorkspaceInPlaceAndUnlocked) {
   EXPECT_EQ(e.system_errno, ENOENT);
   EXPECT_EQ(lock_lines(w), "0\n");
   EXPECT_EQ(take(gone.move_ws(&nowhere)).code, 2016);
-  EXPECT_TRUE(file_exists(md(w, "notification")));
+  EXPECT_TRUE(file_exists(md_file(w, "notification")));
   EXPECT_EQ(mails(), 0);
 }
 
@@ -258,9 +242,9 @@ TEST_F(WsTree, ReparentMovesTheLinksAndTellsBothSides) {
   link(o, w);
   Kes_workspace wws(w.c_str(), nullptr), nws(n.c_str(), nullptr);
   ASSERT_EQ(take(wws.reparent(&nws, 0)).text, "");
-  EXPECT_EQ(read_file(md(o, "children")), "VERSION 1\n");
-  EXPECT_EQ(read_file(md(n, "children")), "VERSION 1\n" + net(w) + "\n");
-  EXPECT_EQ(read_file(md(w, "parent")), "VERSION 1\n" + net(n) + "\n");
+  EXPECT_EQ(read_file(md_file(o, "children")), "VERSION 1\n");
+  EXPECT_EQ(read_file(md_file(n, "children")), "VERSION 1\n" + net(w) + "\n");
+  EXPECT_EQ(read_file(md_file(w, "parent")), "VERSION 1\n" + net(n) + "\n");
   ASSERT_EQ(mails(), 2);
   EXPECT_EQ(mail(1), head("ann@x", "workspace-reparent") +
                          "Event:      workspace-reparent\nWorkspace:  " + w +
@@ -273,8 +257,8 @@ TEST_F(WsTree, ReparentMovesTheLinksAndTellsBothSides) {
 
   // To none: an orphan, and the former parent isn't told.
   ASSERT_EQ(take(wws.reparent(nullptr, 0)).text, "");
-  EXPECT_EQ(read_file(md(n, "children")), "VERSION 1\n");
-  EXPECT_FALSE(file_exists(md(w, "parent")));
+  EXPECT_EQ(read_file(md_file(n, "children")), "VERSION 1\n");
+  EXPECT_FALSE(file_exists(md_file(w, "parent")));
   ASSERT_EQ(mails(), 3);
   EXPECT_EQ(mail(3), head("ann@x", "workspace-reparent") + "Event:     workspace-reparent\n" +
                          "Workspace:  " + w + "\n            <wn>\nUser:       " + user + "\n");
@@ -284,11 +268,11 @@ TEST_F(WsTree, ReparentRefusalsAndRollback) {
   std::string o = ws(dir + "/o"), w = ws(dir + "/w", "ann@x workspace-reparent\n"),
               n = ws(dir + "/n");
   link(o, w);
-  std::string before_o = read_file(md(o, "children")), before_w = read_file(md(w, "parent"));
+  std::string before_o = read_file(md_file(o, "children")), before_w = read_file(md_file(w, "parent"));
   Kes_workspace wws(w.c_str(), nullptr), self(w.c_str(), nullptr),
       nested(ws(w + "/sub/inner").c_str(), nullptr), nws(n.c_str(), nullptr);
   EXPECT_EQ(take(wws.reparent(&self, 0)).code, 2018);
-  ws_test::Err e = take(wws.reparent(&nested, 0));
+  Err e = take(wws.reparent(&nested, 0));
   EXPECT_EQ(e.code, 2063);
   EXPECT_NE(e.text.find("Can't reparent nested workspace.\nWorkspace \"" + w +
                         "/sub/inner\" is nested within \"" + w + "\""),
@@ -296,26 +280,26 @@ TEST_F(WsTree, ReparentRefusalsAndRollback) {
       << e.text;
 
   // The new parent refuses the child line: the old parent gets it back.
-  break_file(md(n, "children"));
+  break_file(md_file(n, "children"));
   EXPECT_NE(take(wws.reparent(&nws, 0)).code, 0);
-  EXPECT_EQ(read_file(md(o, "children")), before_o);
-  EXPECT_EQ(read_file(md(w, "parent")), before_w);
+  EXPECT_EQ(read_file(md_file(o, "children")), before_o);
+  EXPECT_EQ(read_file(md_file(w, "parent")), before_w);
   EXPECT_EQ(mails(), 0);
 }
 
 TEST_F(WsTree, ForcedReparentGoesPastAnUnreachableOldParent) {
   std::string o = ws(dir + "/o"), w = ws(dir + "/w"), n = ws(dir + "/n");
   link(o, w);
-  break_file(md(o, "children"));
+  break_file(md_file(o, "children"));
   Kes_workspace wws(w.c_str(), nullptr), nws(n.c_str(), nullptr);
-  std::string before_w = read_file(md(w, "parent"));
+  std::string before_w = read_file(md_file(w, "parent"));
   EXPECT_NE(take(wws.reparent(&nws, 0)).code, 0);
-  EXPECT_EQ(read_file(md(w, "parent")), before_w);
-  EXPECT_FALSE(file_exists(md(n, "children")));
+  EXPECT_EQ(read_file(md_file(w, "parent")), before_w);
+  EXPECT_FALSE(file_exists(md_file(n, "children")));
 
   EXPECT_EQ(take(wws.reparent(&nws, 1)).text, "");
-  EXPECT_EQ(read_file(md(w, "parent")), "VERSION 1\n" + net(n) + "\n");
-  EXPECT_EQ(read_file(md(n, "children")), "VERSION 1\n" + net(w) + "\n");
+  EXPECT_EQ(read_file(md_file(w, "parent")), "VERSION 1\n" + net(n) + "\n");
+  EXPECT_EQ(read_file(md_file(n, "children")), "VERSION 1\n" + net(w) + "\n");
 }
 
 }  // namespace
