@@ -3,46 +3,21 @@
 // walk over a workspace of history files made by SCCS, duplicate SmIDs, and
 // read-only workspaces.
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <set>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 #include "sccs/kes_sfile.h"
 #include "sccs/kes_smid.h"
-#include "util/kes_err.h"
-#include "util/kes_list.h"
 #include "util/kes_process.h"
 #include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::Err;
-using ws_test::file_exists;
-using ws_test::make_dirs;
-using ws_test::read_file;
-using ws_test::sh;
-using ws_test::take;
-using ws_test::TempDir;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
-
-std::string q(const std::string &s) {
-  std::string r = "'";
-  for (char c : s) r += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return r + "'";
-}
 
 // A history file made by SCCS, with a comment of its own so that its SmID is
 // its own.
@@ -51,11 +26,11 @@ void make_history(const std::string &sfile, const std::string &comment) {
   make_dirs(dir);
   std::string init = dir + "/.init";
   write_file(init, "text of " + sfile + "\n");
-  std::string out = sh("admin -n -i" + q(init) + " -y" + q(comment) + " " + q(sfile) +
+  std::string out = sh("admin -n -i" + quote(init) + " -y" + quote(comment) + " " + quote(sfile) +
                        " 2>&1 && echo made");
   unlink(init.c_str());
   ASSERT_NE(out.find("made"), std::string::npos) << out;
-  ASSERT_EQ(sh("val " + q(sfile) + " && echo ok"), "ok\n");
+  ASSERT_EQ(sh("val " + quote(sfile) + " && echo ok"), "ok\n");
 }
 
 // The SmID text of a history file's root, through a full read.
@@ -74,21 +49,9 @@ std::string root_smid(const std::string &sfile) {
 }
 
 std::vector<std::string> sorted_lines(const std::string &text) {
-  std::vector<std::string> v;
-  size_t p = 0;
-  while (p < text.size()) {
-    size_t nl = text.find('\n', p);
-    if (nl == std::string::npos) nl = text.size();
-    v.push_back(text.substr(p, nl - p));
-    p = nl + 1;
-  }
+  std::vector<std::string> v = lines_of(text);
   std::sort(v.begin(), v.end());
   return v;
-}
-
-mode_t mode_of(const std::string &path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
 }
 
 Kes_nt *record(const char *name, unsigned long a, unsigned long b, unsigned long c,
@@ -101,7 +64,7 @@ Kes_nt *record(const char *name, unsigned long a, unsigned long b, unsigned long
 // that modes really keep it out; as anyone else, prepare() takes the rights
 // away.  Returns fn's result, or 128 + signal.
 int as_outsider(const std::function<void()> &prepare, const std::function<int()> &fn) {
-  return ws_test::in_child([&] {
+  return in_child([&] {
     alarm(30);  // a wait that never ends is a failure, not a hang
     if (geteuid() == 0) {
       if (setgid(65534) != 0 || setuid(65534) != 0) return 90;
@@ -117,7 +80,7 @@ protected:
   static void SetUpTestSuite() { kes_set_path(); }
 
   void SetUp() override {
-    root = ws_test::make_ws(tmp.file("ws"));
+    root = make_ws(tmp.file("ws"));
     md = root + "/Brindle_wsdata";
     table = md + "/nametable";
     journal = md + "/nametable_editlog";
@@ -274,35 +237,21 @@ TEST_F(Nametable, AMissingTableIsBuiltFromTheTreeAndKept) {
   EXPECT_EQ(records(), expect);
 }
 
-TEST_F(Nametable, ACleanTableIsReadInPlace) {
-  write_file(table, "VERSION 1\nno such file 1 2 3 4\nother/one a b c d\n");
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  EXPECT_FALSE(nt->rebuilt);
-  EXPECT_EQ(records(), (std::vector<std::string>{"no such file 1 2 3 4", "other/one a b c d"}));
-  // The names lie in the one image of the file.
-  for (Kes_listelem *e = nt->list->head.next; e != &nt->list->head; e = e->next) {
-    Kes_nt *r = static_cast<Kes_nt *>(e->data);
-    EXPECT_FALSE(r->delete_name);
-    EXPECT_GE(r->name, nt->image);
-    EXPECT_LT(r->name, nt->image + nt->image_size);
-  }
-  EXPECT_EQ(nt->image_size, (int)strlen("no such file 1 2 3 4\nother/one a b c d\n"));
-  // A clean table isn't written again.
-  unlink(table.c_str());
-  EXPECT_EQ(take(nt->update_table()).code, 0);
-  EXPECT_FALSE(file_exists(table));
-}
-
-TEST_F(Nametable, AJournalWithoutRecordsIsRemoved) {
-  std::string t = "VERSION 1\nf 1 2 3 4\n";
+TEST_F(Nametable, ACleanTableIsReadInPlaceAndAnEmptyJournalRemoved) {
+  std::string t = "VERSION 1\nno such file 1 2 3 4\nother/one a b c d\n";
   write_file(table, t);
   write_file(journal, "VERSION 1\n");
   open_table();
   EXPECT_EQ(read().code, 0);
+  EXPECT_FALSE(nt->rebuilt);
+  EXPECT_FALSE(nt->dirty);
+  EXPECT_EQ(records(), (std::vector<std::string>{"no such file 1 2 3 4", "other/one a b c d"}));
   EXPECT_FALSE(file_exists(journal));
   EXPECT_EQ(read_file(table), t);
-  EXPECT_FALSE(nt->dirty);
+  // A clean table isn't written again.
+  unlink(table.c_str());
+  EXPECT_EQ(take(nt->update_table()).code, 0);
+  EXPECT_FALSE(file_exists(table));
 }
 
 TEST_F(Nametable, AJournalWithRecordsIsReplayedAndTheTableWritten) {
@@ -346,7 +295,7 @@ TEST_F(Nametable, ABadTableWarnsAndIsRebuilt) {
     write_file(table, c.text);
     write_file(journal, "VERSION 1\nj 1 2 3 4 1\n");
     open_table();
-    std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(read().code, 0); });
+    std::string out = capture_stdout([&] { EXPECT_EQ(read().code, 0); });
     EXPECT_EQ(out, c.warning);
     EXPECT_TRUE(nt->rebuilt);
     EXPECT_EQ(records(), std::vector<std::string>{good});
@@ -397,14 +346,14 @@ TEST_F(Nametable, TwoNamesForOneSmidCantBeRead) {
             std::string::npos)
       << e.text;
   EXPECT_EQ(read_file(table), t);
-  EXPECT_EQ(sh("ls -A " + q(md)), "nametable\n");  // no temporary file left
+  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\n");  // no temporary file left
 }
 
 TEST_F(Nametable, TheRepairStepTakesABadTableAsEmpty) {
   write_file(table, "VERSION 1\nbroken line\n");
   open_table();
   std::string out =
-      ws_test::capture_stdout([&] { EXPECT_EQ(take(nt->read_existing_table_with_dups()).code, 0); });
+      capture_stdout([&] { EXPECT_EQ(take(nt->read_existing_table_with_dups()).code, 0); });
   EXPECT_NE(out.find("Warning 2615"), std::string::npos);
   EXPECT_EQ(nt->list->count, 0);
   EXPECT_FALSE(nt->rebuilt);
@@ -544,7 +493,7 @@ TEST_F(Nametable, ABadJournalLineIsAnError) {
 
 TEST_F(Nametable, TenEditsAreOnDiskBeforeTheTableIsWritten) {
   write_file(table, "VERSION 1\n");
-  int status = ws_test::in_child([&] {
+  int status = in_child([&] {
     open_table();
     if (take(nt->read_table(nullptr, nullptr)).code) return 1;
     ws->write_locked = 1;
@@ -574,7 +523,7 @@ TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
   // A transaction brings a new file and dies before the table is written.
   make_history(root + "/new dir/SCCS/s.two.c", "two");
   std::string two = "new dir/two.c " + root_smid(root + "/new dir/SCCS/s.two.c");
-  int status = ws_test::in_child([&] {
+  int status = in_child([&] {
     open_table();
     if (take(nt->read_table(nullptr, nullptr)).code) return 1;
     ws->write_locked = 1;
@@ -620,7 +569,7 @@ TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
   EXPECT_EQ(e.text.find("Rename of \"" + table + "."), 0u) << e.text;
   EXPECT_TRUE(nt->dirty);
   EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
-  EXPECT_EQ(sh("ls -A " + q(md)), "nametable\nnametable_editlog\n");  // temporary removed
+  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\nnametable_editlog\n");  // temporary removed
   delete g;
 }
 
@@ -704,7 +653,7 @@ TEST_F(Nametable, AnUnreadableDirectoryStopsTheWalk) {
 TEST_F(Nametable, CopiesOfOneHistoryAreDuplicates) {
   make_history(root + "/SCCS/s.orig.c", "orig");
   make_history(root + "/SCCS/s.other.c", "other");
-  sh("cp " + q(root + "/SCCS/s.orig.c") + " " + q(root + "/SCCS/s.copy.c"));
+  sh("cp " + quote(root + "/SCCS/s.orig.c") + " " + quote(root + "/SCCS/s.copy.c"));
   std::string smid = root_smid(root + "/SCCS/s.orig.c");
   open_table();
   Kes_smid_int_hash *found = new Kes_smid_int_hash;
@@ -730,10 +679,10 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
   // unrelated histories writes it.
   std::string s = root + "/SCCS/s.two roots.c";
   make_history(s, "first");
-  sh("{ cd " + q(root + "/SCCS") + " && get -s -e " + q("s.two roots.c") + " && echo x >> " +
-     q("two roots.c") + " && delta -s -ysecond " + q("s.two roots.c") + " && get -s -e -r1.1 " +
-     q("s.two roots.c") + " && echo y >> " + q("two roots.c") + " && delta -s -ythird " +
-     q("s.two roots.c") + "; } 2>/dev/null");
+  sh("{ cd " + quote(root + "/SCCS") + " && get -s -e " + quote("s.two roots.c") + " && echo x >> " +
+     quote("two roots.c") + " && delta -s -ysecond " + quote("s.two roots.c") + " && get -s -e -r1.1 " +
+     quote("s.two roots.c") + " && echo y >> " + quote("two roots.c") + " && delta -s -ythird " +
+     quote("s.two roots.c") + "; } 2>/dev/null");
   std::string text = read_file(s);
   size_t d = text.find("\001d D 1.1 ");
   ASSERT_NE(d, std::string::npos);
@@ -780,7 +729,7 @@ TEST_F(Nametable, ALongScanShowsItIsAlive) {
   }
   open_table();
   testing::internal::CaptureStderr();
-  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(read().code, 0); });
+  std::string out = capture_stdout([&] { EXPECT_EQ(read().code, 0); });
   std::string err = testing::internal::GetCapturedStderr();
   waitpid(writer, nullptr, 0);
   unsetenv("BRINDLE_HEARTBEAT");
@@ -789,7 +738,7 @@ TEST_F(Nametable, ALongScanShowsItIsAlive) {
   EXPECT_NE(err.find("s.slow.c"), std::string::npos) << err;  // reported and skipped
   EXPECT_EQ(records(), std::vector<std::string>{"a.c " + root_smid(root + "/SCCS/s.a.c")});
   // The beat ends with the scan.
-  out = ws_test::capture_stdout([&] { sleep(2); });
+  out = capture_stdout([&] { sleep(2); });
   EXPECT_EQ(out, "");
 }
 
@@ -809,7 +758,7 @@ TEST_F(Nametable, AReadOnlyWorkspaceIsServedWithoutWrites) {
   // A lock left by someone: a reader that locked would wait 15 seconds.
   std::string lock = table + ".lock";
   ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  sh("chmod -R a+rX " + q(tmp.path()));
+  sh("chmod -R a+rX " + quote(tmp.path()));
   owner_writes(md);
   std::string before_table = read_file(table), before_journal = read_file(journal);
   int status = as_outsider([&] { no_writes(md); }, [&] {

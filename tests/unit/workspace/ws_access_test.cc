@@ -1,25 +1,14 @@
 // Access control: the value lists, the file as people edit it, the defaults a
 // new workspace starts with, and the checks the commands make.
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-
-#include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_init.h"
-#include "util/kes_list.h"
 #include "workspace/kes_access.h"
 #include "workspace/kes_notify.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
-using ws_test::read_file;
-using ws_test::write_file;
+using namespace ws_test;
 
 namespace {
 
@@ -39,7 +28,7 @@ Kes_access *entry(const char *values) {
   return new Kes_access(nullptr, "bringover-to", list);
 }
 
-TEST(AccessValuesTest, ListsAreReadLeftToRight) {
+TEST(AccessValuesTest, ListsAreReadLeftToRightAndNamesCompareOn32Bytes) {
   struct Case {
     const char *values, *user;
     int granted;
@@ -54,33 +43,29 @@ TEST(AccessValuesTest, ListsAreReadLeftToRight) {
     EXPECT_EQ(a->access(c.user), c.granted) << c.values << " for " << c.user;
     delete a;
   }
-}
-
-TEST(AccessValuesTest, NoValuesGrantEverybodyAndNamesCompareOn32Bytes) {
-  Kes_access *none = entry(nullptr);
+  // No values grant everybody; names compare on their first 32 bytes.
+  Kes_access *none = entry(nullptr), *empty = new Kes_access(nullptr, "undo", new Kes_strlist);
   EXPECT_EQ(none->access("anyone"), 1);
-  delete none;
-  Kes_access *empty = new Kes_access(nullptr, "undo", new Kes_strlist);
   EXPECT_EQ(empty->access("anyone"), 1);
-  delete empty;
-
   std::string value(32, 'u');
   Kes_access *a = entry(value.c_str());
   EXPECT_EQ(a->access((value + "x").c_str()), 1) << "the 33rd byte is not looked at";
   EXPECT_EQ(a->access(value.substr(0, 31).c_str()), 0);
+  delete none;
+  delete empty;
   delete a;
 }
 
 class AccessFileTest : public ::testing::Test {
 protected:
-  ws_test::TempDir tmp;
+  TempDir tmp;
   std::string dir = tmp.path();
   Kes_workspace *ws = nullptr;
   std::string file;
   std::string user;
 
   void SetUp() override {
-    ws_test::make_ws(dir + "/ws");
+    make_ws(dir + "/ws");
     Kes_err *err = nullptr;
     ws = new Kes_workspace((dir + "/ws").c_str(), &err);
     ASSERT_EQ(err, nullptr);
@@ -158,16 +143,14 @@ TEST_F(AccessFileTest, EntryPaddingReachesColumn24) {
 }
 
 TEST_F(AccessFileTest, PrintedListLinesUpTheValues) {
-  Kes_err *err = ws->print_accesslist();
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 2035);
-  EXPECT_STREQ(err->text, "Access control file does not exist  (Error 2035)\n");
-  delete err;
+  Err e = take(ws->print_accesslist());
+  EXPECT_EQ(e.code, 2035);
+  EXPECT_EQ(e.text, "Access control file does not exist  (Error 2035)\n");
 
   std::string long_op(30, 'x');
   write_file(file, "VERSION 2\n# comments are not shown\nbringover-to alice bob\nundo\n" +
                        long_op + " -\n");
-  std::string out = ws_test::capture_stdout([&] { EXPECT_EQ(ws->print_accesslist(), nullptr); });
+  std::string out = capture_stdout([&] { EXPECT_EQ(ws->print_accesslist(), nullptr); });
   EXPECT_EQ(out, "bringover-to" + std::string(3 + 14, ' ') + "alice:bob\n"
                  "undo   \n" +
                      long_op + "   -\n");
@@ -213,15 +196,12 @@ TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
   EXPECT_EQ(granted("putback-to", "somebody-else"), 1);
 
   int g = -1;
-  Kes_err *err = ws->access_granted("fly-away", user.c_str(), &g);
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 2034);
-  EXPECT_NE(strstr(err->text,
-                   "Internal error: access control operation \"fly-away\" does not have a "
-                   "built-in default  (Error 2034)"),
-            nullptr)
-      << err->text;
-  delete err;
+  Err e = take(ws->access_granted("fly-away", user.c_str(), &g));
+  EXPECT_EQ(e.code, 2034);
+  EXPECT_NE(e.text.find("Internal error: access control operation \"fly-away\" does not have a "
+                        "built-in default  (Error 2034)"),
+            std::string::npos)
+      << e.text;
 }
 
 TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
@@ -231,34 +211,25 @@ TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
 
   write_file(file, "VERSION 3\nundo\n");
   int g = -1;
-  Kes_err *err = ws->access_granted("undo", user.c_str(), &g);
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 2046) << "a newer file stops the command";
-  delete err;
+  EXPECT_EQ(take(ws->access_granted("undo", user.c_str(), &g)).code, 2046)
+      << "a newer file stops the command";
 }
 
 TEST_F(AccessFileTest, ChecksGiveTheOperationsOwnTextAsErrorOrWarning) {
   write_file(file, "VERSION 2\nbringover-to\t\t-\nworkspace-reparent\t-\n");
-  Kes_err *err = kes_check_access("bringover-to", ws);
-  ASSERT_NE(err, nullptr);
-  EXPECT_EQ(err->code, 2065);
+  Err e = take(kes_check_access("bringover-to", ws));
+  EXPECT_EQ(e.code, 2065);
   std::string expected = "User " + user + " does not have access to bringover to workspace \"" +
                          std::string(ws->wsname) + "\"  (Error 2065)\n";
-  EXPECT_NE(std::string(err->text).find(expected), std::string::npos) << err->text;
-  delete err;
-
-  err = kes_check_access("workspace-reparent", ws);
-  ASSERT_NE(err, nullptr);
-  EXPECT_NE(strstr(err->text, "does not have access to change the parent of workspace"), nullptr);
-  delete err;
-
+  EXPECT_NE(e.text.find(expected), std::string::npos) << e.text;
+  e = take(kes_check_access("workspace-reparent", ws));
+  EXPECT_NE(e.text.find("does not have access to change the parent of workspace"),
+            std::string::npos);
   EXPECT_EQ(kes_check_access("bringover-from", ws), nullptr);
 
   // The warning form prints on standard output and lets the caller go on.
-  fflush(stdout);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(kes_check_access_warning("bringover-to", ws), nullptr);
-  std::string out = testing::internal::GetCapturedStdout();
+  std::string out =
+      capture_stdout([&] { EXPECT_EQ(kes_check_access_warning("bringover-to", ws), nullptr); });
   EXPECT_NE(out.find("does not have access to bringover to workspace"), std::string::npos);
   EXPECT_NE(out.find("(Warning 2065)"), std::string::npos);
 }
