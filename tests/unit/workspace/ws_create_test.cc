@@ -36,7 +36,7 @@ protected:
   }
 };
 
-TEST_F(CreateWsTest, NewRootGetsTheUsersMaskAndBothDefaultFiles) {
+TEST_F(CreateWsTest, NewRootGetsTheUsersMaskAndBothDefaultFilesAnExistingOneKeepsItsMode) {
   umask(0);  // the process works with umask 0; the saved mask still counts
   std::string root = dir + "/new/ws";
   std::string wsname;
@@ -50,14 +50,13 @@ TEST_F(CreateWsTest, NewRootGetsTheUsersMaskAndBothDefaultFiles) {
   ASSERT_EQ(err, nullptr);
   EXPECT_TRUE(ws.exists());
   EXPECT_TRUE(ws.root_is_empty());
-}
 
-TEST_F(CreateWsTest, ExistingDirectoryKeepsItsMode) {
-  std::string root = dir + "/existing";
-  ASSERT_EQ(mkdir(root.c_str(), 0700), 0);
-  ASSERT_EQ(chmod(root.c_str(), 0750), 0);
-  ASSERT_EQ(create(root), 0);
-  EXPECT_EQ(mode_of(root), 0750u);
+  // An existing directory keeps its mode.
+  std::string existing = dir + "/existing";
+  ASSERT_EQ(mkdir(existing.c_str(), 0700), 0);
+  ASSERT_EQ(chmod(existing.c_str(), 0750), 0);
+  ASSERT_EQ(create(existing), 0);
+  EXPECT_EQ(mode_of(existing), 0750u);
 }
 
 TEST_F(CreateWsTest, ExistingWorkspaceAndNestedWorkspacesAreRefused) {
