@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -201,29 +200,6 @@ TEST_F(MmapTest, EmptyFileGivesNoData) {
   EXPECT_EQ(err, nullptr);
   EXPECT_EQ(m.eof(), 1);
   EXPECT_EQ(text_of(m.rewind()), "(no error)");
-}
-
-TEST_F(MmapTest, HistoryFilesReadLikeTheStreamLibraryReadsThem) {
-  std::string cmd = "find " BRINDLE_DATA_DIR "/corpus/bsd44 -name 's.*' -size +12k | head -40";
-  FILE *p = popen(cmd.c_str(), "r");
-  ASSERT_NE(p, nullptr);
-  char name[4096];
-  int files = 0;
-  while (fgets(name, sizeof name, p)) {
-    std::string path(name, strcspn(name, "\n"));
-    std::ifstream in(path, std::ios::binary);
-    Lines want;
-    std::string line;
-    while (std::getline(in, line)) want.push_back(line + "\n");
-    Kes_mmap m(path.c_str(), nullptr);
-    ASSERT_EQ(text_of(m.open()), "(no error)");
-    Kes_err *err = nullptr;
-    EXPECT_EQ(all_lines(m, &err), want) << path;
-    EXPECT_EQ(err, nullptr);
-    files++;
-  }
-  pclose(p);
-  if (files == 0) GTEST_SKIP() << "no history files in the corpus";
 }
 
 TEST_F(MmapTest, OpenFailuresLeaveNothingOpen) {
