@@ -573,6 +573,30 @@ TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
   delete g;
 }
 
+// Counts the looks a locker takes at a lock somebody else holds.
+int looks_at_held_lock = 0;
+void count_look(const char *, time_t, time_t, int) { looks_at_held_lock++; }
+
+TEST_F(Nametable, AReadWaitsForTheTableLockAnotherProcessHolds) {
+  write_file(table, "VERSION 1\nf 1 2 3 4\n");
+  std::string lock = table + ".lock";
+  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
+  pid_t releaser = fork();
+  if (releaser == 0) {
+    usleep(1500000);
+    unlink(lock.c_str());
+    _exit(0);
+  }
+  kes_file_lock_set_observer(count_look);
+  open_table();
+  EXPECT_EQ(read().code, 0);
+  kes_file_lock_set_observer(nullptr);
+  waitpid(releaser, nullptr, 0);
+  EXPECT_GE(looks_at_held_lock, 1);
+  EXPECT_EQ(nt->list->count, 1);
+  EXPECT_FALSE(file_exists(lock));
+}
+
 TEST_F(Nametable, AnInterruptRemovesTheHalfWrittenTableOnly) {
   open_table();
   ws->write_locked = 1;
