@@ -175,7 +175,8 @@ TEST_F(CmdSfile, UncheckoutOfTheOnlyEditRestoresTheClearFile) {
   EXPECT_EQ(mode_of(clear) & 0222, 0u);
 }
 
-TEST_F(CmdSfile, UncheckoutOfOneOfTwoEdits) {
+// Of two edits, one SID ungets that edit; without a SID both are dropped.
+TEST_F(CmdSfile, UncheckoutOfTwoEdits) {
   make_two_edits();
   SCCS_sfile f(spath.c_str());
   Cmd *c = f.uncheckout("1.1.1.1");
@@ -185,12 +186,10 @@ TEST_F(CmdSfile, UncheckoutOfOneOfTwoEdits) {
   std::string left = pfile_text(sdir);
   EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
   EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
-}
 
-TEST_F(CmdSfile, UncheckoutWithoutSidOfTwoEditsUneditsTheFile) {
-  make_two_edits();
-  SCCS_sfile f(spath.c_str());
-  Cmd *c = f.uncheckout(nullptr);
+  ASSERT_EQ(run(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  SCCS_sfile g(spath.c_str());
+  c = g.uncheckout(nullptr);
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
   EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
   delete c;

@@ -186,6 +186,21 @@ bool is_fake_root(const Delta_info &d) {
   return d.user == "Fake" && d.date == "70/01/01 00:00:00";
 }
 
+// prs -e -a with one record per delta between \x02 and \x03, split at '|'.
+// The comments may hold '|' and newlines, so they go last.
+Run_result prs_records(const std::string &sfile, const std::string &fields,
+                       std::vector<std::vector<std::string>> *records) {
+  Run_result r = run({sccs_prog("prs"), "-e", "-a", "-d\x02" + fields + "\x03", sfile});
+  size_t pos = 0;
+  while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
+    size_t end = r.out.find('\x03', pos);
+    if (end == std::string::npos) break;
+    records->push_back(split(r.out.substr(pos + 1, end - pos - 1), '|'));
+    pos = end;
+  }
+  return r;
+}
+
 }  // namespace
 
 // ---- snapshots ----------------------------------------------------------------
@@ -230,22 +245,15 @@ std::string get_text(const std::string &sfile, const std::string &sid,
 Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) {
   Snapshot s;
   s.sfile = sfile;
-  // One record per delta; the comments come last since they may span lines.
-  Run_result r = run({sccs_prog("prs"), "-e", "-a",
-                      "-d\x02:I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:C:\x03", sfile});
+  std::vector<std::vector<std::string>> records;
+  Run_result r = prs_records(sfile, ":I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:C:", &records);
   if (r.status != 0) {
     problems->push_back("prs of " + sfile + " failed: " + r.err);
     return s;
   }
-  size_t pos = 0;
-  while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
-    size_t end = r.out.find('\x03', pos);
-    if (end == std::string::npos) break;
-    std::string rec = r.out.substr(pos + 1, end - pos - 1);
-    pos = end;
-    std::vector<std::string> f = split(rec, '|');
+  for (const std::vector<std::string> &f : records) {
     if (f.size() < 10) {
-      problems->push_back("unreadable prs record in " + sfile + ": " + rec);
+      problems->push_back("unreadable prs record in " + sfile);
       continue;
     }
     Delta_info d;
@@ -320,14 +328,10 @@ struct Generator::History {
   std::string path() const { return dir + "/" + sfile; }
   std::string gfile() const { return dir + "/" + name; }
   void refresh() {
-    std::vector<std::string> ignored;
-    Run_result r = run({sccs_prog("prs"), "-e", "-a", "-d\x02:I:|:DT:|:DS:|:DP:\x03", path()});
+    std::vector<std::vector<std::string>> records;
+    prs_records(path(), ":I:|:DT:|:DS:|:DP:", &records);
     deltas.clear();
-    size_t pos = 0;
-    while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
-      size_t end = r.out.find('\x03', pos);
-      std::vector<std::string> f = split(r.out.substr(pos + 1, end - pos - 1), '|');
-      pos = end;
+    for (const std::vector<std::string> &f : records) {
       if (f.size() < 4) continue;
       Delta_info d;
       d.sid = f[0];
