@@ -102,27 +102,6 @@ TEST(NamehistTree, BadLinesAreRefused) {
   }
 }
 
-TEST(NamehistTree, FakeNodesAndComparison) {
-  Kes_name_tree t(3);
-  Kes_name_node *a = t.ith_name(1), *b = t.ith_name(2);
-  a->set_name("x");
-  b->set_name("x");
-  EXPECT_EQ(0, a->different(b));
-  b->set_name("y");
-  EXPECT_NE(0, a->different(b));
-  t.root = a;
-  a->serial = 1;
-  t.add_fake();
-  Kes_name_node *f = t.ith_name(0);
-  EXPECT_EQ(f, t.root);
-  EXPECT_TRUE(f->fake);
-  EXPECT_TRUE(f->is_fake());
-  EXPECT_EQ(f, f->peer);
-  EXPECT_EQ(a, f->first_child);
-  EXPECT_EQ(f, a->parent);
-  EXPECT_EQ(1, t.fake_was_added());
-}
-
 // ---------------------------------------------------------------------------
 // In real files
 

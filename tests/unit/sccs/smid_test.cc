@@ -63,7 +63,7 @@ TEST(SmidText, ShortOrBadTextReportsFewerWordsAndChangesNothing) {
   EXPECT_EQ(0x23456789u, s.word[0]);
 }
 
-TEST(SmidOrder, FirstUnequalWordDecidesBySignedDifference) {
+TEST(SmidOrder, FirstUnequalWordDecidesAndEqualityUsesAllWords) {
   Kes_smid a, b;
   EXPECT_EQ(0, kes_smid_cmp(&a, &b));
   a.word[2] = 5;
@@ -78,20 +78,19 @@ TEST(SmidOrder, FirstUnequalWordDecidesBySignedDifference) {
   EXPECT_LT(kes_smid_cmp(&big, &small), 0);
   EXPECT_GT(kes_smid_cmp(&small, &big), 0);
   EXPECT_EQ((int32_t)0x8fffffffu, kes_smid_cmp(&big, &small));
-}
 
-TEST(SmidOrder, EqualityAndHashUseAllFourWords) {
-  Kes_smid *a = make(1, 2, 3, 4), *b = make(1, 2, 3, 4), *c = make(1, 2, 3, 5);
-  EXPECT_TRUE(kes_smid_equal(a, b));
-  EXPECT_FALSE(kes_smid_equal(a, c));
-  EXPECT_EQ(1, a->compare(b));
-  EXPECT_EQ(0, a->compare(c));
-  EXPECT_EQ(10, kes_smid_hash(a));
+  // Equality and the hash use all four words.
+  Kes_smid *p = make(1, 2, 3, 4), *q = make(1, 2, 3, 4), *r = make(1, 2, 3, 5);
+  EXPECT_TRUE(kes_smid_equal(p, q));
+  EXPECT_FALSE(kes_smid_equal(p, r));
+  EXPECT_EQ(1, p->compare(q));
+  EXPECT_EQ(0, p->compare(r));
+  EXPECT_EQ(10, kes_smid_hash(p));
   Kes_smid *wrap = make(0xffffffffu, 2, 0, 0);
   EXPECT_EQ(1, kes_smid_hash(wrap));  // the sum wraps in 32 bits
-  delete a;
-  delete b;
-  delete c;
+  delete p;
+  delete q;
+  delete r;
   delete wrap;
 }
 
