@@ -19,6 +19,7 @@
 
 #include "bench_common.h"
 #include "../tests/unit/sccs/merge_gen_helpers.cc"
+#include "../tests/unit/sccs/merge_engine_run.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -31,35 +32,6 @@ double now() {
   struct timeval tv;
   gettimeofday(&tv, nullptr);
   return tv.tv_sec + tv.tv_usec / 1e6;
-}
-
-// The merge, with the route chosen by the environment as a user would.
-Merge_outcome engine_merge(const Merge_request &r) {
-  if (r.slow)
-    setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
-  else
-    unsetenv("BRINDLE_MERGE_BODIES_TEST");
-  kes_merge_bodies_test_reread();
-  SCCS_sfile from(r.from_sfile.c_str()), to(r.to_sfile.c_str());
-  SCCS_merge m;
-  m.from_sname = r.from_sfile.c_str();
-  m.to_sname = r.to_sfile.c_str();
-  m.from_name = m.to_name = "f.c";
-  m.ws_path = r.ws_path.c_str();
-  m.from_file = &from;
-  m.to_file = &to;
-  if (r.analysis) m.options |= KES_MO_ANALYSIS_ONLY;
-  if (r.force) m.options |= KES_MO_FORCE;
-  if (r.names) m.options |= KES_MO_NAMES;
-  Merge_outcome out;
-  Kes_err *err = m.merge();
-  out.ok = err == nullptr;
-  if (err) out.error = err->text;
-  delete err;
-  out.contents_state = m.contents_state;
-  out.conflict_state = m.conflict_state;
-  unsetenv("BRINDLE_MERGE_BODIES_TEST");
-  return out;
 }
 
 int run_long(int n) {

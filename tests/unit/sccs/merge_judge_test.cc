@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "sccs/merge_engine_run.h"
 #include "sccs/merge_gen_helpers.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
@@ -16,39 +17,6 @@
 using namespace merge_gen;
 
 namespace {
-
-// The merge under judgement.
-Merge_outcome engine_merge(const Merge_request &r) {
-  if (r.slow)
-    setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
-  else
-    unsetenv("BRINDLE_MERGE_BODIES_TEST");
-  kes_merge_bodies_test_reread();
-  SCCS_sfile from(r.from_sfile.c_str()), to(r.to_sfile.c_str());
-  SCCS_merge m;
-  m.from_sname = r.from_sfile.c_str();
-  m.to_sname = r.to_sfile.c_str();
-  m.from_name = m.to_name = "f.c";
-  m.ws_path = r.ws_path.c_str();
-  m.from_file = &from;
-  m.to_file = &to;
-  if (r.analysis) m.options |= KES_MO_ANALYSIS_ONLY;
-  if (r.force) m.options |= KES_MO_FORCE;
-  if (r.names) m.options |= KES_MO_NAMES;
-  if (r.signature) m.options |= KES_MO_SIGNATURE;
-  Merge_outcome out;
-  testing::internal::CaptureStdout();
-  Kes_err *err = m.merge();
-  out.switched = testing::internal::GetCapturedStdout().find("--> Switching to new merging logic") !=
-                 std::string::npos;
-  out.ok = err == nullptr;
-  if (err) out.error = err->text;
-  delete err;
-  out.contents_state = m.contents_state;
-  out.conflict_state = m.conflict_state;
-  unsetenv("BRINDLE_MERGE_BODIES_TEST");
-  return out;
-}
 
 class MergeJudge : public ::testing::Test {
 protected:
