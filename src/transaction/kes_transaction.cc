@@ -469,3 +469,16 @@ void Kes_transaction::print_child_ws() {
 }
 
 void Kes_transaction::print_timers() { kes_trans_timers_print(); }
+
+int Kes_transaction::nt_creating_child(Kes_workspace *ws) {
+  return flags.creating_child && child_ws && child_ws->compare(ws);
+}
+
+void Kes_transaction::nt_print_progress(Kes_workspace *ws) {
+  if (parent_ws && parent_ws->compare(ws))
+    printf("%s", BWM_MSG(5024, "Updating names in parent workspace's name table\n"));
+  else if (child_ws && child_ws->compare(ws))
+    printf("%s", BWM_MSG(5025, "Updating names in child workspace's name table\n"));
+  else
+    printf("%s", BWM_MSG(5026, "Updating names in workspace's name table\n"));
+}

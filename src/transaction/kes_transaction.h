@@ -9,6 +9,7 @@
 #include <cstdarg>
 
 #include "transaction/kes_trans_state.h"
+#include "workspace/kes_nt_client.h"
 
 class Kes_err;
 class Kes_workspace;
@@ -78,7 +79,7 @@ struct Kes_trans_counts {
   int rename_errors;
 };
 
-class Kes_transaction {
+class Kes_transaction : public Kes_nt_client {
 public:
   int argc;
   char **argv;  // not owned
@@ -204,6 +205,10 @@ public:
   virtual int is_relname_symlink(const char *name, Kes_file *file);
   virtual int is_dir_symlink(const char *name, const char *dir);
 
+  // What a name table rebuilt for this run asks.
+  int nt_creating_child(Kes_workspace *ws) override;
+  void nt_print_progress(Kes_workspace *ws) override;
+
   // Prints a summary line "%8d   %s\n" when count is positive.
   void print_summary_line(int state, int count);
   // Forks a child that sends the notification mail; the parent goes on.
@@ -245,9 +250,6 @@ int kes_get_exit_signal();
 // written file is left.  A null path clears it.
 void kes_set_incomplete_file(const char *path);
 const char *kes_get_incomplete_file();
-
-// kes_set_mail_command, kes_get_mail_command: the host's mailer.
-#include "workspace/kes_mailer.h"
 
 // Sets up the two signal handlers and registers the exit step.
 void kes_trans_take_signals();

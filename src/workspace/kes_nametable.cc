@@ -16,7 +16,6 @@
 
 #include "sccs/kes_sfile.h"
 #include "sccs/kes_smid.h"
-#include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
 #include "util/kes_heap.h"
 #include "util/kes_init.h"
@@ -480,7 +479,7 @@ Kes_err *Kes_md_nametable::build_list_from_memory(Kes_ntlist *L, int *bad) {
   return err;
 }
 
-Kes_err *Kes_md_nametable::read_table(Kes_transaction *tr, Kes_smid_int_hash *dup_smids) {
+Kes_err *Kes_md_nametable::read_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids) {
   // Nobody may replace the table while it is merged with its journal.
   if (writable) {
     if (Kes_err *e = lock()) return e;
@@ -554,34 +553,15 @@ Kes_err *Kes_md_nametable::read_existing_table_with_dups() {
   return err;
 }
 
-namespace {
-// What a transaction says about the workspace of this table: 1 when it is the
-// child being created (so there is nothing to scan), else 0 after the report
-// of the scan.  The transaction layer lies above this one and isn't linked
-// into every program that uses a table, so its class is reached only through
-// its fields and its virtual functions, and without the sanitizer's dynamic
-// type check, which would need its type information.
-__attribute__((no_sanitize("vptr"))) int tell_transaction(Kes_transaction *tr,
-                                                          Kes_workspace *ws) {
-  if (tr->flags.creating_child && tr->child_ws && tr->child_ws->compare(ws)) return 1;
-  if (tr->parent_ws && tr->parent_ws->compare(ws))
-    tr->printf("%s", BWM_MSG(5024, "Updating names in parent workspace's name table\n"));
-  else if (tr->child_ws && tr->child_ws->compare(ws))
-    tr->printf("%s", BWM_MSG(5025, "Updating names in child workspace's name table\n"));
-  else
-    tr->printf("%s", BWM_MSG(5026, "Updating names in workspace's name table\n"));
-  return 0;
-}
-}  // namespace
-
-Kes_err *Kes_md_nametable::rebuild_table(Kes_transaction *tr, Kes_smid_int_hash *dup_smids,
+Kes_err *Kes_md_nametable::rebuild_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids,
                                          int *dups) {
   *dups = 0;
   // A child being made by this transaction has no history files yet.
-  if (tr && tell_transaction(tr, workspace)) {
+  if (tr && tr->nt_creating_child(workspace)) {
     rebuilt = 1;
     return nullptr;
   }
+  if (tr) tr->nt_print_progress(workspace);
   clear_data();
   kes_heartbeat_enable(60, "BRINDLE_HEARTBEAT",
                        BWM_MSG(5027, "Searching for history files for %.1f minutes ...\n"));

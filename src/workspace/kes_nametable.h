@@ -18,12 +18,12 @@
 #include "util/kes_list.h"
 #include "workspace/kes_md_backupnew.h"
 #include "workspace/kes_metadata.h"
+#include "workspace/kes_nt_client.h"
 
 class Kes_err;
 class Kes_smid;
 class Kes_smid_int_hash;
 class Kes_smid_str_hash;
-class Kes_transaction;
 class Kes_workspace;
 
 // The longest line of either file, newline included.  A name may have 1024
@@ -150,12 +150,12 @@ public:
   // rebuilds it from the tree.  tr may be null; dup_smids, if given, receives
   // the SmIDs that a rebuild found on more than one file (copies, which the
   // caller deletes: see kes_nt_delete_dup_smids).
-  Kes_err *read_table(Kes_transaction *tr, Kes_smid_int_hash *dup_smids);
+  Kes_err *read_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids);
   // Reads without the duplicate test and never rebuilds: a bad or missing
   // table reads as empty.  For the repair of duplicates.
   Kes_err *read_existing_table_with_dups();
   // A full scan of the tree.
-  Kes_err *rebuild_table(Kes_transaction *tr, Kes_smid_int_hash *dup_smids, int *dups);
+  Kes_err *rebuild_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids, int *dups);
   // Writes the table with every edit and removes the journal.  Nothing, and no
   // error, in a workspace that can't be written.
   Kes_err *write_table();

@@ -10,6 +10,7 @@
 #include "transaction/kes_bringover.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
+#include "workspace/kes_mailer.h"
 #include "workspace/kes_workspace.h"
 
 namespace {

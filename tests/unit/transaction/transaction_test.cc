@@ -15,6 +15,7 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 
 namespace {
@@ -463,6 +464,43 @@ TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
   EXPECT_NE(r.out.find("Nothing to do"), std::string::npos);
 }
 
+
+// A name table rebuilt during a run tells which workspace it scans, through the
+// transaction; the child this run creates has nothing to scan.
+TEST_F(PropagateTest, ARebuiltNameTableSaysWhichWorkspaceItScans) {
+  sh("mkdir -p " + dir + "/other/Brindle_wsdata");
+  const struct {
+    const char *ws;
+    int creating;
+    const char *said;
+  } cases[] = {
+      {"from", 0, "Updating names in parent workspace's name table\n"},
+      {"to", 0, "Updating names in child workspace's name table\n"},
+      {"to", 1, ""},
+      {"other", 0, "Updating names in workspace's name table\n"},
+  };
+  for (const auto &c : cases) {
+    sh("rm -f " + dir + "/" + c.ws + "/Brindle_wsdata/nametable");
+    Child_result r = run_in_child([&]() {
+      Propagating_transaction t;
+      Kes_err *err = nullptr;
+      t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
+      t.to_ws = t.child_ws = new Kes_workspace((dir + "/to").c_str(), &err);
+      t.flags.creating_child = c.creating;
+      Kes_workspace ws((dir + "/" + c.ws).c_str(), &err);
+      Kes_md_nametable *nt = nullptr;
+      if (!err) err = ws.get_md_nametable(&nt);
+      if (!err) err = nt->read_table(&t, nullptr);
+      if (err) fputs(err->text, stderr);
+      int status = err || !nt->rebuilt ? 1 : 0;
+      delete nt;
+      delete err;
+      return status;
+    });
+    EXPECT_EQ(r.exit_status, 0) << c.ws << r.err;
+    EXPECT_EQ(r.out, c.said) << c.ws << " creating " << c.creating;
+  }
+}
 
 std::string names_of(Kes_strlist *list) {
   std::string s;
