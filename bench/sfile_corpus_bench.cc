@@ -62,10 +62,7 @@ int run(const std::string &cmd, std::string *out) {
 }
 
 std::string cssc_dir() {
-  for (const char *d : {"/usr/lib/x86_64-linux-gnu/cssc", "/usr/lib/aarch64-linux-gnu/cssc",
-                        "/usr/lib/cssc", "/usr/libexec/cssc"})
-    if (access((std::string(d) + "/get").c_str(), X_OK) == 0) return d;
-  return "";
+  return access(BRINDLE_SCCS_DIR "/get", X_OK) == 0 ? BRINDLE_SCCS_DIR : "";
 }
 
 // Every live SID's text, as CSSC's get gives it.

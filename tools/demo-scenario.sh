@@ -11,7 +11,8 @@ if [ ! -x "$bin/bringover" ]; then
   echo "Built programs:"; ls "$bin"
   exit 0
 fi
-sccs_dir=/usr/lib/$(gcc -print-multiarch 2>/dev/null || echo x86_64-linux-gnu)/cssc
+# The SCCS programs' directory is the one the build was configured with.
+sccs_dir=$(sed -n 's/^BRINDLE_SCCS_DIR:PATH=//p' "$bin/../CMakeCache.txt")
 export PATH="$bin:$sccs_dir:$PATH"
 
 # show CMD...: prints the command as typed, runs it, and tells its status.

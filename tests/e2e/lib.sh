@@ -2,9 +2,9 @@
 # e2e_start, runs its story with run/expect_*, and ends with e2e_finish.
 #
 # Environment from CTest: BRINDLE_BIN (built programs), BRINDLE_DATA (test
-# data), E2E_LIB (this file).
+# data), CSSC_DIR (the SCCS programs), E2E_LIB (this file).
 
-CSSC_DIR=${CSSC_DIR:-/usr/lib/x86_64-linux-gnu/cssc}
+CSSC_DIR=${CSSC_DIR:-}
 E2E_FAILS=0
 
 # Makes a temporary directory T for the test, removed at the end, and puts

@@ -19,10 +19,6 @@
 #include <set>
 #include <sstream>
 
-#ifndef BRINDLE_SCCS_PROG_DIR
-#define BRINDLE_SCCS_PROG_DIR "/usr/lib/x86_64-linux-gnu/cssc"
-#endif
-
 namespace merge_gen {
 
 // ---- running programs ------------------------------------------------------
@@ -88,7 +84,7 @@ Run_result run(const std::vector<std::string> &argv, const std::string &cwd) {
 }
 
 std::string sccs_prog(const char *name) {
-  return std::string(BRINDLE_SCCS_PROG_DIR) + "/" + name;
+  return std::string(BRINDLE_SCCS_DIR) + "/" + name;
 }
 
 std::string read_file(const std::string &path) {

@@ -92,14 +92,9 @@ std::string shq(const std::string &word) {
 }
 
 std::string cssc(const std::string &prog) {
-  static const char *dirs[] = {"/usr/lib/x86_64-linux-gnu/cssc", "/usr/lib/aarch64-linux-gnu/cssc",
-                               "/usr/lib/cssc", "/usr/libexec/cssc"};
-  for (const char *d : dirs) {
-    std::string p = std::string(d) + "/" + prog;
-    if (access(p.c_str(), X_OK) == 0) return p;
-  }
-  ADD_FAILURE() << "CSSC program " << prog << " not found";
-  return prog;
+  std::string p = std::string(BRINDLE_SCCS_DIR) + "/" + prog;
+  if (access(p.c_str(), X_OK) != 0) ADD_FAILURE() << "CSSC program " << p << " not found";
+  return p;
 }
 
 std::string read_file(const std::string &path) {

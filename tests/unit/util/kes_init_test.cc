@@ -64,7 +64,7 @@ TEST(Startup, InitSetsUmaskNameSearchPathsAndCatalogues) {
   // each with the user's language before C.
   const std::string up = kBin + "/..", upup = kBin + "/../..";
   EXPECT_EQ(seen, "umask=0\nsaved=23\nbase=bringover\n"  // 027 octal saved
-                  "PATH=/bin:" BRINDLE_SCCS_DIR_FOR_TESTS ":/usr/bin:/usr/sbin\n"
+                  "PATH=/bin:" BRINDLE_SCCS_DIR ":/usr/bin:/usr/sbin\n"
                   "NLSPATH=" + up + "/lib/locale/%L/LC_MESSAGES/%N.cat:" + up +
                       "/lib/locale/C/LC_MESSAGES/%N.cat:/usr/dt/lib/nls/msg/%L/%N.cat:" + upup +
                       "/lib/locale/%L/LC_MESSAGES/%N.cat:" + upup +
@@ -101,13 +101,13 @@ TEST(Startup, ExistingSearchPathMembersAreNotRepeated) {
   EXPECT_STREQ(c, "X=/ab:/a");  // members compare whole, not by prefix
   free(c);
   std::string seen = in_child([] {
-    setenv("PATH", "/usr/bin:" BRINDLE_SCCS_DIR_FOR_TESTS, 1);
+    setenv("PATH", "/usr/bin:" BRINDLE_SCCS_DIR, 1);
     setenv("TILEWINHOME", "/opt/tw", 1);
     kes_set_path();
     kes_set_path();
     return env("PATH");
   });
-  EXPECT_EQ(seen, "/usr/bin:" BRINDLE_SCCS_DIR_FOR_TESTS ":/opt/tw/bin:/usr/sbin");
+  EXPECT_EQ(seen, "/usr/bin:" BRINDLE_SCCS_DIR ":/opt/tw/bin:/usr/sbin");
 }
 
 TEST(Startup, RunDirectoryUnknownWithoutName) {
