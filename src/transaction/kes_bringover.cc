@@ -16,8 +16,8 @@
 #include "workspace/kes_access.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
-#include "workspace/kes_md_autofr.h"
-#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_md_freezept_control.h"
+#include "workspace/kes_md_putback_validation.h"
 #include "workspace/kes_notify.h"
 #include "workspace/kes_workspace.h"
 

@@ -239,18 +239,7 @@ Kes_err *Kes_md_access::conversion() {
 }
 
 void Kes_md_access::format_comment(void *entry, char **text) {
-  *text = nullptr;
-  Kes_access *a = (Kes_access *)entry;
-  if (!a->comments) return;
-  std::string out;
-  int any = 0;
-  for (Kes_listelem *e = a->comments->head.next; e != &a->comments->head; e = e->next) {
-    const char *c = (const char *)e->data;
-    if (c[0]) any = 1;
-    out += c;
-    out += '\n';
-  }
-  if (any) *text = dup_or_die(out.c_str());
+  *text = kes_md_comment_text(static_cast<Kes_access *>(entry)->comments);
 }
 
 void Kes_md_access::format_entry(void *entry, char **text) {
@@ -342,14 +331,6 @@ Kes_err *Kes_md_access::create_default_file(VCS vcs) {
 Kes_access *kes_acl_get_default(Kes_workspace *ws, const char *operation) {
   int unknown = 0;
   return make_default(operation, &unknown);
-}
-
-Kes_err *Kes_workspace::get_md_access(Kes_md_access **md) {
-  char dir[1024];
-  Kes_err *err = get_full_metadata_dir(dir);
-  if (err) return err;
-  *md = new Kes_md_access(this, dir);
-  return nullptr;
 }
 
 Kes_err *Kes_workspace::get_accesslist(Kes_accesslist **list) {

@@ -187,14 +187,6 @@ Kes_err *Kes_md_locks::parse(char *line, void **entry, Kes_strlist *comments) {
   return nullptr;
 }
 
-Kes_err *Kes_workspace::get_md_locks(Kes_md_locks **md) {
-  char dir[kBufSize];
-  Kes_err *err = get_full_metadata_dir(dir);
-  if (err) return err;
-  *md = new Kes_md_locks(this, dir);
-  return nullptr;
-}
-
 Kes_err *Kes_workspace::get_locks(Kes_cmdlocklist **list) {
   *list = new Kes_cmdlocklist;
   if (!exists()) return nullptr;

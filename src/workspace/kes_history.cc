@@ -342,14 +342,6 @@ Kes_err *Kes_md_history::get_contents(Kes_list *list) {
 
 // ---- the workspace's members for the log ----
 
-Kes_err *Kes_workspace::get_md_history(Kes_md_history **md) {
-  char dir[1024];
-  Kes_err *err = get_full_metadata_dir(dir);
-  if (err) return err;
-  *md = new Kes_md_history(this, dir);
-  return nullptr;
-}
-
 Kes_err *Kes_workspace::print_history() {
   Kes_md_history *md = nullptr;
   Kes_err *err = get_md_history(&md);

@@ -1,3 +1,5 @@
+// The links between workspaces: parse of the parent, children and ombraparent
+// files.
 #include "workspace/kes_md_parent.h"
 
 #include <cstdio>
@@ -5,7 +7,9 @@
 #include "util/kes_err.h"
 #include "workspace/kes_workspace.h"
 
-Kes_err *Kes_md_parent::parse(char *line, void **entry, Kes_strlist *comments) {
+namespace {
+// A line of the parent or children file: one workspace by its netname.
+Kes_err *parse_link(const char *line, void **entry) {
   Kes_workspace *ws = new Kes_workspace;
   Kes_err *e = ws->parse_parent_child_line(line);
   if (e) {
@@ -15,16 +19,14 @@ Kes_err *Kes_md_parent::parse(char *line, void **entry, Kes_strlist *comments) {
   *entry = ws;
   return nullptr;
 }
+}  // namespace
+
+Kes_err *Kes_md_parent::parse(char *line, void **entry, Kes_strlist *comments) {
+  return parse_link(line, entry);
+}
 
 Kes_err *Kes_md_children::parse(char *line, void **entry, Kes_strlist *comments) {
-  Kes_workspace *ws = new Kes_workspace;
-  Kes_err *e = ws->parse_parent_child_line(line);
-  if (e) {
-    delete ws;
-    return e;
-  }
-  *entry = ws;
-  return nullptr;
+  return parse_link(line, entry);
 }
 
 Kes_err *Kes_md_ombraparent::parse(char *line, void **entry, Kes_strlist *comments) {

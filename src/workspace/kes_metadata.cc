@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -472,4 +473,39 @@ Kes_err *kes_file_lock(const char *target, const char *lockname, int timeout) {
   }
   free(probe);
   return err;
+}
+
+void kes_md_split_key(char *line, char **key, char **value) {
+  while (isspace(static_cast<unsigned char>(*line))) line++;
+  *key = line;
+  while (*line && !isspace(static_cast<unsigned char>(*line))) line++;
+  if (*line) *line++ = '\0';
+  while (isspace(static_cast<unsigned char>(*line))) line++;
+  *value = *line ? line : nullptr;
+}
+
+int kes_md_first_word_is(const char *value, const char *word) {
+  size_t n = strlen(word);
+  return strncmp(value, word, n) == 0 &&
+         (value[n] == '\0' || isspace(static_cast<unsigned char>(value[n])));
+}
+
+char *kes_md_keyed_line(const char *key, const char *value) {
+  std::string s = key;
+  do s += ' ';
+  while (s.size() < 20);
+  return kes_strdup((s + value + "\n").c_str());
+}
+
+char *kes_md_comment_text(Kes_strlist *comments) {
+  if (!comments) return nullptr;
+  std::string out;
+  int any = 0;
+  for (Kes_listelem *e = comments->head.next; e != &comments->head; e = e->next) {
+    const char *c = static_cast<const char *>(e->data);
+    if (c[0]) any = 1;
+    out += c;
+    out += '\n';
+  }
+  return any ? kes_strdup(out.c_str()) : nullptr;
 }

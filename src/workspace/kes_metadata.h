@@ -92,4 +92,17 @@ typedef void (*Kes_file_lock_observer)(const char *lockname, time_t lock_mtime,
                                        time_t probe_mtime, int broken);
 void kes_file_lock_set_observer(Kes_file_lock_observer fn);
 
+// The lines "key<blanks>value" of the settings files.  split_key splits one in
+// place: key ends at the first blank, value starts at the next non-blank and is
+// null when there is none.
+void kes_md_split_key(char *line, char **key, char **value);
+// 1 when the first word of value is word.
+int kes_md_first_word_is(const char *value, const char *word);
+// key, blanks to 20 columns (at least one), value and a newline; malloc-ed.
+char *kes_md_keyed_line(const char *key, const char *value);
+
+// The comment lines of an entry as one text for format_comment, each with its
+// newline; null when there are none or every one is empty.  malloc-ed.
+char *kes_md_comment_text(Kes_strlist *comments);
+
 #endif

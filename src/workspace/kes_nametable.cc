@@ -665,22 +665,6 @@ void Kes_md_nametable::cleanup_on_intr() {
   delete editlog->close();
 }
 
-Kes_err *Kes_workspace::get_md_nametable(Kes_md_nametable **md) {
-  char dir[1024];
-  *md = nullptr;
-  if (Kes_err *e = get_full_metadata_dir(dir)) return e;
-  *md = new Kes_md_nametable(this, dir);
-  return nullptr;
-}
-
-Kes_err *Kes_workspace::get_md_nt_editlog(Kes_md_nt_editlog **md) {
-  char dir[1024];
-  *md = nullptr;
-  if (Kes_err *e = get_full_metadata_dir(dir)) return e;
-  *md = new Kes_md_nt_editlog(this, dir);
-  return nullptr;
-}
-
 // ---------------------------------------------------------------------------
 // The walk over a workspace
 

@@ -274,17 +274,7 @@ Kes_err *Kes_md_notify::get_contents(Kes_list *list) {
 }
 
 void Kes_md_notify::format_comment(void *entry, char **text) {
-  *text = nullptr;
-  Kes_notify *n = (Kes_notify *)entry;
-  if (!n->comments) return;
-  std::string out;
-  int any = 0;
-  for (Kes_listelem *e = n->comments->head.next; e != &n->comments->head; e = e->next) {
-    if (((char *)e->data)[0]) any = 1;
-    out += (char *)e->data;
-    out += '\n';
-  }
-  if (any) *text = kes_format_alloc("%s", out.c_str());
+  *text = kes_md_comment_text(static_cast<Kes_notify *>(entry)->comments);
 }
 
 void Kes_md_notify::format_entry(void *entry, char **text) {
@@ -338,10 +328,3 @@ Kes_err *Kes_workspace::print_notifications() {
   return err;
 }
 
-Kes_err *Kes_workspace::get_md_notify(Kes_md_notify **md) {
-  char dir[1024];
-  Kes_err *err = get_full_metadata_dir(dir);
-  if (err) return err;
-  *md = new Kes_md_notify(this, dir);
-  return nullptr;
-}

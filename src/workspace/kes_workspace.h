@@ -14,19 +14,17 @@
 //
 // Where the members are defined:
 //   kes_workspace.cc      naming, identity, validity, printing, free functions
-//   kes_ws_metadata.cc    get_md_... factories of this layer's small files,
-//                         content readers and writers, print_description,
-//                         make_descnm_notif_line
-//   kes_ws_history.cc     get_sfile, get_merge_object
+//   kes_ws_metadata.cc    every get_md_... factory, content readers and writers,
+//                         print_description, make_descnm_notif_line
+//   kes_ws_sfile.cc       get_sfile, get_merge_object
 //   kes_ws_create.cc      create_ws
-//   kes_cmdlock.cc        get_md_locks, get_locks, obtain_lock, release_lock, print_locks
-// The factories and operations of the name table, command locks, history log,
-// access control and notification (get_md_nametable, get_md_nt_editlog,
-// get_md_locks, get_md_history, get_md_access, get_md_notify, get_locks,
-// obtain_lock, release_lock, print_locks, print_history, get_accesslist,
-// access_granted, print_accesslist, get_notifications, print_notifications),
-// delete_ws, move_ws and reparent are defined with those
-// classes.
+//   kes_ws_tree.cc        delete_ws, move_ws, reparent
+// The operations on the command locks, history log, access control and
+// notification files (get_locks, obtain_lock, release_lock, print_locks,
+// print_history, get_accesslist, access_granted, print_accesslist,
+// get_notifications, print_notifications) are defined with those files'
+// classes, in kes_cmdlock.cc, kes_history.cc, kes_access.cc and kes_notify.cc:
+// they share those classes' private helpers.
 #ifndef BRINDLE_WORKSPACE_KES_WORKSPACE_H
 #define BRINDLE_WORKSPACE_KES_WORKSPACE_H
 
@@ -113,6 +111,15 @@ public:
   const char *get_vcs_dir();
   Kes_err *get_full_metadata_dir(char *buf);  // buf of 1024 bytes
   void print();
+  // A metadata object of class T on this workspace's metadata directory: the
+  // body of every get_md_... factory.
+  template <class T> [[nodiscard]] Kes_err *make_md(T **md) {
+    char dir[1024];
+    *md = nullptr;
+    if (Kes_err *e = get_full_metadata_dir(dir)) return e;
+    *md = new T(this, dir);
+    return nullptr;
+  }
 
   // Validity.
   int exists();

@@ -1,5 +1,5 @@
-// The workspace's factories for the small metadata files, and the readers and
-// writers built on them.
+// Kes_workspace's factories of its metadata files, and the readers and writers
+// built on them.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,25 +10,21 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
+#include "workspace/kes_access.h"
+#include "workspace/kes_cmdlock.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_md_args.h"
-#include "workspace/kes_md_autofr.h"
 #include "workspace/kes_md_backupnew.h"
 #include "workspace/kes_md_conflicts.h"
 #include "workspace/kes_md_description.h"
+#include "workspace/kes_md_freezept_control.h"
 #include "workspace/kes_md_parent.h"
-#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_md_putback_validation.h"
+#include "workspace/kes_nametable.h"
+#include "workspace/kes_notify.h"
 #include "workspace/kes_workspace.h"
 
 namespace {
-// Makes a T on the workspace's metadata directory.
-template <class T> Kes_err *make_md(Kes_workspace *ws, T **md) {
-  char dir[1024];
-  *md = nullptr;
-  if (Kes_err *e = ws->get_full_metadata_dir(dir)) return e;
-  *md = new T(ws, dir);
-  return nullptr;
-}
-
 // The first workspace of a parent-link file, or null.
 Kes_err *first_link(Kes_md_parent *md, Kes_workspace **out) {
   Kes_wslist list;
@@ -42,19 +38,21 @@ Kes_err *first_link(Kes_md_parent *md, Kes_workspace **out) {
 }
 }  // namespace
 
-Kes_err *Kes_workspace::get_md_args(Kes_md_args **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_autofr(Kes_md_autofr **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_backupnew(Kes_md_backupnew **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_children(Kes_md_children **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_conflicts(Kes_md_conflicts **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_description(Kes_md_description **md) {
-  return make_md(this, md);
-}
-Kes_err *Kes_workspace::get_md_ombraparent(Kes_md_ombraparent **md) {
-  return make_md(this, md);
-}
-Kes_err *Kes_workspace::get_md_parent(Kes_md_parent **md) { return make_md(this, md); }
-Kes_err *Kes_workspace::get_md_pbval(Kes_md_pbval **md) { return make_md(this, md); }
+Kes_err *Kes_workspace::get_md_access(Kes_md_access **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_args(Kes_md_args **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_autofr(Kes_md_autofr **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_backupnew(Kes_md_backupnew **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_children(Kes_md_children **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_conflicts(Kes_md_conflicts **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_description(Kes_md_description **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_history(Kes_md_history **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_locks(Kes_md_locks **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_nametable(Kes_md_nametable **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_nt_editlog(Kes_md_nt_editlog **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_notify(Kes_md_notify **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_ombraparent(Kes_md_ombraparent **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_parent(Kes_md_parent **md) { return make_md(md); }
+Kes_err *Kes_workspace::get_md_pbval(Kes_md_pbval **md) { return make_md(md); }
 
 Kes_err *Kes_workspace::new_md_parent(Kes_workspace *ws, Kes_md_parent **out) {
   return ws->get_md_parent(out);

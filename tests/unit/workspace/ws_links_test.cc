@@ -3,9 +3,9 @@
 // workspace tree.
 
 #include "util/kes_host.h"
-#include "workspace/kes_md_autofr.h"
+#include "workspace/kes_md_freezept_control.h"
 #include "workspace/kes_md_parent.h"
-#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_md_putback_validation.h"
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 

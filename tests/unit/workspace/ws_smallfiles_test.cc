@@ -1,10 +1,10 @@
 // The small metadata files on their own: the backup journal, the description,
 // and the two settings files of the workspace properties.
 
-#include "workspace/kes_md_autofr.h"
+#include "workspace/kes_md_freezept_control.h"
 #include "workspace/kes_md_backupnew.h"
 #include "workspace/kes_md_description.h"
-#include "workspace/kes_md_pbval.h"
+#include "workspace/kes_md_putback_validation.h"
 #include "workspace/ws_helpers.h"
 
 using namespace ws_test;

@@ -10,7 +10,7 @@ using namespace ws_test;
 
 namespace {
 
-TEST(WorkspaceHistory, FilesFromTheFactory) {
+TEST(WorkspaceSfile, FilesFromTheFactory) {
   TempDir tmp;
   std::string root = make_ws(tmp.file("ws"));
   make_dirs(root + "/src/SCCS");
@@ -50,7 +50,7 @@ TEST(WorkspaceHistory, FilesFromTheFactory) {
   delete none;
 }
 
-TEST(WorkspaceHistory, MergeObjectFromTheFactory) {
+TEST(WorkspaceSfile, MergeObjectFromTheFactory) {
   // A child history one delta ahead of its parent: the merge the workspace hands
   // out sees the from side as new, without writing anything in analysis mode.
   TempDir tmp;

@@ -4,8 +4,8 @@
 //   override-ac         yes|no
 //   auto-approved       yes|no
 //   validation-program  the rest of the line
-#ifndef BRINDLE_WORKSPACE_KES_MD_PBVAL_H
-#define BRINDLE_WORKSPACE_KES_MD_PBVAL_H
+#ifndef BRINDLE_WORKSPACE_KES_MD_PUTBACK_VALIDATION_H
+#define BRINDLE_WORKSPACE_KES_MD_PUTBACK_VALIDATION_H
 
 #include "workspace/kes_metadata.h"
 

@@ -1,8 +1,8 @@
 // freezept_control: when to take a freezepoint automatically.  Lines of a key,
 // blanks or tabs, and "yes" or "no".  The resolve keys are written but not read
 // back: before_res and after_res always read as 0.
-#ifndef BRINDLE_WORKSPACE_KES_MD_AUTOFR_H
-#define BRINDLE_WORKSPACE_KES_MD_AUTOFR_H
+#ifndef BRINDLE_WORKSPACE_KES_MD_FREEZEPT_CONTROL_H
+#define BRINDLE_WORKSPACE_KES_MD_FREEZEPT_CONTROL_H
 
 #include "workspace/kes_metadata.h"
 

@@ -36,7 +36,7 @@ unsigned short_wait(unsigned) {
   return 0;
 }
 
-class CmdLock : public ::testing::Test {
+class ZlockCssc : public ::testing::Test {
 protected:
   void SetUp() override {
     waits.clear();
@@ -105,7 +105,7 @@ protected:
   int comments = -1;
 };
 
-TEST_F(CmdLock, ALiveDeltasLockIsRespected) {
+TEST_F(ZlockCssc, ALiveDeltasLockIsRespected) {
   start_waiting_delta();
   // The SCCS programs of this host write the number as decimal text.
   std::string held = read_file(z);
@@ -134,7 +134,7 @@ TEST_F(CmdLock, ALiveDeltasLockIsRespected) {
   EXPECT_EQ(unlockit(z.c_str(), getpid()), 0);
 }
 
-TEST_F(CmdLock, AKilledDeltasLockIsTakenOver) {
+TEST_F(ZlockCssc, AKilledDeltasLockIsTakenOver) {
   start_waiting_delta();
   std::string left = read_file(z);
   kill(delta_pid, SIGKILL);
@@ -152,7 +152,7 @@ TEST_F(CmdLock, AKilledDeltasLockIsTakenOver) {
   EXPECT_EQ(val(sfile), 0);
 }
 
-TEST_F(CmdLock, TextLocksOfOtherShapesAreStillDamage) {
+TEST_F(ZlockCssc, TextLocksOfOtherShapesAreStillDamage) {
   // Digits that can't be a process number, or digits with other text.
   for (std::string bad : {std::string("12345678901"), std::string("123 456"),
                           std::string("99x"), std::string("\n")}) {
@@ -196,7 +196,7 @@ int our_writer(const std::string &path, const std::string &zpath, int rounds) {
   return 0;
 }
 
-TEST_F(CmdLock, OursAndADeltaNeverWriteAtOnce) {
+TEST_F(ZlockCssc, OursAndADeltaNeverWriteAtOnce) {
   const int rounds = 4;
   pid_t writers[2];
   fflush(nullptr);
