@@ -8,6 +8,10 @@
 //                     SmID words in lower-case hexadecimal.  Names may hold
 //                     blanks: the fields are found from the end of the line.
 // nametable_editlog:  "VERSION 1", then "name w0 w1 w2 w3 edit" per change.
+//
+// Where the members are defined: kes_nt.cc the records and their lists and
+// hashes, kes_md_nt_editlog.cc the journal, kes_nametable.cc the table,
+// kes_nt_walk.cc the walk that rebuilds it.
 #ifndef BRINDLE_WORKSPACE_KES_NAMETABLE_H
 #define BRINDLE_WORKSPACE_KES_NAMETABLE_H
 
