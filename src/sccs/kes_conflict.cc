@@ -10,19 +10,11 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
 const char kAttribute[] = "Conflict from ws";
-
-void replace(char **field, const char *value) {
-  free(*field);
-  *field = nullptr;
-  if (value) {
-    *field = strdup(value);
-    if (!*field) kes_new_handler();
-  }
-}
 
 // The next blank-separated word of s from *pos, or "" at the end.
 std::string next_word(const std::string &s, size_t *pos) {
@@ -42,7 +34,7 @@ std::string next_word(const std::string &s, size_t *pos) {
 Kes_conflict::Kes_conflict(Kes_sfile *file, int owns)
     : Kes_sdata(file, owns), child_sid(nullptr), parent_sid(nullptr), ancestor_sid(nullptr),
       ws_path(nullptr), force_word(nullptr) {
-  replace(&force_word, "noforce");
+  kes_str_replace(&force_word, "noforce");
 }
 
 Kes_conflict::~Kes_conflict() {
@@ -58,10 +50,10 @@ Kes_err *Kes_conflict::get() {
   Kes_err *err = get_values(kAttribute, &values);
   if (err) return err;
   if (!values || values->count == 0) {
-    replace(&child_sid, nullptr);
-    replace(&parent_sid, nullptr);
-    replace(&ancestor_sid, nullptr);
-    replace(&ws_path, nullptr);
+    kes_str_replace(&child_sid, nullptr);
+    kes_str_replace(&parent_sid, nullptr);
+    kes_str_replace(&ancestor_sid, nullptr);
+    kes_str_replace(&ws_path, nullptr);
     delete values;
     return nullptr;
   }
@@ -101,7 +93,7 @@ Kes_err *Kes_conflict::get() {
                      BWM_MSG(3300, "Internal error in sccsmerge in Kes_conflict::get(): "
                                    "incomplete conflict info for \"%s\""),
                      file && file->s_path ? file->s_path : "");
-  replace(&ancestor_sid, nullptr);
+  kes_str_replace(&ancestor_sid, nullptr);
   set(word.c_str(), child.c_str(), parent.c_str(), ancestor.empty() ? nullptr : ancestor.c_str(),
       path.c_str());
   return nullptr;
@@ -109,11 +101,11 @@ Kes_err *Kes_conflict::get() {
 
 void Kes_conflict::set(const char *word, const char *child, const char *parent,
                        const char *ancestor, const char *path) {
-  replace(&force_word, word);
-  replace(&child_sid, child);
-  replace(&parent_sid, parent);
-  if (ancestor && *ancestor) replace(&ancestor_sid, ancestor);
-  replace(&ws_path, path);
+  kes_str_replace(&force_word, word);
+  kes_str_replace(&child_sid, child);
+  kes_str_replace(&parent_sid, parent);
+  if (ancestor && *ancestor) kes_str_replace(&ancestor_sid, ancestor);
+  kes_str_replace(&ws_path, path);
 }
 
 Kes_err *Kes_conflict::write() {

@@ -16,18 +16,13 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
 // Running counts of matched deltas and matched names: one merge at a time.
 int common_count;
 int name_common_count;
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s ? s : "");
-  if (!d) kes_new_handler();
-  return d;
-}
 
 Kes_delta *as_delta(Kes_tree_node *n) { return static_cast<Kes_delta *>(n); }
 
@@ -193,7 +188,7 @@ char *mkbranchsid(const char *sid) {
   if (!s.empty() && s.back() == '\n') s.pop_back();
   if (!s.empty() && s.back() == '.') s.pop_back();
   if (dot_count(s.c_str()) % 2 == 1) s.erase(s.rfind('.'));
-  return xstrdup(s.c_str());
+  return kes_strdup_or_empty(s.c_str());
 }
 
 int used(const char *sid, Kes_delta **list, int n) {
@@ -385,7 +380,7 @@ Kes_err *Kes_merge::determine_rename_state() {
     Kes_name_node *a = static_cast<Kes_name_node *>(ft->find_ancestor(fl, tl));
     if (a) {
       free(ancestor_name);
-      ancestor_name = xstrdup(a->name);
+      ancestor_name = kes_strdup_or_empty(a->name);
       int af = strcmp(a->name, fl->name) == 0, at = strcmp(a->name, tl->name) == 0;
       if (af && !at) {
         rename_state = 2;
@@ -543,7 +538,7 @@ Kes_err *Kes_merge::nextsid(Kes_delta *base, Kes_delta **list, int n, char **out
   char buf[128];
   auto take = [&](const char *sid) {
     free(*out);
-    *out = xstrdup(sid);
+    *out = kes_strdup_or_empty(sid);
   };
   if (on_parent_trunk && !must_branch) {
     bool have = false;
@@ -645,7 +640,7 @@ Kes_err *Kes_merge::mksids(Kes_delta **list, int n) {
                        to_file->pfile_path ? to_file->pfile_path : "", p->old_sid ? p->old_sid : "");
     Kes_delta *base = p->delta;
     if (base->side == 1 && base->peer) base = base->peer_delta();
-    char *sid = xstrdup(p->new_sid);
+    char *sid = kes_strdup_or_empty(p->new_sid);
     if ((err = nextsid(base, list, n, &sid, p->new_sid, p->delta, 0, base == m))) {
       free(sid);
       return err;
@@ -660,7 +655,7 @@ Kes_err *Kes_merge::mksids(Kes_delta **list, int n) {
     Kes_delta *base = head->peer ? head->peer_delta() : head;
     char *sid = nullptr;
     if (!head->in_pfile) {
-      sid = xstrdup(base->current_sid());
+      sid = kes_strdup_or_empty(base->current_sid());
     } else if ((err = nextsid(base, list, n, &sid, nullptr, base, 0, base == m))) {
       return err;
     }
@@ -716,7 +711,7 @@ Kes_err *Kes_merge::prepare_delta_entries(Kes_delta **list) {
                            (d->date ? d->date : "") + "\n";
         char **c = static_cast<char **>(realloc(d->comments, (count + 2) * sizeof(char *)));
         if (!c) kes_new_handler();
-        c[count] = xstrdup(line.c_str());
+        c[count] = kes_strdup_or_empty(line.c_str());
         c[count + 1] = nullptr;
         d->comments = c;
       }
@@ -736,25 +731,25 @@ Kes_err *Kes_merge::fileresolve() {
   Kes_delta *t = to_file->head_delta();
   Kes_delta *a = static_cast<Kes_delta *>(from_file->tree->find_ancestor(f, t));
   free(ancestor_sid);
-  ancestor_sid = a && !a->fake ? xstrdup(a->current_sid()) : nullptr;
+  ancestor_sid = a && !a->fake ? kes_strdup_or_empty(a->current_sid()) : nullptr;
   const char *f_sid = f ? f->current_sid() : "";
   const char *t_sid = t ? (t->peer ? t->peer_delta() : t)->current_sid() : "";
   free(child_sid);
   free(parent_sid);
-  child_sid = xstrdup(to_file->default_sid);
+  child_sid = kes_strdup_or_empty(to_file->default_sid);
   parent_sid = mkbranchsid(f_sid);
   if (ancestor_sid && strcmp(child_sid, parent_sid) == 0) {
     // The two lines share a branch: name the versions themselves.
     if (strcmp(t_sid, ancestor_sid) == 0) {
       free(child_sid);
       free(parent_sid);
-      child_sid = xstrdup(ancestor_sid);
-      parent_sid = xstrdup(f_sid);
+      child_sid = kes_strdup_or_empty(ancestor_sid);
+      parent_sid = kes_strdup_or_empty(f_sid);
     } else if (strcmp(f_sid, ancestor_sid) == 0) {
       free(child_sid);
       free(parent_sid);
-      parent_sid = xstrdup(ancestor_sid);
-      child_sid = xstrdup(t_sid);
+      parent_sid = kes_strdup_or_empty(ancestor_sid);
+      child_sid = kes_strdup_or_empty(t_sid);
     }
   }
   conflict_obj->set((options & KES_MO_FORCE) ? "force" : "noforce", child_sid, parent_sid,

@@ -14,18 +14,9 @@
 #include "util/kes_list.h"
 #include "util/kes_mmap.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
-
-int starts_with(const char *s, const char *prefix) {
-  return strncmp(s, prefix, strlen(prefix)) == 0;
-}
 
 // Unlinks node from its parent's chain of children.
 void detach(Kes_tree_node *node) {
@@ -74,7 +65,7 @@ int Kes_name_node::is_fake() const { return name && strcmp(name, KES_FAKE_NAME) 
 
 void Kes_name_node::set_name(const char *text) {
   free(name);
-  name = text ? xstrdup(text) : nullptr;
+  name = text ? kes_strdup(text) : nullptr;
 }
 
 // ---------------------------------------------------------------------------
@@ -213,7 +204,7 @@ int add_line(Kes_tree_node *n, void *list, void *) {
   const char *name = static_cast<Kes_name_node *>(n)->name;
   std::string line = std::to_string(n->serial) + " " + std::to_string(n->pred) + " " +
                      (name ? name : "");
-  static_cast<Kes_strlist *>(list)->insert_head(new Kes_listelem(xstrdup(line.c_str())));
+  static_cast<Kes_strlist *>(list)->insert_head(new Kes_listelem(kes_strdup(line.c_str())));
   return 1;
 }
 }  // namespace
@@ -286,7 +277,7 @@ void add_comment(Kes_delta *d, const char *text, size_t *cap) {
     if (!v) kes_new_handler();
     d->comments = v;
   }
-  d->comments[n] = xstrdup(text);
+  d->comments[n] = kes_strdup(text);
   d->comments[n + 1] = nullptr;
 }
 }  // namespace
@@ -321,7 +312,7 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
     switch (buf[1]) {
       case 's':
         free(pending_stats);
-        pending_stats = xstrdup(text);
+        pending_stats = kes_strdup(text);
         break;
       case 'd': {
         Delta_fields f;
@@ -357,13 +348,13 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
       case 'c':
         if (sdata_possible) {
           if (!marker_seen) {
-            if (starts_with(text, KES_SDATA_MARKER))
+            if (kes_str_starts_with(text, KES_SDATA_MARKER))
               marker_seen = true;
             else
               sdata_possible = false;
-          } else if (starts_with(text, KES_ATTR_NAME_HISTORY)) {
+          } else if (kes_str_starts_with(text, KES_ATTR_NAME_HISTORY)) {
             names.add_new_copy(strlen(buf) > attr_len + 3 ? buf + attr_len + 3 : (char *)"");
-          } else if (starts_with(text, KES_ATTR_CONFLICT)) {
+          } else if (kes_str_starts_with(text, KES_ATTR_CONFLICT)) {
             if (conflicted) *conflicted = 1;
           }
         } else if (pending) {

@@ -13,18 +13,9 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
-
-int starts_with(const char *s, const char *prefix) {
-  return s && strncmp(s, prefix, strlen(prefix)) == 0;
-}
 
 int count_strings(char **v) {
   int n = 0;
@@ -38,12 +29,6 @@ char **new_string_array(int n) {
   char **v = static_cast<char **>(calloc(n + 1, sizeof(char *)));
   if (!v) kes_new_handler();
   return v;
-}
-
-void free_strings(char **v) {
-  if (!v) return;
-  for (char **p = v; *p; p++) free(*p);
-  free(v);
 }
 
 // The data delta's date: one second after the root in Greenwich time, so that
@@ -120,22 +105,22 @@ Kes_err *Kes_sdata::check_for_sdata() {
     std::string date = root->date ? root->date : KES_FAKE_DATE;
     if (!date.empty()) date.back() = '1';
     free(d->date);
-    d->date = xstrdup(date.c_str());
+    d->date = kes_strdup(date.c_str());
     d->time = root->time;
     d->time.tm_sec = 1;
   } else {
     char date[20];
     one_second_after(&root->time, &d->time, date);
     free(d->date);
-    d->date = xstrdup(date);
+    d->date = kes_strdup(date);
   }
 
   d->set_user(KES_SDATA_USER);
   d->serial = 2;
   d->pred = root->serial;
-  free_strings(d->comments);
+  kes_strv_free(d->comments);
   d->comments = new_string_array(1);
-  d->comments[0] = xstrdup(KES_SDATA_MARKER);
+  d->comments[0] = kes_strdup(KES_SDATA_MARKER);
   d->root = root;
 
   // Every later delta must stand after the new one in time: order the table
@@ -182,7 +167,7 @@ Kes_err *Kes_sdata::replace_entire_list(Kes_strlist *list) {
                      file->s_path ? file->s_path : "");
   char **v = new_string_array(1 + (list ? list->count : 0));
   int n = 0;
-  v[n++] = xstrdup(KES_SDATA_MARKER);
+  v[n++] = kes_strdup(KES_SDATA_MARKER);
   if (list)
     for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next) {
       std::string line = static_cast<const char *>(e->data);
@@ -191,9 +176,9 @@ Kes_err *Kes_sdata::replace_entire_list(Kes_strlist *list) {
         line.resize(KES_SDATA_MAX_LINE - 1);
         line += '\n';
       }
-      v[n++] = xstrdup(line.c_str());
+      v[n++] = kes_strdup(line.c_str());
     }
-  free_strings(sdata->comments);
+  kes_strv_free(sdata->comments);
   sdata->comments = v;
   return nullptr;
 }
@@ -241,7 +226,7 @@ Kes_err *Kes_sdata::replace_values(const char *attribute, Kes_strlist *values) {
     for (Kes_listelem *e = values->head.next; e != &values->head; e = e->next) {
       std::string line = prefix + (e->data ? static_cast<const char *>(e->data) : "");
       if (line.back() != '\n') line += '\n';
-      all->add_new_data(xstrdup(line.c_str()));
+      all->add_new_data(kes_strdup(line.c_str()));
     }
   err = replace_entire_list(all);
   delete all;
@@ -254,7 +239,7 @@ Kes_err *Kes_sdata::replace_values(const char *attribute, Kes_strlist *values) {
 int Kes_delta::has_uniquification() const {
   if (comments)
     for (char **c = comments; *c; c++)
-      if (starts_with(*c, KES_UNIQUIFICATION)) return 1;
+      if (kes_str_starts_with(*c, KES_UNIQUIFICATION)) return 1;
   return 0;
 }
 
@@ -262,7 +247,7 @@ void uniquify_delta(Kes_delta *delta, const char *name, Kes_smid **out) {
   int n = count_strings(delta->comments);
   char **v = new_string_array(n + 1);
   std::string line = std::string(KES_UNIQUIFICATION) + " " + (name ? name : "") + "\n";
-  v[0] = xstrdup(line.c_str());
+  v[0] = kes_strdup(line.c_str());
   for (int i = 0; i < n; i++) v[i + 1] = delta->comments[i];
   free(delta->comments);  // the strings moved to the new array
   delta->comments = v;
@@ -328,8 +313,8 @@ int copy_peer_uniquification(Kes_delta *root, Kes_delta *peer) {
   if (root->has_uniquification() || !peer->has_uniquification()) return 0;
   int n = count_strings(peer->comments);
   char **v = new_string_array(n);
-  for (int i = 0; i < n; i++) v[i] = xstrdup(peer->comments[i]);
-  free_strings(root->comments);
+  for (int i = 0; i < n; i++) v[i] = kes_strdup(peer->comments[i]);
+  kes_strv_free(root->comments);
   root->comments = v;
   return 0;  // go on with the other roots
 }
@@ -360,7 +345,7 @@ int is_own_root(const Kes_delta *d) {
 
 int leading_uniquifications(char **c, int n) {
   int k = 0;
-  while (k < n && starts_with(c[k], KES_UNIQUIFICATION)) k++;
+  while (k < n && kes_str_starts_with(c[k], KES_UNIQUIFICATION)) k++;
   return k;
 }
 
@@ -385,7 +370,7 @@ int comments_differ_plain(Kes_delta *a, Kes_delta *b) {
   // One side has lines left: the same only if that is a lone merge signature.
   char **rest = ia < na ? ca + ia : cb + ib;
   int left = ia < na ? na - ia : nb - ib;
-  return !(left == 1 && starts_with(rest[0], KES_MERGE_SIGNATURE));
+  return !(left == 1 && kes_str_starts_with(rest[0], KES_MERGE_SIGNATURE));
 }
 }  // namespace
 

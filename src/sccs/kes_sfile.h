@@ -366,6 +366,10 @@ public:
   Kes_delta *root_delta() { return static_cast<Kes_delta *>(tree ? tree->root : nullptr); }
 };
 
+// Ends the process with text on standard error and status 10: the body of the
+// operations that the abstract classes must never have called.
+[[noreturn]] void kes_never_called(const char *text);
+
 // Date and SID helpers.
 // Parses "yy/mm/dd hh:mm:ss" by position; years below 69 are after 1999.
 void mystrptime(const char *date, struct tm *out);

@@ -5,6 +5,7 @@
 
 #include "util/kes_heap.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 Kes_heap *smid_heap;

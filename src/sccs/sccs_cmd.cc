@@ -19,17 +19,11 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "util/kes_quote.h"
+#include "util/kes_str.h"
 
 namespace {
 
 const size_t kCommentMax = 1024;
-
-char *dup_or_null(const char *s) {
-  if (!s) return nullptr;
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
 
 void *grow(void *p, size_t n) {
   void *q = realloc(p, n);
@@ -76,7 +70,7 @@ char *read_whole(const char *path) {
 // Cmd
 
 Cmd::Cmd(const char *c, const char *s, const char *a)
-    : cmd(dup_or_null(c)), subcmd(dup_or_null(s)), args(dup_or_null(a)), results(nullptr),
+    : cmd(kes_strdup(c)), subcmd(kes_strdup(s)), args(kes_strdup(a)), results(nullptr),
       errors(nullptr), ret_stat(-1) {}
 
 Cmd::Cmd(const char *s, const char *a) : Cmd(nullptr, s, a) {}
@@ -119,7 +113,7 @@ int Cmd::execute(const char *directory) {
   free(args);
   free(results);
   free(errors);
-  cmd = dup_or_null(shown.c_str());
+  cmd = kes_strdup(shown.c_str());
   subcmd = args = results = errors = nullptr;
 
   std::string text = head + body + (directory ? " 2>>" : " 2>") + errfile;
@@ -127,7 +121,7 @@ int Cmd::execute(const char *directory) {
   FILE *p = popen(text.c_str(), "r");
   if (!p) {
     unlink(errfile);
-    results = dup_or_null("");
+    results = kes_strdup("");
     ret_stat = -2;
     return ret_stat;
   }
@@ -169,7 +163,7 @@ char *escape_comment(const char *text) {
     else
       out += *p;
   }
-  return dup_or_null(out.c_str());
+  return kes_strdup(out.c_str());
 }
 
 // ---------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 Kes_sc_flags::Kes_sc_flags()
     : enable_branch(0), ceiling_delta(nullptr), floor_delta(nullptr), default_sid(nullptr),
@@ -46,9 +47,7 @@ namespace {
 // The value without its trailing newline, as a new string.
 char *flag_value(const char *value) {
   size_t n = strcspn(value, "\n");
-  char *v = strndup(value, n);
-  if (!v) kes_new_handler();
-  return v;
+  return kes_strndup(value, n);
 }
 
 void set_string(char **field, const char *value) {

@@ -16,31 +16,14 @@
 #include "util/kes_list.h"
 #include "util/kes_mmap.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
-
-char *xstrndup(const char *s, size_t n) {
-  char *d = strndup(s, n);
-  if (!d) kes_new_handler();
-  return d;
-}
 
 void *xrealloc(void *p, size_t n) {
   void *q = realloc(p, n);
   if (!q) kes_new_handler();
   return q;
-}
-
-void free_strings(char **v) {
-  if (!v) return;
-  for (char **p = v; *p; p++) free(*p);
-  free(v);
 }
 
 // Splits path into its directory ("" when it has none) and base name.
@@ -114,7 +97,7 @@ Kes_sfile::~Kes_sfile() {
   free(default_sid);
   free(zfile_path);
   free(tmp_sfile_path);
-  free_strings(desc_text);
+  kes_strv_free(desc_text);
   delete flags;
   delete locks;
 }
@@ -252,13 +235,13 @@ Kes_delta *Kes_sfile::find_sdata() {
 // SCCS_sfile: names
 
 SCCS_sfile::SCCS_sfile(const char *path) {
-  s_path = xstrdup(path);
+  s_path = kes_strdup(path);
   clr_path = get_clr_name(path);
 }
 
 SCCS_sfile::SCCS_sfile(const char *clear_path, int mode) {
   s_path = get_sname(clear_path);
-  clr_path = xstrdup(clear_path);
+  clr_path = kes_strdup(clear_path);
   if (mode == 1 || mode == 3) {
     if (Kes_err *err = buildtree(0, 1, 0)) {
       exists = 0;
@@ -286,29 +269,29 @@ SCCS_sfile::~SCCS_sfile() {
 char *SCCS_sfile::get_sname(const char *path) {
   std::string dir, base;
   split_path(path, &dir, &base);
-  return xstrdup(join(join(dir, "SCCS"), "s." + base).c_str());
+  return kes_strdup(join(join(dir, "SCCS"), "s." + base).c_str());
 }
 
 char *SCCS_sfile::get_pname(const char *path) {
   std::string dir, base;
   split_path(path, &dir, &base);
-  return xstrdup(join(join(dir, "SCCS"), "p." + base).c_str());
+  return kes_strdup(join(join(dir, "SCCS"), "p." + base).c_str());
 }
 
 char *SCCS_sfile::get_clr_name(const char *path) {
   std::string dir, base;
   split_path(path, &dir, &base);
-  if (base.compare(0, 2, "s.") != 0) return xstrdup(path);
+  if (base.compare(0, 2, "s.") != 0) return kes_strdup(path);
   std::string name = base.substr(2);
   std::string pdir, pbase;
   split_path(dir.c_str(), &pdir, &pbase);
   if (pbase == "SCCS") {
     // Under the parent of the SCCS directory; no directory part for ".".
-    if (pdir.empty() || pdir == ".") return xstrdup(name.c_str());
-    return xstrdup(join(pdir, name).c_str());
+    if (pdir.empty() || pdir == ".") return kes_strdup(name.c_str());
+    return kes_strdup(join(pdir, name).c_str());
   }
-  if (dir.empty()) return xstrdup(name.c_str());
-  return xstrdup(join(dir, name).c_str());
+  if (dir.empty()) return kes_strdup(name.c_str());
+  return kes_strdup(join(dir, name).c_str());
 }
 
 int SCCS_sfile::build_pfilename(char *out) {
@@ -326,7 +309,7 @@ int SCCS_sfile::build_zfilename(const char *name) {
   if (base.empty() || base[0] != 's') return 0;
   base[0] = 'z';
   free(zfile_path);
-  zfile_path = xstrdup(join(dir, base).c_str());
+  zfile_path = kes_strdup(join(dir, base).c_str());
   return 1;
 }
 
@@ -337,7 +320,7 @@ Kes_err *SCCS_sfile::read_pfile() {
   char name[1024];
   if (!s_path || !build_pfilename(name)) return nullptr;
   free(pfile_path);
-  pfile_path = xstrdup(name);
+  pfile_path = kes_strdup(name);
   FILE *in = fopen(pfile_path, "r");
   if (!in) {
     if (errno == ENOENT) return nullptr;
@@ -364,9 +347,9 @@ Kes_err *SCCS_sfile::read_pfile() {
     }
     if (n < 5) continue;
     Kes_pfile *e = new Kes_pfile;
-    e->old_sid = xstrndup(field[0], len[0]);
-    e->new_sid = xstrndup(field[1], len[1]);
-    e->user = xstrndup(field[2], len[2]);
+    e->old_sid = kes_strndup(field[0], len[0]);
+    e->new_sid = kes_strndup(field[1], len[1]);
+    e->user = kes_strndup(field[2], len[2]);
     snprintf(e->date, sizeof e->date, "%.*s", (int)len[3], field[3]);
     snprintf(e->time, sizeof e->time, "%.*s", (int)len[4], field[4]);
     *tail = e;
@@ -398,12 +381,12 @@ int SCCS_sfile::next_line(Kes_mmap *mm, Kes_err **err) {
 Kes_err *SCCS_sfile::savestrings(char letter, char ***out, Kes_mmap *mm) {
   size_t cap = 10, n = 0;
   char **v = static_cast<char **>(xrealloc(nullptr, cap * sizeof(char *)));
-  v[n++] = xstrdup(strlen(line) >= 3 ? line + 3 : "");
+  v[n++] = kes_strdup(strlen(line) >= 3 ? line + 3 : "");
   Kes_err *err = nullptr;
   for (;;) {
     if (!next_line(mm, &err)) {
       v[n] = nullptr;
-      free_strings(v);
+      kes_strv_free(v);
       if (err) return err;
       return (new Kes_err)->format_msg(
           2055, 0, BWM_MSG(1007, "File \"%s\" has incomplete delta table"), s_path);
@@ -413,10 +396,10 @@ Kes_err *SCCS_sfile::savestrings(char letter, char ***out, Kes_mmap *mm) {
       cap += 10;
       v = static_cast<char **>(xrealloc(v, cap * sizeof(char *)));
     }
-    v[n++] = xstrdup(strlen(line) >= 3 ? line + 3 : "");
+    v[n++] = kes_strdup(strlen(line) >= 3 ? line + 3 : "");
   }
   v[n] = nullptr;
-  free_strings(*out);
+  kes_strv_free(*out);
   *out = v;
   return nullptr;
 }
@@ -455,7 +438,7 @@ Kes_err *SCCS_sfile::read_descriptive_text() {
     // Only the second byte is looked at, whatever the first.
     if (line[1] == 'T') return nullptr;
     desc_text = static_cast<char **>(xrealloc(desc_text, (n + 2) * sizeof(char *)));
-    desc_text[n++] = xstrdup(line);
+    desc_text[n++] = kes_strdup(line);
     desc_text[n] = nullptr;
   }
   return corrupted(s_path);
@@ -480,7 +463,7 @@ Kes_err *SCCS_sfile::read_info() {
       break;
   }
   free(default_sid);
-  default_sid = xstrdup(flags->default_sid ? flags->default_sid : "1");
+  default_sid = kes_strdup(flags->default_sid ? flags->default_sid : "1");
   return nullptr;
 }
 
@@ -563,7 +546,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
     if (c == 'h') continue;
     if (c == 's') {
       free(pending_stats);
-      pending_stats = xstrdup(strlen(line) >= 3 ? line + 3 : "");
+      pending_stats = kes_strdup(strlen(line) >= 3 ? line + 3 : "");
       continue;
     }
     if (c == 'd') {
@@ -602,7 +585,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       pending_stats = nullptr;
       d->set_user(dl.user.c_str());
       free(d->date);
-      d->date = xstrdup(dl.date.c_str());
+      d->date = kes_strdup(dl.date.c_str());
       d->fake = d->is_fake();
       Kes_delta *parent = pred > 0 ? tree->ith_delta(pred) : nullptr;
       if (roots_only) {
@@ -629,7 +612,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       char **scratch = nullptr;
       char ***out = !cur ? &scratch : c == 'c' ? &cur->comments : (roots_only ? &scratch : &cur->mrs);
       err = savestrings(c, out, mm);
-      free_strings(scratch);
+      kes_strv_free(scratch);
       if (err) break;
       have_line = true;
       continue;

@@ -13,17 +13,12 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
 [[noreturn]] void fail(int code, int err, const char *text) {
   throw(new Kes_err)->format_msg(code, err, "%s", text);
-}
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
 }
 
 // Unlinks the first string of a list and hands it over.
@@ -48,7 +43,7 @@ Diff::Diff(type_t t, long l) : type(t), line(l), lines(new Kes_strlist) {}
 
 Diff::~Diff() { delete lines; }
 
-void Diff::add_line(const char *text) { lines->add_new_data(xstrdup(text)); }
+void Diff::add_line(const char *text) { lines->add_new_data(kes_strdup(text)); }
 
 int Diff::compare(Diff *other) {
   return type == other->type && line == other->line && lines->compare(other->lines);

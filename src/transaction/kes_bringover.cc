@@ -13,6 +13,7 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 #include "workspace/kes_access.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
@@ -42,12 +43,6 @@ Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
   }
   fclose(f);
   return nullptr;
-}
-
-void replace_str(char **field, const char *value) {
-  free(*field);
-  *field = strdup(value);
-  if (!*field) kes_new_handler();
 }
 
 }  // namespace
@@ -94,8 +89,8 @@ Kes_err *Kes_bringover::parse_args() {
       case 'm':
         if ((err = read_comment_file(optarg, comment))) return err;
         break;
-      case 'i': replace_str(&include_file, optarg); break;
-      case 'x': replace_str(&exclude_file, optarg); break;
+      case 'i': kes_str_replace(&include_file, optarg); break;
+      case 'x': kes_str_replace(&exclude_file, optarg); break;
       case 'q': flags.quiet = 1; flags.verbose = 0; break;
       case 'v': flags.verbose = 1; flags.quiet = 0; break;
       case 'g': flags.update_clear_files = 0; break;

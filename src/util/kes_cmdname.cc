@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "util/kes_init.h"
+#include "util/kes_str.h"
 
 namespace {
 mode_t saved_umask = 022;
@@ -29,8 +30,7 @@ void kes_set_full_cmdname(char **argv) {
   full_cmdname = nullptr;
   base_cmdname = nullptr;
   if (!argv || !argv[0]) return;  // no name: messages carry no prefix
-  full_cmdname = strdup(argv[0]);
-  if (!full_cmdname) kes_new_handler();
+  full_cmdname = kes_strdup(argv[0]);
   const char *slash = strrchr(full_cmdname, '/');
   base_cmdname = slash ? slash + 1 : full_cmdname;
 }

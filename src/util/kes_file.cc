@@ -16,6 +16,7 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 #include "util/kes_timing.h"
 
 namespace {
@@ -104,8 +105,7 @@ Kes_str_int_hash *known_dirs() {
 }
 
 void remember_dir(const char *dir) {
-  char *key = strdup(dir);
-  if (!key) kes_new_handler();
+  char *key = kes_strdup(dir);
   if (known_dirs()->insert(key, 1)) free(key);
 }
 
@@ -166,8 +166,7 @@ Kes_err *Kes_dirfd_cache::get_dir_fd(const char *path, int *fd) {
     }
     opened = -2;
   }
-  char *key = strdup(path);
-  if (!key) kes_new_handler();
+  char *key = kes_strdup(path);
   insert(key, opened);
   names->add_new_copy(key);
   trim_cache();

@@ -6,6 +6,7 @@
 #include "util/kes_heap.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
+#include "util/kes_str.h"
 
 namespace {
 Kes_heap *bucket_heap = nullptr;

@@ -7,6 +7,7 @@
 
 #include "util/kes_heap.h"
 #include "util/kes_init.h"
+#include "util/kes_str.h"
 
 namespace {
 Kes_heap *listelem_heap = nullptr;
@@ -195,26 +196,4 @@ int kes_strlist_compare(const void *a, const void *b) {
   const char *y = *static_cast<char *const *>(b);
   if (!x || !y) return (x != nullptr) - (y != nullptr);  // null sorts first
   return strcmp(x, y);
-}
-
-int kes_str_hash(const char *s) {
-  int sum = 0;
-  for (; s && *s; s++) sum += static_cast<signed char>(*s);
-  return sum;
-}
-
-int kes_str_compare(const char *a, const char *b) {
-  if (a == b) return 1;
-  return a && b && strcmp(a, b) == 0;
-}
-
-char *kes_strdup(const char *s) {
-  if (!s) return nullptr;
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
-
-void kes_str_delete(char *s) {
-  if (s) free(s);
 }

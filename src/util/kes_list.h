@@ -147,11 +147,5 @@ public:
 
 // qsort comparison for Kes_list::sort on a list of strings, by strcmp.
 int kes_strlist_compare(const void *a, const void *b);
-// The sum of the characters as signed bytes; empty gives 0.
-int kes_str_hash(const char *s);
-// 1 if the same pointer, or both non-null and equal by strcmp; else 0.
-int kes_str_compare(const char *a, const char *b);
-char *kes_strdup(const char *s);   // null stays null
-void kes_str_delete(char *s);      // free if set
 
 #endif

@@ -17,6 +17,7 @@
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
 #include "util/kes_quote.h"
+#include "util/kes_str.h"
 
 namespace {
 // Messages show at most this much of a command line, then " ...".
@@ -176,8 +177,7 @@ Kes_str_str_hash *found_programs() {
 }
 
 void remember_program(const char *cmd, const char *path) {
-  char *key = strdup(cmd), *value = strdup(path);
-  if (!key || !value) kes_new_handler();
+  char *key = kes_strdup(cmd), *value = kes_strdup(path);
   if (found_programs()->insert(key, value)) {
     free(key);
     free(value);

@@ -12,6 +12,7 @@
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
 #include "util/kes_process.h"
+#include "util/kes_str.h"
 
 namespace {
 char *run_dir = nullptr;
@@ -51,9 +52,7 @@ char *maybe_append_str_to_env_var(const char *assignment, const char *value) {
     }
     start = end + 1;
   }
-  char *out = strdup(result.c_str());
-  if (!out) kes_new_handler();
-  return out;
+  return kes_strdup(result.c_str());
 }
 
 Kes_err *kes_find_cmd_in_path(const char *cmd, char *buf) {

@@ -14,6 +14,7 @@
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
@@ -31,12 +32,6 @@ const Operation operations[] = {
 
 // Names are compared over at most this many bytes.
 const size_t kUserLen = 32;
-
-char *dup_or_die(const char *s) {
-  char *d = strdup(s);
-  if (!d) kes_new_handler();
-  return d;
-}
 
 // The creating user, or "-" (which denies everybody) when the uid has no name.
 std::string creating_user(int *unknown) {
@@ -116,7 +111,7 @@ Kes_err *check(const char *operation, Kes_workspace *ws, const char **user, int 
 }  // namespace
 
 Kes_access::Kes_access(Kes_strlist *comments_in, const char *operation_in, Kes_strlist *values_in)
-    : comments(comments_in), operation(dup_or_die(operation_in ? operation_in : "")),
+    : comments(comments_in), operation(kes_strdup_or_empty(operation_in)),
       values(values_in) {}
 
 Kes_access::~Kes_access() {
@@ -260,7 +255,7 @@ void Kes_md_access::format_entry(void *entry, char **text) {
     }
   }
   out += '\n';
-  *text = dup_or_die(out.c_str());
+  *text = kes_strdup(out.c_str());
 }
 
 Kes_err *Kes_md_access::create_default_file(VCS vcs) {

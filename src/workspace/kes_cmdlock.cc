@@ -14,15 +14,14 @@
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
 const int kBufSize = 1024;
 
 char *dup_or_unknown(const char *s) {
-  char *out = strdup(s && s[0] ? s : BWM_MSG(5500, "Unknown"));
-  if (!out) kes_new_handler();
-  return out;
+  return kes_strdup(s && s[0] ? s : BWM_MSG(5500, "Unknown"));
 }
 
 void replace(char **field, const char *value) {

@@ -12,14 +12,11 @@
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
-char *dup_or_die(const std::string &s) {
-  char *p = strdup(s.c_str());
-  if (!p) kes_new_handler();
-  return p;
-}
+char *dup_or_die(const std::string &s) { return kes_strdup(s.c_str()); }
 
 // asctime's 24 characters, without its newline.
 std::string asctime_text(const struct tm *tm) {

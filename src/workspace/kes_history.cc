@@ -11,6 +11,7 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_workspace.h"
 
@@ -37,11 +38,6 @@ int keyword_index(const char *line) {
   for (int i = 0; i < K_TEXT; i++)
     if (strncmp(line, keywords[i].text, keywords[i].bytes) == 0) return i;
   return K_TEXT;
-}
-
-void set_field(char **field, const char *value) {
-  free(*field);
-  *field = kes_strdup(value);
 }
 
 // "(first) (second)": each inside of a pair whose ")" stands behind its "(".
@@ -288,8 +284,8 @@ Kes_err *Kes_md_history::get_contents(Kes_list *list) {
   // Stores the texts in the record; appends it if it holds anything and gives
   // the next one.
   auto finish_record = [&](bool at_end) {
-    if (!command.empty()) set_field(&rec->command_text, command.c_str());
-    if (!comment.empty()) set_field(&rec->comment, comment.c_str());
+    if (!command.empty()) kes_str_replace(&rec->command_text, command.c_str());
+    if (!comment.empty()) kes_str_replace(&rec->comment, comment.c_str());
     command.clear();
     comment.clear();
     if (has_data(rec)) {
@@ -314,18 +310,18 @@ Kes_err *Kes_md_history::get_contents(Kes_list *list) {
       std::string word(p, strcspn(p, " \t"));
       size_t slash = word.rfind('/');
       if (slash != std::string::npos) word.erase(0, slash + 1);
-      set_field(&rec->command_name, word.c_str());
+      kes_str_replace(&rec->command_name, word.c_str());
       break;
     }
     case K_BEGIN_COMMENT:
     case K_END_COMMENT: break;
-    case K_CWD: set_field(&rec->cwd, rest); break;
-    case K_RELEASE: set_field(&rec->release, rest); break;
-    case K_HOST: set_field(&rec->host, rest); break;
-    case K_USER: set_field(&rec->user, rest); break;
-    case K_RTI: set_field(&rec->rti, rest); break;
-    case K_FREEZEPOINT: set_field(&rec->freezepoint_file, rest); break;
-    case K_STATUS: set_field(&rec->status, rest); break;
+    case K_CWD: kes_str_replace(&rec->cwd, rest); break;
+    case K_RELEASE: kes_str_replace(&rec->release, rest); break;
+    case K_HOST: kes_str_replace(&rec->host, rest); break;
+    case K_USER: kes_str_replace(&rec->user, rest); break;
+    case K_RTI: kes_str_replace(&rec->rti, rest); break;
+    case K_FREEZEPOINT: kes_str_replace(&rec->freezepoint_file, rest); break;
+    case K_STATUS: kes_str_replace(&rec->status, rest); break;
     case K_PARENT: set_pair(rest, &rec->parent_name, &rec->parent_netname); break;
     case K_CHILD: set_pair(rest, &rec->child_name, &rec->child_netname); break;
     case K_START: set_pair(rest, &rec->start_local, &rec->start_gmt); break;

@@ -7,6 +7,7 @@
 
 #include "util/kes_err.h"
 #include "util/kes_list.h"
+#include "util/kes_str.h"
 #include "workspace/kes_md_freezept_control.h"
 
 namespace {
@@ -54,7 +55,7 @@ Kes_err *Kes_md_autofr::parse(char *line, void **entry, Kes_strlist *comments) {
 void Kes_md_autofr::format_comment(void *entry, char **text) { *text = nullptr; }
 
 void Kes_md_autofr::format_entry(void *entry, char **text) {
-  *text = entry ? strdup(static_cast<char *>(entry)) : nullptr;
+  *text = kes_strdup(static_cast<char *>(entry));
 }
 
 Kes_err *Kes_md_autofr::create_default_file() {

@@ -6,17 +6,15 @@
 
 #include "util/kes_err.h"
 #include "util/kes_list.h"
+#include "util/kes_str.h"
 #include "workspace/kes_md_putback_validation.h"
 
 Kes_pbval::Kes_pbval(int on_, int over_, int auto_approved, const char *prog_)
-    : on(on_), over(over_), auto_(auto_approved), prog(prog_ ? strdup(prog_) : nullptr) {}
+    : on(on_), over(over_), auto_(auto_approved), prog(kes_strdup(prog_)) {}
 
 Kes_pbval::~Kes_pbval() { free(prog); }
 
-void Kes_pbval::set_prog(const char *p) {
-  free(prog);
-  prog = p ? strdup(p) : nullptr;
-}
+void Kes_pbval::set_prog(const char *p) { kes_str_replace(&prog, p); }
 
 Kes_pbval *Kes_pbval::copy() { return new Kes_pbval(on, over, auto_, prog); }
 
@@ -43,7 +41,7 @@ Kes_err *Kes_md_pbval::parse(char *line, void **entry, Kes_strlist *comments) {
 void Kes_md_pbval::format_comment(void *entry, char **text) { *text = nullptr; }
 
 void Kes_md_pbval::format_entry(void *entry, char **text) {
-  *text = entry ? strdup(static_cast<char *>(entry)) : nullptr;
+  *text = kes_strdup(static_cast<char *>(entry));
 }
 
 void Kes_md_pbval::make_lines(Kes_pbval *s, Kes_strlist *out) {

@@ -11,6 +11,7 @@
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 #include "workspace/kes_workspace.h"
 
 namespace {

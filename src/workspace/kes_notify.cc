@@ -12,6 +12,7 @@
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 #include "workspace/kes_workspace.h"
 
 namespace {

@@ -13,17 +13,12 @@
 #include "util/kes_heap.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
+#include "util/kes_str.h"
 
 namespace {
 
 Kes_heap *nt_heap;
 const int kPerBlock = 400;
-
-char *xstrdup(const char *s) {
-  char *d = strdup(s ? s : "");
-  if (!d) kes_new_handler();
-  return d;
-}
 
 unsigned long w(const Kes_smid *s, int i) { return s ? s->word[i] : 0; }
 
@@ -32,7 +27,7 @@ unsigned long w(const Kes_smid *s, int i) { return s ? s->word[i] : 0; }
 Kes_nt::Kes_nt() : name(nullptr), smid(nullptr), edit(NOOP), delete_name(0) {}
 
 Kes_nt::Kes_nt(const char *n, Kes_smid *s)
-    : name(xstrdup(n)), smid(s), edit(NOOP), delete_name(1) {}
+    : name(kes_strdup_or_empty(n)), smid(s), edit(NOOP), delete_name(1) {}
 
 Kes_nt::~Kes_nt() {
   if (delete_name) free(name);
@@ -114,7 +109,7 @@ int take_scan(Kes_nt *rec, const char *line, int *edit) {
     return 0;
   }
   if (rec->delete_name) free(rec->name);
-  rec->name = xstrdup(buf);
+  rec->name = kes_strdup_or_empty(buf);
   rec->delete_name = 1;
   delete rec->smid;
   rec->smid = s;

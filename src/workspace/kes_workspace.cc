@@ -17,19 +17,13 @@
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
 #include "util/kes_process.h"
+#include "util/kes_str.h"
 #include "workspace/kes_md_parent.h"
 
 extern char **environ;
 
 namespace {
 const int kPathSize = 1024;
-
-char *dup_or_null(const char *s) { return s ? strdup(s) : nullptr; }
-
-void replace(char **field, const char *value) {
-  free(*field);
-  *field = dup_or_null(value);
-}
 
 // getcwd into buf; out of memory ends the process.
 Kes_err *current_dir(char *buf, const char *failed_for) {
@@ -172,7 +166,7 @@ Kes_err *Kes_workspace::set_name(const char *name, const char *abs) {
     wsname = strdup(here);
   }
 
-  replace(&metadata_dir, KES_METADATA_DIR);
+  kes_str_replace(&metadata_dir, KES_METADATA_DIR);
 
   char buf[kPathSize];
   if (kes_path_to_netpath(wsname, buf)) nethost_path = strdup(buf);
@@ -195,20 +189,20 @@ Kes_err *Kes_workspace::set_name(const char *name, const char *abs) {
   return nullptr;
 }
 
-void Kes_workspace::set_netname(const char *name) { replace(&netname, name); }
-void Kes_workspace::set_def_flp(const char *name) { replace(&def_flp_simplename, name); }
-void Kes_workspace::set_pre_dir(const char *dir) { replace(&pre_dir, dir); }
+void Kes_workspace::set_netname(const char *name) { kes_str_replace(&netname, name); }
+void Kes_workspace::set_def_flp(const char *name) { kes_str_replace(&def_flp_simplename, name); }
+void Kes_workspace::set_pre_dir(const char *dir) { kes_str_replace(&pre_dir, dir); }
 
 void Kes_workspace::set_ws_options() {
   under_vc = 1;
-  replace(&pre_dir, nullptr);
-  replace(&def_flp_simplename, "def.dir.flp");
+  kes_str_replace(&pre_dir, nullptr);
+  kes_str_replace(&def_flp_simplename, "def.dir.flp");
 }
 
 void Kes_workspace::set_ombra_options() {
-  replace(&def_flp_simplename, "ombra.dir.flp");
+  kes_str_replace(&def_flp_simplename, "ombra.dir.flp");
   under_vc = 0;
-  replace(&pre_dir, "../Shared_Source/working");
+  kes_str_replace(&pre_dir, "../Shared_Source/working");
 }
 
 Kes_err *Kes_workspace::parse_parent_child_line(const char *line) {
@@ -221,24 +215,24 @@ Kes_err *Kes_workspace::parse_parent_child_line(const char *line) {
     free_names();
     wsname = strdup(line);
     netname = strdup(line);
-    replace(&metadata_dir, KES_METADATA_DIR);
+    kes_str_replace(&metadata_dir, KES_METADATA_DIR);
   }
-  replace(&nethost_path, line);
+  kes_str_replace(&nethost_path, line);
   return nullptr;
 }
 
 Kes_workspace *Kes_workspace::copy() {
   Kes_workspace *c = make_empty();
-  c->wsname = dup_or_null(wsname);
-  c->absname = dup_or_null(absname);
-  c->netname = dup_or_null(netname);
-  c->nethost_path = dup_or_null(nethost_path);
-  replace(&c->metadata_dir, metadata_dir);
-  replace(&c->def_flp_simplename, def_flp_simplename);
-  replace(&c->def_flp_cmdname, def_flp_cmdname);
+  c->wsname = kes_strdup(wsname);
+  c->absname = kes_strdup(absname);
+  c->netname = kes_strdup(netname);
+  c->nethost_path = kes_strdup(nethost_path);
+  kes_str_replace(&c->metadata_dir, metadata_dir);
+  kes_str_replace(&c->def_flp_simplename, def_flp_simplename);
+  kes_str_replace(&c->def_flp_cmdname, def_flp_cmdname);
   c->under_vc = under_vc;
-  replace(&c->pre_dir, pre_dir);
-  replace(&c->creator, creator);
+  kes_str_replace(&c->pre_dir, pre_dir);
+  kes_str_replace(&c->creator, creator);
   c->root_emptiness_known = root_emptiness_known;
   c->root_empty = root_empty;
   return c;
@@ -274,9 +268,9 @@ char *Kes_workspace::get_def_flp() {
   Kes_err *e = kes_find_executable(def_flp_simplename, buf);
   if (e) {
     delete e;
-    replace(&def_flp_cmdname, def_flp_simplename);
+    kes_str_replace(&def_flp_cmdname, def_flp_simplename);
   } else {
-    replace(&def_flp_cmdname, buf);
+    kes_str_replace(&def_flp_cmdname, buf);
   }
   return def_flp_cmdname;
 }

@@ -11,6 +11,7 @@
 
 #include "util/kes_hash.h"
 #include "util/kes_list.h"
+#include "util/kes_str.h"
 
 namespace {
 

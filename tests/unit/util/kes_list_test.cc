@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "util/kes_list.h"
+#include "util/kes_str.h"
 
 namespace {
 
