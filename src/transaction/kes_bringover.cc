@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "transaction/kes_blocks.h"
 #include "util/kes_err.h"
@@ -13,6 +14,7 @@
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_options.h"
 #include "util/kes_str.h"
 #include "workspace/kes_access.h"
 #include "workspace/kes_cmdlog.h"
@@ -47,11 +49,20 @@ Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
 
 }  // namespace
 
+namespace {
+// The options, in the order of the usage text.
+const Kes_option kOptions[] = {
+    {'w', "child_ws"},     {'p', "parent_ws"},
+    {'c', "comment"},      {'m', "comment_file"},
+    {'f', "flp", KES_OPT_NEW_LINE | KES_OPT_REPEATS},
+    {'n'}, {'g'}, {'q'}, {'v'}, {'d'}, {'B'}, {'C'},
+    {'i', "include_file"}, {'x', "exclude_file"},
+};
+}  // namespace
+
 const char *kes_bringover_usage() {
-  return BWM_MSG(12002,
-                 "[-w child_ws] [-p parent_ws] [-c comment] [-m comment_file]\n\t[[-f flp]...] "
-                 "[-n] [-g] [-q] [-v] [-d] [-B] [-C] [-i include_file] [-x exclude_file] "
-                 "[files and dirs]");
+  static const std::string text = kes_opt_usage(kOptions, "[files and dirs]");
+  return text.c_str();
 }
 
 Kes_bringover::Kes_bringover(int argc, char **argv) : Kes_transaction(argc, argv) {
@@ -71,7 +82,8 @@ Kes_err *Kes_bringover::parse_args() {
   int c;
   opterr = 0;  // an unknown option gets the usage text, not getopt's
   optind = 1;
-  while ((c = getopt(argc, argv, "nw:p:f:c:m:i:x:qvgdCB")) != -1) {
+  const std::string optstring = kes_opt_string(kOptions);
+  while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
     Kes_err *err;
     switch (c) {
       case 'n': flags.preview = 1; break;
