@@ -292,11 +292,6 @@ void Kes_bringover::command() {
   if (!flags.blocked && !flags.preview) notification();
 }
 
-// The per-file checks arrive with the file states; until then no file is
-// examined, so none has a problem.
-void Kes_bringover::checked_out_status(Kes_ws_file *to, Kes_ws_file *from) {}
-int Kes_bringover::report_problems(Kes_file *file, int print) { return 0; }
-
 // Those registered for "bringover-from" in the parent and "bringover-to" in
 // the child each get one mail, or one per path they listed.
 void Kes_bringover::setup_notification(const char *tmpname, const char *user) {

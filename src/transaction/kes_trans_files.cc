@@ -158,26 +158,6 @@ Kes_err *Kes_transaction::determine_files() {
   return nullptr;
 }
 
-// Until the file states arrive a name is taken as found, so that it stays in
-// the list, and nothing is examined.
-Kes_err *Kes_transaction::add_file(Kes_workspace *ws, char *name, int *found) {
-  if (found) *found = 1;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::add_kes_file(Kes_file *file, char *name, int *found) {
-  if (found) *found = 1;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::determine_prop_state(Kes_file *file) {
-  return nullptr;
-}
-
-int Kes_transaction::execute_prop_action(Kes_file *file) {
-  return 0;
-}
-
 // A name under either workspace, by any of its spellings, becomes relative
 // to that workspace's root.
 Kes_err *Kes_transaction::determine_relname(const char *path, char *out) {
@@ -196,61 +176,6 @@ Kes_err *Kes_transaction::determine_relname(const char *path, char *out) {
   return nullptr;
 }
 
-int Kes_transaction::history_file_exists(const char *path, const char *dir) { return 0; }
-
-Kes_err *Kes_transaction::run_dir_flp(const char *dir) {
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_gen_flp(const char *program) {
-  return nullptr;
-}
-
-int Kes_transaction::should_run_dir_flp(Kes_workspace *ws, const char *dir) {
-  return 0;
-}
-
-Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
-                                               const char *out_path, long *pid) {
-  if (pid) *pid = 0;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) {
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran) {
-  if (ran) *ran = 0;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, long pid) {
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
-  return nullptr;
-}
-
-Kes_file *Kes_transaction::kes_file_create() { return nullptr; }
-
-int Kes_transaction::is_relname_symlink(const char *name, Kes_file *file) {
-  return 0;
-}
-
-int Kes_transaction::is_dir_symlink(const char *name, const char *dir) {
-  return 0;
-}
-
-// The backup area and the comment in the history log arrive with undo and
-// the history log.
-Kes_err *Kes_transaction::init_backup() { return nullptr; }
-Kes_err *Kes_transaction::remove_backup() { return nullptr; }
 // A command given no comment leaves no empty comment block in the log.
 Kes_err *Kes_transaction::print_comment() {
   if (!history || !comment || comment->count == 0) return nullptr;

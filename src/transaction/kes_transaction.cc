@@ -361,8 +361,8 @@ Kes_err *Kes_transaction::execute_actions() {
   return err;
 }
 
-Kes_err *Kes_transaction::execute_validation_program() { return nullptr; }
-
+// A hook that no command fills: the mail about a run goes out from
+// notification().
 Kes_err *Kes_transaction::send_mail() { return nullptr; }
 
 void Kes_transaction::vprint_out(const char *fmt, va_list ap) {
@@ -418,12 +418,6 @@ void Kes_transaction::issue_warning(int code, int err, const char *fmt, ...) {
   log_printf("%s", warning.text);
 }
 
-// The per-file errors are kept in the action files, which the file states
-// fill; with none examined there is nothing to print yet.
-void Kes_transaction::print_errs() {}
-
-void Kes_transaction::set_conflict(Kes_ws_file *file) {}
-
 Kes_trans_state Kes_transaction::get_new_in_to_msg() { return KES_TS_UNKNOWN; }
 Kes_trans_state Kes_transaction::get_chgd_in_to_only_msg() { return KES_TS_UNKNOWN; }
 Kes_trans_state Kes_transaction::get_unresolved_in_from_msg() { return KES_TS_UNKNOWN; }
@@ -447,6 +441,7 @@ Kes_err *Kes_transaction::parse_dashp_arg(const char *path, Kes_workspace **ws) 
   return nullptr;
 }
 
+// Only a putback asks for a comment.
 Kes_err *Kes_transaction::get_comments() { return nullptr; }
 
 void Kes_transaction::print_wss() {
