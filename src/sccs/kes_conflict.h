@@ -21,15 +21,15 @@ public:
   ~Kes_conflict();
 
   // Reads the record into the fields; no record clears them.
-  Kes_err *get();
+  [[nodiscard]] Kes_err *get();
   // Copies the arguments.  A null argument clears its field, but a null or
   // empty ancestor leaves that field as it was.
   void set(const char *word, const char *child, const char *parent, const char *ancestor,
            const char *path);
   // Stores the record in the data delta; the file isn't written.
-  Kes_err *write();
+  [[nodiscard]] Kes_err *write();
   // Removes the record and writes the file.
-  Kes_err *clear();
+  [[nodiscard]] Kes_err *clear();
   // True when a record with a child SID can be read.
   int in_conflict();
 };

@@ -66,32 +66,32 @@ public:
   Kes_merge &operator=(const Kes_merge &) = delete;
   virtual ~Kes_merge();
   // Writes the merged file to a temporary file beside the destination.
-  virtual Kes_err *mksfile(Kes_delta **list, int conflict) = 0;
+  [[nodiscard]] virtual Kes_err *mksfile(Kes_delta **list, int conflict) = 0;
 
-  Kes_err *merge();
+  [[nodiscard]] Kes_err *merge();
 
   // Formats into out; a null stream writes nothing.
-  static Kes_err *my_fprintf(FILE *out, const char *name, const char *format, ...)
+  [[nodiscard]] static Kes_err *my_fprintf(FILE *out, const char *name, const char *format, ...)
       __attribute__((format(printf, 3, 4)));
 
   // The steps of merge(), public for the tests of each.
-  Kes_err *determine_rename_state();
+  [[nodiscard]] Kes_err *determine_rename_state();
   int conflict();
   void have_roots_changed();
   // Gives each to delta at least the time of its match and orders the to
   // file's times by serial again.
   void align_times();
-  Kes_err *produce_output_files(int conflict);
-  Kes_err *mksids(Kes_delta **list, int n);
-  Kes_err *nextsid(Kes_delta *base, Kes_delta **list, int n, char **out, const char *old_sid,
+  [[nodiscard]] Kes_err *produce_output_files(int conflict);
+  [[nodiscard]] Kes_err *mksids(Kes_delta **list, int n);
+  [[nodiscard]] Kes_err *nextsid(Kes_delta *base, Kes_delta **list, int n, char **out, const char *old_sid,
                    Kes_delta *parent, int side, int must_branch);
-  Kes_err *mapfromfile(Kes_delta **list);
-  Kes_err *maptofile(Kes_sfile *from, Kes_sfile *to, Kes_delta **list);
-  Kes_err *prepare_delta_entries(Kes_delta **list);
-  Kes_err *fileresolve();
-  Kes_err *get_conflict_files();
-  Kes_err *replace_name_history();
-  Kes_err *check_to_conflict();
+  [[nodiscard]] Kes_err *mapfromfile(Kes_delta **list);
+  [[nodiscard]] Kes_err *maptofile(Kes_sfile *from, Kes_sfile *to, Kes_delta **list);
+  [[nodiscard]] Kes_err *prepare_delta_entries(Kes_delta **list);
+  [[nodiscard]] Kes_err *fileresolve();
+  [[nodiscard]] Kes_err *get_conflict_files();
+  [[nodiscard]] Kes_err *replace_name_history();
+  [[nodiscard]] Kes_err *check_to_conflict();
 
   // Length of the delta list of the running merge.
   int list_length;

@@ -50,7 +50,7 @@ public:
   // Builds the tree from the history's lines (values of the attribute, highest
   // serial first), and adds a node for current_name when the latest recorded
   // name differs.  file_name is for messages.
-  Kes_err *build_name_tree(const char *file_name, Kes_strlist *lines, const char *current_name,
+  [[nodiscard]] Kes_err *build_name_tree(const char *file_name, Kes_strlist *lines, const char *current_name,
                            int side);
 
   Kes_name_node *ith_name(int i) { return static_cast<Kes_name_node *>(ith_node(i)); }
@@ -65,12 +65,12 @@ class Kes_name_history : public Kes_sdata {
 public:
   Kes_name_history(Kes_sfile *file, int owns);
 
-  Kes_err *get_name_history(Kes_strlist **out);
-  Kes_err *replace_name_history(Kes_strlist *lines);
+  [[nodiscard]] Kes_err *get_name_history(Kes_strlist **out);
+  [[nodiscard]] Kes_err *replace_name_history(Kes_strlist *lines);
   // Numbers the nodes anew in pre-order and stores their lines in the data delta.
-  Kes_err *replace_from_tree(Kes_name_tree *tree);
-  Kes_err *write();
-  Kes_err *write_from_tree(Kes_name_tree *tree);
+  [[nodiscard]] Kes_err *replace_from_tree(Kes_name_tree *tree);
+  [[nodiscard]] Kes_err *write();
+  [[nodiscard]] Kes_err *write_from_tree(Kes_name_tree *tree);
 };
 
 #endif

@@ -41,19 +41,19 @@ public:
   Kes_sdata &operator=(const Kes_sdata &) = delete;
 
   // Looks the data delta up, reading the delta table first if the file has none.
-  Kes_err *find_sdata();
+  [[nodiscard]] Kes_err *find_sdata();
   // find_sdata, and with the create flag set, makes the delta when it is absent.
-  Kes_err *check_for_sdata();
+  [[nodiscard]] Kes_err *check_for_sdata();
   // A new list of copies of the lines behind the marker; empty with no data delta.
-  Kes_err *get_entire_list(Kes_strlist **out);
+  [[nodiscard]] Kes_err *get_entire_list(Kes_strlist **out);
   // Replaces the lines behind the marker with copies of the list's strings.
-  Kes_err *replace_entire_list(Kes_strlist *list);
+  [[nodiscard]] Kes_err *replace_entire_list(Kes_strlist *list);
   // The values of one attribute in file order, newline kept; clears the create
   // flag, so that reading never makes a data delta.
-  Kes_err *get_values(const char *attribute, Kes_strlist **out);
+  [[nodiscard]] Kes_err *get_values(const char *attribute, Kes_strlist **out);
   // Sets the create flag; drops every line of the attribute and appends one
   // line per value.  The list stays the caller's.
-  Kes_err *replace_values(const char *attribute, Kes_strlist *values);
+  [[nodiscard]] Kes_err *replace_values(const char *attribute, Kes_strlist *values);
 };
 
 // Adds "Brindle Uniquification: <name>" as the delta's new first comment line,
@@ -63,7 +63,7 @@ void uniquify_delta(Kes_delta *delta, const char *name, Kes_smid **out);
 // root that has it) a new identity, and writes the file.  name is the file's
 // name in its workspace.  Error 2094 when no root has the SmID.  Reads the delta
 // table if the file has none; the file object stays the caller's.
-Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *name,
+[[nodiscard]] Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *name,
                                  Kes_smid **out);
 
 #endif

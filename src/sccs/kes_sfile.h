@@ -87,7 +87,7 @@ public:
   int different(Kes_tree_node *other) override;
 
   // Writes the delta's lines of the delta table; name is for messages.
-  virtual Kes_err *write(FILE *out, const char *name) = 0;
+  [[nodiscard]] virtual Kes_err *write(FILE *out, const char *name) = 0;
   // Never to be called: each reports and exits with status 10.
   virtual Kes_delta *copy();
   virtual void print();
@@ -212,7 +212,7 @@ public:
   Kes_sc_locks &operator=(const Kes_sc_locks &) = delete;
   virtual ~Kes_sc_locks();
   // Takes every line up to the user-list end line; returns null or an error.
-  virtual Kes_err *read_locks(FILE *in, int *line_counter) = 0;
+  [[nodiscard]] virtual Kes_err *read_locks(FILE *in, int *line_counter) = 0;
   // Keep the list free of doubles (with the SCCS command layer).
   void add_user_lock(const char *name);
   void remove_user_lock(const char *name);
@@ -291,27 +291,27 @@ public:
   virtual ~Kes_sfile();
   // side: the merge side bit of every node; roots_only: only the root and its
   // children, read through a mapped reader.
-  virtual Kes_err *buildtree(int side, int read_pfile, int roots_only) = 0;
+  [[nodiscard]] virtual Kes_err *buildtree(int side, int read_pfile, int roots_only) = 0;
   // The fast read of a file's roots and name history (defined with the name
   // history).  The caller owns *tree_out and *deltas_out.
-  virtual Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
+  [[nodiscard]] virtual Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
                                             Kes_name_tree **tree_out,
                                             SCCS_deltalist **deltas_out,
                                             int *conflicted) = 0;
-  virtual Kes_err *read_pfile() = 0;
-  virtual Kes_err *rewrite_pfile() = 0;
-  virtual Kes_err *read_descriptive_text() = 0;
+  [[nodiscard]] virtual Kes_err *read_pfile() = 0;
+  [[nodiscard]] virtual Kes_err *rewrite_pfile() = 0;
+  [[nodiscard]] virtual Kes_err *read_descriptive_text() = 0;
   virtual int get_serial() = 0;
-  virtual Kes_err *savestrings(char letter, char ***out, Kes_mmap *mm) = 0;
-  virtual Kes_err *test_corrupted() = 0;
+  [[nodiscard]] virtual Kes_err *savestrings(char letter, char ***out, Kes_mmap *mm) = 0;
+  [[nodiscard]] virtual Kes_err *test_corrupted() = 0;
   // Return 0, and make no name, when the base name doesn't begin with 's'.
   virtual int build_pfilename(char *out) = 0;
   virtual int build_zfilename(const char *name) = 0;
-  virtual Kes_err *lock_file() = 0;
+  [[nodiscard]] virtual Kes_err *lock_file() = 0;
   virtual int unlock_file() = 0;
-  virtual Kes_err *write() = 0;
-  virtual Kes_err *rename_tmp_sfile(const char *target) = 0;
-  virtual Kes_err *mklist(Kes_delta ***out) = 0;
+  [[nodiscard]] virtual Kes_err *write() = 0;
+  [[nodiscard]] virtual Kes_err *rename_tmp_sfile(const char *target) = 0;
+  [[nodiscard]] virtual Kes_err *mklist(Kes_delta ***out) = 0;
   virtual SCCS_deltalist *new_deltalist() = 0;
   // The SCCS command operations: each returns a command that has run in the
   // file's directory; the caller deletes it.
@@ -336,7 +336,7 @@ public:
   // Look-ups over the tree read.
   Kes_delta *find_delta_w_sid(const char *sid);
   // The latest delta on the branch of a default SID; error 2523 when none.
-  Kes_err *find_leaf_delta(const char *sid, Kes_delta **node);
+  [[nodiscard]] Kes_err *find_leaf_delta(const char *sid, Kes_delta **node);
   // fn(root, peer) for each real root with a peer; 1 at the first non-zero.
   int walk_roots(int (*fn)(Kes_delta *root, Kes_delta *peer));
   Kes_delta *get_nth_from_latest(int n);
@@ -355,7 +355,7 @@ public:
   // The data delta among the root's children: serial 2, is_sdata().
   Kes_delta *find_sdata();
   // Name history and uniquifications (defined with them).
-  Kes_err *build_name_tree(const char *current_name, int side);
+  [[nodiscard]] Kes_err *build_name_tree(const char *current_name, int side);
   void preserve_uniquifications();
   int from_uniquification_only();
   int to_uniquification_only();

@@ -16,16 +16,16 @@ public:
   SCCS_merge();
   ~SCCS_merge() override;
 
-  Kes_err *mksfile(Kes_delta **list, int conflict) override;
+  [[nodiscard]] Kes_err *mksfile(Kes_delta **list, int conflict) override;
   // Header from the to file, then the merged body.
-  Kes_err *sbody(Kes_delta **list, FILE *out, int conflict, int strip);
-  Kes_err *merge_bodies(Kes_delta **list, FILE *out);
+  [[nodiscard]] Kes_err *sbody(Kes_delta **list, FILE *out, int conflict, int strip);
+  [[nodiscard]] Kes_err *merge_bodies(Kes_delta **list, FILE *out);
   // The parallel walk; throws a Kes_err * when it can't go on.
-  Kes_err *merge_bodies_old(FILE *out);
+  [[nodiscard]] Kes_err *merge_bodies_old(FILE *out);
   // The rebuild, one delta at a time, oldest first.
-  Kes_err *merge_bodies_new(FILE *out, Kes_delta **list);
+  [[nodiscard]] Kes_err *merge_bodies_new(FILE *out, Kes_delta **list);
   // Copies the block of a delta new to the output, with what nests in it.
-  Kes_err *newstuff(Kes_sfile *src, FILE *out, const char *out_name, Kes_sfile *other);
+  [[nodiscard]] Kes_err *newstuff(Kes_sfile *src, FILE *out, const char *out_name, Kes_sfile *other);
 };
 
 // BRINDLE_MERGE_BODIES_TEST is read once per process; this makes the next merge

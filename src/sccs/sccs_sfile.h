@@ -11,7 +11,7 @@ public:
   SCCS_delta();
   ~SCCS_delta() override;
   void make_fake() override;
-  Kes_err *write(FILE *out, const char *name) override;
+  [[nodiscard]] Kes_err *write(FILE *out, const char *name) override;
   Kes_delta *copy() override;  // never to be called
 };
 
@@ -42,7 +42,7 @@ public:
 
 class SCCS_locks : public Kes_sc_locks {
 public:
-  Kes_err *read_locks(FILE *in, int *line_counter) override;
+  [[nodiscard]] Kes_err *read_locks(FILE *in, int *line_counter) override;
   // The name of the file, for messages.
   const char *file_name = nullptr;
 };
@@ -69,24 +69,24 @@ public:
   SCCS_sfile(const char *clear_path, int mode);
   ~SCCS_sfile() override;
 
-  Kes_err *buildtree(int side, int read_pfile, int roots_only) override;
-  Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
+  [[nodiscard]] Kes_err *buildtree(int side, int read_pfile, int roots_only) override;
+  [[nodiscard]] Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
                                     Kes_name_tree **tree_out,
                                     SCCS_deltalist **deltas_out,
                                     int *conflicted) override;
-  Kes_err *read_pfile() override;
-  Kes_err *rewrite_pfile() override;
-  Kes_err *read_descriptive_text() override;
+  [[nodiscard]] Kes_err *read_pfile() override;
+  [[nodiscard]] Kes_err *rewrite_pfile() override;
+  [[nodiscard]] Kes_err *read_descriptive_text() override;
   int get_serial() override;
-  Kes_err *savestrings(char letter, char ***out, Kes_mmap *mm) override;
-  Kes_err *test_corrupted() override;
+  [[nodiscard]] Kes_err *savestrings(char letter, char ***out, Kes_mmap *mm) override;
+  [[nodiscard]] Kes_err *test_corrupted() override;
   int build_pfilename(char *out) override;
   int build_zfilename(const char *name) override;
-  Kes_err *lock_file() override;
+  [[nodiscard]] Kes_err *lock_file() override;
   int unlock_file() override;
-  Kes_err *write() override;
-  Kes_err *rename_tmp_sfile(const char *target) override;
-  Kes_err *mklist(Kes_delta ***out) override;
+  [[nodiscard]] Kes_err *write() override;
+  [[nodiscard]] Kes_err *rename_tmp_sfile(const char *target) override;
+  [[nodiscard]] Kes_err *mklist(Kes_delta ***out) override;
   SCCS_deltalist *new_deltalist() override;
   Cmd *check_in(const char *sid, const char *comment, const char *flags) override;
   Cmd *check_out(const char *sid, const char *gfile) override;
@@ -108,9 +108,9 @@ public:
   SCCS_delta_tree *sccs_tree() { return static_cast<SCCS_delta_tree *>(tree); }
 
 private:
-  Kes_err *read_info();
-  Kes_err *saveints(Kes_tree_node ***out);
-  Kes_err *make_tmp_sfile();
+  [[nodiscard]] Kes_err *read_info();
+  [[nodiscard]] Kes_err *saveints(Kes_tree_node ***out);
+  [[nodiscard]] Kes_err *make_tmp_sfile();
   // Reads the next line into line[]; 0 at the end of the file.
   int next_line(Kes_mmap *mm, Kes_err **err);
 };

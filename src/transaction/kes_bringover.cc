@@ -166,7 +166,7 @@ Kes_err *Kes_bringover::determine_workspaces() {
       if (err) {
         // The new child stays, without a parent recorded.
         delete err;
-        kes_check_access_warning("workspace-reparent-to", parent_ws);
+        delete kes_check_access_warning("workspace-reparent-to", parent_ws);
       } else {
         if ((err = child_ws->set_parent(parent_ws))) return err;
         if ((err = parent_ws->add_child(child_ws))) return err;
@@ -208,8 +208,8 @@ Kes_err *Kes_bringover::determine_workspaces() {
   to_ws = child_ws;
 
   if (flags.preview) {
-    kes_check_access_warning("bringover-from", parent_ws);
-    if (!flags.creating_child) kes_check_access_warning("bringover-to", child_ws);
+    delete kes_check_access_warning("bringover-from", parent_ws);
+    if (!flags.creating_child) delete kes_check_access_warning("bringover-to", child_ws);
   } else {
     if ((err = kes_check_access("bringover-from", parent_ws))) return err;
     if (!flags.creating_child && (err = kes_check_access("bringover-to", child_ws))) return err;

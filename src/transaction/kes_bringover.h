@@ -11,9 +11,9 @@ public:
   Kes_bringover(int argc, char **argv);
 
   void command() override;
-  Kes_err *parse_args() override;
-  Kes_err *parse_dashp_arg(const char *path, Kes_workspace **ws) override;
-  Kes_err *determine_workspaces() override;
+  [[nodiscard]] Kes_err *parse_args() override;
+  [[nodiscard]] Kes_err *parse_dashp_arg(const char *path, Kes_workspace **ws) override;
+  [[nodiscard]] Kes_err *determine_workspaces() override;
   int should_block() override;
   [[noreturn]] void usage() override;
   void setup_notification(const char *tmpname, const char *user) override;

@@ -136,41 +136,41 @@ public:
   Kes_transaction &operator=(const Kes_transaction &) = delete;
 
   virtual void command();
-  virtual Kes_err *transaction();
-  virtual Kes_err *obtain_locks();
+  [[nodiscard]] virtual Kes_err *transaction();
+  [[nodiscard]] virtual Kes_err *obtain_locks();
   virtual void release_locks();
-  virtual Kes_err *propagate();
-  virtual Kes_err *determine_files();
-  virtual Kes_err *add_file(Kes_workspace *ws, char *name, int *found);
-  virtual Kes_err *add_kes_file(Kes_file *file, char *name, int *found);
-  virtual Kes_err *determine_prop_state(Kes_file *file);
-  virtual Kes_err *execute_actions();
-  virtual Kes_err *execute_validation_program();
+  [[nodiscard]] virtual Kes_err *propagate();
+  [[nodiscard]] virtual Kes_err *determine_files();
+  [[nodiscard]] virtual Kes_err *add_file(Kes_workspace *ws, char *name, int *found);
+  [[nodiscard]] virtual Kes_err *add_kes_file(Kes_file *file, char *name, int *found);
+  [[nodiscard]] virtual Kes_err *determine_prop_state(Kes_file *file);
+  [[nodiscard]] virtual Kes_err *execute_actions();
+  [[nodiscard]] virtual Kes_err *execute_validation_program();
   virtual int execute_prop_action(Kes_file *file);
-  virtual Kes_err *determine_relname(const char *path, char *out);
+  [[nodiscard]] virtual Kes_err *determine_relname(const char *path, char *out);
   virtual int history_file_exists(const char *path, const char *dir);
-  virtual Kes_err *send_mail();
-  virtual Kes_err *run_dir_flp(const char *dir);
-  virtual Kes_err *run_gen_flp(const char *program);
+  [[nodiscard]] virtual Kes_err *send_mail();
+  [[nodiscard]] virtual Kes_err *run_dir_flp(const char *dir);
+  [[nodiscard]] virtual Kes_err *run_gen_flp(const char *program);
   virtual void printf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
   virtual void status_printf(int state, const char *name);
   virtual void vstatus_printf(int state, const char *name);
   virtual int should_run_dir_flp(Kes_workspace *ws, const char *dir);
-  virtual Kes_err *run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
+  [[nodiscard]] virtual Kes_err *run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
                                         const char *out_path, long *pid);
-  virtual Kes_err *run_dir_flp_in_ws(Kes_workspace *ws, const char *dir);
-  virtual Kes_err *run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran);
-  virtual Kes_err *run_flp(Kes_workspace *ws, const char *command);
-  virtual Kes_err *read_flp_output(Kes_workspace *ws, const char *path, long pid);
-  virtual Kes_err *init_backup();
-  virtual Kes_err *remove_backup();
+  [[nodiscard]] virtual Kes_err *run_dir_flp_in_ws(Kes_workspace *ws, const char *dir);
+  [[nodiscard]] virtual Kes_err *run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran);
+  [[nodiscard]] virtual Kes_err *run_flp(Kes_workspace *ws, const char *command);
+  [[nodiscard]] virtual Kes_err *read_flp_output(Kes_workspace *ws, const char *path, long pid);
+  [[nodiscard]] virtual Kes_err *init_backup();
+  [[nodiscard]] virtual Kes_err *remove_backup();
   virtual void summarize();
   virtual int content_chgs();
   virtual int name_chgs();
   virtual void print_errs();
-  virtual Kes_err *update_args_file(Kes_workspace *ws);
-  virtual Kes_err *print_comment();
-  virtual Kes_err *print_rti();
+  [[nodiscard]] virtual Kes_err *update_args_file(Kes_workspace *ws);
+  [[nodiscard]] virtual Kes_err *print_comment();
+  [[nodiscard]] virtual Kes_err *print_rti();
   virtual void issue_warning(int code, int err, const char *fmt, ...)
       __attribute__((format(printf, 4, 5)));
   virtual void checked_out_status(Kes_ws_file *to, Kes_ws_file *from) = 0;
@@ -188,12 +188,12 @@ public:
   virtual Kes_trans_state get_name_chgd_in_to_only_msg();
   virtual const char *localized_str(int state);
   virtual const char *english_str(int state);
-  virtual Kes_err *parse_args() = 0;
+  [[nodiscard]] virtual Kes_err *parse_args() = 0;
   virtual void parse_dasha_arg(Kes_workspace *ws);
-  virtual Kes_err *parse_dashp_arg(const char *path, Kes_workspace **ws);
-  virtual Kes_err *update_arg_list();
-  virtual Kes_err *determine_workspaces() = 0;
-  virtual Kes_err *get_comments();
+  [[nodiscard]] virtual Kes_err *parse_dashp_arg(const char *path, Kes_workspace **ws);
+  [[nodiscard]] virtual Kes_err *update_arg_list();
+  [[nodiscard]] virtual Kes_err *determine_workspaces() = 0;
+  [[nodiscard]] virtual Kes_err *get_comments();
   virtual int should_block() = 0;
   [[noreturn]] virtual void usage() = 0;
   virtual void setup_notification(const char *tmpname, const char *user) = 0;
@@ -222,7 +222,7 @@ public:
   // Records the state of the to workspace in a freezepoint file by the
   // freezept command, as the workspace's settings ask before or after a
   // transaction.
-  Kes_err *autofreezepoint();
+  [[nodiscard]] Kes_err *autofreezepoint();
   // The summary lines, (state, count) for each positive count, of the
   // contents summary, or with names set of the names summary.
   void summary_counts(int names, int *states, int *values, int *n);
@@ -236,7 +236,7 @@ protected:
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
-  Kes_err *open_history();
+  [[nodiscard]] Kes_err *open_history();
   void vprint_out(const char *fmt, va_list ap);
 };
 

@@ -32,7 +32,7 @@ public:
       __attribute__((format(printf, 4, 0)));
   void init(int code, int err, char **end_of_text);
   void print();
-  Kes_err *copy() const;
+  [[nodiscard]] Kes_err *copy() const;
 
 protected:
   // Appends printf output behind the current text, never past the buffer.
@@ -50,11 +50,11 @@ void kes_issue_warning(int code, int err, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
 
 // Checked output: every write to a metadata or temporary file goes through these.
-Kes_err *fprintf_N_check(FILE *s, const char *name, const char *fmt, ...)
+[[nodiscard]] Kes_err *fprintf_N_check(FILE *s, const char *name, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
-Kes_err *fputs_N_check(const char *str, FILE *s, const char *name);
-Kes_err *fclose_N_check(FILE *s, const char *name);
-Kes_err *fprintf_err_message(const char *name);
-Kes_err *fprintf_close_err_message(const char *name);
+[[nodiscard]] Kes_err *fputs_N_check(const char *str, FILE *s, const char *name);
+[[nodiscard]] Kes_err *fclose_N_check(FILE *s, const char *name);
+[[nodiscard]] Kes_err *fprintf_err_message(const char *name);
+[[nodiscard]] Kes_err *fprintf_close_err_message(const char *name);
 
 #endif

@@ -9,17 +9,17 @@ class Kes_strlist;
 
 // Copies the contents of from into a new file to, with from's permission bits.
 // On any error to is removed.  Runs under the timer kes_time_copy_file.
-Kes_err *kes_copy_file(const char *to, const char *from);
+[[nodiscard]] Kes_err *kes_copy_file(const char *to, const char *from);
 
 // Makes to a symbolic link with the same text as the link from.
-Kes_err *kes_copy_link(const char *to, const char *from);
+[[nodiscard]] Kes_err *kes_copy_link(const char *to, const char *from);
 
 // Creates dir and every missing directory above it, each with mode 0777.
 // Directories made or found here are remembered for the process, so asking
 // again for one costs no system call.  "." and "/" exist already.
-Kes_err *kes_create_dirs(const char *dir);
+[[nodiscard]] Kes_err *kes_create_dirs(const char *dir);
 // The same for the directory that holds file.
-Kes_err *kes_create_file_dirs(const char *file);
+[[nodiscard]] Kes_err *kes_create_file_dirs(const char *file);
 
 // Open descriptors of directories by path, for *at() calls on many files.  A
 // path that is no directory, or does not exist, is remembered as -2.  When
@@ -34,7 +34,7 @@ public:
 
   // *fd gets the descriptor, or -2 for no such directory, or -1 with error
   // 1001 when the directory exists but cannot be opened.
-  Kes_err *get_dir_fd(const char *path, int *fd);
+  [[nodiscard]] Kes_err *get_dir_fd(const char *path, int *fd);
   void trim_cache();
 };
 

@@ -15,7 +15,7 @@ const char *kes_hostname();
 const char *kes_get_user(int unknown_ok, int whole);
 // The login name and home directory copied into each non-null buffer (1024
 // bytes each); error 2007 without an entry for the user.
-Kes_err *kes_get_user(char *name, char *home);
+[[nodiscard]] Kes_err *kes_get_user(char *name, char *home);
 
 // The name of the local time zone: the daylight name if the zone has daylight
 // time, else the standard name.

@@ -36,10 +36,10 @@ public:
   Kes_mmap(const Kes_mmap &) = delete;
   Kes_mmap &operator=(const Kes_mmap &) = delete;
 
-  Kes_err *open();    // open, fstat and map the start
-  Kes_err *close();   // unmap and close
-  Kes_err *mmap();    // map the window at offset (nothing for an empty file)
-  Kes_err *munmap();  // unmap the current window
+  [[nodiscard]] Kes_err *open();    // open, fstat and map the start
+  [[nodiscard]] Kes_err *close();   // unmap and close
+  [[nodiscard]] Kes_err *mmap();    // map the window at offset (nothing for an empty file)
+  [[nodiscard]] Kes_err *munmap();  // unmap the current window
 
   // The next line with its newline into buf, terminated; returns buf.  At the end
   // of the file, or on an error (*err set), buf is empty and the result null.
@@ -48,14 +48,14 @@ public:
   // *data and *len, and 1.  At the end of the file, or on an error (*err set),
   // *data is null, *len 0 and the result 0.
   int read(char **data, int *len, Kes_err **err);
-  Kes_err *rewind();  // back to the start of the file
+  [[nodiscard]] Kes_err *rewind();  // back to the start of the file
   int eof();          // 1 when the position has reached the file's size
   // dir/name, or name alone when dir is null or empty or name is absolute.
   const char *get_fullname();
 
 private:
   off_t file_pos() const;  // position as an offset in the file
-  Kes_err *move_window(off_t new_offset);
+  [[nodiscard]] Kes_err *move_window(off_t new_offset);
 };
 
 #endif

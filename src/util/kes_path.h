@@ -21,7 +21,7 @@ char *kes_abspath(const char *path, char *buf, int size);
 // The same walk with links taken as the names they are; null when too long.
 char *kes_labspath(const char *path, char *buf, int size);
 // Error 2006 when ".." climbs above the start; buf is then empty.
-Kes_err *kes_path_remove_dots(const char *path, char *buf);
+[[nodiscard]] Kes_err *kes_path_remove_dots(const char *path, char *buf);
 char *kes_path_cat(char *dir, const char *tail);
 void kes_parse_filename(const char *path, char *dir, char *base);
 char *kes_make_sccs_name(const char *name, char *buf, char prefix, int use_root,
@@ -30,7 +30,7 @@ char *kes_make_gname(const char *sname, char *buf, const char *vcs_dir);
 char *kes_fully_qualify(const char *name, char *buf);
 char *kes_fully_qualify_using_home(const char *name, char *buf);
 
-Kes_err *kes_chdir(const char *path, int fd);
+[[nodiscard]] Kes_err *kes_chdir(const char *path, int fd);
 int kes_fchdir_supported();
 int kes_is_readable_dir(const char *path);
 int kes_empty_line(const char *line);

@@ -8,19 +8,19 @@ class Kes_err;
 
 // Shell commands.  The status of system or pclose is decoded by
 // kes_decode_sh_wait; rc, where given, gets the exit status or 0.
-Kes_err *kes_decode_sh_wait(int status, const char *cmd, int *rc);
-Kes_err *kes_system(const char *cmd);
-Kes_err *kes_system_no_quoting(const char *cmd);
-Kes_err *kes_system_with_rc(const char *cmd, int *rc);
-Kes_err *kes_system_with_rc_no_quoting(const char *cmd, int *rc);
-Kes_err *kes_pclose(FILE *fp, const char *cmd);
-Kes_err *kes_pclose_with_rc(FILE *fp, const char *cmd, int *rc);
+[[nodiscard]] Kes_err *kes_decode_sh_wait(int status, const char *cmd, int *rc);
+[[nodiscard]] Kes_err *kes_system(const char *cmd);
+[[nodiscard]] Kes_err *kes_system_no_quoting(const char *cmd);
+[[nodiscard]] Kes_err *kes_system_with_rc(const char *cmd, int *rc);
+[[nodiscard]] Kes_err *kes_system_with_rc_no_quoting(const char *cmd, int *rc);
+[[nodiscard]] Kes_err *kes_pclose(FILE *fp, const char *cmd);
+[[nodiscard]] Kes_err *kes_pclose_with_rc(FILE *fp, const char *cmd, int *rc);
 
 // Programs without a shell.
-Kes_err *kes_decode_wait(int status, const char *path, char *const *argv, int *rc);
-Kes_err *kes_execute_cmd(const char *path, char *const *argv);
-Kes_err *kes_execute_cmd_with_rc(const char *path, char *const *argv, int *rc);
-Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid);
+[[nodiscard]] Kes_err *kes_decode_wait(int status, const char *path, char *const *argv, int *rc);
+[[nodiscard]] Kes_err *kes_execute_cmd(const char *path, char *const *argv);
+[[nodiscard]] Kes_err *kes_execute_cmd_with_rc(const char *path, char *const *argv, int *rc);
+[[nodiscard]] Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid);
 
 // A shell command started without waiting.
 class KesCommand {
@@ -42,10 +42,10 @@ public:
 };
 
 // Finding programs.  buf holds 1024 bytes.
-Kes_err *kes_find_cmd_in_path(const char *cmd, char *buf);
-Kes_err *kes_find_executable(const char *cmd, char *buf);
+[[nodiscard]] Kes_err *kes_find_cmd_in_path(const char *cmd, char *buf);
+[[nodiscard]] Kes_err *kes_find_executable(const char *cmd, char *buf);
 void kes_find_run_dir_init(const char *argv0);
-Kes_err *kes_find_run_dir(char **dir);  // *dir stays owned by the library
+[[nodiscard]] Kes_err *kes_find_run_dir(char **dir);  // *dir stays owned by the library
 void kes_set_path();
 // assignment is "NAME=list"; returns a new malloc-ed "NAME=list" with each
 // member of the colon list value appended that was not there yet.

@@ -46,14 +46,14 @@ class Kes_md_access : public Kes_metadata {
 public:
   Kes_md_access(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "access_control", 2) {}
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
   // Version 1 files differ only in their version line, rewritten in place.
-  Kes_err *conversion() override;
+  [[nodiscard]] Kes_err *conversion() override;
   void format_comment(void *entry, char **text) override;
   void format_entry(void *entry, char **text) override;
   // A new file: the explaining comment and the built-in default of every
   // operation.  vcs has no effect.
-  Kes_err *create_default_file(VCS vcs);
+  [[nodiscard]] Kes_err *create_default_file(VCS vcs);
 };
 
 // The built-in default entry of an operation, for the workspace's creating
@@ -61,8 +61,8 @@ public:
 Kes_access *kes_acl_get_default(Kes_workspace *ws, const char *operation);
 
 // Error 2065 when the running user may not perform the operation on ws.
-Kes_err *kes_check_access(const char *operation, Kes_workspace *ws);
+[[nodiscard]] Kes_err *kes_check_access(const char *operation, Kes_workspace *ws);
 // The same check, with warning 2065 in place of the error; always null.
-Kes_err *kes_check_access_warning(const char *operation, Kes_workspace *ws);
+[[nodiscard]] Kes_err *kes_check_access_warning(const char *operation, Kes_workspace *ws);
 
 #endif

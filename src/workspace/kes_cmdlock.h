@@ -68,10 +68,10 @@ public:
   int compare_datas(void *a, void *b) override;
 
   // Error 2021 when a lock of the list stands in the way, else null.
-  Kes_err *obtain_write_lock(Kes_workspace *ws);  // any lock denies
-  Kes_err *obtain_read_lock(Kes_workspace *ws);   // only a write lock denies
+  [[nodiscard]] Kes_err *obtain_write_lock(Kes_workspace *ws);  // any lock denies
+  [[nodiscard]] Kes_err *obtain_read_lock(Kes_workspace *ws);   // only a write lock denies
   // Error 2021 naming the locks that deny one of this type.
-  Kes_err *deny_lock(Kes_cmdlocktype type, Kes_workspace *ws);
+  [[nodiscard]] Kes_err *deny_lock(Kes_cmdlocktype type, Kes_workspace *ws);
 };
 
 class Kes_md_locks : public Kes_metadata {
@@ -79,7 +79,7 @@ public:
   Kes_md_locks(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "locks", 1) {}
   // Makes a Kes_cmdlock.
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
 };
 
 #endif

@@ -82,21 +82,21 @@ public:
 
   // Begins a record with its "COMMAND " line, consuming argc and argv.  With
   // noop set nothing is made, and every later call writes nothing.
-  Kes_err *start(int noop);
+  [[nodiscard]] Kes_err *start(int noop);
   // The comment between "BEGIN COMMENT" and "END COMMENT".
-  Kes_err *print_comment(Kes_strlist *comment);
-  Kes_err *print_rti(const char *value);
+  [[nodiscard]] Kes_err *print_comment(Kes_strlist *comment);
+  [[nodiscard]] Kes_err *print_rti(const char *value);
   // Free lines of the record.
-  Kes_err *printf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
-  Kes_err *vprintf(const char *fmt, va_list ap) __attribute__((format(printf, 2, 0)));
+  [[nodiscard]] Kes_err *printf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+  [[nodiscard]] Kes_err *vprintf(const char *fmt, va_list ap) __attribute__((format(printf, 2, 0)));
   // Ends the record with the command log's lines and appends it to the log.
   // A failure is printed and costs only the record: the log keeps its old end.
   void done(Kes_cmdlog *log);
   // The log without its version line, on standard output.
-  Kes_err *print();
+  [[nodiscard]] Kes_err *print();
   using Kes_metadata::get_contents;
   // Reads the log into list, whose create_data makes Kes_history records.
-  Kes_err *get_contents(Kes_list *list) override;
+  [[nodiscard]] Kes_err *get_contents(Kes_list *list) override;
 
 private:
   void drop_temp();

@@ -13,15 +13,15 @@ public:
       : Kes_metadata(ws, metadata_dir, "args", 1) {}
   // Writes list2 then list1, after saving the old file into the backup area.
   // Written in place: an error leaves the file partly written.
-  Kes_err *rewrite(Kes_strlist *list1, Kes_strlist *list2);
+  [[nodiscard]] Kes_err *rewrite(Kes_strlist *list1, Kes_strlist *list2);
   // Adds the args file to the undo's actions when it needs one; defined with
   // the undo machinery.
-  Kes_err *determine_undo_state(Kes_undo *undo);
+  [[nodiscard]] Kes_err *determine_undo_state(Kes_undo *undo);
 };
 
 // Copies relname, a path relative to area's root, to the same relative path
 // under area's Brindle_wsdata/backup/files, by a temporary name and a rename,
 // so the copy there is whole or absent.
-Kes_err *make_backup_file(const char *relname, Kes_workspace *area);
+[[nodiscard]] Kes_err *make_backup_file(const char *relname, Kes_workspace *area);
 
 #endif

@@ -16,10 +16,10 @@ public:
       : Kes_md_backupnew(ws, metadata_dir, "backup/new") {}
   using Kes_metadata::open;
   // Creates the directory and starts a new journal.
-  Kes_err *open();
+  [[nodiscard]] Kes_err *open();
   void set_limit(int n) { limit = n; }
   // Writes the line: no duplicate test, no lock.
-  Kes_err *add_line(const char *line) override;
+  [[nodiscard]] Kes_err *add_line(const char *line) override;
 
 protected:
   Kes_md_backupnew(Kes_workspace *ws, const char *metadata_dir, const char *simplename)

@@ -18,7 +18,7 @@ public:
       : Kes_metadata(ws, metadata_dir, "description", 1) {}
   using Kes_metadata::get_contents;
   // Every line as it stands, newline cut, as strings: list is a Kes_strlist.
-  Kes_err *get_contents(Kes_list *list) override;
+  [[nodiscard]] Kes_err *get_contents(Kes_list *list) override;
   void format_comment(void *entry, char **text) override;  // nothing
   void format_entry(void *entry, char **text) override;    // the string
 };
@@ -34,7 +34,7 @@ public:
   Kes_description &operator=(const Kes_description &) = delete;
 
   // From the file's lines; an empty or null list leaves both null.
-  Kes_err *init_description(Kes_strlist *lines);
+  [[nodiscard]] Kes_err *init_description(Kes_strlist *lines);
   // The file text for name and text: malloc-ed, freed by the caller.
   char *make_description_line();
   Kes_description *copy();

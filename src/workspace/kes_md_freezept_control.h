@@ -40,10 +40,10 @@ public:
   Kes_md_autofr(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "freezept_control", 2) {}
   // Stores into autofr and gives no entry.
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
   void format_comment(void *entry, char **text) override;  // nothing
   void format_entry(void *entry, char **text) override;    // the string
-  Kes_err *create_default_file();
+  [[nodiscard]] Kes_err *create_default_file();
 
   // The file's lines for the settings, as the properties dialog saves them:
   // the explaining comment first when with_comment is set, then one
@@ -51,7 +51,7 @@ public:
   static void make_lines(Kes_autofr *settings, int with_comment, Kes_strlist *out);
   // Writes the settings the way the dialog does: a missing file is created and
   // begins with the comment.
-  Kes_err *save(Kes_autofr *settings);
+  [[nodiscard]] Kes_err *save(Kes_autofr *settings);
 };
 
 #endif

@@ -13,7 +13,7 @@ class Kes_md_parent : public Kes_metadata {
 public:
   Kes_md_parent(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "parent", 1) {}
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
 
 protected:
   Kes_md_parent(Kes_workspace *ws, const char *metadata_dir, const char *simplename)
@@ -24,18 +24,18 @@ class Kes_md_ombraparent : public Kes_md_parent {
 public:
   Kes_md_ombraparent(Kes_workspace *ws, const char *metadata_dir)
       : Kes_md_parent(ws, metadata_dir, "ombraparent") {}
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
 };
 
 class Kes_md_children : public Kes_metadata {
 public:
   Kes_md_children(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "children", 1) {}
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
 };
 
 // The workspace object for the Ombra environment line "*name": the tree
 // /ombra/br.name/vcs with the netname "*name" and Ombra's options.
-Kes_err *kes_build_ws_for_env(const char *line, Kes_workspace **ws);
+[[nodiscard]] Kes_err *kes_build_ws_for_env(const char *line, Kes_workspace **ws);
 
 #endif

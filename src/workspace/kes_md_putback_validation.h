@@ -38,7 +38,7 @@ public:
   Kes_md_pbval(Kes_workspace *ws, const char *metadata_dir)
       : Kes_metadata(ws, metadata_dir, "putback_validation", 2) {}
   // Stores into pbval and gives no entry.
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
   void format_comment(void *entry, char **text) override;  // nothing
   void format_entry(void *entry, char **text) override;    // the string
 
@@ -46,7 +46,7 @@ public:
   static void make_lines(Kes_pbval *settings, Kes_strlist *out);
   // Writes the settings the way the properties dialog does, creating the file
   // when it is missing.
-  Kes_err *save(Kes_pbval *settings);
+  [[nodiscard]] Kes_err *save(Kes_pbval *settings);
 };
 
 #endif

@@ -39,21 +39,21 @@ public:
 
   // Reads the entries into list, with "#" comments and backslash continuation
   // lines; a missing file reads as empty.
-  virtual Kes_err *get_contents(Kes_list *list);
+  [[nodiscard]] virtual Kes_err *get_contents(Kes_list *list);
   // lines_only: entries are the logical lines as strings, parse is not called.
-  virtual Kes_err *get_contents(Kes_list *list, int lines_only);
-  virtual Kes_err *get_lines(Kes_strlist *list);
+  [[nodiscard]] virtual Kes_err *get_contents(Kes_list *list, int lines_only);
+  [[nodiscard]] virtual Kes_err *get_lines(Kes_strlist *list);
   // Atomic rewrite through F.tmp; the file must exist, and keeps its mode.
-  virtual Kes_err *put_contents(Kes_list *list);
+  [[nodiscard]] virtual Kes_err *put_contents(Kes_list *list);
   // Appends the line unless the file holds it already; creates the file.
-  virtual Kes_err *add_line(const char *line);
+  [[nodiscard]] virtual Kes_err *add_line(const char *line);
   // Makes an entry from a logical line; comments holds the comment lines that
   // stand before it and the one on its own line.  entry may stay null.
-  virtual Kes_err *parse(char *line, void **entry, Kes_strlist *comments);
+  [[nodiscard]] virtual Kes_err *parse(char *line, void **entry, Kes_strlist *comments);
   // Converts an older file in place; by default that is an error.
-  virtual Kes_err *conversion();
-  virtual Kes_err *append_sized_vector(char **lines, int count);
-  virtual Kes_err *append_vector(char **lines);  // null-terminated
+  [[nodiscard]] virtual Kes_err *conversion();
+  [[nodiscard]] virtual Kes_err *append_sized_vector(char **lines, int count);
+  [[nodiscard]] virtual Kes_err *append_vector(char **lines);  // null-terminated
   // Text to write for an entry, with its own line ends; malloc-ed, freed by
   // the caller; a null text writes nothing.
   virtual void format_comment(void *entry, char **text);
@@ -61,19 +61,19 @@ public:
 
   // mode "a": append (creates the file with its version line); "r" or "r+":
   // read, a missing file leaves stream null and is no error; "w": truncate.
-  Kes_err *open(const char *mode);
-  Kes_err *close();
-  Kes_err *lock();
+  [[nodiscard]] Kes_err *open(const char *mode);
+  [[nodiscard]] Kes_err *close();
+  [[nodiscard]] Kes_err *lock();
   void unlock();
   // Drops every line equal to line; found, if given, says whether one was.
-  Kes_err *delete_line(const char *line, int *found);
-  Kes_err *remove();
+  [[nodiscard]] Kes_err *delete_line(const char *line, int *found);
+  [[nodiscard]] Kes_err *remove();
   int exists();
   char *get_relname(char *buf);  // Brindle_wsdata/<simplename>
-  Kes_err *write_vernum();
-  Kes_err *write_vernum_to_fp(FILE *fp);
-  Kes_err *check_vernum();
-  Kes_err *check_vernum_string(const char *line);
+  [[nodiscard]] Kes_err *write_vernum();
+  [[nodiscard]] Kes_err *write_vernum_to_fp(FILE *fp);
+  [[nodiscard]] Kes_err *check_vernum();
+  [[nodiscard]] Kes_err *check_vernum_string(const char *line);
 };
 
 // Opens the file for appending and closes it again: 1 if that worked.  Creates
@@ -83,7 +83,7 @@ int ok_for_write(Kes_metadata *md);
 // Takes the short lock lockname, a symbolic link to target.  Waits while the
 // lock is held and younger than timeout seconds (0 or less: 15) by the file
 // server's clock, read from a probe file made beside the lock.
-Kes_err *kes_file_lock(const char *target, const char *lockname, int timeout);
+[[nodiscard]] Kes_err *kes_file_lock(const char *target, const char *lockname, int timeout);
 
 // Called at every look at a held lock, with the lock's age basis and the probe
 // file's time; broken says whether the lock was found stale.  For tests and

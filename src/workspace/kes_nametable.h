@@ -63,10 +63,10 @@ public:
 
   // The table line: on fp with its newline (error 2045 names name, or
   // "unknown"), or into buf (KES_NT_BUF_SIZE bytes) without.
-  Kes_err *print(FILE *fp, const char *name);
+  [[nodiscard]] Kes_err *print(FILE *fp, const char *name);
   char *print(char *buf);
   // The journal line, the same way.
-  Kes_err *print_with_edit(FILE *fp, const char *name);
+  [[nodiscard]] Kes_err *print_with_edit(FILE *fp, const char *name);
   char *print_with_edit(char *buf);
 
   // Splits a line (without newline) at its last four blanks, or five when
@@ -124,13 +124,13 @@ public:
 
   // Starts the journal on first use and appends the record's line; synced
   // every 10 lines.
-  Kes_err *add_rec(Kes_nt *rec);
+  [[nodiscard]] Kes_err *add_rec(Kes_nt *rec);
   // "w...": creates the file for every user (0666) and starts it anew;
   // "a...": refused, error 1025, for the journal is never continued; others as
   // for any metadata file.
-  Kes_err *open(const char *mode);
+  [[nodiscard]] Kes_err *open(const char *mode);
   // A journal line into a record; error 2056 for a line with too few fields.
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
 };
 
 class Kes_md_nametable : public Kes_metadata {
@@ -154,20 +154,20 @@ public:
   // rebuilds it from the tree.  tr may be null; dup_smids, if given, receives
   // the SmIDs that a rebuild found on more than one file (copies, which the
   // caller deletes: see kes_nt_delete_dup_smids).
-  Kes_err *read_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids);
+  [[nodiscard]] Kes_err *read_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids);
   // Reads without the duplicate test and never rebuilds: a bad or missing
   // table reads as empty.  For the repair of duplicates.
-  Kes_err *read_existing_table_with_dups();
+  [[nodiscard]] Kes_err *read_existing_table_with_dups();
   // A full scan of the tree.
-  Kes_err *rebuild_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids, int *dups);
+  [[nodiscard]] Kes_err *rebuild_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids, int *dups);
   // Writes the table with every edit and removes the journal.  Nothing, and no
   // error, in a workspace that can't be written.
-  Kes_err *write_table();
-  Kes_err *update_table();  // write_table when dirty
+  [[nodiscard]] Kes_err *write_table();
+  [[nodiscard]] Kes_err *update_table();  // write_table when dirty
   // Adds a copy of rec; *stored, if given, gets the copy, or null when the
   // record was there already.
-  Kes_err *add_record(Kes_nt *rec, Kes_nt **stored);
-  Kes_err *remove_record(Kes_nt *rec);
+  [[nodiscard]] Kes_err *add_record(Kes_nt *rec, Kes_nt **stored);
+  [[nodiscard]] Kes_err *remove_record(Kes_nt *rec);
   int record_exists(Kes_nt *rec);
   void editlog_enable() { editlog_on = 1; }
   void editlog_disable() { editlog_on = 0; }
@@ -179,20 +179,20 @@ public:
 
   // The steps of read_table.
   // *missing is set when there is no table file.
-  Kes_err *read_table_to_memory(int *missing);
+  [[nodiscard]] Kes_err *read_table_to_memory(int *missing);
   // Builds list and hash from the image, replaying the journal records in L;
   // *bad is set (with a warning) when the image isn't a table.
-  Kes_err *build_list_from_memory(Kes_ntlist *L, int *bad);
+  [[nodiscard]] Kes_err *build_list_from_memory(Kes_ntlist *L, int *bad);
   // Null when rec's SmID is new to seen (and enters it); else error 2088 when
   // reading, 2090 when writing.
-  Kes_err *is_a_duplicate_smid(Kes_nt *rec, Kes_smid_str_hash *seen, int reading);
+  [[nodiscard]] Kes_err *is_a_duplicate_smid(Kes_nt *rec, Kes_smid_str_hash *seen, int reading);
 };
 
 // The tree walk: one record per history file (one per real root under a fake
 // root), appended to list and entered in hash.  SmIDs found more than once set
 // *dups and go to dup_smids.  Unreadable history files are reported and
 // skipped.
-Kes_err *find_sfiles_in_ws(Kes_workspace *ws, Kes_ntlist *list, Kes_nt_hash *hash,
+[[nodiscard]] Kes_err *find_sfiles_in_ws(Kes_workspace *ws, Kes_ntlist *list, Kes_nt_hash *hash,
                            Kes_smid_int_hash *dup_smids, int *dups);
 
 // Deletes a table of duplicates filled by a rebuild, with its keys.

@@ -80,13 +80,13 @@ public:
   using Kes_metadata::get_contents;
   // Reads the entries into list, a Kes_notifylist.  A damaged entry stops the
   // reading with an error that says no mail goes out.
-  Kes_err *get_contents(Kes_list *list) override;
+  [[nodiscard]] Kes_err *get_contents(Kes_list *list) override;
   // Makes a Kes_notifyline.
-  Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
+  [[nodiscard]] Kes_err *parse(char *line, void **entry, Kes_strlist *comments) override;
   void format_comment(void *entry, char **text) override;
   void format_entry(void *entry, char **text) override;
   // The version line and the two comment blocks.
-  Kes_err *create_default_file();
+  [[nodiscard]] Kes_err *create_default_file();
   // The two comment blocks, with the keywords and event names filled in;
   // malloc-ed, for the caller to free.
   static void create_default_string1(char **text);

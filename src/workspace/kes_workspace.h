@@ -93,23 +93,23 @@ public:
   virtual int is_writelocked();
   // The parent-link file in ws that a parent of this kind is recorded in:
   // parent for a workspace, ombraparent for an Ombra environment.
-  virtual Kes_err *new_md_parent(Kes_workspace *ws, Kes_md_parent **out);
+  [[nodiscard]] virtual Kes_err *new_md_parent(Kes_workspace *ws, Kes_md_parent **out);
 
   // Construction and identity.
-  Kes_err *set_name(const char *name, const char *absname);
+  [[nodiscard]] Kes_err *set_name(const char *name, const char *absname);
   void set_netname(const char *name);
   void set_def_flp(const char *name);
   void set_pre_dir(const char *dir);
   void set_ws_options();
   void set_ombra_options();
-  Kes_err *parse_parent_child_line(const char *line);
+  [[nodiscard]] Kes_err *parse_parent_child_line(const char *line);
   Kes_workspace *copy();  // same class as this object
   int compare(Kes_workspace *other);
   char *get_absname();
   char *get_creator();
   char *get_def_flp();
   const char *get_vcs_dir();
-  Kes_err *get_full_metadata_dir(char *buf);  // buf of 1024 bytes
+  [[nodiscard]] Kes_err *get_full_metadata_dir(char *buf);  // buf of 1024 bytes
   void print();
   // A metadata object of class T on this workspace's metadata directory: the
   // body of every get_md_... factory.
@@ -123,8 +123,8 @@ public:
 
   // Validity.
   int exists();
-  Kes_err *not_real_warning();
-  Kes_err *not_real_error();
+  [[nodiscard]] Kes_err *not_real_warning();
+  [[nodiscard]] Kes_err *not_real_error();
   int root_is_empty();
   // rel, if given, is a buffer of 1024 bytes.
   int is_under_ws(const char *path, char *rel);
@@ -133,65 +133,65 @@ public:
 
   // Metadata factories: a new object through the argument, for the caller to
   // delete.  The file is not touched until the object is used.
-  Kes_err *get_md_access(Kes_md_access **md);
-  Kes_err *get_md_args(Kes_md_args **md);
-  Kes_err *get_md_autofr(Kes_md_autofr **md);
-  Kes_err *get_md_backupnew(Kes_md_backupnew **md);
-  Kes_err *get_md_children(Kes_md_children **md);
-  Kes_err *get_md_conflicts(Kes_md_conflicts **md);
-  Kes_err *get_md_description(Kes_md_description **md);
-  Kes_err *get_md_history(Kes_md_history **md);
-  Kes_err *get_md_locks(Kes_md_locks **md);
-  Kes_err *get_md_nametable(Kes_md_nametable **md);
-  Kes_err *get_md_nt_editlog(Kes_md_nt_editlog **md);
-  Kes_err *get_md_notify(Kes_md_notify **md);
-  Kes_err *get_md_ombraparent(Kes_md_ombraparent **md);
-  Kes_err *get_md_parent(Kes_md_parent **md);
-  Kes_err *get_md_pbval(Kes_md_pbval **md);
+  [[nodiscard]] Kes_err *get_md_access(Kes_md_access **md);
+  [[nodiscard]] Kes_err *get_md_args(Kes_md_args **md);
+  [[nodiscard]] Kes_err *get_md_autofr(Kes_md_autofr **md);
+  [[nodiscard]] Kes_err *get_md_backupnew(Kes_md_backupnew **md);
+  [[nodiscard]] Kes_err *get_md_children(Kes_md_children **md);
+  [[nodiscard]] Kes_err *get_md_conflicts(Kes_md_conflicts **md);
+  [[nodiscard]] Kes_err *get_md_description(Kes_md_description **md);
+  [[nodiscard]] Kes_err *get_md_history(Kes_md_history **md);
+  [[nodiscard]] Kes_err *get_md_locks(Kes_md_locks **md);
+  [[nodiscard]] Kes_err *get_md_nametable(Kes_md_nametable **md);
+  [[nodiscard]] Kes_err *get_md_nt_editlog(Kes_md_nt_editlog **md);
+  [[nodiscard]] Kes_err *get_md_notify(Kes_md_notify **md);
+  [[nodiscard]] Kes_err *get_md_ombraparent(Kes_md_ombraparent **md);
+  [[nodiscard]] Kes_err *get_md_parent(Kes_md_parent **md);
+  [[nodiscard]] Kes_err *get_md_pbval(Kes_md_pbval **md);
 
   // Content readers: a fresh result through the argument, for the caller to
   // delete.
-  Kes_err *get_parent(Kes_workspace **parent);
-  Kes_err *get_kes_parent(Kes_workspace **parent);
-  Kes_err *get_children(Kes_wslist **children);
-  Kes_err *get_accesslist(Kes_accesslist **list);
-  Kes_err *get_description(Kes_strlist **lines);
-  Kes_err *get_conflicts(Kes_strlist **names);
-  Kes_err *get_locks(Kes_cmdlocklist **list);
-  Kes_err *get_notifications(const char *event, Kes_notifylist **list);
-  Kes_err *get_pbval(Kes_pbval **settings);
-  Kes_err *get_autofr(Kes_autofr **settings);
+  [[nodiscard]] Kes_err *get_parent(Kes_workspace **parent);
+  [[nodiscard]] Kes_err *get_kes_parent(Kes_workspace **parent);
+  [[nodiscard]] Kes_err *get_children(Kes_wslist **children);
+  [[nodiscard]] Kes_err *get_accesslist(Kes_accesslist **list);
+  [[nodiscard]] Kes_err *get_description(Kes_strlist **lines);
+  [[nodiscard]] Kes_err *get_conflicts(Kes_strlist **names);
+  [[nodiscard]] Kes_err *get_locks(Kes_cmdlocklist **list);
+  [[nodiscard]] Kes_err *get_notifications(const char *event, Kes_notifylist **list);
+  [[nodiscard]] Kes_err *get_pbval(Kes_pbval **settings);
+  [[nodiscard]] Kes_err *get_autofr(Kes_autofr **settings);
 
   // Writers.
-  Kes_err *set_parent(Kes_workspace *parent);
-  Kes_err *remove_parent();
-  Kes_err *add_child(Kes_workspace *child);
-  Kes_err *remove_child(Kes_workspace *child);
-  Kes_err *add_conflict(const char *name);
-  Kes_err *remove_conflict(const char *name);
-  Kes_err *set_pbval(Kes_pbval *settings);
-  Kes_err *set_autofr(Kes_autofr *settings);
+  [[nodiscard]] Kes_err *set_parent(Kes_workspace *parent);
+  [[nodiscard]] Kes_err *remove_parent();
+  [[nodiscard]] Kes_err *add_child(Kes_workspace *child);
+  [[nodiscard]] Kes_err *remove_child(Kes_workspace *child);
+  [[nodiscard]] Kes_err *add_conflict(const char *name);
+  [[nodiscard]] Kes_err *remove_conflict(const char *name);
+  [[nodiscard]] Kes_err *set_pbval(Kes_pbval *settings);
+  [[nodiscard]] Kes_err *set_autofr(Kes_autofr *settings);
 
   // Command locks, access and reports.
-  Kes_err *obtain_lock(Kes_cmdlocktype type, Kes_cmdlock **lock);
-  Kes_err *release_lock(Kes_cmdlock *lock);
-  Kes_err *release_lock(int n);
-  Kes_err *access_granted(const char *operation, const char *user, int *granted);
-  Kes_err *print_history();
-  Kes_err *print_accesslist();
-  Kes_err *print_notifications();
-  Kes_err *print_locks(int *count);
-  Kes_err *print_description(int name, int text);
-  Kes_err *print_parent(int recursive, int indent);
-  Kes_err *print_children(int recursive, int indent);
+  [[nodiscard]] Kes_err *obtain_lock(Kes_cmdlocktype type, Kes_cmdlock **lock);
+  [[nodiscard]] Kes_err *release_lock(Kes_cmdlock *lock);
+  [[nodiscard]] Kes_err *release_lock(int n);
+  [[nodiscard]] Kes_err *access_granted(const char *operation, const char *user, int *granted);
+  [[nodiscard]] Kes_err *print_history();
+  [[nodiscard]] Kes_err *print_accesslist();
+  [[nodiscard]] Kes_err *print_notifications();
+  [[nodiscard]] Kes_err *print_locks(int *count);
+  [[nodiscard]] Kes_err *print_description(int name, int text);
+  [[nodiscard]] Kes_err *print_parent(int recursive, int indent);
+  [[nodiscard]] Kes_err *print_children(int recursive, int indent);
   void print_wsname(int indent);
   char *make_descnm_notif_line(int indent);  // malloc-ed; the caller frees it
 
   // Create, delete, move, reparent.
-  Kes_err *create_ws(VCS vcs);
-  Kes_err *delete_ws(int metadata_only);
-  Kes_err *move_ws(Kes_workspace *target);
-  Kes_err *reparent(Kes_workspace *new_parent, int force);
+  [[nodiscard]] Kes_err *create_ws(VCS vcs);
+  [[nodiscard]] Kes_err *delete_ws(int metadata_only);
+  [[nodiscard]] Kes_err *move_ws(Kes_workspace *target);
+  [[nodiscard]] Kes_err *reparent(Kes_workspace *new_parent, int force);
 
   // The history layer: the only places that name its implementation.
   Kes_sfile *get_sfile(const char *name);
@@ -210,7 +210,7 @@ class Kes_ws_ombraparent : public Kes_workspace {
 public:
   Kes_ws_ombraparent() {}
   Kes_ws_ombraparent(const char *name, Kes_err **err) : Kes_workspace(name, err) {}
-  Kes_err *new_md_parent(Kes_workspace *ws, Kes_md_parent **out) override;
+  [[nodiscard]] Kes_err *new_md_parent(Kes_workspace *ws, Kes_md_parent **out) override;
 
 protected:
   Kes_workspace *make_empty() override;
@@ -242,7 +242,7 @@ public:
 };
 
 // Free functions.
-Kes_err *kes_determine_default_ws(const char *name, Kes_workspace **ws);
+[[nodiscard]] Kes_err *kes_determine_default_ws(const char *name, Kes_workspace **ws);
 // result: 1024 bytes; the empty string if path lies in no workspace.
 void kes_find_containing_ws(char *result, const char *path);
 void getenv_brindle_ws(char *buf);  // buf of 1024 bytes
@@ -250,7 +250,7 @@ void getenv_brindle_wspath(char **value);
 int check_compat_2_1();
 
 // The error for a write to a workspace that doesn't exist (2016).
-Kes_err *kes_ws_does_not_exist(const char *wsname);
+[[nodiscard]] Kes_err *kes_ws_does_not_exist(const char *wsname);
 // 1 if the absolute names a and b are nested: one is a prefix of the other
 // with "/" right behind it.  shorter and longer then point at the two.
 int kes_ws_nested(const char *a, const char *b, const char **shorter, const char **longer);

@@ -216,8 +216,8 @@ TEST_F(HistoryLog, CommandLogLinesWithoutValues) {
   cmdlog.set_rti(nullptr);
   cmdlog.finish(0);
   ASSERT_EQ(take(md.start(0)).code, 0);
-  md.print_rti("77");
-  md.print_rti(nullptr);
+  ASSERT_EQ(take(md.print_rti("77")).code, 0);
+  ASSERT_EQ(take(md.print_rti(nullptr)).code, 0);
   md.done(&cmdlog);
   std::string text = read_file(log);
   EXPECT_NE(text.find("COMMAND \nRTI 77\nCWD "), std::string::npos) << text;
