@@ -160,11 +160,7 @@ void Kes_transaction::run_and_mail() {
   } else {
     exit_status = 0;
   }
-  Kes_err *mail_err = send_mail();
-  if (mail_err) {
-    mail_err->print();
-    delete mail_err;
-  }
+  Kes_err_owner(send_mail()).report();
 }
 
 Kes_err *Kes_transaction::transaction() {
@@ -182,11 +178,7 @@ Kes_err *Kes_transaction::transaction() {
   if ((err = obtain_locks())) return err;
   Kes_err *result = propagate();
   if (!result) {
-    Kes_err *args_err = update_args_file(child_ws);
-    if (args_err) {
-      args_err->print();
-      delete args_err;
-    }
+    Kes_err_owner(update_args_file(child_ws)).report();
   }
   release_locks();
 
@@ -384,11 +376,7 @@ void Kes_transaction::printf(const char *fmt, ...) {
 void Kes_transaction::log_vprintf(const char *fmt, va_list ap) {
   if (!history) return;
   // A lost log line is told, but does not stop the command.
-  Kes_err *err = history->vprintf(fmt, ap);
-  if (err) {
-    err->print();
-    delete err;
-  }
+  Kes_err_owner(history->vprintf(fmt, ap)).report();
 }
 
 void Kes_transaction::status_printf(int state, const char *name) {

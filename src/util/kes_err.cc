@@ -1,3 +1,5 @@
+// Kes_err and Kes_warning: making, printing and copying errors; Kes_err_owner;
+// the checked writes.
 #include "util/kes_err.h"
 
 #include <cerrno>
@@ -83,6 +85,13 @@ void Kes_err::print() {
   fflush(stdout);
   fprintf(stream, "%s", text);
   printed = 1;
+}
+
+void Kes_err_owner::report() {
+  if (!err_) return;
+  err_->print();
+  delete err_;
+  err_ = nullptr;
 }
 
 Kes_err *Kes_err::copy() const {

@@ -46,6 +46,39 @@ public:
   void add_codes() override;
 };
 
+// Owns at most one Kes_err and deletes it at the end of its scope, unless it
+// was handed on by release().  keep() holds the first error it is given and
+// deletes later ones, for the first is the cause:
+//   Kes_err_owner err(open("a"));
+//   if (!err) err.keep(write_lines());
+//   err.keep(close());   // a failed close counts only when all went well
+//   return err.release();
+class Kes_err_owner {
+public:
+  Kes_err_owner() = default;
+  explicit Kes_err_owner(Kes_err *err) : err_(err) {}
+  ~Kes_err_owner() { delete err_; }
+  Kes_err_owner(const Kes_err_owner &) = delete;
+  Kes_err_owner &operator=(const Kes_err_owner &) = delete;
+
+  void keep(Kes_err *err) {
+    if (err_) delete err;
+    else err_ = err;
+  }
+  explicit operator bool() const { return err_ != nullptr; }
+  Kes_err *get() const { return err_; }
+  [[nodiscard]] Kes_err *release() {
+    Kes_err *err = err_;
+    err_ = nullptr;
+    return err;
+  }
+  // Prints the error held, if any, and drops it.
+  void report();
+
+private:
+  Kes_err *err_ = nullptr;
+};
+
 void kes_issue_warning(int code, int err, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
 

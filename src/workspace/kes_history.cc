@@ -228,10 +228,7 @@ void Kes_md_history::done(Kes_cmdlog *log) {
     }
   }
   drop_temp();
-  if (err) {
-    err->print();
-    delete err;
-  }
+  Kes_err_owner(err).report();
 }
 
 Kes_err *Kes_md_history::print() {

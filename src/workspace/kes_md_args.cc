@@ -12,6 +12,7 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "util/kes_path.h"
+#include "util/kes_scope_exit.h"
 #include "workspace/kes_workspace.h"
 
 namespace {
@@ -25,21 +26,19 @@ Kes_err *write_lines(Kes_strlist *list, FILE *fp, const char *name) {
 
 Kes_err *Kes_md_args::rewrite(Kes_strlist *list1, Kes_strlist *list2) {
   if ((!list1 || list1->count == 0) && (!list2 || list2->count == 0)) return nullptr;
-  Kes_err *e = lock();
-  if (e) return e;
+  if (Kes_err *e = lock()) return e;
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
+  Kes_err_owner err;
   if (exists()) {
     // Saved first, so that undo can bring the old list back.
     char rel[1024];
-    e = make_backup_file(get_relname(rel), workspace);
+    err.keep(make_backup_file(get_relname(rel), workspace));
   }
-  if (!e) e = open("w");
-  if (!e) e = write_lines(list2, stream, fullname);
-  if (!e) e = write_lines(list1, stream, fullname);
-  Kes_err *c = close();
-  if (!e) e = c;
-  else delete c;
-  unlock();
-  return e;
+  if (!err) err.keep(open("w"));
+  if (!err) err.keep(write_lines(list2, stream, fullname));
+  if (!err) err.keep(write_lines(list1, stream, fullname));
+  err.keep(close());
+  return err.release();
 }
 
 Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {

@@ -11,6 +11,7 @@
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
+#include "util/kes_scope_exit.h"
 #include "util/kes_str.h"
 #include "workspace/kes_workspace.h"
 
@@ -122,60 +123,52 @@ Kes_err *Kes_metadata::get_contents(Kes_list *list, int lines_only) {
 
 Kes_err *Kes_metadata::put_contents(Kes_list *list) {
   if (!list) return nullptr;
-  char *tmp = join(fullname, ".tmp");
-  Kes_err *err = lock();
-  if (err) {
-    free(tmp);
-    return err;
-  }
+  if (Kes_err *e = lock()) return e;
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
+  std::string tmp = std::string(fullname) + ".tmp";
   struct stat st;
-  if (stat(fullname, &st) != 0) {
-    err = (new Kes_err)->format_msg(2702, errno, BWM_MSG(4501, "stat of %s failed"), tmp);
-    unlock();
-    free(tmp);
-    return err;
-  }
+  if (stat(fullname, &st) != 0)
+    return (new Kes_err)->format_msg(2702, errno, BWM_MSG(4501, "stat of %s failed"),
+                                     tmp.c_str());
   // The temporary file gets the old file's mode.
   mode_t old_mask = umask(~st.st_mode & 0777);
-  FILE *fp = fopen(tmp, "w");
-  if (!fp) {
-    err = (new Kes_err)->format_msg(1017, errno,
-                                    BWM_MSG(4502, "Open of \"%s\" for writing failed"), tmp);
-  } else {
-    err = write_vernum_to_fp(fp);
-    for (Kes_listelem *el = list->head.next; !err && el != &list->head; el = el->next) {
-      char *text = nullptr;
-      format_comment(el->data, &text);
-      if (text) err = fputs_N_check(text, fp, tmp);
-      free(text);
-      if (err) break;
-      text = nullptr;
-      format_entry(el->data, &text);
-      if (text) err = fputs_N_check(text, fp, tmp);
-      free(text);
-    }
-    Kes_err *ce = fclose_N_check(fp, tmp);
-    if (!err) err = ce;
-    else delete ce;
-    if (err) unlink(tmp);  // the old file stays as it was
-    else if (rename(tmp, fullname) != 0)
-      err = (new Kes_err)->format_msg(1018, errno,
-                                      BWM_MSG(4503, "Rename of \"%s\" to \"%s\" failed"),
-                                      fullname, tmp);
-  }
+  FILE *fp = fopen(tmp.c_str(), "w");
   umask(old_mask);
-  unlock();
-  free(tmp);
-  if (!err) file_version = version;
-  return err;
+  if (!fp)
+    return (new Kes_err)->format_msg(1017, errno,
+                                     BWM_MSG(4502, "Open of \"%s\" for writing failed"),
+                                     tmp.c_str());
+  Kes_err_owner err(write_vernum_to_fp(fp));
+  for (Kes_listelem *el = list->head.next; !err && el != &list->head; el = el->next) {
+    char *text = nullptr;
+    format_comment(el->data, &text);
+    if (text) err.keep(fputs_N_check(text, fp, tmp.c_str()));
+    free(text);
+    if (err) break;
+    text = nullptr;
+    format_entry(el->data, &text);
+    if (text) err.keep(fputs_N_check(text, fp, tmp.c_str()));
+    free(text);
+  }
+  err.keep(fclose_N_check(fp, tmp.c_str()));
+  if (err) {
+    unlink(tmp.c_str());  // the old file stays as it was
+    return err.release();
+  }
+  if (rename(tmp.c_str(), fullname) != 0)
+    return (new Kes_err)->format_msg(1018, errno,
+                                     BWM_MSG(4503, "Rename of \"%s\" to \"%s\" failed"),
+                                     fullname, tmp.c_str());
+  file_version = version;
+  return nullptr;
 }
 
 Kes_err *Kes_metadata::add_line(const char *line) {
   if (!line || !line[0]) return nullptr;
-  Kes_err *err = lock();
-  if (err) return err;
+  if (Kes_err *e = lock()) return e;
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
   bool present = false;
-  err = open("r");
+  Kes_err_owner err(open("r"));
   if (!err && stream) {
     char buf[kLineSize];
     while (!present && fgets(buf, sizeof buf, stream)) {
@@ -183,18 +176,13 @@ Kes_err *Kes_metadata::add_line(const char *line) {
       present = strcmp(buf, line) == 0;
     }
   }
-  Kes_err *ce = close();
-  if (!err) err = ce;
-  else delete ce;
+  err.keep(close());
   if (!err && !present) {
-    err = open("a");
-    if (!err) err = fprintf_N_check(stream, fullname, "%s\n", line);
-    ce = close();
-    if (!err) err = ce;
-    else delete ce;
+    err.keep(open("a"));
+    if (!err) err.keep(fprintf_N_check(stream, fullname, "%s\n", line));
+    err.keep(close());
   }
-  unlock();
-  return err;
+  return err.release();
 }
 
 Kes_err *Kes_metadata::parse(char *line, void **entry, Kes_strlist *comments) {
@@ -210,16 +198,13 @@ Kes_err *Kes_metadata::conversion() {
 
 Kes_err *Kes_metadata::append_sized_vector(char **lines, int count) {
   if (!lines || count <= 0) return nullptr;
-  Kes_err *err = lock();
-  if (err) return err;
-  err = open("a");
+  if (Kes_err *e = lock()) return e;
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
+  Kes_err_owner err(open("a"));
   for (int i = 0; !err && i < count; i++)
-    if (lines[i]) err = fprintf_N_check(stream, fullname, "%s\n", lines[i]);
-  Kes_err *ce = close();
-  if (!err) err = ce;
-  else delete ce;
-  unlock();
-  return err;
+    if (lines[i]) err.keep(fprintf_N_check(stream, fullname, "%s\n", lines[i]));
+  err.keep(close());
+  return err.release();
 }
 
 Kes_err *Kes_metadata::append_vector(char **lines) {
@@ -307,22 +292,22 @@ void Kes_metadata::unlock() {
 
 Kes_err *Kes_metadata::delete_line(const char *line, int *found) {
   if (!line || !line[0]) return nullptr;
-  Kes_err *err = lock();
-  if (err) return err;
-  err = open("r");
+  if (Kes_err *e = lock()) return e;
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
+  Kes_err_owner err(open("r"));
   if (err || !stream) {
     if (found && !err) *found = 0;
-    unlock();
-    return err;
+    return err.release();
   }
-  char *tmp = join(fullname, ".tmp");
+  std::string tmp = std::string(fullname) + ".tmp";
   bool dropped = false;
-  FILE *out = fopen(tmp, "w");
+  FILE *out = fopen(tmp.c_str(), "w");
   if (!out) {
-    err = (new Kes_err)->format_msg(1017, errno,
-                                    BWM_MSG(4502, "Open of \"%s\" for writing failed"), tmp);
+    err.keep((new Kes_err)->format_msg(1017, errno,
+                                       BWM_MSG(4502, "Open of \"%s\" for writing failed"),
+                                       tmp.c_str()));
   } else {
-    err = write_vernum_to_fp(out);
+    err.keep(write_vernum_to_fp(out));
     char *buf = nullptr;
     size_t cap = 0;
     ssize_t n;
@@ -333,27 +318,21 @@ Kes_err *Kes_metadata::delete_line(const char *line, int *found) {
         dropped = true;
         continue;
       }
-      err = fprintf_N_check(out, tmp, nl ? "%s\n" : "%s", buf);
+      err.keep(fprintf_N_check(out, tmp.c_str(), nl ? "%s\n" : "%s", buf));
     }
     free(buf);
-    Kes_err *ce = fclose_N_check(out, tmp);
-    if (!err) err = ce;
-    else delete ce;
+    err.keep(fclose_N_check(out, tmp.c_str()));
   }
-  Kes_err *ce = close();
-  if (!err) err = ce;
-  else delete ce;
+  err.keep(close());
   if (out && (err || !dropped)) {
-    unlink(tmp);
-  } else if (!err && rename(tmp, fullname) != 0) {
-    err = (new Kes_err)->format_msg(1018, errno,
-                                    BWM_MSG(4503, "Rename of \"%s\" to \"%s\" failed"), fullname,
-                                    tmp);
+    unlink(tmp.c_str());
+  } else if (!err && rename(tmp.c_str(), fullname) != 0) {
+    err.keep((new Kes_err)->format_msg(1018, errno,
+                                       BWM_MSG(4503, "Rename of \"%s\" to \"%s\" failed"),
+                                       fullname, tmp.c_str()));
   }
-  unlock();
-  free(tmp);
   if (!err && found) *found = dropped ? 1 : 0;
-  return err;
+  return err.release();
 }
 
 Kes_err *Kes_metadata::remove() {

@@ -15,6 +15,7 @@
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
+#include "util/kes_scope_exit.h"
 #include "util/kes_timing.h"
 #include "workspace/kes_workspace.h"
 
@@ -370,19 +371,15 @@ Kes_err *Kes_md_nametable::write_table() {
   // Rename and the end of the journal under one lock: a reader sees the old
   // table with its journal, or the new table alone.
   if ((err = lock())) return give_up(err);
-  if (rename(temp_name, fullname) != 0) {
-    err = (new Kes_err)->format_msg(
-        1018, errno, BWM_MSG(5023, "Rename of \"%s\" to \"%s\" failed"), temp_name, fullname);
-    unlock();
-    return give_up(err);
-  }
+  auto unlock_at_end = kes_scope_exit([this] { unlock(); });
+  if (rename(temp_name, fullname) != 0)
+    return give_up((new Kes_err)->format_msg(
+        1018, errno, BWM_MSG(5023, "Rename of \"%s\" to \"%s\" failed"), temp_name, fullname));
   temp_name[0] = '\0';
   chmod(fullname, 0666);
   dirty = 0;
   delete editlog->close();
-  err = editlog->remove();
-  unlock();
-  return err;
+  return editlog->remove();
 }
 
 Kes_err *Kes_md_nametable::update_table() { return dirty ? write_table() : nullptr; }

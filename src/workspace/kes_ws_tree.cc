@@ -40,12 +40,6 @@ void neighbour_warning(Kes_err *err, const char *fmt, const char *neighbour, con
   delete err;
 }
 
-void print_and_delete(Kes_err *err) {
-  if (!err) return;
-  err->print();
-  delete err;
-}
-
 // The write lock of a workspace that is to be deleted.  A full disk can keep
 // the lock line from being written; when nobody else holds a lock, the
 // metadata files other than locks are thrown away to make room.
@@ -68,7 +62,7 @@ Kes_err *lock_for_delete(Kes_workspace *ws, Kes_cmdlock **lock) {
   // Every name but those beginning with "l": the locks file stays.
   std::string cmd = kes_format("rm -f %s/%s/[a-km-z]*", esc(ws->get_absname()).c_str(),
                            KES_METADATA_DIR);
-  print_and_delete(kes_system_no_quoting(cmd.c_str()));
+  Kes_err_owner(kes_system_no_quoting(cmd.c_str())).report();
   err = ws->obtain_lock(KES_WRITE_LOCK, lock);
   if (err && err->system_errno == ENOSPC) {
     // Still no room: the delete goes on without a lock.
@@ -116,7 +110,7 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
   // notification file doesn't keep a workspace from being deleted.
   Kes_notifylist *list = nullptr;
   if (Kes_err *ne = get_notifications("workspace-delete", &list)) {
-    print_and_delete(ne);
+    Kes_err_owner(ne).report();
     list->clear();
   }
   char *descline = make_descnm_notif_line(11);
@@ -145,7 +139,7 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
     err->format_msg(2098, err->system_errno,
                     BWM_MSG(8012, "Cannot delete workspace %s. Please check permissions."),
                     or_empty(wsname));
-    if (lock) print_and_delete(release_lock(lock));
+    if (lock) Kes_err_owner(release_lock(lock)).report();
     delete lock;
     delete list;
     free(descline);
@@ -190,7 +184,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
     return err;
   }
   auto give_up = [&](Kes_err *e) {
-    print_and_delete(release_lock(lock));
+    Kes_err_owner(release_lock(lock)).report();
     delete lock;
     delete parent;
     delete children;
@@ -225,7 +219,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
     err = kes_system_no_quoting(cmd.c_str());
     if (err) {
       unlink(status_file);
-      print_and_delete(kes_system_no_quoting(drop_copy.c_str()));
+      Kes_err_owner(kes_system_no_quoting(drop_copy.c_str())).report();
       return give_up(err);
     }
     char buf[11] = "";
@@ -239,14 +233,14 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
     if (atoi(buf) != 0) {
       err = (new Kes_err)->format_msg(2035, 0, BWM_MSG(8024, "Could not tar the workspace %s"),
                                       or_empty(wsname));
-      print_and_delete(kes_system_no_quoting(drop_copy.c_str()));
+      Kes_err_owner(kes_system_no_quoting(drop_copy.c_str())).report();
       return give_up(err);
     }
     old_tree_stays = 1;
   }
   // Now that the directory is real, every spelling of the new name counts.
   std::string tname = or_empty(target->wsname);
-  print_and_delete(target->set_name(tname.c_str(), nullptr));
+  Kes_err_owner(target->set_name(tname.c_str(), nullptr)).report();
   tname = or_empty(target->wsname);
 
   Kes_err *kept = nullptr;
@@ -277,19 +271,19 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
   if (old_tree_stays) {
     std::string cmd = kes_format("rm -rf %s", esc(old_root.c_str()).c_str());
     if (Kes_err *re = kes_system_no_quoting(cmd.c_str())) {
-      print_and_delete(kept);
+      Kes_err_owner(kept).report();
       kept = re;
     }
   }
   // The locks file has moved with the tree.
-  print_and_delete(target->release_lock(lock));
+  Kes_err_owner(target->release_lock(lock)).report();
   delete lock;
   write_locked = 0;
 
   Kes_notifylist *list = nullptr;
   const char *event = "workspace-move";
   if (Kes_err *ne = target->get_notifications(event, &list)) {
-    print_and_delete(ne);
+    Kes_err_owner(ne).report();
   } else {
     char *descline = target->make_descnm_notif_line(14);
     std::string body =
@@ -319,7 +313,7 @@ Kes_err *Kes_workspace::reparent(Kes_workspace *new_parent, int force) {
   Kes_err *err = get_parent(&old);
   if (err) {
     if (!force) return err;
-    print_and_delete(err);
+    Kes_err_owner(err).report();
     old = nullptr;
   }
   if (old && !old->exists()) {
@@ -335,10 +329,10 @@ Kes_err *Kes_workspace::reparent(Kes_workspace *new_parent, int force) {
       return err;
     }
     unlinked_old = !err;
-    print_and_delete(err);
+    Kes_err_owner(err).report();
   }
   auto restore_old = [&]() {
-    if (unlinked_old) print_and_delete(old->add_child(this));
+    if (unlinked_old) Kes_err_owner(old->add_child(this)).report();
   };
   if (new_parent && (err = new_parent->add_child(this))) {
     restore_old();
@@ -348,14 +342,14 @@ Kes_err *Kes_workspace::reparent(Kes_workspace *new_parent, int force) {
   err = remove_parent();
   if (err && !force) {
     restore_old();
-    if (new_parent) print_and_delete(new_parent->remove_child(this));
+    if (new_parent) Kes_err_owner(new_parent->remove_child(this)).report();
     delete old;
     return err;
   }
-  print_and_delete(err);
+  Kes_err_owner(err).report();
   if (new_parent && (err = set_parent(new_parent))) {
     restore_old();
-    print_and_delete(new_parent->remove_child(this));
+    Kes_err_owner(new_parent->remove_child(this)).report();
     delete old;
     return err;
   }
