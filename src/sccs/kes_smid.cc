@@ -1,3 +1,4 @@
+// Kes_smid, its lists and hashes, and Kes_smidinfo.
 #include "sccs/kes_smid.h"
 
 #include <cstdlib>

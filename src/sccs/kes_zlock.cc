@@ -1,3 +1,4 @@
+// The z-file lock shared with the SCCS programs: lockit, unlockit and mylock.
 #include "sccs/kes_zlock.h"
 
 #include <fcntl.h>

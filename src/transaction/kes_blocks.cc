@@ -1,3 +1,4 @@
+// Kes_blocks: the lists of reasons that stop a command, and how they are printed.
 #include "transaction/kes_blocks.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Kes_bringover: the options, workspaces, checks, messages and mail of a bringover.
 #include "transaction/kes_bringover.h"
 
 #include <unistd.h>

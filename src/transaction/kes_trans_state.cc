@@ -1,3 +1,4 @@
+// The labels of the per-file status lines and the summary, localized and in English.
 #include "transaction/kes_trans_state.h"
 
 #include "util/kes_msg.h"

@@ -1,3 +1,4 @@
+// The transaction's timers, made when BRINDLE_TIMING is set, and their printing.
 #include "transaction/kes_trans_timers.h"
 
 #include <cstdlib>

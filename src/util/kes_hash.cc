@@ -1,3 +1,4 @@
+// Kes_hash and its string-keyed forms Kes_str_int_hash and Kes_str_str_hash.
 #include "util/kes_hash.h"
 
 #include <cstdlib>

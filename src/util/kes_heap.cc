@@ -1,3 +1,4 @@
+// Kes_heap: pools of records of one size.
 #include "util/kes_heap.h"
 
 #include <cstdio>

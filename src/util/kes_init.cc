@@ -1,3 +1,4 @@
+// Process start-up: umask_save, kes_init and the libraries' initialisation.
 #include "util/kes_init.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// Kes_list, Kes_listelem and Kes_strlist.
 #include "util/kes_list.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Kes_mmap: the mapped file reader.
 #include "util/kes_mmap.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// The message catalogues: opening them and fetching a text by number.
 #include "util/kes_msg.h"
 
 #include <nl_types.h>

@@ -1,3 +1,5 @@
+// Access control: Kes_access, Kes_accesslist, Kes_md_access, the checks, and the
+// workspace's access operations.
 #include "workspace/kes_access.h"
 
 #include <netdb.h>

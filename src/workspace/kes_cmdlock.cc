@@ -1,3 +1,5 @@
+// Command locks: Kes_cmdlock, Kes_cmdlocklist, Kes_md_locks, and the workspace's lock
+// operations.
 #include "workspace/kes_cmdlock.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// Kes_cmdlog: the facts of one command for the history log.
 #include "workspace/kes_cmdlog.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// The history log: Kes_history, Kes_historylist, Kes_md_history and print_history.
 #include "workspace/kes_history.h"
 
 #include <cerrno>

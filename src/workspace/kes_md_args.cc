@@ -1,3 +1,4 @@
+// Kes_md_args, the args file, and make_backup_file.
 #include "workspace/kes_md_args.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// Kes_md_backupnew, the journal of the files a transaction created.
 #include "workspace/kes_md_backupnew.h"
 
 #include <cerrno>

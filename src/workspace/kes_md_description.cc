@@ -1,3 +1,4 @@
+// Kes_description and Kes_md_description, the text that describes a workspace.
 #include "workspace/kes_md_description.h"
 
 #include <cstdlib>

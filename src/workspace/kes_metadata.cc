@@ -1,3 +1,5 @@
+// Kes_metadata, the base of every metadata file, with its short file lock and the line
+// helpers of the settings files.
 #include "workspace/kes_metadata.h"
 
 #include <cctype>

@@ -1,3 +1,5 @@
+// Notification: Kes_notify, its lists, Kes_md_notify, and the workspace's notification
+// operations.
 #include "workspace/kes_notify.h"
 
 #include <cctype>

@@ -1,3 +1,5 @@
+// Kes_workspace: naming, identity, validity and printing; Kes_wslist and the free
+// functions.
 #include "workspace/kes_workspace.h"
 
 #include <cerrno>
