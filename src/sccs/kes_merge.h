@@ -72,7 +72,7 @@ public:
 
   // Formats into out; a null stream writes nothing.
   [[nodiscard]] static Kes_err *my_fprintf(FILE *out, const char *name, const char *format, ...)
-      __attribute__((format(printf, 3, 4)));
+                    __attribute__((format(printf, 3, 4)));
 
   // The steps of merge(), public for the tests of each.
   [[nodiscard]] Kes_err *determine_rename_state();
@@ -83,8 +83,8 @@ public:
   void align_times();
   [[nodiscard]] Kes_err *produce_output_files(int conflict);
   [[nodiscard]] Kes_err *mksids(Kes_delta **list, int n);
-  [[nodiscard]] Kes_err *nextsid(Kes_delta *base, Kes_delta **list, int n, char **out, const char *old_sid,
-                   Kes_delta *parent, int side, int must_branch);
+  [[nodiscard]] Kes_err *nextsid(Kes_delta *base, Kes_delta **list, int n, char **out,
+                                 const char *old_sid, Kes_delta *parent, int side, int must_branch);
   [[nodiscard]] Kes_err *mapfromfile(Kes_delta **list);
   [[nodiscard]] Kes_err *maptofile(Kes_sfile *from, Kes_sfile *to, Kes_delta **list);
   [[nodiscard]] Kes_err *prepare_delta_entries(Kes_delta **list);

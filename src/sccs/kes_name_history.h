@@ -50,8 +50,8 @@ public:
   // Builds the tree from the history's lines (values of the attribute, highest
   // serial first), and adds a node for current_name when the latest recorded
   // name differs.  file_name is for messages.
-  [[nodiscard]] Kes_err *build_name_tree(const char *file_name, Kes_strlist *lines, const char *current_name,
-                           int side);
+  [[nodiscard]] Kes_err *build_name_tree(const char *file_name, Kes_strlist *lines,
+                                         const char *current_name, int side);
 
   Kes_name_node *ith_name(int i) { return static_cast<Kes_name_node *>(ith_node(i)); }
 

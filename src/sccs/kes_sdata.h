@@ -64,6 +64,6 @@ void uniquify_delta(Kes_delta *delta, const char *name, Kes_smid **out);
 // name in its workspace.  Error 2094 when no root has the SmID.  Reads the delta
 // table if the file has none; the file object stays the caller's.
 [[nodiscard]] Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *name,
-                                 Kes_smid **out);
+                                               Kes_smid **out);
 
 #endif

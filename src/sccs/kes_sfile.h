@@ -295,9 +295,9 @@ public:
   // The fast read of a file's roots and name history (defined with the name
   // history).  The caller owns *tree_out and *deltas_out.
   [[nodiscard]] virtual Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
-                                            Kes_name_tree **tree_out,
-                                            SCCS_deltalist **deltas_out,
-                                            int *conflicted) = 0;
+                                                          Kes_name_tree **tree_out,
+                                                          SCCS_deltalist **deltas_out,
+                                                          int *conflicted) = 0;
   [[nodiscard]] virtual Kes_err *read_pfile() = 0;
   [[nodiscard]] virtual Kes_err *rewrite_pfile() = 0;
   [[nodiscard]] virtual Kes_err *read_descriptive_text() = 0;

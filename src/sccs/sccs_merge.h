@@ -25,7 +25,8 @@ public:
   // The rebuild, one delta at a time, oldest first.
   [[nodiscard]] Kes_err *merge_bodies_new(FILE *out, Kes_delta **list);
   // Copies the block of a delta new to the output, with what nests in it.
-  [[nodiscard]] Kes_err *newstuff(Kes_sfile *src, FILE *out, const char *out_name, Kes_sfile *other);
+  [[nodiscard]] Kes_err *newstuff(Kes_sfile *src, FILE *out, const char *out_name,
+                                  Kes_sfile *other);
 };
 
 // BRINDLE_MERGE_BODIES_TEST is read once per process; this makes the next merge

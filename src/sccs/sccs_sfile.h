@@ -71,9 +71,9 @@ public:
 
   [[nodiscard]] Kes_err *buildtree(int side, int read_pfile, int roots_only) override;
   [[nodiscard]] Kes_err *build_nametree_deltalist(Kes_mmap *mm, const char *name,
-                                    Kes_name_tree **tree_out,
-                                    SCCS_deltalist **deltas_out,
-                                    int *conflicted) override;
+                                                  Kes_name_tree **tree_out,
+                                                  SCCS_deltalist **deltas_out,
+                                                  int *conflicted) override;
   [[nodiscard]] Kes_err *read_pfile() override;
   [[nodiscard]] Kes_err *rewrite_pfile() override;
   [[nodiscard]] Kes_err *read_descriptive_text() override;

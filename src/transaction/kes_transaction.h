@@ -157,9 +157,10 @@ public:
   virtual void vstatus_printf(int state, const char *name);
   virtual int should_run_dir_flp(Kes_workspace *ws, const char *dir);
   [[nodiscard]] virtual Kes_err *run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
-                                        const char *out_path, long *pid);
+                                                      const char *out_path, long *pid);
   [[nodiscard]] virtual Kes_err *run_dir_flp_in_ws(Kes_workspace *ws, const char *dir);
-  [[nodiscard]] virtual Kes_err *run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran);
+  [[nodiscard]] virtual Kes_err *run_gen_flp_in_ws(Kes_workspace *ws, const char *program,
+                                                   int *ran);
   [[nodiscard]] virtual Kes_err *run_flp(Kes_workspace *ws, const char *command);
   [[nodiscard]] virtual Kes_err *read_flp_output(Kes_workspace *ws, const char *path, long pid);
   [[nodiscard]] virtual Kes_err *init_backup();

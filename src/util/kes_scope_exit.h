@@ -28,6 +28,8 @@ private:
   bool armed_ = true;
 };
 
-template <class F> Kes_scope_exit<F> kes_scope_exit(F fn) { return Kes_scope_exit<F>(std::move(fn)); }
+template <class F> Kes_scope_exit<F> kes_scope_exit(F fn) {
+  return Kes_scope_exit<F>(std::move(fn));
+}
 
 #endif

@@ -193,7 +193,7 @@ public:
 // *dups and go to dup_smids.  Unreadable history files are reported and
 // skipped.
 [[nodiscard]] Kes_err *find_sfiles_in_ws(Kes_workspace *ws, Kes_ntlist *list, Kes_nt_hash *hash,
-                           Kes_smid_int_hash *dup_smids, int *dups);
+                                         Kes_smid_int_hash *dup_smids, int *dups);
 
 // Deletes a table of duplicates filled by a rebuild, with its keys.
 void kes_nt_delete_dup_smids(Kes_smid_int_hash *dups);
