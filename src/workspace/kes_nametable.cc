@@ -316,7 +316,7 @@ Kes_err *Kes_md_nametable::read_existing_table_with_dups() {
 Kes_err *Kes_md_nametable::rebuild_table(Kes_nt_client *tr, Kes_smid_int_hash *dup_smids,
                                          int *dups) {
   *dups = 0;
-  // A child being made by this transaction has no history files yet.
+  // A child being made by this command has no history files yet.
   if (tr && tr->nt_creating_child(workspace)) {
     rebuilt = 1;
     return nullptr;
