@@ -33,6 +33,7 @@ function(brindle_layer name)
   target_include_directories(brindle_${name} ${_scope} ${_root})
   set(_deps)
   foreach(_layer ${L_UNPARSED_ARGUMENTS})
+    string(REGEX REPLACE "^brindle_" "" _layer ${_layer})  # either spelling
     list(APPEND _deps brindle_${_layer})
   endforeach()
   target_link_libraries(brindle_${name} ${_scope} ${_deps} ${L_LIBS})

@@ -37,7 +37,7 @@ def read_layers(src):
                     if w == 'LIBS':
                         break
                     continue
-                uses.add(w)
+                uses.add(w[len('brindle_'):] if w.startswith('brindle_') else w)
             layers[words[0]] = uses
     return layers
 
