@@ -272,9 +272,11 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
     d.comments = c;
     s.deltas.push_back(d);
   }
-  Run_result fl = run({sccs_prog("prs"), "-d:BF:|:Ds:|:FL:", sfile});
-  std::vector<std::string> f = split(fl.out, '|');
-  if (fl.status != 0 || f.size() < 3) {
+  Run_result fl = run({sccs_prog("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
+  size_t text_at = fl.out.find('\x02');
+  if (text_at != std::string::npos) s.desc = fl.out.substr(text_at + 1);
+  std::vector<std::string> f = split(fl.out.substr(0, text_at), '|');
+  if (fl.status != 0 || f.size() < 3 || text_at == std::string::npos) {
     problems->push_back("prs of the flags of " + sfile + " failed: " + fl.err);
   } else {
     s.branch_flag = f[0] == "yes";
@@ -426,12 +428,16 @@ void Generator::create(History &h, const Gen_params &p) {
   int n = 3 + pick(8);
   for (int i = 0; i < n; i++) text += (p.binary ? new_binary_line() : new_line()) + "\n";
   write_file(h.gfile(), text);
-  std::vector<std::string> argv = {sccs_prog("admin"), "-i" + h.name,
+  // Descriptive text with lines that have a 'b' or a 'd' in the fourth byte,
+  // as the branch and default flag lines have.
+  write_file(h.dir + "/desc", " *\tdefault SID: " + std::string(h.side) + "\nribbon\n");
+  std::vector<std::string> argv = {sccs_prog("admin"), "-i" + h.name, "-tdesc",
                                    "-yfirst version " + std::to_string(++counter_) + " " + h.side};
   if (p.binary) argv.push_back("-b");
   argv.push_back(h.sfile);
   run(argv, h.dir);
   unlink(h.gfile().c_str());
+  unlink((h.dir + "/desc").c_str());
   stamp(h);
   h.refresh();
 }
@@ -787,6 +793,7 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
     if (!pending.insert(e.new_sid).second) fail("p-file names SID " + e.new_sid + " twice");
   }
 
+  if (out.desc != to.desc) fail("descriptive text of the to file changed");
   const Delta_info *fh = from.head(), *th = to.head();
   if (!conflict) {
     if (out.branch_flag != to.branch_flag || out.default_sid != to.default_sid)

@@ -61,6 +61,7 @@ struct Snapshot {
   bool branch_flag = false;
   std::string default_sid;  // the d flag's value, "" when unset
   bool encoded = false;
+  std::string desc;  // the descriptive text
   std::vector<Pfile_entry> pfile;
 
   const Delta_info *by_key(const std::string &key) const;
