@@ -337,7 +337,8 @@ Kes_err *SCCS_merge::merge_bodies_new(FILE *out, Kes_delta **list) {
                                        "serial %d"),
                          d->serial);
       SEditor &src = d->side ? to_ed : from_ed;
-      bool lists = (d->includes && d->includes[0]) || (d->excludes && d->excludes[0]);
+      bool lists = (d->includes && d->includes[0]) || (d->excludes && d->excludes[0]) ||
+                   (d->ignores && d->ignores[0]);
       if (lists) {
         Diff_list full, plain, ie_src, ie_out;
         src.build_diffs(d, &full, &plain, &ie_src);
