@@ -38,16 +38,9 @@ public:
   // Only the process that made it removes it: children that a test forks and
   // that end with exit() pass through here too.
   ~Private_cwd() {
-    if (path_.empty() || getpid() != owner_) return;
-    if (chdir("/") != 0) return;
-    namespace fs = std::filesystem;
+    if (getpid() != owner_) return;
     std::error_code ec;
-    // Directories that a test closed are opened again so that their contents go.
-    for (auto it = fs::recursive_directory_iterator(path_, ec); !ec && it != fs::end(it);
-         it.increment(ec))
-      if (it->is_directory(ec) && !it->is_symlink(ec))
-        fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
-    fs::remove_all(path_, ec);
+    if (chdir("/") == 0) std::filesystem::remove_all(path_, ec);
   }
   Private_cwd(const Private_cwd &) = delete;
   Private_cwd &operator=(const Private_cwd &) = delete;
