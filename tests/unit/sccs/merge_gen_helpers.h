@@ -71,8 +71,8 @@ struct Snapshot {
   const Delta_info *head() const;
 };
 
-// Reads the delta table, flags, p-file and every live version with prs and get.
-// Failures go to `problems`.
+// Reads the delta table, flags, descriptive text, p-file and every live version
+// with prs and get.  Failures go to `problems`.
 Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems);
 
 // Text of one SID by `get -p -k`, or "" with a problem noted.
