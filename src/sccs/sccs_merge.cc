@@ -128,8 +128,8 @@ Kes_err *SCCS_merge::sbody(Kes_delta **list, FILE *out, int conflict, int strip)
     if (is_control(l) && strncmp(l + 1, "f e ", 4) == 0) to_e = l[5];
     // Only the branch and default flag lines go: what a user wrote in the
     // descriptive text stays whole, whatever its fourth byte.
-    if ((conflict || strip) && !in_text && is_flag_line(l, 'b')) continue;
-    if ((conflict || strip) && !in_text && is_flag_line(l, 'd')) continue;
+    if ((conflict || strip) && !in_text && (is_flag_line(l, 'b') || is_flag_line(l, 'd')))
+      continue;
     if ((err = fputs_N_check(l, out, name))) return err;
   }
   if ((from_e == '1') != (to_e == '1'))
