@@ -25,12 +25,6 @@ int bodies_test = -1;
 
 int is_control(const char *line) { return line[0] == '\001'; }
 
-// "^Af x" with or without a value.
-bool is_flag_line(const char *line, char letter) {
-  return is_control(line) && line[1] == 'f' && line[2] == ' ' && line[3] == letter &&
-         (line[4] == ' ' || line[4] == '\n' || line[4] == '\0');
-}
-
 // Reads the next line (or the next piece of a long one) into the file's buffer.
 int next_line(Kes_sfile *f) {
   if (!fgets(f->line, sizeof f->line, f->stream)) return 0;
@@ -120,16 +114,13 @@ Kes_err *SCCS_merge::sbody(Kes_delta **list, FILE *out, int conflict, int strip)
     if ((err = fprintf_N_check(out, name, "%cf b\n", 1))) return err;
     if ((err = fprintf_N_check(out, name, "%cf d %s\n", 1, to_file->default_sid))) return err;
   }
-  bool in_text = false;  // behind the ^At line, in the descriptive text
   while (next_line(to_file)) {
     const char *l = to_file->line;
     if (is_control(l) && l[1] == 'T') break;
-    if (is_control(l) && l[1] == 't') in_text = true;
     if (is_control(l) && strncmp(l + 1, "f e ", 4) == 0) to_e = l[5];
-    // Only the branch and default flag lines go: what a user wrote in the
-    // descriptive text stays whole, whatever its fourth byte.
-    if ((conflict || strip) && !in_text && (is_flag_line(l, 'b') || is_flag_line(l, 'd')))
-      continue;
+    // The test is the fourth byte of every line of this stretch, descriptive text
+    // included, as the flag lines "^Af b" and "^Af d" have it (docs/decisions.md).
+    if ((conflict || strip) && strlen(l) > 3 && (l[3] == 'b' || l[3] == 'd')) continue;
     if ((err = fputs_N_check(l, out, name))) return err;
   }
   if ((from_e == '1') != (to_e == '1'))
