@@ -1,7 +1,9 @@
 // Reads every history file of the corpus in full and in roots-only mode, then
-// rewrites a copy of each and has CSSC judge it: val, admin -h, and get -p of
-// every SID compared with the original (files that come out byte for byte the
-// same are compared as bytes).  Prints counts and times.
+// rewrites a copy of each and has CSSC judge it: val, admin -h, prs of every
+// delta (comments included) and get -p of every SID compared with the original
+// (files that come out byte for byte the same are compared as bytes).  A file
+// that CSSC's val already refuses as it stands is counted apart and not
+// rewritten.  Prints counts and times.
 //
 //   sfile_corpus_bench [corpus-dir] [--no-rewrite] [--get-all]
 //
@@ -77,6 +79,14 @@ std::string versions(const std::string &cssc, const std::string &s) {
     all += "== " + sid + " " + std::to_string(rc) + "\n" + text;
   }
   return all;
+}
+
+// What prs shows of every delta, removed ones included.
+std::string deltas_shown(const std::string &cssc, const std::string &s) {
+  std::string out;
+  int rc = run(cssc + "/prs -e -a '-d:DT: :I: :D: :T: :P: :DS: :DP: :Li:/:Ld:/:Lu: i:Dn: x:Dx: "
+                      "g:Dg:\n:MR:\n:C:\n' " + quote(s) + " 2>&1", &out);
+  return std::to_string(rc) + "\n" + out;
 }
 
 struct Mode_result {
@@ -175,10 +185,16 @@ int main(int argc, char **argv) {
       fprintf(stderr, "CSSC not found\n");
       return 1;
     }
-    int identical = 0, rewritten = 0, val_bad = 0, sum_bad = 0, text_bad = 0, write_bad = 0;
+    int identical = 0, rewritten = 0, val_bad = 0, sum_bad = 0, text_bad = 0, write_bad = 0,
+        prs_bad = 0, refused_before = 0;
     auto t = Clock::now();
     double write_secs = 0;
     for (size_t i = 0; i < files.size(); i++) {
+      if (run(cssc + "/val " + quote(files[i]) + " >/dev/null 2>&1", nullptr) != 0) {
+        refused_before++;
+        fprintf(stderr, "val refuses %s as it stands: not judged\n", files[i].c_str());
+        continue;
+      }
       std::string dir = tmp + "/" + std::to_string(i);
       fs::create_directory(dir);
       std::string copy = dir + "/" + fs::path(files[i]).filename().string();
@@ -211,6 +227,10 @@ int main(int argc, char **argv) {
         fprintf(stderr, "admin -h refuses %s\n", files[i].c_str());
       }
       if (!same || get_all) {
+        if (deltas_shown(cssc, copy) != deltas_shown(cssc, files[i])) {
+          prs_bad++;
+          fprintf(stderr, "prs shows other deltas in %s\n", files[i].c_str());
+        }
         before_versions = versions(cssc, files[i]);
         if (versions(cssc, copy) != before_versions) {
           text_bad++;
@@ -219,12 +239,12 @@ int main(int argc, char **argv) {
       }
       fs::remove_all(dir);
     }
-    printf("rewrite: %d rewritten (%d byte for byte the same), %d write errors, "
-           "%d refused by val, %d refused by admin -h, %d with changed versions; "
-           "write %.3f s, all with CSSC %.1f s\n",
-           rewritten, identical, write_bad, val_bad, sum_bad, text_bad, write_secs,
-           seconds_since(t));
-    failures += write_bad + val_bad + sum_bad + text_bad;
+    printf("rewrite: %d refused by val as they stand (not judged); %d rewritten (%d byte for "
+           "byte the same), %d write errors, %d refused by val, %d refused by admin -h, "
+           "%d with changed prs, %d with changed versions; write %.3f s, all with CSSC %.1f s\n",
+           refused_before, rewritten, identical, write_bad, val_bad, sum_bad, prs_bad, text_bad,
+           write_secs, seconds_since(t));
+    failures += write_bad + val_bad + sum_bad + prs_bad + text_bad;
   }
   fs::remove_all(tmp);
   printf("peak RSS: %ld KB\n", bench::peak_rss_kb());

@@ -33,6 +33,19 @@ Kes_delta *SCCS_delta::copy() {
   kes_never_called(BWM_MSG(1017, "SCCS_delta::copy() called, exiting\n"));
 }
 
+namespace {
+// MR or comment lines.  A bare line ("^Ac" and its newline) was read as an
+// empty text: it goes back bare, not as "^Ac " run into the next line.
+Kes_err *write_texts(FILE *out, const char *name, char letter, char **texts) {
+  Kes_err *err;
+  for (char **t = texts; t && *t; t++)
+    if ((err = **t ? fprintf_N_check(out, name, "%c%c %s", 1, letter, *t)
+                   : fprintf_N_check(out, name, "%c%c\n", 1, letter)))
+      return err;
+  return nullptr;
+}
+}  // namespace
+
 Kes_err *SCCS_delta::write(FILE *out, const char *name) {
   Kes_err *err;
   if ((err = fprintf_N_check(out, name, "%cs %s", 1, stats ? stats : KES_FAKE_STATS)))
@@ -49,12 +62,8 @@ Kes_err *SCCS_delta::write(FILE *out, const char *name) {
       if ((err = fprintf_N_check(out, name, " %d", (*n)->serial))) return err;
     if ((err = fprintf_N_check(out, name, "\n"))) return err;
   }
-  if (mrs)
-    for (char **m = mrs; *m; m++)
-      if ((err = fprintf_N_check(out, name, "%cm %s", 1, *m))) return err;
-  if (comments)
-    for (char **c = comments; *c; c++)
-      if ((err = fprintf_N_check(out, name, "%cc %s", 1, *c))) return err;
+  if ((err = write_texts(out, name, 'm', mrs))) return err;
+  if ((err = write_texts(out, name, 'c', comments))) return err;
   return fprintf_N_check(out, name, "%ce\n", 1);
 }
 

@@ -118,7 +118,8 @@ Kes_err *SCCS_merge::sbody(Kes_delta **list, FILE *out, int conflict, int strip)
     const char *l = to_file->line;
     if (is_control(l) && l[1] == 'T') break;
     if (is_control(l) && strncmp(l + 1, "f e ", 4) == 0) to_e = l[5];
-    // The fourth byte of every line of this stretch, as the flag lines have it.
+    // The test is the fourth byte of every line of this stretch, descriptive text
+    // included, as the flag lines "^Af b" and "^Af d" have it (docs/decisions.md).
     if ((conflict || strip) && strlen(l) > 3 && (l[3] == 'b' || l[3] == 'd')) continue;
     if ((err = fputs_N_check(l, out, name))) return err;
   }
@@ -327,7 +328,8 @@ Kes_err *SCCS_merge::merge_bodies_new(FILE *out, Kes_delta **list) {
                                        "serial %d"),
                          d->serial);
       SEditor &src = d->side ? to_ed : from_ed;
-      bool lists = (d->includes && d->includes[0]) || (d->excludes && d->excludes[0]);
+      bool lists = (d->includes && d->includes[0]) || (d->excludes && d->excludes[0]) ||
+                   (d->ignores && d->ignores[0]);
       if (lists) {
         Diff_list full, plain, ie_src, ie_out;
         src.build_diffs(d, &full, &plain, &ie_src);

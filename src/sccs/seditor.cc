@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <vector>
 
 #include "sccs/kes_sfile.h"
 #include "util/kes_err.h"
@@ -268,7 +269,10 @@ void SEditor::SEditorFlags::init(Kes_tree_node **list, int n, Kes_tree_node *nod
   // The version's deltas: the predecessor chain of node, what the given lists
   // and the lists of its deltas include, less what any of them excludes or
   // ignores.  The host's SCCS lets an exclusion win over an inclusion wherever
-  // either stands; the given lists count as those of a delta on top of node.
+  // either stands, but heeds a delta's ignores only while that delta is itself
+  // in the version; the given lists count as those of a delta on top of node.
+  // Lists name older deltas, so walking down from the newest settles a delta
+  // before its own lists are read.
   char *in = static_cast<char *>(calloc(size + 1, 1));
   char *out = static_cast<char *>(calloc(size + 1, 1));
   char *ancestor = static_cast<char *>(calloc(size + 1, 1));
@@ -289,7 +293,7 @@ void SEditor::SEditorFlags::init(Kes_tree_node **list, int n, Kes_tree_node *nod
     if (!in[s] || !d) continue;
     add(in, d->includes);
     add(out, d->excludes);
-    add(out, d->ignores);
+    if (!out[s]) add(out, d->ignores);
   }
   for (int s = 1; s <= size; s++) state[s] = in[s] && !out[s] ? 1 : 2;
   free(in);
@@ -482,6 +486,18 @@ Kes_tree_node *predecessor(Kes_tree_node **list, int size, Kes_tree_node *node) 
   if (node->pred < 1 || node->pred > size) return nullptr;
   return list[size - node->pred];
 }
+
+// What a delta leaves out of the version it is written against: its excludes
+// and its ignores, for CSSC's get takes an ignored delta out like an excluded
+// one.  The version after the delta leaves out the same, so the delta's own
+// change is all that lies between the two.
+std::vector<Kes_tree_node *> left_out(Kes_tree_node *node) {
+  std::vector<Kes_tree_node *> v;
+  for (Kes_tree_node **l : {node->excludes, node->ignores})
+    for (; l && *l; l++) v.push_back(*l);
+  v.push_back(nullptr);
+  return v;
+}
 }  // namespace
 
 void SEditor::build_diffs(Kes_tree_node *node, Diff_list *full, Diff_list *plain,
@@ -489,7 +505,7 @@ void SEditor::build_diffs(Kes_tree_node *node, Diff_list *full, Diff_list *plain
   Kes_tree_node *pred = predecessor(list, list_size, node);
   bool need_i = full || ie, need_p = plain || ie, need_d = plain || full;
   SEditorFlags vi, vp, vd;
-  if (need_i) vi.init(list, list_size, pred, node->includes, node->excludes);
+  if (need_i) vi.init(list, list_size, pred, node->includes, left_out(node).data());
   if (need_p) vp.init(list, list_size, pred, nullptr, nullptr);
   if (need_d) vd.init(list, list_size, node, nullptr, nullptr);
   seek_to_body();
@@ -562,7 +578,7 @@ void SEditor::apply_diffs(Kes_tree_node *node, Diff_list *l) {
     seek_to_body();
     SEditorFlags flags;
     flags.init(list, list_size, predecessor(list, list_size, node), node->includes,
-               node->excludes);
+               left_out(node).data());
     for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next) {
       Diff *d = static_cast<Diff *>(e->data);
       if (d->type == Diff::del)

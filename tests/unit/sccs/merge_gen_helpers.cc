@@ -242,13 +242,13 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
   Snapshot s;
   s.sfile = sfile;
   std::vector<std::vector<std::string>> records;
-  Run_result r = prs_records(sfile, ":I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:C:", &records);
+  Run_result r = prs_records(sfile, ":I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:Dg:|:C:", &records);
   if (r.status != 0) {
     problems->push_back("prs of " + sfile + " failed: " + r.err);
     return s;
   }
   for (const std::vector<std::string> &f : records) {
-    if (f.size() < 10) {
+    if (f.size() < 11) {
       problems->push_back("unreadable prs record in " + sfile);
       continue;
     }
@@ -262,15 +262,18 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
     d.pred = atoi(f[6].c_str());
     d.included = numbers(f[7]);
     d.excluded = numbers(f[8]);
-    std::string c = f[9];
-    for (size_t i = 10; i < f.size(); i++) c += "|" + f[i];
+    d.ignored = numbers(f[9]);
+    std::string c = f[10];
+    for (size_t i = 11; i < f.size(); i++) c += "|" + f[i];
     if (!c.empty() && c.back() != '\n') c += '\n';
     d.comments = c;
     s.deltas.push_back(d);
   }
-  Run_result fl = run({sccs_prog("prs"), "-d:BF:|:Ds:|:FL:", sfile});
-  std::vector<std::string> f = split(fl.out, '|');
-  if (fl.status != 0 || f.size() < 3) {
+  Run_result fl = run({sccs_prog("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
+  size_t text_at = fl.out.find('\x02');
+  if (text_at != std::string::npos) s.desc = fl.out.substr(text_at + 1);
+  std::vector<std::string> f = split(fl.out.substr(0, text_at), '|');
+  if (fl.status != 0 || f.size() < 3 || text_at == std::string::npos) {
     problems->push_back("prs of the flags of " + sfile + " failed: " + fl.err);
   } else {
     s.branch_flag = f[0] == "yes";
@@ -312,7 +315,9 @@ std::string Gen_params::describe() const {
   o << "common=" << common_ops << " from=" << from_ops << " to=" << to_ops
     << (no_common ? " no-common" : "") << (binary ? " binary" : "")
     << (checkout_to ? " to-checked-out" : "") << (checkout_from ? " from-checked-out" : "")
-    << (quick ? " quick" : "") << (same_second ? " same-second" : "") << (names ? " names" : "") << " branch=" << branch_pct << "% ie=" << ie_pct << "% rmdel=" << rmdel_pct << "%";
+    << (quick ? " quick" : "") << (same_second ? " same-second" : "") << (names ? " names" : "")
+    << (split_root ? " split-root" : "") << " branch=" << branch_pct << "% ie=" << ie_pct
+    << "% rmdel=" << rmdel_pct << "% ignore=" << ignore_pct << "%";
   return o.str();
 }
 
@@ -422,12 +427,17 @@ void Generator::create(History &h, const Gen_params &p) {
   int n = 3 + pick(8);
   for (int i = 0; i < n; i++) text += (p.binary ? new_binary_line() : new_line()) + "\n";
   write_file(h.gfile(), text);
-  std::vector<std::string> argv = {sccs_prog("admin"), "-i" + h.name,
+  // Descriptive text with lines that have a 'b' or a 'd' in the fourth byte,
+  // as the branch and default flag lines have.
+  write_file(h.dir + "/desc",
+             " *\tdefault SID: " + std::string(h.side) + "\nribbon\nkept " + h.side + "\n");
+  std::vector<std::string> argv = {sccs_prog("admin"), "-i" + h.name, "-tdesc",
                                    "-yfirst version " + std::to_string(++counter_) + " " + h.side};
   if (p.binary) argv.push_back("-b");
   argv.push_back(h.sfile);
   run(argv, h.dir);
   unlink(h.gfile().c_str());
+  unlink((h.dir + "/desc").c_str());
   stamp(h);
   h.refresh();
 }
@@ -465,10 +475,48 @@ bool Generator::do_edit(History &h, const Gen_params &p) {
     return false;
   }
   if (!p.quick) {
+    if (p.ignore_pct && chance(p.ignore_pct)) {  // no draw when off: fixed seeds keep their pairs
+      h.refresh();
+      ignore_older(h);
+    }
     if (!p.same_second) stamp(h);
     h.refresh();
   }
   return true;
+}
+
+// Gives the newest delta an ignore list naming an older live delta other than
+// the root.  CSSC's delta has no -g: the line is added by hand, after the
+// include and exclude lists as CSSC writes them.
+void Generator::ignore_older(History &h) {
+  std::vector<int> older;
+  for (const Delta_info &d : h.deltas)
+    if (d.type == 'D' && d.serial > 1 && d.serial < h.deltas.front().serial)
+      older.push_back(d.serial);
+  if (older.empty()) return;
+  std::string path = h.path();
+  std::string s = read_file(path);
+  size_t at = s.find("\n\001d ");
+  if (at == std::string::npos) return;
+  at = s.find('\n', at + 1) + 1;
+  while (s.compare(at, 2, "\001i") == 0 || s.compare(at, 2, "\001x") == 0)
+    at = s.find('\n', at) + 1;
+  s.insert(at, "\001g " + std::to_string(older[pick(static_cast<int>(older.size()))]) + "\n");
+  chmod(path.c_str(), 0644);
+  write_file(path, s);
+  run({sccs_prog("admin"), "-z", h.sfile}, h.dir);
+}
+
+// An empty first block of the root before the rest of it: every version stays
+// the same, but the body's structure no longer matches the other copy's.
+static void split_root_block(const std::string &sfile, const std::string &dir) {
+  std::string s = read_file(sfile);
+  size_t at = s.find("\n\001I 1\n", s.find("\n\001T\n"));
+  if (at == std::string::npos) return;
+  s.insert(at + 6, "\001E 1\n\001I 1\n");
+  chmod(sfile.c_str(), 0644);
+  write_file(sfile, s);
+  run({sccs_prog("admin"), "-z", sfile}, dir);
 }
 
 // Removes a random delta that nothing builds on.
@@ -526,6 +574,8 @@ Gen_params Generator::random_params(int scale) {
   p.long_line_pct = chance(20) ? 5 : 0;
   p.same_second = !p.no_common && chance(15);
   p.names = chance(50);
+  p.ignore_pct = chance(40) ? 30 : 0;
+  p.split_root = chance(20);
   return p;
 }
 
@@ -563,6 +613,7 @@ Pair Generator::make_pair(const Gen_params &p, const std::string &name) {
     left[s]--;
     operate(*sides[s], p);
   }
+  if (p.split_root) split_root_block(to.path(), to.dir);
   if (p.checkout_from) checkout(from, p);
   if (p.checkout_to) checkout(to, p);
   pair.from_sfile = from.path();
@@ -700,9 +751,12 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
         if (!op || !is_fake_root(*op))
           fail("root " + d.sid + " of " + in->sfile + " hangs under a real delta as " + o->sid);
       }
-      for (int which = 0; which < 2; which++) {
-        const std::vector<int> &in_list = which ? d.excluded : d.included;
-        const std::vector<int> &out_list = which ? o->excluded : o->included;
+      static std::vector<int> Delta_info::*const lists[3] = {
+          &Delta_info::included, &Delta_info::excluded, &Delta_info::ignored};
+      static const char *const list_names[3] = {"include", "exclude", "ignore"};
+      for (int which = 0; which < 3; which++) {
+        const std::vector<int> &in_list = d.*lists[which];
+        const std::vector<int> &out_list = o->*lists[which];
         // Named by bookkeeping without the type: a delta that one input has
         // removed and the other not stands twice in the output, and a list of
         // a delta common to both can name only one of them.
@@ -716,8 +770,8 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
         for (int s : in_list) a.insert(live_key(in->by_serial(s)));
         for (int s : out_list) b.insert(live_key(out.by_serial(s)));
         if (a != b)
-          fail(std::string(which ? "exclude" : "include") + " list of " + d.sid + " of " +
-               in->sfile + " differs in " + o->sid);
+          fail(std::string(list_names[which]) + " list of " + d.sid + " of " + in->sfile +
+               " differs in " + o->sid);
       }
       if (d.type == 'D') {
         auto it = in->text.find(d.sid);
@@ -783,6 +837,13 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
     if (!pending.insert(e.new_sid).second) fail("p-file names SID " + e.new_sid + " twice");
   }
 
+  // A conflict drops every descriptive-text line whose fourth byte is 'b' or 'd',
+  // as it drops the flag lines; every other line stays.
+  std::vector<std::string> want_desc;
+  for (const std::string &l : split(to.desc, '\n'))
+    if (!(conflict && l.size() > 3 && (l[3] == 'b' || l[3] == 'd'))) want_desc.push_back(l);
+  if (split(out.desc, '\n') != want_desc)
+    fail("descriptive text of the to file: got [" + out.desc + "] from [" + to.desc + "]");
   const Delta_info *fh = from.head(), *th = to.head();
   if (!conflict) {
     if (out.branch_flag != to.branch_flag || out.default_sid != to.default_sid)

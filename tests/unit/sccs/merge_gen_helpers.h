@@ -45,7 +45,7 @@ struct Delta_info {
   std::string date, user, stats;
   std::string comments;  // all comment lines, each ending in a newline
   int serial = 0, pred = 0;
-  std::vector<int> included, excluded;
+  std::vector<int> included, excluded, ignored;
   // Bookkeeping that identifies a delta across files: what the merge matches on.
   std::string key() const;
 };
@@ -61,6 +61,7 @@ struct Snapshot {
   bool branch_flag = false;
   std::string default_sid;  // the d flag's value, "" when unset
   bool encoded = false;
+  std::string desc;  // the descriptive text
   std::vector<Pfile_entry> pfile;
 
   const Delta_info *by_key(const std::string &key) const;
@@ -70,8 +71,8 @@ struct Snapshot {
   const Delta_info *head() const;
 };
 
-// Reads the delta table, flags, p-file and every live version with prs and get.
-// Failures go to `problems`.
+// Reads the delta table, flags, descriptive text, p-file and every live version
+// with prs and get.  Failures go to `problems`.
 Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems);
 
 // Text of one SID by `get -p -k`, or "" with a problem noted.
@@ -92,6 +93,10 @@ struct Gen_params {
   int ie_pct = 15;        // chance that an edit includes or excludes deltas
   int rmdel_pct = 10;     // chance that an operation removes a leaf delta
   int long_line_pct = 3;  // chance that an inserted line is over 1,024 bytes
+  int ignore_pct = 0;     // chance that a new delta also ignores an older one
+  // The to file's first block of the root is split in two, the same version in
+  // another structure, so that the fast body route gives way to the rebuild.
+  bool split_root = false;
   // Plain edits only, all in the second the SCCS programs give them: for long
   // histories, where the per-delta bookkeeping would dominate.
   bool quick = false;
@@ -128,6 +133,7 @@ private:
   bool operate(History &h, const Gen_params &p);
   bool do_edit(History &h, const Gen_params &p);
   bool do_rmdel(History &h);
+  void ignore_older(History &h);
   void checkout(History &h, const Gen_params &p);
   void stamp(History &h);
   void create(History &h, const Gen_params &p);

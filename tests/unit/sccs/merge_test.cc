@@ -378,15 +378,19 @@ TEST_F(MergeTest, SignaturesAndForcedConflicts) {
   EXPECT_STREQ(rec.ancestor_sid, "1.2");
 }
 
+// Every header line with a 'b' or a 'd' in the fourth byte goes, the descriptive
+// text's too; the other lines stay.
 TEST_F(MergeTest, StripFlagsDropsBranchAndDefault) {
   std::string a = make("a", "one\n", "start");
   std::string b = copy(a, "b");
-  run({sccs_prog("admin"), "-fb", "-fd1", "-fqtext", sfile(b)});
+  write_file(root + "/desc", " *\tdefault\nribbon\nkept\n");
+  run({sccs_prog("admin"), "-fb", "-fd1", "-fqtext", "-t" + root + "/desc", sfile(b)});
   edit(a, "one\ntwo\n", "from side");
   Result r;
   merge(a, b, &r, KES_MO_STRIP_FLAGS);
   ASSERT_EQ(r.err, nullptr) << r.error();
-  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF:|:Ds:|:Q:", sfile(b)}).out, "no|none|text\n");
+  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF:|:Ds:|:Q:|:FD:", sfile(b)}).out,
+            "no|none|text|kept\n\n");
 }
 
 TEST_F(MergeTest, AnalysisOnlyWritesNothing) {

@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "private_cwd.h"  // every test process works in a directory of its own
 #include "util/kes_err.h"
 
 namespace sccs_test {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -13,11 +14,14 @@
 
 #include <gtest/gtest.h>
 
+#include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
 #include "sccs/sccs_sfile.h"
+#include "sccs/sdata_helpers.h"
 #include "util/kes_err.h"
 
 using namespace sccs_test;
+using sdata_test::prs_summary;
 namespace fs = std::filesystem;
 
 namespace {
@@ -72,18 +76,54 @@ TEST(SfileCorpus, EveryFileReadsInEveryMode) {
   EXPECT_EQ(deltas, 20930);
 }
 
+// Every delta's SmID, by serial.
+std::vector<std::string> smids(SCCS_sfile &sf) {
+  std::vector<std::string> v;
+  for (int i = 1; i <= sf.tree->size; i++)
+    if (sf.tree->ith_node(i)->serial)
+      v.push_back(sdata_test::smid_text(kes_smid_from_delta(sf.tree->ith_delta(i))));
+  return v;
+}
+
+// Inserts text before the first `at` of an s-file and mends the checksum by
+// hand: CSSC's admin -z would rewrite the table and give bare lines a blank.
+void insert_by_hand(const std::string &sfile, const std::string &at, const std::string &text) {
+  std::string t = read_file(sfile);
+  size_t pos = t.find(at);
+  ASSERT_NE(pos, std::string::npos) << at;
+  t.insert(pos, text);
+  unsigned short sum = 0;
+  for (size_t i = t.find('\n') + 1; i < t.size(); i++) sum += (signed char)t[i];
+  char head[8];
+  snprintf(head, sizeof head, "\001h%05u", (unsigned)sum);
+  write_file(sfile, t.replace(0, 7, head));
+  ASSERT_EQ(val(sfile), 0);
+}
+
 // The sample: the head is what CSSC gets, and a rewrite is sound and keeps
-// every version.
+// every version, what prs shows of every delta, and every SmID.  Histories of
+// other projects also have bare comment and MR lines ("^Ac" with nothing
+// behind it): one copy gets them in its root, and at the start and the end of
+// another delta's comment.
 TEST(SfileCorpus, SampleHeadsAndRewrites) {
   TempDir dir;
+  std::vector<std::string> files = sample();
+  std::string bare = dir.file("s.bare.c");
+  copy_file(corpus_dir() + "/bin/df/SCCS/s.df.c", bare);
+  insert_by_hand(bare, "\001c date and time created 80", "\001m\n\001c\n");
+  insert_by_hand(bare, "\001c use vfslist", "\001c\n");
+  insert_by_hand(bare, "\001e\n", "\001c\n");
+  files.push_back(bare);
   int n = 0;
-  for (const std::string &f : sample()) {
+  for (const std::string &f : files) {
     SCOPED_TRACE(f);
     std::string sub = dir.file(std::to_string(n++));
     ASSERT_EQ(mkdir(sub.c_str(), 0755), 0);
     std::string copy = sub + "/" + fs::path(f).filename().string();
     copy_file(f, copy);
     std::string before = read_file(copy), versions = all_versions(copy);
+    std::string shown = prs_summary(copy);
+    std::vector<std::string> ids;
     {
       SCCS_sfile sf(copy.c_str());
       Kes_err *err = sf.buildtree(0, 1, 0);
@@ -91,6 +131,7 @@ TEST(SfileCorpus, SampleHeadsAndRewrites) {
       RunResult g = run(cssc("get") + " -g " + shq(copy));
       ASSERT_EQ(g.status, 0) << g.err;
       EXPECT_EQ(std::string(sf.head_delta()->sid) + "\n", g.out);
+      ids = smids(sf);
       err = sf.write();
       ASSERT_EQ(err, nullptr) << err->text;
       if (!sf.desc_text) {
@@ -100,6 +141,11 @@ TEST(SfileCorpus, SampleHeadsAndRewrites) {
     EXPECT_EQ(val(copy), 0);
     EXPECT_EQ(admin_check(copy), 0);
     EXPECT_EQ(all_versions(copy), versions);
+    EXPECT_EQ(prs_summary(copy), shown);
+    SCCS_sfile again(copy.c_str());
+    Kes_err *err = again.buildtree(0, 0, 0);
+    ASSERT_EQ(err, nullptr) << err->text;
+    EXPECT_EQ(smids(again), ids);
   }
 }
 

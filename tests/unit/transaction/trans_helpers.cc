@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "private_cwd.h"  // every test process works in a directory of its own
+
 Child_result run_in_child(const std::function<int()> &fn) {
   std::string dir = make_temp_dir();
   std::string out_path = dir + "/out", err_path = dir + "/err";

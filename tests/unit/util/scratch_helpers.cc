@@ -1,3 +1,4 @@
+#include "private_cwd.h"  // every test process works in a directory of its own
 #include "util/scratch_helpers.h"
 
 #include <climits>

@@ -3,6 +3,7 @@
 #include <ftw.h>
 #include <sys/wait.h>
 
+#include "private_cwd.h"  // every test process works in a directory of its own
 #include "util/kes_host.h"
 #include "util/kes_init.h"
 
