@@ -21,6 +21,9 @@ int buttons_down(unsigned state) { return __builtin_popcount(state & kAllButtons
 
 void SSCanvas::canvasEventHandler(Widget, XtPointer data, XEvent *event, Boolean *) {
   auto *c = static_cast<SSCanvas *>(data);
+  // Keys go to Motif's focus widget: a press on the canvas makes that the canvas,
+  // so that the objects get keys under a window manager that focuses by click.
+  if (event->type == ButtonPress) XmProcessTraversal(c->drawingArea_, XmTRAVERSE_CURRENT);
   switch (event->type) {
     case ButtonPress: case ButtonRelease: case MotionNotify: case KeyPress: case KeyRelease:
     case EnterNotify: case LeaveNotify:

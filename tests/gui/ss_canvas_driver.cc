@@ -7,7 +7,8 @@
 // Trace lines: "exposed N" after the N-th complete exposure has been painted;
 // "at NAME X Y W H" (screen coordinates) for every icon, ended by "positions",
 // after the first exposure and after each relayout; "selected NAMES..." (sorted);
-// "dblclick NAME"; "drop DRAGGED TARGET", where a drop on an icon also links the
+// "dblclick NAME"; "key NAME KEYSYM" for a key pressed over an icon;
+// "drop DRAGGED TARGET", where a drop on an icon also links the
 // dragged icon below the target; "popup" and "popdown" for the popup menu.
 #include <Xm/DrawingA.h>
 #include <Xm/PushB.h>
@@ -24,6 +25,7 @@
 
 #include "toolkit/ss_canvas.h"
 #include "toolkit/ss_draw.h"
+#include "toolkit/ss_event.h"
 #include "toolkit/ss_tree.h"
 #include "toolkit/ss_xpm.h"
 
@@ -83,6 +85,12 @@ void dropped(SSRectobj *dragged, SSRectobj *target, XEvent *) {
 }
 
 void double_clicked(SSRectobj *obj, XEvent *) { say("dblclick %s", name_of(obj)); }
+
+// Keys are traced, everything goes on to the icons' usual handler.
+void icon_event(SSRectobj *obj, XEvent *event) {
+  if (event->type == KeyPress) say("key %s %s", name_of(obj), XKeysymToString(SSEventKeysym(event)));
+  SSRectobjEventHandlerDblClickDefault(obj, event);
+}
 
 void exposed(Widget, XtPointer, XtPointer call) {
   static int count = 0;
@@ -159,6 +167,7 @@ int main(int argc, char **argv) {
     icon->setDropSite(1);
     icon->setDropProc(dropped);
     icon->setDblClickProc(double_clicked);
+    icon->setEventHandler(icon_event);
     names[icon] = n;
     icons.push_back(icon);
   }

@@ -41,6 +41,8 @@ expect_line "a hidden object lets the click through" '^selected right$'
 at top
 xdotool mousemove "$PX" "$PY" click --repeat 2 --delay 150 1
 expect_line "a double click reaches the object" '^dblclick top$'
+xdotool key Delete
+expect_line "keys reach the object under the pointer" '^key top Delete$'
 
 # A rubber band from the background round left and right, not reaching leaf.
 at left

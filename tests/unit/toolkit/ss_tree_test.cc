@@ -200,11 +200,33 @@ TEST(SSTreeLayout, BatchLaysOutOnceAndResizeReflows) {
   leaf->setHeight(50);
   tree.addLink(&tree, leaf);
   ASSERT_EQ(tree.getWidth(), 123);
+  auto expect_leaf_alone = [&](const char *when) {
+    SCOPED_TRACE(when);
+    EXPECT_EQ(tree.getWidth(), 83);
+    EXPECT_EQ(tree.getHeight(), 92);
+    EXPECT_EQ(leaf->getX() - tree.getX(), 11);
+    EXPECT_EQ(leaf->getY() - tree.getY(), 19);
+  };
   leaf->setWidth(60);
-  EXPECT_EQ(tree.getWidth(), 83);
-  EXPECT_EQ(tree.getHeight(), 92);
-  EXPECT_EQ(leaf->getX() - tree.getX(), 11);
-  EXPECT_EQ(leaf->getY() - tree.getY(), 19);
+  expect_leaf_alone("resized");
+  // A second root and a child of the leaf, deleted again: the tree shrinks back.
+  SSRectobj *other = new SSRectobj(&tree), *child = new SSRectobj(&tree);
+  other->setWidth(20);
+  other->setHeight(20);
+  tree.addLink(&tree, other);
+  tree.addLink(leaf, child);
+  EXPECT_EQ(tree.getLinkToList(leaf)->getData(), child);
+  ASSERT_GT(tree.getWidth(), 83);
+  delete other;
+  delete child;
+  EXPECT_EQ(tree.getLinkToList(leaf), nullptr);
+  expect_leaf_alone("others deleted");
+  // Unlinked, only the root's own 2B remains: 8 + 15 either way.
+  tree.unLink(leaf);
+  EXPECT_EQ(tree.getWidth(), 23);
+  EXPECT_EQ(tree.getHeight(), 23);
+  tree.addLink(&tree, leaf);
+  expect_leaf_alone("linked again");
 }
 
 }  // namespace
