@@ -27,18 +27,17 @@ void SSArrayTile::manageChild(SSRectobj *child, const XRectangle &r) {
 
 void SSArrayTile::setGeometry(const XRectangle &) { relayout(); }
 
-#define SS_TILE_SETTER(name, field, expr) \
-  void SSArrayTile::name(int v) {         \
-    field = (expr);                       \
-    relayout();                           \
-  }
-SS_TILE_SETTER(setColumnGap, columnGap_, std::max(v, 0))
-SS_TILE_SETTER(setRowGap, rowGap_, std::max(v, 0))
-SS_TILE_SETTER(setColumnWidth, columnWidth_, std::max(v, 0))
-SS_TILE_SETTER(setRowHeight, rowHeight_, std::max(v, 0))
-SS_TILE_SETTER(setCount, count_, std::max(v, 1))
-SS_TILE_SETTER(setViewConstraint, viewConstraint_, std::max(v, 0))
-#undef SS_TILE_SETTER
+void SSArrayTile::update(int *field, int value) {
+  *field = value;
+  relayout();
+}
+
+void SSArrayTile::setColumnGap(int v) { update(&columnGap_, std::max(v, 0)); }
+void SSArrayTile::setRowGap(int v) { update(&rowGap_, std::max(v, 0)); }
+void SSArrayTile::setColumnWidth(int v) { update(&columnWidth_, std::max(v, 0)); }
+void SSArrayTile::setRowHeight(int v) { update(&rowHeight_, std::max(v, 0)); }
+void SSArrayTile::setCount(int v) { update(&count_, std::max(v, 1)); }
+void SSArrayTile::setViewConstraint(int v) { update(&viewConstraint_, std::max(v, 0)); }
 
 void SSArrayTile::setLayout(SSTileLayout layout) {
   layout_ = layout;

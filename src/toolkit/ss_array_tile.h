@@ -36,6 +36,7 @@ public:
 
 private:
   void cellSize(int *w, int *h) const;
+  void update(int *field, int value);
 
   int columnGap_ = 8, rowGap_ = 8;
   int columnWidth_ = 0, rowHeight_ = 0;

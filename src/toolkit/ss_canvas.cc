@@ -49,6 +49,11 @@ SSCanvas::~SSCanvas() {
 
 Display *SSCanvas::getDisplay() const { return XtDisplay(drawingArea_); }
 
+Window SSCanvas::getWindow() {
+  if (window_ == None && XtIsRealized(drawingArea_)) window_ = XtWindow(drawingArea_);
+  return window_;
+}
+
 XFontSet SSCanvas::getFontSet() const {
   return SSApplication::get()->getDefaultFontSet(getDisplay());
 }
@@ -150,8 +155,12 @@ void SSCanvas::flushRepaint() {
     return;
   }
   Display *dpy = getDisplay();
-  window_ = XtWindow(drawingArea_);
-  if (!gc_) gc_ = XCreateGC(dpy, window_, 0, nullptr);
+  getWindow();
+  if (!gc_) {
+    XGCValues v;
+    v.graphics_exposures = False;  // copies from pixmaps need no exposure events
+    gc_ = XCreateGC(dpy, window_, GCGraphicsExposures, &v);
+  }
   XRectangle vis = visibleArea();
   std::vector<XRectangle> rects;
   XRectangle box = {0, 0, 0, 0};
@@ -174,8 +183,9 @@ void SSCanvas::flushRepaint() {
       if (batchPixmap_ != None) XFreePixmap(dpy, batchPixmap_);
       batchWidth_ = std::max<int>(batchWidth_, box.width);
       batchHeight_ = std::max<int>(batchHeight_, box.height);
-      batchPixmap_ = XCreatePixmap(dpy, window_, batchWidth_, batchHeight_,
-                                   DefaultDepthOfScreen(XtScreen(drawingArea_)));
+      Cardinal depth = 0;
+      XtVaGetValues(drawingArea_, XmNdepth, &depth, nullptr);
+      batchPixmap_ = XCreatePixmap(dpy, window_, batchWidth_, batchHeight_, depth);
     }
     paintX_ = box.x;
     paintY_ = box.y;

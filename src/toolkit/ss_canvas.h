@@ -42,7 +42,7 @@ public:
   void setGeometry(const XRectangle &r) override;
 
   Widget getDrawingArea() const { return drawingArea_; }
-  Window getWindow() const { return window_; }
+  Window getWindow();  // None until the drawing area is realized
   Display *getDisplay() const;
   GC getGC() const { return gc_; }
   XFontSet getFontSet() const;  // the toolkit's default font set

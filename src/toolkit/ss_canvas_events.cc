@@ -114,7 +114,7 @@ int SSCanvas::waitForNextEvent(SSRectobj *obj, const XEvent *press, XEvent *end)
   Display *dpy = getDisplay();
   const int x0 = press->xbutton.x, y0 = press->xbutton.y;
   for (;;) {
-    XWindowEvent(dpy, window_ ? window_ : XtWindow(drawingArea_), kGestureMask, end);
+    XWindowEvent(dpy, getWindow(), kGestureMask, end);
     if (end->type == MotionNotify) {
       if (std::abs(end->xmotion.x - x0) > dragThreshold_ ||
           std::abs(end->xmotion.y - y0) > dragThreshold_)
@@ -132,11 +132,11 @@ int SSCanvas::isDblClick(Time first, Time second) const {
 
 void SSCanvas::startDragDrop(SSRectobj *obj, XEvent *event) {
   Display *dpy = getDisplay();
-  Window win = XtWindow(drawingArea_);
+  Window win = getWindow();
   Cursor cursor = obj->getCursor();
   if (cursor == None) cursor = SSApplication::get()->getDragCursor(dpy);
-  XGrabPointer(dpy, win, False, ButtonReleaseMask | PointerMotionMask, GrabModeAsync,
-               GrabModeAsync, None, cursor, CurrentTime);
+  XGrabPointer(dpy, win, False, ButtonReleaseMask, GrabModeAsync, GrabModeAsync, None, cursor,
+               CurrentTime);
   XGrabKeyboard(dpy, win, False, GrabModeAsync, GrabModeAsync, CurrentTime);
   XEvent ev = *event;
   int cancelled = 0;
@@ -197,7 +197,7 @@ void select_enclosed(SSRectobj *obj, const XRectangle &band) {
 
 void SSCanvas::rubberBand(XEvent *press) {
   Display *dpy = getDisplay();
-  Window win = XtWindow(drawingArea_);
+  Window win = getWindow();
   XGCValues v;
   v.function = GXxor;
   v.foreground = getForeground() ^ getBackground();

@@ -264,7 +264,7 @@ void SSRectobj::paintChildren(Drawable d, const XRectangle *rects, int count) {
     auto *c = static_cast<SSRectobj *>(n->getData());
     if (!c->show_) continue;
     for (int i = 0; i < count; i++) {
-      if (SSRectIntersects(c->rect_, rects[i]) || SSRectIsEmpty(c->rect_)) {
+      if (SSRectIntersects(c->rect_, rects[i])) {
         c->paint(d, rects, count);
         break;
       }
