@@ -3,65 +3,41 @@
 
 #include <X11/Xutil.h>
 
-int SSEventX(const XEvent *e) {
+namespace {
+
+// Where and when the pointer was, for the events that carry it.
+struct PointerFields {
+  int x = 0, y = 0, x_root = 0, y_root = 0;
+  unsigned state = 0;
+  Time time = CurrentTime;
+};
+
+template <typename E>
+PointerFields fields(const E &e) {
+  PointerFields f;
+  f.x = e.x, f.y = e.y, f.x_root = e.x_root, f.y_root = e.y_root;
+  f.state = e.state, f.time = e.time;
+  return f;
+}
+
+PointerFields pointer(const XEvent *e) {
   switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.x;
-    case KeyPress: case KeyRelease: return e->xkey.x;
-    case MotionNotify: return e->xmotion.x;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.x;
-    default: return 0;
+    case ButtonPress: case ButtonRelease: return fields(e->xbutton);
+    case KeyPress: case KeyRelease: return fields(e->xkey);
+    case MotionNotify: return fields(e->xmotion);
+    case EnterNotify: case LeaveNotify: return fields(e->xcrossing);
+    default: return PointerFields();
   }
 }
 
-int SSEventY(const XEvent *e) {
-  switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.y;
-    case KeyPress: case KeyRelease: return e->xkey.y;
-    case MotionNotify: return e->xmotion.y;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.y;
-    default: return 0;
-  }
-}
+}  // namespace
 
-int SSEventRootX(const XEvent *e) {
-  switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.x_root;
-    case KeyPress: case KeyRelease: return e->xkey.x_root;
-    case MotionNotify: return e->xmotion.x_root;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.x_root;
-    default: return 0;
-  }
-}
-
-int SSEventRootY(const XEvent *e) {
-  switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.y_root;
-    case KeyPress: case KeyRelease: return e->xkey.y_root;
-    case MotionNotify: return e->xmotion.y_root;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.y_root;
-    default: return 0;
-  }
-}
-
-Time SSEventTime(const XEvent *e) {
-  switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.time;
-    case KeyPress: case KeyRelease: return e->xkey.time;
-    case MotionNotify: return e->xmotion.time;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.time;
-    default: return CurrentTime;
-  }
-}
-
-unsigned SSEventState(const XEvent *e) {
-  switch (e->type) {
-    case ButtonPress: case ButtonRelease: return e->xbutton.state;
-    case KeyPress: case KeyRelease: return e->xkey.state;
-    case MotionNotify: return e->xmotion.state;
-    case EnterNotify: case LeaveNotify: return e->xcrossing.state;
-    default: return 0;
-  }
-}
+int SSEventX(const XEvent *e) { return pointer(e).x; }
+int SSEventY(const XEvent *e) { return pointer(e).y; }
+int SSEventRootX(const XEvent *e) { return pointer(e).x_root; }
+int SSEventRootY(const XEvent *e) { return pointer(e).y_root; }
+Time SSEventTime(const XEvent *e) { return pointer(e).time; }
+unsigned SSEventState(const XEvent *e) { return pointer(e).state; }
 
 int SSEventIsKey(const XEvent *e) { return e->type == KeyPress || e->type == KeyRelease; }
 int SSEventIsButton(const XEvent *e) {

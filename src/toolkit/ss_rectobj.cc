@@ -193,17 +193,12 @@ void SSRectobj::setSelected(int selected) {
   if (canvas_) canvas_->selectionChanged(this, selected);
 }
 
-void SSRectobj::setForegroundColor(long pixel) {
-  startSet();
-  foreground_ = pixel;
-  setRepaint();
-  setNoGeometry();
-  finishSet();
-}
+void SSRectobj::setForegroundColor(long pixel) { setColor(&foreground_, pixel); }
+void SSRectobj::setBackgroundColor(long pixel) { setColor(&background_, pixel); }
 
-void SSRectobj::setBackgroundColor(long pixel) {
+void SSRectobj::setColor(long *field, long pixel) {
   startSet();
-  background_ = pixel;
+  *field = pixel;
   setRepaint();
   setNoGeometry();
   finishSet();

@@ -144,6 +144,7 @@ protected:
   void paintChildren(Drawable d, const XRectangle *rects, int count);
   int setDepth() const { return setDepth_; }
   SSKeyDataListNode *findKeyData(int key) const;
+  void setColor(long *field, long pixel);
 
   SSCanvas *canvas_;
   SSRectobj *parent_ = nullptr;

@@ -136,26 +136,17 @@ void SSTree::unLink(SSRectobj *node) {
   finishSet();
 }
 
-void SSTree::setParentDistance(int distance) {
+template <typename T>
+void SSTree::setParameter(T *field, T value) {
   startSet();
-  parentDistance_ = distance;
+  *field = value;
   relayout_ = 1;
   finishSet();
 }
 
-void SSTree::setLayout(SSTreeLayout layout) {
-  startSet();
-  layout_ = layout;
-  relayout_ = 1;
-  finishSet();
-}
-
-void SSTree::setBorder(int border) {
-  startSet();
-  border_ = border;
-  relayout_ = 1;
-  finishSet();
-}
+void SSTree::setParentDistance(int distance) { setParameter(&parentDistance_, distance); }
+void SSTree::setLayout(SSTreeLayout layout) { setParameter(&layout_, layout); }
+void SSTree::setBorder(int border) { setParameter(&border_, border); }
 
 void SSTree::setBatchLayout(int batch) {
   if (batch == 1) {

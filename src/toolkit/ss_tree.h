@@ -99,6 +99,8 @@ public:
   void layoutResize();
 
 private:
+  template <typename T>
+  void setParameter(T *field, T value);
   static _SSTreeNode *record(const SSRectobj *node);
   _SSTreeNode *makeRecord(SSRectobj *child);
   void unlinkChild(SSRectobj *node);
