@@ -117,38 +117,44 @@ int image_to_cursor(Display *dpy, XpmImage *image, Pixel fg, Pixel bg, int hx, i
 
 }  // namespace
 
-int SSXpmDataToPixmap(Display *dpy, Drawable d, const char *const *data, Pixel fg, Pixel bg,
-                      Pixmap *pixmap, int *width, int *height) {
+namespace {
+
+// Reads the picture from data or path, hands it to make and frees it.
+template <typename Make>
+int with_image(const char *const *data, const char *path, Make make) {
   XpmImage image;
-  if (read_image(data, nullptr, &image)) return 1;
-  int r = image_to_pixmap(dpy, d, &image, fg, bg, pixmap, width, height);
+  if (read_image(data, path, &image)) return 1;
+  int r = make(&image);
   XpmFreeXpmImage(&image);
   return r;
+}
+
+}  // namespace
+
+int SSXpmDataToPixmap(Display *dpy, Drawable d, const char *const *data, Pixel fg, Pixel bg,
+                      Pixmap *pixmap, int *width, int *height) {
+  return with_image(data, nullptr, [&](XpmImage *image) {
+    return image_to_pixmap(dpy, d, image, fg, bg, pixmap, width, height);
+  });
 }
 
 int SSXpmFileToPixmap(Display *dpy, Drawable d, const char *path, Pixel fg, Pixel bg,
                       Pixmap *pixmap, int *width, int *height) {
-  XpmImage image;
-  if (read_image(nullptr, path, &image)) return 1;
-  int r = image_to_pixmap(dpy, d, &image, fg, bg, pixmap, width, height);
-  XpmFreeXpmImage(&image);
-  return r;
+  return with_image(nullptr, path, [&](XpmImage *image) {
+    return image_to_pixmap(dpy, d, image, fg, bg, pixmap, width, height);
+  });
 }
 
 int SSXpmDataToCursor(Display *dpy, const char *const *data, Pixel fg, Pixel bg, int hx,
                       int hy, Cursor *cursor) {
-  XpmImage image;
-  if (read_image(data, nullptr, &image)) return 1;
-  int r = image_to_cursor(dpy, &image, fg, bg, hx, hy, cursor);
-  XpmFreeXpmImage(&image);
-  return r;
+  return with_image(data, nullptr, [&](XpmImage *image) {
+    return image_to_cursor(dpy, image, fg, bg, hx, hy, cursor);
+  });
 }
 
 int SSXpmFileToCursor(Display *dpy, const char *path, Pixel fg, Pixel bg, int hx, int hy,
                       Cursor *cursor) {
-  XpmImage image;
-  if (read_image(nullptr, path, &image)) return 1;
-  int r = image_to_cursor(dpy, &image, fg, bg, hx, hy, cursor);
-  XpmFreeXpmImage(&image);
-  return r;
+  return with_image(nullptr, path, [&](XpmImage *image) {
+    return image_to_cursor(dpy, image, fg, bg, hx, hy, cursor);
+  });
 }
