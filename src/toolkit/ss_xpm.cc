@@ -76,9 +76,9 @@ int image_to_pixmap(Display *dpy, Drawable d, XpmImage *image, Pixel fg, Pixel b
   return 0;
 }
 
-int is_dark(Display *dpy, const char *spec) {
+int is_dark(Display *dpy, const char *colour) {
   XColor c;
-  if (!spec || !XParseColor(dpy, DefaultColormap(dpy, DefaultScreen(dpy)), spec, &c)) return 0;
+  if (!colour || !XParseColor(dpy, DefaultColormap(dpy, DefaultScreen(dpy)), colour, &c)) return 0;
   return (c.red * 30L + c.green * 59L + c.blue * 11L) / 100 < 0x8000;
 }
 
