@@ -1,0 +1,36 @@
+// Pieces shared by the tests that talk over Hailway: a private session bus per
+// test, and waiting on the library's descriptor for what a test expects.
+#ifndef BRINDLE_TESTS_UNIT_HAILWAY_BUS_HELPERS_H
+#define BRINDLE_TESTS_UNIT_HAILWAY_BUS_HELPERS_H
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+
+// A dbus-daemon of the test's own, with its own configuration and socket
+// directory, never the machine's bus.  DBUS_SESSION_BUS_ADDRESS names it while the
+// object lives; the destructor kills the daemon and restores the variable.
+class Private_bus {
+public:
+  Private_bus();
+  ~Private_bus();
+  Private_bus(const Private_bus &) = delete;
+  Private_bus &operator=(const Private_bus &) = delete;
+  void kill_daemon();
+
+  std::string dir, address;
+  pid_t pid = -1;
+
+private:
+  std::string saved_address;
+  bool had_address = false;
+};
+
+// Watches hw_fd and calls hw_message_receive until done() holds.  Each message
+// received goes to on_message, which owns it.  False when the bus stays silent
+// for a minute: the far side has hung, and the test fails instead of hanging.
+bool hw_pump(const std::function<bool()> &done,
+             const std::function<void(struct Hw_message_rec *)> &on_message);
+
+#endif
