@@ -97,7 +97,8 @@ bool changed(const Stamp &a, const Stamp &b) {
                       a.st.st_mtim.tv_nsec != b.st.st_mtim.tv_nsec);
 }
 
-// A merge in which the user has left conflict markers isn't finished.
+// A merge in which the user has left conflict markers isn't finished; a missing
+// one counts the same.
 bool has_markers(const std::string &path) {
   FILE *f = fopen(path.c_str(), "r");
   if (!f) return true;
@@ -192,8 +193,10 @@ Tp_decision ask(const Tp_job &job, bool saved, bool *again) {
     char c = *p == '\n' || !*p ? (saved ? 'm' : 's') : *p;
     switch (c) {
       case 'm':
-        if (stamp(job.merged).exists) return TP_MERGED;
-        fprintf(stderr, BWM_MSG(15004, "There is no merged file %s.\n"), job.merged.c_str());
+        // Whatever the tool said, a file with conflict markers is no merge.
+        if (!has_markers(job.merged)) return TP_MERGED;
+        fprintf(stderr, BWM_MSG(15004, "%s is missing or still has conflict markers.\n"),
+                job.merged.c_str());
         break;
       case 'c': return TP_CHILD;
       case 'p': return TP_PARENT;
