@@ -10,19 +10,26 @@
 
 #include <string>
 
+#include "hailway/hw_twinpane.h"
+
 class Kes_err;
 
 // The values are the exit statuses of "twinpane -x": what the resolve side does.
-enum Tp_decision { TP_SKIP = 0, TP_PARENT = 16, TP_CHILD = 32, TP_MERGED = 48 };
+enum Tp_decision {
+  TP_SKIP = 0,
+  TP_PARENT = HW_TP_EXIT_PARENT,
+  TP_CHILD = HW_TP_EXIT_CHILD,
+  TP_MERGED = HW_TP_EXIT_MERGED
+};
 
 // One file in hand.  The names are those the resolve side made: the child's,
 // the parent's and the common ancestor's versions, and where the merge goes.
 struct Tp_job {
   std::string ancestor;  // empty: no common ancestor, a two-way merge
   std::string child, parent, merged;
-  std::string title;     // the clear file's path
+  std::string title;  // the clear file's path
   std::string captions[3];
-  bool ask = false;      // the user may be asked on the terminal
+  bool ask = false;  // the user may be asked on the terminal
 };
 
 // A decision fixed beforehand (-d or TWINPANE_DECISION), or -1 for none.

@@ -43,9 +43,10 @@ void usage() {
   for (const Tp_option &o : options)
     line += std::string(" [") + o.flag + (o.value ? std::string(" ") + o.value : "") + "]";
   fprintf(stderr,
-          BWM_MSG(15020, "Usage: %s%s [child parent merged]\n"
-                         "  -T: serve the resolve side of that Hailway process\n"
-                         "  -x: merge one file; exit 16 parent, 32 child, 48 merged, else skipped\n"),
+          BWM_MSG(15020,
+                  "Usage: %s%s [child parent merged]\n"
+                  "  -T: serve the resolve side of that Hailway process\n"
+                  "  -x: merge one file; exit 16 parent, 32 child, 48 merged, else skipped\n"),
           kes_get_base_cmdname(), line.c_str());
 }
 

@@ -34,7 +34,10 @@ Kes_err *choose_tool(Tool *tool) {
   }
   if (!tool->words.empty()) {
     std::string base = tool->words[0].substr(tool->words[0].rfind('/') + 1);
-    tool->kind = base == "meld" ? MELD : base == "kdiff3" ? KDIFF3 : base == "diff3" ? DIFF3 : OTHER;
+    tool->kind = base == "meld"     ? MELD
+                 : base == "kdiff3" ? KDIFF3
+                 : base == "diff3"  ? DIFF3
+                                    : OTHER;
     Kes_err *err = kes_find_cmd_in_path(tool->words[0].c_str(), path);
     if (!err) tool->words[0] = path;
     return err;
@@ -119,8 +122,12 @@ std::string substitute(const std::string &word, const Tp_job &job, const std::st
   std::string out;
   for (size_t i = 0; i < word.size(); i++) {
     char c = i + 1 < word.size() && word[i] == '%' ? word[i + 1] : 0;
-    const std::string *with = c == 'B' ? &base : c == 'L' ? &job.child : c == 'O' ? &job.parent
-                            : c == 'M' ? &job.merged : c == 'T' ? &job.title : nullptr;
+    const std::string *with = c == 'B'   ? &base
+                              : c == 'L' ? &job.child
+                              : c == 'O' ? &job.parent
+                              : c == 'M' ? &job.merged
+                              : c == 'T' ? &job.title
+                                         : nullptr;
     if (with) {
       out += *with;
       *used = *used || c != 'T';
@@ -167,7 +174,8 @@ Kes_err *merge(const Tp_job &job, const Tool &tool, const std::string &base, boo
       if (!err && rc > 1) err = kes_decode_sh_wait(rc << 8, cmd.c_str(), nullptr);
       if (err) return err;
       const char *editor = getenv("EDITOR");
-      err = run_shell(std::string(editor && *editor ? editor : "vi") + " " + quoted(job.merged), &rc);
+      err =
+          run_shell(std::string(editor && *editor ? editor : "vi") + " " + quoted(job.merged), &rc);
       *saved = rc == 0 && !has_markers(job.merged);
       break;
     }
@@ -180,11 +188,14 @@ Kes_err *merge(const Tp_job &job, const Tool &tool, const std::string &base, boo
 Tp_decision ask(const Tp_job &job, bool saved, bool *again) {
   *again = false;
   for (;;) {
-    fprintf(stderr, saved ? BWM_MSG(15001, "The merged result of %s is saved.\n")
-                          : BWM_MSG(15002, "There is no finished merge of %s.\n"),
+    fprintf(stderr,
+            saved ? BWM_MSG(15001, "The merged result of %s is saved.\n")
+                  : BWM_MSG(15002, "There is no finished merge of %s.\n"),
             job.title.c_str());
-    fprintf(stderr, BWM_MSG(15003, "Take the (m)erged result, the (c)hild's version, the "
-                                   "(p)arent's version, merge (a)gain or (s)kip? [%c] "),
+    fprintf(stderr,
+            BWM_MSG(15003,
+                    "Take the (m)erged result, the (c)hild's version, the "
+                    "(p)arent's version, merge (a)gain or (s)kip? [%c] "),
             saved ? 'm' : 's');
     fflush(stderr);
     char line[256];
@@ -201,9 +212,7 @@ Tp_decision ask(const Tp_job &job, bool saved, bool *again) {
       case 'c': return TP_CHILD;
       case 'p': return TP_PARENT;
       case 's': return TP_SKIP;
-      case 'a':
-        *again = true;
-        return TP_SKIP;
+      case 'a': *again = true; return TP_SKIP;
       default: break;
     }
   }
@@ -214,7 +223,8 @@ bool tp_decision_from_word(const char *word, int *decision) {
   const struct {
     const char *word;
     int decision;
-  } words[] = {{"merged", TP_MERGED}, {"child", TP_CHILD}, {"parent", TP_PARENT}, {"skip", TP_SKIP}};
+  } words[] = {
+      {"merged", TP_MERGED}, {"child", TP_CHILD}, {"parent", TP_PARENT}, {"skip", TP_SKIP}};
   for (auto &w : words)
     if (!strcmp(word, w.word)) {
       *decision = w.decision;
@@ -238,23 +248,27 @@ Kes_err *tp_resolve(const Tp_job &job, int preset, Tp_decision *decision) {
     std::string tmpl = job.merged + ".E.XXXXXX";
     int fd = mkstemp(&tmpl[0]);
     if (fd < 0)
-      return (new Kes_err)->format_msg(2044, errno, BWM_MSG(15005, "Unable to create a temporary "
-                                                                   "name from template \"%s\""),
-                                       tmpl.c_str());
+      return (new Kes_err)
+          ->format_msg(2044, errno,
+                       BWM_MSG(15005,
+                               "Unable to create a temporary "
+                               "name from template \"%s\""),
+                       tmpl.c_str());
     close(fd);
     base = tmpl;
   }
   if (job.ask)
     fprintf(stderr, BWM_MSG(15006, "Merging %s\n  %s: %s\n  %s: %s\n  %s: %s\n"), job.title.c_str(),
-            job.captions[0].c_str(), job.child.c_str(), job.captions[1].c_str(),
-            job.parent.c_str(), job.captions[2].c_str(), job.merged.c_str());
+            job.captions[0].c_str(), job.child.c_str(), job.captions[1].c_str(), job.parent.c_str(),
+            job.captions[2].c_str(), job.merged.c_str());
   for (bool again = true; again && !err;) {
     bool saved = false;
     again = false;
     err = merge(job, tool, base, &saved);
     if (err) break;
     if (preset == TP_MERGED && !saved)
-      fprintf(stderr, BWM_MSG(15007, "No finished merge of %s; it is skipped.\n"), job.title.c_str());
+      fprintf(stderr, BWM_MSG(15007, "No finished merge of %s; it is skipped.\n"),
+              job.title.c_str());
     if (preset == TP_MERGED || !job.ask)
       *decision = saved ? TP_MERGED : TP_SKIP;
     else

@@ -11,6 +11,7 @@
 
 #include "desktop/twinpane.h"
 #include "hailway/hailway.h"
+#include "hailway/hw_twinpane.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
@@ -26,8 +27,8 @@ void report(const char *what, Hw_status s) {
 // A notice to the process with id to; fill adds its arguments.
 Hw_status notify(const std::string &to, const char *op,
                  const std::function<void(Hw_message)> &fill = nullptr) {
-  Hw_message m = hw_message_create(op, HW_CLASS_NOTICE, HW_SCOPE_SESSION, HW_ADDRESS_HANDLER,
-                                   to.c_str());
+  Hw_message m =
+      hw_message_create(op, HW_CLASS_NOTICE, HW_SCOPE_SESSION, HW_ADDRESS_HANDLER, to.c_str());
   if (!m) return hw_pointer_error(m);
   if (fill) fill(m);
   Hw_status s = hw_message_send(m);
@@ -44,15 +45,17 @@ bool string_arg(Hw_message m, int n, std::string *out) {
   return true;
 }
 
-// A Load as the resolve side sends it: the files at 2 (ancestor, may be null),
-// 6 (child), 7 (parent), 8 (merged), the captions at 3, 4 and 10, the path at 9
-// and autosave at 12.
 bool read_load(Hw_message m, Tp_job *job, int *autosave) {
-  bool ok = hw_message_args_count(m) >= 14 && string_arg(m, 2, &job->ancestor) &&
-            string_arg(m, 3, &job->captions[0]) && string_arg(m, 4, &job->captions[1]) &&
-            string_arg(m, 6, &job->child) && string_arg(m, 7, &job->parent) &&
-            string_arg(m, 8, &job->merged) && string_arg(m, 9, &job->title) &&
-            string_arg(m, 10, &job->captions[2]) && hw_message_arg_int(m, 12, autosave) == HW_OK;
+  bool ok = hw_message_args_count(m) >= HW_TP_LOAD_COUNT &&
+            string_arg(m, HW_TP_LOAD_ANCESTOR, &job->ancestor) &&
+            string_arg(m, HW_TP_LOAD_CHILD_CAPTION, &job->captions[0]) &&
+            string_arg(m, HW_TP_LOAD_PARENT_CAPTION, &job->captions[1]) &&
+            string_arg(m, HW_TP_LOAD_MERGED_CAPTION, &job->captions[2]) &&
+            string_arg(m, HW_TP_LOAD_CHILD, &job->child) &&
+            string_arg(m, HW_TP_LOAD_PARENT, &job->parent) &&
+            string_arg(m, HW_TP_LOAD_MERGED, &job->merged) &&
+            string_arg(m, HW_TP_LOAD_PATH, &job->title) &&
+            hw_message_arg_int(m, HW_TP_LOAD_AUTOSAVE, autosave) == HW_OK;
   return ok && !job->child.empty() && !job->parent.empty() && !job->merged.empty() &&
          !job->title.empty();
 }
@@ -68,7 +71,7 @@ void load(Hw_message m, int preset) {
   }
   hw_message_reply(m);
   std::string pane = hw_message_sender(m);
-  notify(pane, "Oakline_Twinpane_Loaded");
+  notify(pane, HW_TP_LOADED);
   job.ask = isatty(0) && !autosave;
   Tp_decision decision;
   if (Kes_err *err = tp_resolve(job, preset, &decision)) {
@@ -77,7 +80,7 @@ void load(Hw_message m, int preset) {
     return;
   }
   if (decision == TP_SKIP) return;
-  notify(pane, "Oakline_Twinpane_Saved", [&](Hw_message saved) {
+  notify(pane, HW_TP_SAVED, [&](Hw_message saved) {  // in the order of Hw_tp_saved_arg
     const std::string *names[] = {&job.ancestor, &job.child, &job.parent, &job.merged};
     for (const std::string *name : names)
       hw_message_string_arg_add(saved, HW_MODE_IN, name->empty() ? nullptr : name->c_str());
@@ -93,12 +96,12 @@ int tp_serve(const char *caller, int preset) {
   if (s == HW_OK) s = hw_session_join(hw_default_session());
   // Registered before announcing itself, so that the Load the announcement
   // brings finds this process.
-  if (s == HW_OK) s = hw_op_register("Oakline_Twinpane_Load");
+  if (s == HW_OK) s = hw_op_register(HW_TP_LOAD);
   if (s != HW_OK) {
     report(BWM_MSG(15012, "Opening the Hailway channel"), s);
     return 1;
   }
-  if (notify(caller, "Oakline_Twinpane_Started") != HW_OK) return 1;
+  if (notify(caller, HW_TP_STARTED) != HW_OK) return 1;
   for (;;) {
     pollfd p{hw_fd(), POLLIN, 0};
     if (p.fd >= 0 && poll(&p, 1, -1) < 0 && errno == EINTR) continue;
@@ -109,20 +112,20 @@ int tp_serve(const char *caller, int preset) {
       return 1;
     }
     std::string op = hw_message_op(m);
-    if (op == "Oakline_Twinpane_Load") {
+    if (op == HW_TP_LOAD) {
       load(m, preset);
-    } else if (op == "Oakline_Twinpane_Set_LFtr") {
+    } else if (op == HW_TP_SET_LFTR) {
       // The resolve side's progress line, shown here too.
       std::string line;
       if (string_arg(m, 0, &line) && line.find_first_not_of(' ') != std::string::npos)
         fprintf(stderr, "%s\n", line.c_str());
       hw_message_reply(m);
-    } else if (op == "Oakline_Twinpane_Unload") {
+    } else if (op == HW_TP_UNLOAD) {
       hw_message_reply(m);
-    } else if (op == "Oakline_Twinpane_Quit") {
+    } else if (op == HW_TP_QUIT) {
       hw_message_reply(m);
       hw_message_destroy(m);
-      notify(caller, "Oakline_Twinpane_Quitted");
+      notify(caller, HW_TP_QUITTED);
       hw_close();
       return 0;
     } else {

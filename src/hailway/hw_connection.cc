@@ -104,7 +104,8 @@ const char *hw_status_message(Hw_status status) {
   switch (status) {
     case HW_OK: return UTIL_MSG(500, "No error");
     case HW_ERR_NO_SERVICE:
-      return UTIL_MSG(501, "The message service can't be reached (is DBUS_SESSION_BUS_ADDRESS set?)");
+      return UTIL_MSG(501,
+                      "The message service can't be reached (is DBUS_SESSION_BUS_ADDRESS set?)");
     case HW_ERR_NOT_OPEN: return UTIL_MSG(502, "The message service has not been opened");
     case HW_ERR_LOST: return UTIL_MSG(503, "The connection to the message service was lost");
     case HW_ERR_POINTER: return UTIL_MSG(504, "Not a valid message");

@@ -17,8 +17,8 @@
 // Names on the bus; docs/hailway.md explains the mapping.
 #define HW_OBJECT_PATH "/org/brindle/Hailway"
 #define HW_INTERFACE "org.brindle.Hailway"
-#define HW_PROCESS_PREFIX "org.brindle.Hailway.P"   // + process id
-#define HW_OP_PREFIX "org.brindle.Hailway.Op."      // + operation
+#define HW_PROCESS_PREFIX "org.brindle.Hailway.P"  // + process id
+#define HW_OP_PREFIX "org.brindle.Hailway.Op."     // + operation
 #define HW_ERROR_REJECTED "org.brindle.Hailway.Error.Rejected"
 
 struct Hw_arg {
@@ -34,7 +34,7 @@ struct Hw_message_rec {
   Hw_scope scope;
   Hw_address address;
   std::string handler;
-  std::string sender;   // a received message's sender
+  std::string sender;  // a received message's sender
   bool received;
   std::vector<Hw_arg> args;
   Hw_state state;
@@ -51,9 +51,9 @@ struct Hw_link {
   int sock = -1, epfd = -1, evfd = -1;
   bool lost = false;
   bool event_raised = false;
-  std::deque<DBusMessage *> inbox;                      // taken from libdbus, not yet handled
+  std::deque<DBusMessage *> inbox;                        // taken from libdbus, not yet handled
   std::unordered_map<dbus_uint32_t, Hw_message> waiting;  // sent requests by serial
-  std::unordered_set<Hw_message> live;                  // every message not destroyed
+  std::unordered_set<Hw_message> live;                    // every message not destroyed
 };
 
 Hw_link &hw_link();

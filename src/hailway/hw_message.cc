@@ -244,28 +244,19 @@ Hw_message hw_accept_call(DBusMessage *call) {
 
 Hw_message hw_message_create(const char *op, Hw_class cls, Hw_scope scope, Hw_address address,
                              const char *handler) {
-  bool ok = hw_valid_name(op) && (cls == HW_CLASS_NOTICE || cls == HW_CLASS_REQUEST) &&
-            scope == HW_SCOPE_SESSION &&
-            (address == HW_ADDRESS_PROCEDURE ||
-             (address == HW_ADDRESS_HANDLER && handler && *handler &&
-              hw_valid_name((std::string("P") + handler).c_str())));
+  bool ok =
+      hw_valid_name(op) && (cls == HW_CLASS_NOTICE || cls == HW_CLASS_REQUEST) &&
+      scope == HW_SCOPE_SESSION &&
+      (address == HW_ADDRESS_PROCEDURE || (address == HW_ADDRESS_HANDLER && handler && *handler &&
+                                           hw_valid_name((std::string("P") + handler).c_str())));
   if (!ok) {
     hw_set_last(HW_ERR_VALUE);
     return nullptr;
   }
-  Hw_message m = new Hw_message_rec{op,
-                                    cls,
-                                    scope,
-                                    address,
-                                    address == HW_ADDRESS_HANDLER ? handler : "",
-                                    "",
-                                    false,
-                                    {},
-                                    HW_STATE_CREATED,
-                                    HW_OK,
-                                    nullptr,
-                                    0,
-                                    nullptr};
+  Hw_message m = new Hw_message_rec{
+      op,      cls,   scope,  address,          address == HW_ADDRESS_HANDLER ? handler : "",
+      "",      false, {},     HW_STATE_CREATED, HW_OK,
+      nullptr, 0,     nullptr};
   hw_link().live.insert(m);
   hw_set_last(HW_OK);
   return m;
@@ -274,8 +265,7 @@ Hw_message hw_message_create(const char *op, Hw_class cls, Hw_scope scope, Hw_ad
 Hw_status hw_message_destroy(Hw_message m) {
   if (!known(m)) return HW_ERR_POINTER;
   // A sender must never wait for ever on a request nobody answered.
-  if (m->received && m->call && m->state == HW_STATE_SENT && connected() == HW_OK)
-    answer(m, false);
+  if (m->received && m->call && m->state == HW_STATE_SENT && connected() == HW_OK) answer(m, false);
   Hw_link &l = hw_link();
   if (m->cls == HW_CLASS_REQUEST && !m->received && m->state == HW_STATE_SENT)
     l.waiting.erase(m->serial);
@@ -366,8 +356,8 @@ Hw_status hw_message_send(Hw_message m) {
   Hw_status s = connected();
   if (s != HW_OK) return s;
   Hw_link &l = hw_link();
-  std::string dest = m->address == HW_ADDRESS_HANDLER ? HW_PROCESS_PREFIX + m->handler
-                                                      : HW_OP_PREFIX + m->op;
+  std::string dest =
+      m->address == HW_ADDRESS_HANDLER ? HW_PROCESS_PREFIX + m->handler : HW_OP_PREFIX + m->op;
   if (m->cls == HW_CLASS_NOTICE) {
     // A notice gets no answer, so whether anyone is there is asked beforehand.
     DBusError err;
@@ -381,8 +371,8 @@ Hw_status hw_message_send(Hw_message m) {
       return HW_ERR_NO_HANDLER;
     }
   }
-  DBusMessage *msg = dbus_message_new_method_call(dest.c_str(), HW_OBJECT_PATH, HW_INTERFACE,
-                                                  m->op.c_str());
+  DBusMessage *msg =
+      dbus_message_new_method_call(dest.c_str(), HW_OBJECT_PATH, HW_INTERFACE, m->op.c_str());
   // "Start none": the service never launches a program for a message.
   dbus_message_set_auto_start(msg, FALSE);
   dbus_message_set_no_reply(msg, m->cls == HW_CLASS_NOTICE);

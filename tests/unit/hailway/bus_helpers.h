@@ -10,24 +10,16 @@
 
 // A dbus-daemon of the test's own, with its own configuration and socket
 // directory, never the machine's bus.  DBUS_SESSION_BUS_ADDRESS names it while the
-// object lives; the destructor kills the daemon and restores the variable.
-class Private_bus {
-public:
+// object lives; the destructor closes this process's connection and kills it.
+struct Private_bus {
   Private_bus();
   ~Private_bus();
-  Private_bus(const Private_bus &) = delete;
-  Private_bus &operator=(const Private_bus &) = delete;
   void kill_daemon();
-
-  std::string dir, address;
+  std::string dir;
   pid_t pid = -1;
-
-private:
-  std::string saved_address;
-  bool had_address = false;
 };
 
-// Watches hw_fd and calls hw_message_receive until done() holds.  Each message
+// Watches hw_fd and calls hw_message_receive until done() holds; each message
 // received goes to on_message, which owns it.  False when the bus stays silent
 // for a minute: the far side has hung, and the test fails instead of hanging.
 bool hw_pump(const std::function<bool()> &done,

@@ -1,13 +1,11 @@
 // Hailway between real processes on a private bus: both addressings, the three
 // argument modes, answers, refusals and lost peers, and a process without a bus.
 #include <gtest/gtest.h>
-
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -16,31 +14,31 @@
 
 namespace {
 std::string text(Hw_message m, int n) {
-  const char *v = "(unset)";
-  if (hw_message_arg_string(m, n, &v) != HW_OK) return "(error)";
+  const char *v = "(error)";
+  hw_message_arg_string(m, n, &v);
   return v ? v : "(null)";
 }
 
 int num(Hw_message m, int n) {
   int v = -999;
-  return hw_message_arg_int(m, n, &v) == HW_OK ? v : -999;
+  hw_message_arg_int(m, n, &v);
+  return v;
 }
 
-// Written by a peer when it has sent a whole burst.
-int burst_sent[2];
+int burst_sent[2];  // a peer writes here when it has sent a whole burst
+int answers;
+void count_answer(Hw_message) { answers++; }
 
 // What a peer does with each operation.
 void serve(Hw_message m, const std::string &me) {
   std::string op = hw_message_op(m);
   if (op == "Hw_test_swap") {  // in s, inout s, out i, inout i, out s
-    std::string joined = text(m, 1) + "+" + text(m, 0);
-    hw_message_arg_string_set(m, 1, joined.c_str());
+    hw_message_arg_string_set(m, 1, (text(m, 1) + "+" + text(m, 0)).c_str());
     hw_message_arg_int_set(m, 2, static_cast<int>(text(m, 0).size()));
     hw_message_arg_int_set(m, 3, num(m, 3) * 2);
     hw_message_arg_string_set(m, 4, me.c_str());
     hw_message_reply(m);
-  } else if (op == "Hw_test_notify_me") {
-    // Two notices back in one burst, then the answer.
+  } else if (op == "Hw_test_notify_me") {  // two notices back, then the answer
     for (int i = 0; i < 2; i++) {
       Hw_message n = hw_message_create("Hw_test_note", HW_CLASS_NOTICE, HW_SCOPE_SESSION,
                                        HW_ADDRESS_HANDLER, hw_message_sender(m));
@@ -54,7 +52,7 @@ void serve(Hw_message m, const std::string &me) {
   } else if (op == "Hw_test_leave") {
     _exit(0);  // without answering
   } else if (op == "Hw_test_hold") {
-    return;    // kept unanswered until the bus goes
+    return;  // never answered
   } else if (op != "Hw_test_drop") {
     hw_message_reject(m);
   }
@@ -64,44 +62,36 @@ void serve(Hw_message m, const std::string &me) {
 class Hailway : public testing::Test {
 protected:
   void SetUp() override { ASSERT_EQ(pipe(burst_sent), 0); }
+  void TearDown() override {
+    for (pid_t pid : peers) kill(pid, SIGKILL), waitpid(pid, nullptr, 0);
+    close(burst_sent[0]);
+    close(burst_sent[1]);
+  }
 
-  // A peer process on the bus, registered for op when given; returns its id.
+  // A peer process, registered for op when given; returns its id once it is ready.
   std::string start_peer(const char *op) {
     int p[2];
     EXPECT_EQ(pipe(p), 0);
     pid_t pid = fork();
     if (pid == 0) {
-      close(p[0]);
       char *me = hw_open();
       if (!me || hw_session_join(hw_default_session()) || (op && hw_op_register(op))) _exit(3);
-      std::string id = std::string(me) + "\n";
-      if (write(p[1], id.data(), id.size()) != static_cast<ssize_t>(id.size())) _exit(4);
+      if (write(p[1], me, strlen(me)) <= 0) _exit(4);
+      close(p[1]);
       hw_pump([] { return false; }, [&](Hw_message m) { serve(m, me); });
       _exit(0);
     }
     close(p[1]);
     peers.push_back(pid);
-    char buf[64] = {0};
-    ssize_t n = read(p[0], buf, sizeof buf - 1);
+    char buf[64];
+    ssize_t n = read(p[0], buf, sizeof buf);
     close(p[0]);
-    return std::string(buf, n > 0 ? n - 1 : 0);
-  }
-
-  void TearDown() override {
-    close(burst_sent[0]);
-    close(burst_sent[1]);
-    for (pid_t pid : peers) {
-      kill(pid, SIGKILL);
-      waitpid(pid, nullptr, 0);
-    }
+    return std::string(buf, n > 0 ? n : 0);
   }
 
   Private_bus bus;
   std::vector<pid_t> peers;
 };
-
-int answers;
-void count_answer(Hw_message) { answers++; }
 
 Hw_message swap_request(const char *op, Hw_address address, const char *handler) {
   Hw_message m = hw_message_create(op, HW_CLASS_REQUEST, HW_SCOPE_SESSION, address, handler);
@@ -111,6 +101,7 @@ Hw_message swap_request(const char *op, Hw_address address, const char *handler)
   hw_message_int_arg_add(m, HW_MODE_INOUT, 21);
   hw_message_string_arg_add(m, HW_MODE_OUT, nullptr);
   hw_message_callback_add(m, count_answer);
+  answers = 0;
   return m;
 }
 }  // namespace
@@ -118,117 +109,87 @@ Hw_message swap_request(const char *op, Hw_address address, const char *handler)
 // Requests in turn, each answered before the next: who gets a message, and what
 // comes back to the sender's callback.
 TEST_F(Hailway, RequestsReachTheirRecipientAndAnswersReachTheCallback) {
-  std::string first = start_peer("Hw_test_swap");
-  std::string second = start_peer("Hw_test_swap");
-  ASSERT_FALSE(first.empty());
-  ASSERT_FALSE(second.empty());
+  std::string first = start_peer("Hw_test_swap"), second = start_peer("Hw_test_swap");
   ASSERT_NE(hw_open(), nullptr);
   struct {
     const char *op;
-    Hw_address address;
-    std::string handler;
-    Hw_state state;
+    std::string handler;  // empty: by procedure
     Hw_status status;
     std::string handled_by;
   } cases[] = {
-      {"Hw_test_swap", HW_ADDRESS_HANDLER, second, HW_STATE_HANDLED, HW_OK, second},
-      {"Hw_test_swap", HW_ADDRESS_PROCEDURE, "", HW_STATE_HANDLED, HW_OK, first},
-      {"Hw_test_unknown", HW_ADDRESS_HANDLER, first, HW_STATE_FAILED, HW_ERR_REJECTED, ""},
-      {"Hw_test_drop", HW_ADDRESS_HANDLER, first, HW_STATE_FAILED, HW_ERR_REJECTED, ""},
-      {"Hw_test_unknown", HW_ADDRESS_PROCEDURE, "", HW_STATE_FAILED, HW_ERR_NO_HANDLER, ""},
-      {"Hw_test_swap", HW_ADDRESS_HANDLER, "99999999", HW_STATE_FAILED, HW_ERR_NO_HANDLER, ""},
-      {"Hw_test_leave", HW_ADDRESS_HANDLER, first, HW_STATE_FAILED, HW_ERR_NO_REPLY, ""},
-      // The first registered has gone: the one in line takes over.
-      {"Hw_test_swap", HW_ADDRESS_PROCEDURE, "", HW_STATE_HANDLED, HW_OK, second},
+      {"Hw_test_swap", second, HW_OK, second},
+      {"Hw_test_swap", "", HW_OK, first},  // the first registered
+      {"Hw_test_unknown", first, HW_ERR_REJECTED, ""},
+      {"Hw_test_drop", first, HW_ERR_REJECTED, ""},
+      {"Hw_test_unknown", "", HW_ERR_NO_HANDLER, ""},
+      {"Hw_test_swap", "99999999", HW_ERR_NO_HANDLER, ""},
+      {"Hw_test_leave", first, HW_ERR_NO_REPLY, ""},
+      {"Hw_test_swap", "", HW_OK, second},  // the first has gone: the next in line
   };
   for (auto &c : cases) {
     SCOPED_TRACE(std::string(c.op) + " to " + (c.handler.empty() ? "(procedure)" : c.handler));
-    Hw_message m = swap_request(c.op, c.address, c.handler.c_str());
-    answers = 0;
+    Hw_message m = swap_request(c.op, c.handler.empty() ? HW_ADDRESS_PROCEDURE : HW_ADDRESS_HANDLER,
+                                c.handler.c_str());
     ASSERT_EQ(hw_message_send(m), HW_OK);
     ASSERT_TRUE(hw_pump([] { return answers > 0; }, hw_message_destroy));
+    bool handled = c.status == HW_OK;
     EXPECT_EQ(answers, 1);
-    EXPECT_EQ(hw_message_state(m), c.state);
+    EXPECT_EQ(hw_message_state(m), handled ? HW_STATE_HANDLED : HW_STATE_FAILED);
     EXPECT_EQ(hw_message_status(m), c.status);
-    bool handled = c.state == HW_STATE_HANDLED;
-    EXPECT_EQ(text(m, 0), "in");
-    EXPECT_EQ(text(m, 1), handled ? "io+in" : "io");
-    EXPECT_EQ(num(m, 2), handled ? 2 : 0);
-    EXPECT_EQ(num(m, 3), handled ? 42 : 21);
-    EXPECT_EQ(text(m, 4), handled ? c.handled_by : "(null)");
-    EXPECT_EQ(hw_message_destroy(m), HW_OK);
+    EXPECT_EQ(text(m, 0) + " " + text(m, 1) + " " + text(m, 4),
+              handled ? "in io+in " + c.handled_by : "in io (null)");
+    EXPECT_EQ(num(m, 2) * 100 + num(m, 3), handled ? 242 : 21);
+    hw_message_destroy(m);
   }
 }
 
 // Notices come with their sender's id and null strings intact; each of a burst
-// read at once wakes the loop on its own; a notice to nobody fails at once.
-TEST_F(Hailway, NoticesCarryTheirSenderAndEachOneWakesTheLoop) {
+// read at once wakes the loop on its own; a notice to nobody fails at once.  A
+// request waiting when the bus dies fails through its callback, and the loop
+// learns that the bus is gone instead of spinning on a dead socket.
+TEST_F(Hailway, NoticesWakeTheLoopOneByOneAndALostBusFailsWhatWaits) {
   std::string peer = start_peer(nullptr);
   ASSERT_NE(hw_open(), nullptr);
-  Hw_message ask = hw_message_create("Hw_test_notify_me", HW_CLASS_REQUEST, HW_SCOPE_SESSION,
-                                     HW_ADDRESS_HANDLER, peer.c_str());
-  hw_message_callback_add(ask, count_answer);
-  answers = 0;
-  ASSERT_EQ(hw_message_send(ask), HW_OK);
-  // The whole burst waits in the socket before the loop reads any of it.
-  char sent;
+  Hw_message m = swap_request("Hw_test_notify_me", HW_ADDRESS_HANDLER, peer.c_str());
+  ASSERT_EQ(hw_message_send(m), HW_OK);
+  char sent;  // the whole burst waits in the socket before the loop reads any of it
   ASSERT_EQ(read(burst_sent[0], &sent, 1), 1);
-  std::vector<int> seen;
+  std::vector<std::string> seen;
   auto note = [&](Hw_message n) {
-    EXPECT_STREQ(hw_message_op(n), "Hw_test_note");
-    EXPECT_EQ(hw_message_sender(n), peer);
-    EXPECT_EQ(hw_message_class(n), HW_CLASS_NOTICE);
-    EXPECT_EQ(text(n, 0), "(null)");
-    seen.push_back(num(n, 1));
+    seen.push_back(std::string(hw_message_op(n)) + " " + hw_message_sender(n) + " " + text(n, 0) +
+                   " " + std::to_string(num(n, 1)));
     EXPECT_EQ(hw_message_reject(n), HW_OK);  // refusing a notice does nothing
     hw_message_destroy(n);
   };
   ASSERT_TRUE(hw_pump([&] { return answers == 1 && seen.size() == 2; }, note));
-  EXPECT_EQ(seen, (std::vector<int>{7, 8}));
-  hw_message_destroy(ask);
-
+  EXPECT_EQ(seen, (std::vector<std::string>{"Hw_test_note " + peer + " (null) 7",
+                                            "Hw_test_note " + peer + " (null) 8"}));
+  hw_message_destroy(m);
   Hw_message lost = hw_message_create("Hw_test_note", HW_CLASS_NOTICE, HW_SCOPE_SESSION,
                                       HW_ADDRESS_HANDLER, "99999999");
   EXPECT_EQ(hw_message_send(lost), HW_ERR_NO_HANDLER);
-  EXPECT_EQ(hw_message_state(lost), HW_STATE_FAILED);
   hw_message_destroy(lost);
-}
 
-// A request waiting when the bus dies fails through its callback, and the loop
-// learns that the bus is gone instead of spinning on a dead socket.
-TEST_F(Hailway, ALostBusFailsTheWaitingRequests) {
-  std::string peer = start_peer(nullptr);
-  ASSERT_NE(hw_open(), nullptr);
-  Hw_message m = swap_request("Hw_test_hold", HW_ADDRESS_HANDLER, peer.c_str());
-  answers = 0;
+  m = swap_request("Hw_test_hold", HW_ADDRESS_HANDLER, peer.c_str());
   ASSERT_EQ(hw_message_send(m), HW_OK);
   bus.kill_daemon();
   EXPECT_TRUE(hw_pump([] { return answers > 0; }, hw_message_destroy));
   EXPECT_EQ(hw_message_status(m), HW_ERR_LOST);
   EXPECT_EQ(hw_message_receive(), nullptr);
   EXPECT_EQ(hw_pointer_error(nullptr), HW_ERR_LOST);
-  EXPECT_EQ(hw_int_error(hw_fd()), HW_ERR_LOST);
   hw_message_destroy(m);
 }
 
-// Without a reachable bus, opening fails cleanly and nothing else pretends to work.
+// Without a reachable bus, opening fails cleanly and nothing pretends to work.
 TEST(HailwayWithoutBus, OpenFailsCleanly) {
-  const char *addresses[] = {nullptr, "", "unix:path=/nonexistent/bus-socket", "garbage"};
-  for (const char *address : addresses) {
-    SCOPED_TRACE(address ? address : "(unset)");
-    if (address)
-      setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
-    else
-      unsetenv("DBUS_SESSION_BUS_ADDRESS");
-    char *id = hw_open();
-    EXPECT_EQ(id, nullptr);
-    EXPECT_EQ(hw_pointer_error(id), HW_ERR_NO_SERVICE);
+  for (const char *address : {"", "unix:path=/nonexistent/bus-socket", "garbage"}) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
+    EXPECT_EQ(hw_pointer_error(hw_open()), HW_ERR_NO_SERVICE) << address;
     EXPECT_EQ(hw_int_error(hw_fd()), HW_ERR_NOT_OPEN);
-    EXPECT_EQ(hw_default_session(), nullptr);
-    Hw_message m = hw_message_create("Op", HW_CLASS_REQUEST, HW_SCOPE_SESSION,
-                                     HW_ADDRESS_PROCEDURE, nullptr);
-    EXPECT_EQ(hw_message_send(m), HW_ERR_NOT_OPEN);
-    hw_message_destroy(m);
   }
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  EXPECT_EQ(hw_pointer_error(hw_open()), HW_ERR_NO_SERVICE);
+  Hw_message m = swap_request("Op", HW_ADDRESS_PROCEDURE, nullptr);
+  EXPECT_EQ(hw_message_send(m), HW_ERR_NOT_OPEN);
+  hw_message_destroy(m);
 }
