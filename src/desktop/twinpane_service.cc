@@ -97,6 +97,8 @@ int tp_serve(const char *caller, int preset) {
   // Registered before announcing itself, so that the Load the announcement
   // brings finds this process.
   if (s == HW_OK) s = hw_op_register(HW_TP_LOAD);
+  // A resolve side that dies without a Quit must not leave the tool behind.
+  if (s == HW_OK) s = hw_process_watch(caller);
   if (s != HW_OK) {
     report(BWM_MSG(15012, "Opening the Hailway channel"), s);
     return 1;
@@ -112,6 +114,7 @@ int tp_serve(const char *caller, int preset) {
       return 1;
     }
     std::string op = hw_message_op(m);
+    bool quit = false;
     if (op == HW_TP_LOAD) {
       load(m, preset);
     } else if (op == HW_TP_SET_LFTR) {
@@ -122,15 +125,21 @@ int tp_serve(const char *caller, int preset) {
       hw_message_reply(m);
     } else if (op == HW_TP_UNLOAD) {
       hw_message_reply(m);
+    } else if (op == HW_OP_PROCESS_GONE && hw_message_sender(m) == std::string(caller)) {
+      fprintf(stderr, BWM_MSG(15014, "%s: the resolve side has gone; quitting\n"),
+              kes_get_base_cmdname());
+      quit = true;
     } else if (op == HW_TP_QUIT) {
       hw_message_reply(m);
-      hw_message_destroy(m);
       notify(caller, HW_TP_QUITTED);
-      hw_close();
-      return 0;
+      quit = true;
     } else {
       hw_message_reject(m);
     }
     hw_message_destroy(m);
+    if (quit) {
+      hw_close();
+      return 0;
+    }
   }
 }

@@ -111,6 +111,11 @@ Hw_status hw_session_join(const char *session);
 // Registers this process to receive procedure-addressed messages of op.
 // Operation names are letters, digits and underscores, not beginning with a digit.
 Hw_status hw_op_register(const char *op);
+// Watches another process: when it leaves the bus (it quit or died),
+// hw_message_receive hands out a notice HW_OP_PROCESS_GONE with that process as
+// its sender.  HW_ERR_NO_HANDLER when it isn't on the bus now.
+#define HW_OP_PROCESS_GONE "Hailway_Process_Gone"
+Hw_status hw_process_watch(const char *procid);
 
 // ---- Messages
 // handler is the recipient's process id for HW_ADDRESS_HANDLER, and ignored

@@ -220,6 +220,24 @@ Hw_status hw_op_register(const char *op) {
   return HW_ERR_NO_SERVICE;
 }
 
+Hw_status hw_process_watch(const char *procid) {
+  Hw_status s = usable();
+  if (s != HW_OK) return s;
+  if (!procid || !hw_valid_name((std::string("P") + procid).c_str())) return HW_ERR_VALUE;
+  Hw_link &l = hw_link();
+  std::string name = HW_PROCESS_PREFIX + std::string(procid);
+  std::string rule =
+      "type='signal',sender='" DBUS_SERVICE_DBUS "',member='NameOwnerChanged',arg0='" + name + "'";
+  DBusError err;
+  dbus_error_init(&err);
+  // Watch first, then look: a process leaving in between is still seen.
+  dbus_bus_add_match(l.conn, rule.c_str(), &err);
+  bool there = !dbus_error_is_set(&err) && dbus_bus_name_has_owner(l.conn, name.c_str(), &err);
+  dbus_error_free(&err);
+  hw_pull();
+  return there ? HW_OK : HW_ERR_NO_HANDLER;
+}
+
 Hw_message hw_message_receive() {
   Hw_status s = usable();
   if (s != HW_OK) return fail<Hw_message_rec>(s);
@@ -237,7 +255,8 @@ Hw_message hw_message_receive() {
       hw_complete(m);
     else if (type == DBUS_MESSAGE_TYPE_METHOD_CALL)
       found = hw_accept_call(m);
-    // Signals (the bus's name notices, the local disconnect) need nothing.
+    else if (type == DBUS_MESSAGE_TYPE_SIGNAL)
+      found = hw_accept_departure(m);
     dbus_message_unref(m);
   }
   // The connection may have been closed by a callback.

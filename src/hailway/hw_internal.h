@@ -74,6 +74,9 @@ void hw_fail_waiting(Hw_status status);
 // An incoming call made into a message record, or null when it is not ours or
 // malformed (then answered here).
 Hw_message hw_accept_call(DBusMessage *call);
+// A watched process has left the bus: a notice record from it, or null for any
+// other signal.
+Hw_message hw_accept_departure(DBusMessage *signal);
 void hw_send_now(DBusMessage *msg, dbus_uint32_t *serial);
 
 #endif

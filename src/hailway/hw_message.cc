@@ -242,6 +242,31 @@ Hw_message hw_accept_call(DBusMessage *call) {
   return m;
 }
 
+Hw_message hw_accept_departure(DBusMessage *signal) {
+  const char *name, *old_owner, *new_owner;
+  size_t prefix = strlen(HW_PROCESS_PREFIX);
+  if (!dbus_message_is_signal(signal, DBUS_INTERFACE_DBUS, "NameOwnerChanged") ||
+      !dbus_message_get_args(signal, nullptr, DBUS_TYPE_STRING, &name, DBUS_TYPE_STRING, &old_owner,
+                             DBUS_TYPE_STRING, &new_owner, DBUS_TYPE_INVALID) ||
+      *new_owner || strncmp(name, HW_PROCESS_PREFIX, prefix))
+    return nullptr;
+  Hw_message m = new Hw_message_rec{HW_OP_PROCESS_GONE,
+                                    HW_CLASS_NOTICE,
+                                    HW_SCOPE_SESSION,
+                                    HW_ADDRESS_HANDLER,
+                                    hw_link().procid,
+                                    name + prefix,
+                                    true,
+                                    {},
+                                    HW_STATE_SENT,
+                                    HW_OK,
+                                    nullptr,
+                                    0,
+                                    nullptr};
+  hw_link().live.insert(m);
+  return m;
+}
+
 Hw_message hw_message_create(const char *op, Hw_class cls, Hw_scope scope, Hw_address address,
                              const char *handler) {
   bool ok =

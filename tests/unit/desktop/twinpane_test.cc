@@ -224,3 +224,16 @@ TEST_F(Twinpane, TellsTheDecisionByItsExitStatus) {
     EXPECT_EQ(read("merged"), c.merged);
   }
 }
+
+// A resolve side that goes away without a Quit doesn't leave the tool behind.
+TEST_F(Twinpane, QuitsWhenTheResolveSideLeaves) {
+  Private_bus bus;
+  char *me = hw_open();
+  ASSERT_NE(me, nullptr);
+  pid_t pid = start({"-T", me}, {});
+  bool started = false;
+  ASSERT_TRUE(hw_pump([&] { return started; },
+                      [&](Hw_message m) { started = hw_message_destroy(m) == HW_OK; }));
+  hw_close();
+  EXPECT_EQ(finish(pid), 0);
+}
