@@ -53,6 +53,14 @@ Private_bus::~Private_bus() {
   if (system(("rm -rf " + dir).c_str())) fprintf(stderr, "could not remove %s\n", dir.c_str());
 }
 
+std::string hw_arg(Hw_message m, int n) {
+  const char *v = "(error)";
+  int i;
+  if (hw_message_arg_int(m, n, &i) == HW_OK) return std::to_string(i);
+  hw_message_arg_string(m, n, &v);
+  return v ? v : "(null)";
+}
+
 bool hw_pump(const std::function<bool()> &done,
              const std::function<void(Hw_message_rec *)> &on_message) {
   while (!done()) {

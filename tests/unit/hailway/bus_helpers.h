@@ -19,6 +19,9 @@ struct Private_bus {
   pid_t pid = -1;
 };
 
+// An argument as text: a string's value, "(null)", or an integer in decimal.
+std::string hw_arg(struct Hw_message_rec *m, int n);
+
 // Watches hw_fd and calls hw_message_receive until done() holds; each message
 // received goes to on_message, which owns it.  False when the bus stays silent
 // for a minute: the far side has hung, and the test fails instead of hanging.

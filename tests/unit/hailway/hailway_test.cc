@@ -13,19 +13,7 @@
 #include "hailway/hailway.h"
 
 namespace {
-std::string text(Hw_message m, int n) {
-  const char *v = "(error)";
-  hw_message_arg_string(m, n, &v);
-  return v ? v : "(null)";
-}
-
-int num(Hw_message m, int n) {
-  int v = -999;
-  hw_message_arg_int(m, n, &v);
-  return v;
-}
-
-int burst_sent[2];  // a peer writes here when it has sent a whole burst
+int signal_pipe[2];  // a peer writes here when it is ready, and when it has sent a burst
 int answers;
 void count_answer(Hw_message) { answers++; }
 
@@ -33,9 +21,9 @@ void count_answer(Hw_message) { answers++; }
 void serve(Hw_message m, const std::string &me) {
   std::string op = hw_message_op(m);
   if (op == "Hw_test_swap") {  // in s, inout s, out i, inout i, out s
-    hw_message_arg_string_set(m, 1, (text(m, 1) + "+" + text(m, 0)).c_str());
-    hw_message_arg_int_set(m, 2, static_cast<int>(text(m, 0).size()));
-    hw_message_arg_int_set(m, 3, num(m, 3) * 2);
+    hw_message_arg_string_set(m, 1, (hw_arg(m, 1) + "+" + hw_arg(m, 0)).c_str());
+    hw_message_arg_int_set(m, 2, static_cast<int>(hw_arg(m, 0).size()));
+    hw_message_arg_int_set(m, 3, std::stoi(hw_arg(m, 3)) * 2);
     hw_message_arg_string_set(m, 4, me.c_str());
     hw_message_reply(m);
   } else if (op == "Hw_test_notify_me") {  // two notices back, then the answer
@@ -48,7 +36,7 @@ void serve(Hw_message m, const std::string &me) {
       hw_message_destroy(n);
     }
     hw_message_reply(m);
-    if (write(burst_sent[1], "x", 1) != 1) _exit(5);
+    if (write(signal_pipe[1], "x", 1) != 1) _exit(5);
   } else if (op == "Hw_test_leave") {
     _exit(0);  // without answering
   } else if (op == "Hw_test_hold") {
@@ -61,32 +49,27 @@ void serve(Hw_message m, const std::string &me) {
 
 class Hailway : public testing::Test {
 protected:
-  void SetUp() override { ASSERT_EQ(pipe(burst_sent), 0); }
+  void SetUp() override { ASSERT_EQ(pipe(signal_pipe), 0); }
   void TearDown() override {
     for (pid_t pid : peers) kill(pid, SIGKILL), waitpid(pid, nullptr, 0);
-    close(burst_sent[0]);
-    close(burst_sent[1]);
+    close(signal_pipe[0]);
+    close(signal_pipe[1]);
   }
 
-  // A peer process, registered for op when given; returns its id once it is ready.
+  // A peer process, registered for op when given; its id is its process number.
   std::string start_peer(const char *op) {
-    int p[2];
-    EXPECT_EQ(pipe(p), 0);
     pid_t pid = fork();
     if (pid == 0) {
       char *me = hw_open();
       if (!me || hw_session_join(hw_default_session()) || (op && hw_op_register(op))) _exit(3);
-      if (write(p[1], me, strlen(me)) <= 0) _exit(4);
-      close(p[1]);
+      if (write(signal_pipe[1], "r", 1) != 1) _exit(4);
       hw_pump([] { return false; }, [&](Hw_message m) { serve(m, me); });
       _exit(0);
     }
-    close(p[1]);
     peers.push_back(pid);
-    char buf[64];
-    ssize_t n = read(p[0], buf, sizeof buf);
-    close(p[0]);
-    return std::string(buf, n > 0 ? n : 0);
+    char ready;
+    EXPECT_EQ(read(signal_pipe[0], &ready, 1), 1);
+    return std::to_string(pid);
   }
 
   Private_bus bus;
@@ -136,9 +119,9 @@ TEST_F(Hailway, RequestsReachTheirRecipientAndAnswersReachTheCallback) {
     EXPECT_EQ(answers, 1);
     EXPECT_EQ(hw_message_state(m), handled ? HW_STATE_HANDLED : HW_STATE_FAILED);
     EXPECT_EQ(hw_message_status(m), c.status);
-    EXPECT_EQ(text(m, 0) + " " + text(m, 1) + " " + text(m, 4),
-              handled ? "in io+in " + c.handled_by : "in io (null)");
-    EXPECT_EQ(num(m, 2) * 100 + num(m, 3), handled ? 242 : 21);
+    std::string args;
+    for (int i = 0; i < 5; i++) args += " " + hw_arg(m, i);
+    EXPECT_EQ(args, handled ? " in io+in 2 42 " + c.handled_by : " in io 0 21 (null)");
     hw_message_destroy(m);
   }
 }
@@ -153,11 +136,11 @@ TEST_F(Hailway, NoticesWakeTheLoopOneByOneAndALostBusFailsWhatWaits) {
   Hw_message m = swap_request("Hw_test_notify_me", HW_ADDRESS_HANDLER, peer.c_str());
   ASSERT_EQ(hw_message_send(m), HW_OK);
   char sent;  // the whole burst waits in the socket before the loop reads any of it
-  ASSERT_EQ(read(burst_sent[0], &sent, 1), 1);
+  ASSERT_EQ(read(signal_pipe[0], &sent, 1), 1);
   std::vector<std::string> seen;
   auto note = [&](Hw_message n) {
-    seen.push_back(std::string(hw_message_op(n)) + " " + hw_message_sender(n) + " " + text(n, 0) +
-                   " " + std::to_string(num(n, 1)));
+    seen.push_back(std::string(hw_message_op(n)) + " " + hw_message_sender(n) + " " +
+                   hw_arg(n, 0) + " " + hw_arg(n, 1));
     EXPECT_EQ(hw_message_reject(n), HW_OK);  // refusing a notice does nothing
     hw_message_destroy(n);
   };
@@ -182,13 +165,11 @@ TEST_F(Hailway, NoticesWakeTheLoopOneByOneAndALostBusFailsWhatWaits) {
 
 // Without a reachable bus, opening fails cleanly and nothing pretends to work.
 TEST(HailwayWithoutBus, OpenFailsCleanly) {
-  for (const char *address : {"", "unix:path=/nonexistent/bus-socket", "garbage"}) {
-    setenv("DBUS_SESSION_BUS_ADDRESS", address, 1);
-    EXPECT_EQ(hw_pointer_error(hw_open()), HW_ERR_NO_SERVICE) << address;
-    EXPECT_EQ(hw_int_error(hw_fd()), HW_ERR_NOT_OPEN);
-  }
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus-socket", 1);
+  EXPECT_EQ(hw_pointer_error(hw_open()), HW_ERR_NO_SERVICE);
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
   EXPECT_EQ(hw_pointer_error(hw_open()), HW_ERR_NO_SERVICE);
+  EXPECT_EQ(hw_int_error(hw_fd()), HW_ERR_NOT_OPEN);
   Hw_message m = swap_request("Op", HW_ADDRESS_PROCEDURE, nullptr);
   EXPECT_EQ(hw_message_send(m), HW_ERR_NOT_OPEN);
   hw_message_destroy(m);
