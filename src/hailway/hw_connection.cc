@@ -124,6 +124,9 @@ const char *hw_status_message(Hw_status status) {
 
 char *hw_open() {
   Hw_link &l = hw_link();
+  // A forked child has its parent's connection in memory, but the connection and
+  // the id are the parent's: it starts afresh, leaving them alone.
+  if (l.conn && l.owner != getpid()) l = Hw_link();
   if (l.conn && !l.lost) {
     last_status = HW_OK;
     return &l.procid[0];
@@ -145,7 +148,8 @@ char *hw_open() {
   if (id) {
     l.session = id;
     dbus_free(id);
-    l.procid = std::to_string(getpid());
+    l.owner = getpid();
+    l.procid = std::to_string(l.owner);
     // Owning the process's name makes it reachable by handler address, and makes
     // sure no other process on the bus goes by the same id.
     std::string name = HW_PROCESS_PREFIX + l.procid;

@@ -4,6 +4,7 @@
 #define BRINDLE_HAILWAY_HW_INTERNAL_H
 
 #include <dbus/dbus.h>
+#include <sys/types.h>
 
 #include <deque>
 #include <optional>
@@ -47,6 +48,7 @@ struct Hw_message_rec {
 // The one connection of this process.
 struct Hw_link {
   DBusConnection *conn = nullptr;
+  pid_t owner = 0;  // the process that opened it
   std::string procid, session;
   int sock = -1, epfd = -1, evfd = -1;
   bool lost = false;
