@@ -58,12 +58,13 @@ void lose() {
   hw_fail_waiting(HW_ERR_LOST);
 }
 
-Hw_status usable() {
+}  // namespace
+
+Hw_status hw_usable() {
   Hw_link &l = hw_link();
   if (!l.conn) return HW_ERR_NOT_OPEN;
   return l.lost ? HW_ERR_LOST : HW_OK;
 }
-}  // namespace
 
 Hw_link &hw_link() {
   static Hw_link link;
@@ -183,12 +184,12 @@ Hw_status hw_close() {
 }
 
 int hw_fd() {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   return s == HW_OK ? hw_link().epfd : -s;
 }
 
 char *hw_default_session() {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return fail<char>(s);
   last_status = HW_OK;
   return &hw_link().session[0];
@@ -196,13 +197,13 @@ char *hw_default_session() {
 
 // One bus is one session, so joining only checks the id.
 Hw_status hw_session_join(const char *session) {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return s;
   return session && hw_link().session == session ? HW_OK : HW_ERR_SESSION;
 }
 
 Hw_status hw_op_register(const char *op) {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return s;
   if (!hw_valid_name(op)) return HW_ERR_VALUE;
   Hw_link &l = hw_link();
@@ -225,7 +226,7 @@ Hw_status hw_op_register(const char *op) {
 }
 
 Hw_status hw_process_watch(const char *procid) {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return s;
   if (!procid || !hw_valid_name((std::string("P") + procid).c_str())) return HW_ERR_VALUE;
   Hw_link &l = hw_link();
@@ -243,7 +244,7 @@ Hw_status hw_process_watch(const char *procid) {
 }
 
 Hw_message hw_message_receive() {
-  Hw_status s = usable();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return fail<Hw_message_rec>(s);
   Hw_link &l = hw_link();
   // Reads what the socket has without waiting; parses it into messages.  Answers

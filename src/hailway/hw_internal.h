@@ -59,6 +59,8 @@ struct Hw_link {
 };
 
 Hw_link &hw_link();
+// HW_OK while the connection is open and the bus is there.
+Hw_status hw_usable();
 // Records the status that hw_pointer_error reports for a null result.
 void hw_set_last(Hw_status status);
 // Moves what libdbus has read into the inbox and keeps the event descriptor

@@ -9,12 +9,6 @@
 namespace {
 Hw_message known(Hw_message m) { return m && hw_link().live.count(m) ? m : nullptr; }
 
-Hw_status connected() {
-  Hw_link &l = hw_link();
-  if (!l.conn) return HW_ERR_NOT_OPEN;
-  return l.lost ? HW_ERR_LOST : HW_OK;
-}
-
 Hw_status add_arg(Hw_message m, Hw_mode mode, Hw_type type, int ival, const char *sval) {
   if (!known(m)) return HW_ERR_POINTER;
   if (m->received || m->state != HW_STATE_CREATED) return HW_ERR_STATE;
@@ -60,7 +54,7 @@ Hw_status answer(Hw_message m, bool reply) {
   if (!known(m)) return HW_ERR_POINTER;
   if (!m->received || m->state != HW_STATE_SENT) return HW_ERR_STATE;
   if (m->cls == HW_CLASS_NOTICE) return reply ? HW_ERR_STATE : HW_OK;
-  Hw_status s = connected();
+  Hw_status s = hw_usable();
   if (s != HW_OK || !m->call) return s != HW_OK ? s : HW_ERR_STATE;
   DBusMessage *out;
   if (reply) {
@@ -98,25 +92,28 @@ void finish(Hw_message m, Hw_state state, Hw_status status) {
 }  // namespace
 
 // Each argument travels as one struct: (mode, value) for an integer, and
-// (mode, present, text) for a string, since the bus has no null string.
+// (mode, present, bytes) for a string, since the bus has no null string and its
+// own strings must be UTF-8, which a file name needn't be.
 bool hw_append_args(DBusMessageIter *it, const std::vector<Hw_arg> &args) {
   for (const Hw_arg &a : args) {
-    DBusMessageIter st;
+    DBusMessageIter st, bytes;
     unsigned char mode = static_cast<unsigned char>(a.mode);
-    if (!dbus_message_iter_open_container(it, DBUS_TYPE_STRUCT, nullptr, &st)) return false;
-    dbus_message_iter_append_basic(&st, DBUS_TYPE_BYTE, &mode);
+    bool ok = dbus_message_iter_open_container(it, DBUS_TYPE_STRUCT, nullptr, &st) &&
+              dbus_message_iter_append_basic(&st, DBUS_TYPE_BYTE, &mode);
     if (a.type == HW_TYPE_INT) {
       dbus_int32_t v = a.ival;
-      dbus_message_iter_append_basic(&st, DBUS_TYPE_INT32, &v);
+      ok = ok && dbus_message_iter_append_basic(&st, DBUS_TYPE_INT32, &v);
     } else {
       dbus_bool_t present = a.sval.has_value();
       const char *text = present ? a.sval->c_str() : "";
-      dbus_message_iter_append_basic(&st, DBUS_TYPE_BOOLEAN, &present);
-      // The bus refuses strings that aren't valid UTF-8; such a message can't go.
-      if (!dbus_validate_utf8(text, nullptr)) return false;
-      dbus_message_iter_append_basic(&st, DBUS_TYPE_STRING, &text);
+      ok = ok && dbus_message_iter_append_basic(&st, DBUS_TYPE_BOOLEAN, &present) &&
+           dbus_message_iter_open_container(&st, DBUS_TYPE_ARRAY, DBUS_TYPE_BYTE_AS_STRING,
+                                            &bytes) &&
+           dbus_message_iter_append_fixed_array(&bytes, DBUS_TYPE_BYTE, &text,
+                                                static_cast<int>(strlen(text))) &&
+           dbus_message_iter_close_container(&st, &bytes);
     }
-    if (!dbus_message_iter_close_container(it, &st)) return false;
+    if (!ok || !dbus_message_iter_close_container(it, &st)) return false;
   }
   return true;
 }
@@ -128,7 +125,7 @@ bool hw_read_args(DBusMessageIter *it, std::vector<Hw_arg> *args) {
     char *sig = dbus_message_iter_get_signature(it);
     std::string shape = sig;
     dbus_free(sig);
-    if (shape != "(yi)" && shape != "(ybs)") return false;
+    if (shape != "(yi)" && shape != "(ybay)") return false;
     DBusMessageIter st;
     dbus_message_iter_recurse(it, &st);
     unsigned char mode;
@@ -143,11 +140,15 @@ bool hw_read_args(DBusMessageIter *it, std::vector<Hw_arg> *args) {
       a.ival = v;
     } else {
       dbus_bool_t present;
-      const char *text;
       dbus_message_iter_get_basic(&st, &present);
       dbus_message_iter_next(&st);
-      dbus_message_iter_get_basic(&st, &text);
-      if (present) a.sval = text;
+      DBusMessageIter bytes;
+      dbus_message_iter_recurse(&st, &bytes);
+      const char *text = nullptr;
+      int n = 0;
+      dbus_message_iter_get_fixed_array(&bytes, &text, &n);
+      // A C string ends at its first NUL, whatever a foreign sender put behind it.
+      if (present) a.sval = std::string(text ? text : "", n).c_str();
     }
     args->push_back(a);
   }
@@ -290,7 +291,7 @@ Hw_message hw_message_create(const char *op, Hw_class cls, Hw_scope scope, Hw_ad
 Hw_status hw_message_destroy(Hw_message m) {
   if (!known(m)) return HW_ERR_POINTER;
   // A sender must never wait for ever on a request nobody answered.
-  if (m->received && m->call && m->state == HW_STATE_SENT && connected() == HW_OK) answer(m, false);
+  if (m->received && m->call && m->state == HW_STATE_SENT && hw_usable() == HW_OK) answer(m, false);
   Hw_link &l = hw_link();
   if (m->cls == HW_CLASS_REQUEST && !m->received && m->state == HW_STATE_SENT)
     l.waiting.erase(m->serial);
@@ -378,7 +379,7 @@ Hw_status hw_message_callback_add(Hw_message m, Hw_callback callback) {
 Hw_status hw_message_send(Hw_message m) {
   if (!known(m)) return HW_ERR_POINTER;
   if (m->received || m->state != HW_STATE_CREATED) return HW_ERR_STATE;
-  Hw_status s = connected();
+  Hw_status s = hw_usable();
   if (s != HW_OK) return s;
   Hw_link &l = hw_link();
   std::string dest =

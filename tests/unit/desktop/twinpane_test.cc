@@ -110,9 +110,10 @@ TEST_F(Twinpane, ServesTheResolveSideOverHailway) {
   Private_bus bus;
   char *me = hw_open();
   ASSERT_NE(me, nullptr);
-  write("f.c.A.a1b2c3", "ancestor\n");
-  write("f.c.C.a1b2c3", "child\n");
-  write("f.c.P.a1b2c3", "parent\n");
+  const std::string f = "f\xe9 c";  // a blank, and a Latin-1 byte that isn't UTF-8
+  write(f + ".A.a1b2c3", "ancestor\n");
+  write(f + ".C.a1b2c3", "child\n");
+  write(f + ".P.a1b2c3", "parent\n");
   std::vector<std::string> seen;  // "op sender", and a Saved's arguments
   auto on_message = [&](Hw_message m) {
     std::string line = std::string(hw_message_op(m)) + " " + hw_message_sender(m);
@@ -132,22 +133,22 @@ TEST_F(Twinpane, ServesTheResolveSideOverHailway) {
     ASSERT_TRUE(hw_pump([&] { return !seen.empty(); }, on_message));
     EXPECT_EQ(seen, std::vector<std::string>{"Oakline_Twinpane_Started " + tool});
     // First by procedure, then to the running tool without an ancestor.
-    for (std::string ancestor : {at("f.c.A.a1b2c3"), std::string()}) {
-      std::string merged = at(ancestor.empty() ? "f.c.M.d4e5f6" : "f.c.M.a1b2c3");
+    for (std::string ancestor : {at(f + ".A.a1b2c3"), std::string()}) {
+      std::string merged = at(f + (ancestor.empty() ? ".M.d4e5f6" : ".M.a1b2c3"));
       Hw_message m = request("Oakline_Twinpane_Load", tool,
                              ancestor.empty() ? HW_ADDRESS_HANDLER : HW_ADDRESS_PROCEDURE,
-                             {ancestor, at("f.c.C.a1b2c3"), at("f.c.P.a1b2c3"), merged, at("f.c")});
+                             {ancestor, at(f + ".C.a1b2c3"), at(f + ".P.a1b2c3"), merged, at(f)});
       seen.clear();
       ASSERT_EQ(hw_message_send(m), HW_OK);
       ASSERT_TRUE(hw_pump([&] { return answers && seen.size() == 2; }, on_message));
       EXPECT_EQ(hw_message_state(m), HW_STATE_HANDLED);
       EXPECT_EQ(hw_arg(m, 8), merged);
       hw_message_destroy(m);
-      EXPECT_EQ(seen, (std::vector<std::string>{"Oakline_Twinpane_Loaded " + tool,
-                                                "Oakline_Twinpane_Saved " + tool + " " +
-                                                    (ancestor.empty() ? "(null)" : ancestor) + " " +
-                                                    at("f.c.C.a1b2c3") + " " + at("f.c.P.a1b2c3") +
-                                                    " " + merged + " " + user.ints}));
+      EXPECT_EQ(seen, (std::vector<std::string>{
+                          "Oakline_Twinpane_Loaded " + tool,
+                          "Oakline_Twinpane_Saved " + tool + " " +
+                              (ancestor.empty() ? "(null)" : ancestor) + " " + at(f + ".C.a1b2c3") +
+                              " " + at(f + ".P.a1b2c3") + " " + merged + " " + user.ints}));
       std::string merge = ancestor.empty() ? "child\nparent\n" : "child\nancestor\nparent\n";
       EXPECT_EQ(read(merged.substr(dir.size() + 1)), *user.decision ? "(missing)" : merge);
       unlink(merged.c_str());
@@ -220,4 +221,3 @@ TEST_F(Twinpane, TellsTheDecisionByItsExitStatus) {
     EXPECT_EQ(read("merged"), c.merged);
   }
 }
-

@@ -139,8 +139,8 @@ TEST_F(Hailway, NoticesWakeTheLoopOneByOneAndALostBusFailsWhatWaits) {
   ASSERT_EQ(read(signal_pipe[0], &sent, 1), 1);
   std::vector<std::string> seen;
   auto note = [&](Hw_message n) {
-    seen.push_back(std::string(hw_message_op(n)) + " " + hw_message_sender(n) + " " +
-                   hw_arg(n, 0) + " " + hw_arg(n, 1));
+    seen.push_back(std::string(hw_message_op(n)) + " " + hw_message_sender(n) + " " + hw_arg(n, 0) +
+                   " " + hw_arg(n, 1));
     EXPECT_EQ(hw_message_reject(n), HW_OK);  // refusing a notice does nothing
     hw_message_destroy(n);
   };
