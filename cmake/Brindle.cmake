@@ -18,6 +18,8 @@ function(brindle_layer name)
   file(MAKE_DIRECTORY ${_root})
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${_root}/${name} SYMBOLIC)
   file(GLOB_RECURSE _srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cc)
+  # A program's main (NAME_main.cc) stays out of its layer's library.
+  list(FILTER _srcs EXCLUDE REGEX "_main\\.cc$")
   if(_srcs AND NOT L_PROGRAMS)
     set(_kind STATIC)
     set(_scope PUBLIC)
