@@ -86,7 +86,10 @@ void print_record(Kes_history *h) {
     if (value) printf("%s %s\n", key, value);
   };
   auto pair = [](const char *key, const char *a, const char *b) {
-    if (a) printf("%s  (%s) (%s)\n", key, a, or_empty(b));
+    if (a)
+      printf("%s  (%s) (%s)\n", key, a, or_empty(b));
+    else
+      printf("%s \n", key);
   };
   auto times = [](const char *key, const char *a, const char *b) {
     if (a) printf("%s (%s) (%s)\n", key, a, or_empty(b));
@@ -95,8 +98,12 @@ void print_record(Kes_history *h) {
   line("RELEASE", h->release);
   line("HOST", h->host);
   line("USER", h->user);
-  pair("PARENT_WORKSPACE", h->parent_name, h->parent_netname);
-  pair("CHILD_WORKSPACE", h->child_name, h->child_netname);
+  // The pair of lines is written together; a side without a workspace is
+  // the bare keyword.
+  if (h->parent_name || h->child_name) {
+    pair("PARENT_WORKSPACE", h->parent_name, h->parent_netname);
+    pair("CHILD_WORKSPACE", h->child_name, h->child_netname);
+  }
   line("RTI", h->rti);
   line("FREEZEPOINT_FILE", h->freezepoint_file);
   times("START", h->start_local, h->start_gmt);
