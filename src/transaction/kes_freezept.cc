@@ -96,7 +96,8 @@ std::string freezepoints_dir(Kes_workspace *ws) {
 }
 
 // A new name for a freezepoint taken now, as the automatic ones are named:
-// Freezepoints/YYYY/MM/DD/HHMMSS.fp, with -2, -3 ... for more in one second.
+// Freezepoints/YYYY/MM/DD/HHMMSS.fp, and HHMMSS_2.fp, _3 ... for more in one
+// second, which sort behind it.
 std::string default_fp_name(Kes_workspace *ws) {
   time_t now = time(nullptr);
   struct tm tm_now;
@@ -107,7 +108,7 @@ std::string default_fp_name(Kes_workspace *ws) {
   std::string name = base + ".fp";
   struct stat st;
   for (int n = 2; lstat(name.c_str(), &st) == 0; n++)
-    name = base + "-" + std::to_string(n) + ".fp";
+    name = base + "_" + std::to_string(n) + ".fp";
   return name;
 }
 
