@@ -35,56 +35,11 @@ const Kes_option kCreateOptions[] = {
 const Kes_option kListOptions[] = {{'w', "ws"}};
 const Kes_option kExtractOptions[] = {{'w', "ws"}, {'k', "file"}};
 
-struct Subcommand {
-  const char *name;
-  int (Kes_freezept::*run)(int, char **);
-  const Kes_option *options;
-  size_t count;
-  const char *operands;
+const Kes_subcommands::Subcommand kSubcommands[] = {
+    KES_SUBCOMMAND(Kes_freezept, "create", create, kCreateOptions, ""),
+    KES_SUBCOMMAND(Kes_freezept, "list", list, kListOptions, ""),
+    KES_SUBCOMMAND(Kes_freezept, "extract", extract, kExtractOptions, "dir"),
 };
-
-const Subcommand kSubcommands[] = {
-    {"create", &Kes_freezept::create, kCreateOptions, 4, ""},
-    {"list", &Kes_freezept::list, kListOptions, 1, ""},
-    {"extract", &Kes_freezept::extract, kExtractOptions, 2, "dir"},
-};
-
-const Subcommand *current = nullptr;
-
-const char *cmdname() { return kes_get_base_cmdname() ? kes_get_base_cmdname() : "freezept"; }
-
-int fail(Kes_err *err) {
-  err->print();
-  delete err;
-  return 1;
-}
-
-int scan_options(int ac, char **av, const std::function<void(int, const char *)> &on_option,
-                 Kes_freezept *self) {
-  std::string optstring = "+" + kes_opt_string(current->options, current->count);
-  opterr = 0;
-  optind = 0;
-  int c;
-  while ((c = getopt(ac, av, optstring.c_str())) != -1) {
-    if (c == '?' || c == ':') self->usage();
-    on_option(c, optarg);
-  }
-  return optind;
-}
-
-// The workspace named, or the default one, which must exist; null after
-// printing why not.
-Kes_workspace *existing_ws(const char *name) {
-  Kes_workspace *ws = nullptr;
-  Kes_err *err = kes_determine_default_ws(name, &ws);
-  if (!err) err = ws->not_real_error();
-  if (err) {
-    delete ws;
-    fail(err);
-    return nullptr;
-  }
-  return ws;
-}
 
 std::string absolute(const char *name) {
   char buf[1024];
@@ -168,34 +123,12 @@ Kes_sfile *open_history(Kes_workspace *ws, const std::string &name) {
 
 }  // namespace
 
-Kes_freezept::Kes_freezept(int ac, char **av) : argc(ac), argv(av), nametable(nullptr) {}
+Kes_freezept::Kes_freezept(int ac, char **av)
+    : Kes_subcommands(ac, av, kSubcommands, sizeof kSubcommands / sizeof kSubcommands[0],
+                      BWM_MSG(16511, "Usage: %s create|list|extract ...\n")),
+      nametable(nullptr) {}
 
 Kes_freezept::~Kes_freezept() { delete nametable; }
-
-void Kes_freezept::usage() {
-  fflush(stdout);
-  if (current) {
-    std::string opts = kes_opt_usage(current->options, current->count, current->operands);
-    fprintf(stderr, BWM_MSG(16510, "Usage: %s %s %s\n"), cmdname(), current->name, opts.c_str());
-  } else {
-    fprintf(stderr, BWM_MSG(16511, "Usage: %s create|list|extract ...\n"), cmdname());
-    for (const Subcommand &s : kSubcommands) {
-      std::string opts = kes_opt_usage(s.options, s.count, s.operands);
-      fprintf(stderr, "\t%s %s %s\n", cmdname(), s.name, opts.c_str());
-    }
-  }
-  exit(1);
-}
-
-int Kes_freezept::command() {
-  if (argc < 2) usage();
-  for (const Subcommand &s : kSubcommands)
-    if (strcmp(argv[1], s.name) == 0) {
-      current = &s;
-      return (this->*s.run)(argc - 1, argv + 1);
-    }
-  usage();
-}
 
 int Kes_freezept::create(int ac, char **av) {
   Kes_cmdlog log;  // the run's facts, begun at its start
@@ -217,8 +150,7 @@ int Kes_freezept::create(int ac, char **av) {
             start = nl + 1;
           }
         }
-      },
-      this);
+      });
   if (first != ac) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;
@@ -253,7 +185,7 @@ int Kes_freezept::create(int ac, char **av) {
 
 int Kes_freezept::list(int ac, char **av) {
   const char *ws_name = nullptr;
-  int first = scan_options(ac, av, [&](int, const char *arg) { ws_name = arg; }, this);
+  int first = scan_options(ac, av, [&](int, const char *arg) { ws_name = arg; });
   if (first != ac) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;
@@ -285,8 +217,7 @@ int Kes_freezept::extract(int ac, char **av) {
       [&](int c, const char *arg) {
         if (c == 'w') ws_name = arg;
         if (c == 'k') file = arg;
-      },
-      this);
+      });
   if (!file || ac - first != 1) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;

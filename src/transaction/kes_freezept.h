@@ -11,29 +11,22 @@
 
 #include <string>
 
+#include "transaction/kes_subcommands.h"
+
 class Kes_workspace;
 class Kes_md_nametable;
 struct Kes_fp_file;
 
-class Kes_freezept {
+class Kes_freezept : public Kes_subcommands {
 public:
   Kes_freezept(int argc, char **argv);
-  ~Kes_freezept();
-  Kes_freezept(const Kes_freezept &) = delete;
-  Kes_freezept &operator=(const Kes_freezept &) = delete;
-
-  // Runs the subcommand named by argv[1]; returns the exit status.
-  int command();
+  ~Kes_freezept() override;
 
   int create(int argc, char **argv);
   int list(int argc, char **argv);
   int extract(int argc, char **argv);
 
-  [[noreturn]] void usage();
-
 private:
-  int argc;  // the whole command line, for the history log
-  char **argv;
   Kes_md_nametable *nametable;  // of extract's workspace, read when first needed
 
   // extract of one file into dir; 0, or 1 after printing why not.

@@ -3,8 +3,6 @@
 // and updatenames.
 #include "transaction/kes_ws_command.h"
 
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +23,6 @@
 
 namespace {
 
-const Kes_option kNoOptions[] = {{'\0'}};  // a table needs one row; its size is given as 0
 const Kes_option kDeleteOptions[] = {{'d'}, {'f'}};
 const Kes_option kParentOptions[] = {{'f'}, {'p', "parent_ws"}, {'u'}};
 const Kes_option kNameOptions[] = {{'w', "ws"}};
@@ -33,26 +30,17 @@ const Kes_option kLocksOptions[] = {{'w', "ws"}, {'f'}, {'r', "n", KES_OPT_REPEA
 const Kes_option kHistoryOptions[] = {{'w', "ws"}, {'c', "command"}, {'u', "user"}};
 const Kes_option kUpdatenamesOptions[] = {{'H'}};
 
-#define KES_SUB(word, member, table, operands) \
-  {word, &Kes_ws_command::member, table, (int)(sizeof table / sizeof table[0]), operands}
-#define KES_SUB_PLAIN(word, member, operands) \
-  {word, &Kes_ws_command::member, kNoOptions, 0, operands}
-
-const Kes_ws_command::Subcommand kSubcommands[] = {
-    KES_SUB_PLAIN("create", create, "ws ..."),
-    KES_SUB("delete", delete_, kDeleteOptions, "ws ..."),
-    KES_SUB_PLAIN("move", move, "old_ws new_ws"),
-    KES_SUB("parent", parent, kParentOptions, "[ws]"),
-    KES_SUB_PLAIN("list", list, "[ws_or_dir ...]"),
-    KES_SUB("name", name, kNameOptions, "[new_name]"),
-    KES_SUB("locks", locks, kLocksOptions, ""),
-    KES_SUB("history", history, kHistoryOptions, ""),
-    KES_SUB("updatenames", updatenames, kUpdatenamesOptions, "[ws ...]"),
+const Kes_subcommands::Subcommand kSubcommands[] = {
+    KES_SUBCOMMAND_PLAIN(Kes_ws_command, "create", create, "ws ..."),
+    KES_SUBCOMMAND(Kes_ws_command, "delete", delete_, kDeleteOptions, "ws ..."),
+    KES_SUBCOMMAND_PLAIN(Kes_ws_command, "move", move, "old_ws new_ws"),
+    KES_SUBCOMMAND(Kes_ws_command, "parent", parent, kParentOptions, "[ws]"),
+    KES_SUBCOMMAND_PLAIN(Kes_ws_command, "list", list, "[ws_or_dir ...]"),
+    KES_SUBCOMMAND(Kes_ws_command, "name", name, kNameOptions, "[new_name]"),
+    KES_SUBCOMMAND(Kes_ws_command, "locks", locks, kLocksOptions, ""),
+    KES_SUBCOMMAND(Kes_ws_command, "history", history, kHistoryOptions, ""),
+    KES_SUBCOMMAND(Kes_ws_command, "updatenames", updatenames, kUpdatenamesOptions, "[ws ...]"),
 };
-
-const char *cmdname() {
-  return kes_get_base_cmdname() ? kes_get_base_cmdname() : "workspace";
-}
 
 const char *or_empty(const char *s) { return s ? s : ""; }
 
@@ -70,66 +58,11 @@ const int kCleanExitSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
 }  // namespace
 
 Kes_ws_command::Kes_ws_command(int ac, char **av)
-    : argc(ac), argv(av), cmdlog(new Kes_cmdlog), current(nullptr) {}
+    : Kes_subcommands(ac, av, kSubcommands, sizeof kSubcommands / sizeof kSubcommands[0],
+                      BWM_MSG(16002, "Usage: %s [ws_subcommand ...]\n")),
+      cmdlog(new Kes_cmdlog) {}
 
 Kes_ws_command::~Kes_ws_command() { delete cmdlog; }
-
-void Kes_ws_command::usage(const Subcommand *sub) {
-  fflush(stdout);
-  if (sub) {
-    std::string opts = kes_opt_usage(sub->options, sub->option_count, sub->operands);
-    fprintf(stderr, BWM_MSG(16001, "Usage: %s %s %s\n"), cmdname(), sub->name, opts.c_str());
-  } else {
-    fprintf(stderr, BWM_MSG(16002, "Usage: %s [ws_subcommand ...]\n"), cmdname());
-    for (const Subcommand &s : kSubcommands) {
-      std::string opts = kes_opt_usage(s.options, s.option_count, s.operands);
-      fprintf(stderr, "\t%s %s %s\n", cmdname(), s.name, opts.c_str());
-    }
-  }
-  exit(1);
-}
-
-int Kes_ws_command::command() {
-  if (argc < 2) usage(nullptr);
-  for (const Subcommand &s : kSubcommands)
-    if (strcmp(argv[1], s.name) == 0) {
-      current = &s;
-      return (this->*s.run)(argc - 1, argv + 1);
-    }
-  usage(nullptr);
-}
-
-int Kes_ws_command::scan_options(int ac, char **av,
-                                 const std::function<void(int, const char *)> &on_option) {
-  // "+": options come before the operands, as in the usage text.
-  std::string optstring = "+" + kes_opt_string(current->options, current->option_count);
-  opterr = 0;  // an unknown option gets the usage text, not getopt's
-  optind = 0;  // a full restart of getopt's scan
-  int c;
-  while ((c = getopt(ac, av, optstring.c_str())) != -1) {
-    if (c == '?' || c == ':') usage(current);
-    on_option(c, optarg);
-  }
-  return optind;
-}
-
-int Kes_ws_command::fail(Kes_err *err) {
-  err->print();
-  delete err;
-  return 1;
-}
-
-Kes_workspace *Kes_ws_command::existing_ws(const char *name) {
-  Kes_workspace *ws = nullptr;
-  Kes_err *err = kes_determine_default_ws(name, &ws);
-  if (!err) err = ws->not_real_error();
-  if (err) {
-    delete ws;
-    fail(err);
-    return nullptr;
-  }
-  return ws;
-}
 
 int Kes_ws_command::confirm(const std::string &question) {
   printf("%s", question.c_str());
@@ -164,7 +97,7 @@ void Kes_ws_command::record(Kes_workspace *ws, Kes_workspace *parent_ws,
 
 int Kes_ws_command::create(int ac, char **av) {
   int first = scan_options(ac, av, [](int, const char *) {});
-  if (first >= ac) usage(current);
+  if (first >= ac) usage();
   int status = 0;
   for (int i = first; i < ac; i++) {
     Kes_err *err = nullptr;
@@ -187,7 +120,7 @@ int Kes_ws_command::delete_(int ac, char **av) {
     if (c == 'd') metadata_only = 1;
     if (c == 'f') force = 1;
   });
-  if (first >= ac) usage(current);
+  if (first >= ac) usage();
   int status = 0;
   for (int i = first; i < ac; i++) {
     Kes_workspace *ws = existing_ws(av[i]);
@@ -219,7 +152,7 @@ int Kes_ws_command::delete_(int ac, char **av) {
 
 int Kes_ws_command::move(int ac, char **av) {
   int first = scan_options(ac, av, [](int, const char *) {});
-  if (ac - first != 2) usage(current);
+  if (ac - first != 2) usage();
   Kes_workspace *ws = existing_ws(av[first]);
   if (!ws) return 1;
   Kes_err *err = kes_check_access("workspace-move", ws);
@@ -245,7 +178,7 @@ int Kes_ws_command::parent(int ac, char **av) {
     if (c == 'u') unparent = 1;
     if (c == 'f') force = 1;
   });
-  if ((new_parent && unparent) || ac - first > 1) usage(current);
+  if ((new_parent && unparent) || ac - first > 1) usage();
   Kes_workspace *ws = existing_ws(first < ac ? av[first] : nullptr);
   if (!ws) return 1;
   if (!new_parent && !unparent) {
@@ -274,7 +207,7 @@ int Kes_ws_command::parent(int ac, char **av) {
 int Kes_ws_command::name(int ac, char **av) {
   const char *ws_name = nullptr;
   int first = scan_options(ac, av, [&](int, const char *arg) { ws_name = arg; });
-  if (ac - first > 1) usage(current);
+  if (ac - first > 1) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;
   Kes_strlist *lines = nullptr;

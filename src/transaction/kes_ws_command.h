@@ -16,33 +16,17 @@
 #ifndef BRINDLE_TRANSACTION_KES_WS_COMMAND_H
 #define BRINDLE_TRANSACTION_KES_WS_COMMAND_H
 
-#include <functional>
 #include <string>
 
-class Kes_err;
+#include "transaction/kes_subcommands.h"
+
 class Kes_cmdlog;
 class Kes_workspace;
-struct Kes_option;
 
-class Kes_ws_command {
+class Kes_ws_command : public Kes_subcommands {
 public:
-  // One subcommand: its word, its options and operands for the usage text,
-  // and the member that runs it with the subcommand's own argc and argv.
-  struct Subcommand {
-    const char *name;
-    int (Kes_ws_command::*run)(int argc, char **argv);
-    const Kes_option *options;
-    int option_count;
-    const char *operands;
-  };
-
   Kes_ws_command(int argc, char **argv);
-  ~Kes_ws_command();
-  Kes_ws_command(const Kes_ws_command &) = delete;
-  Kes_ws_command &operator=(const Kes_ws_command &) = delete;
-
-  // Runs the subcommand named by argv[1]; returns the exit status.
-  int command();
+  ~Kes_ws_command() override;
 
   int create(int argc, char **argv);
   int delete_(int argc, char **argv);
@@ -54,24 +38,9 @@ public:
   int history(int argc, char **argv);
   int updatenames(int argc, char **argv);
 
-  // The usage text of all subcommands, or of one.
-  [[noreturn]] void usage(const Subcommand *sub);
-
 private:
-  int argc;  // the whole command line, for the history log
-  char **argv;
   Kes_cmdlog *cmdlog;  // the facts of this run, begun at its start
-  const Subcommand *current;
 
-  // getopt over a subcommand's options; each option letter and argument goes
-  // to on_option, an unknown one ends in the usage text.  Returns the index
-  // of the first operand.
-  int scan_options(int ac, char **av, const std::function<void(int, const char *)> &on_option);
-  // Prints and deletes err; 1.
-  int fail(Kes_err *err);
-  // The workspace named (or the default one when name is null) that must
-  // exist; null after printing why not.
-  Kes_workspace *existing_ws(const char *name);
   // Asks on standard output and reads the answer from standard input: 1 for
   // an answer beginning with y.  The end of the input answers no.
   int confirm(const std::string &question);

@@ -181,7 +181,7 @@ int Kes_ws_command::locks(int ac, char **av) {
       chosen.push_back((int)n);
     }
   });
-  if (first != ac || bad_number) usage(current);
+  if (first != ac || bad_number) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;
   Kes_cmdlocklist *list = nullptr;
@@ -257,7 +257,7 @@ int Kes_ws_command::history(int ac, char **av) {
     if (c == 'c') command = arg;
     if (c == 'u') user = arg;
   });
-  if (first != ac) usage(current);
+  if (first != ac) usage();
   Kes_workspace *ws = existing_ws(ws_name);
   if (!ws) return 1;
   Kes_err *err = nullptr;

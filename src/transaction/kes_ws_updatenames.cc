@@ -159,7 +159,7 @@ Kes_err *Kes_ws_updatenames::lock_and_update() {
     quitted = 1;
   } else if (!err) {
     err = nametable->write_table();
-    if (!err && update_name_histories) err = update_name_histories_of_files(&failures);
+    if (!err && update_name_histories) failures = update_name_histories_of_files();
   }
   if (err && history) Kes_err_owner(history->printf("%s", err->text ? err->text : "")).report();
   cmdlog->finish(err || failures ? 1 : 0);
@@ -168,10 +168,10 @@ Kes_err *Kes_ws_updatenames::lock_and_update() {
   return err;
 }
 
-// Step over every record of the table once per name; a file with several roots
-// has several records.
-Kes_err *Kes_ws_updatenames::update_name_histories_of_files(int *failures) {
-  *failures = 0;
+// Every name of the table once: a file with several roots has several
+// records.  Returns how many files failed; each failure is printed.
+int Kes_ws_updatenames::update_name_histories_of_files() {
+  int failures = 0;
   std::set<std::string> done;
   const std::string root = workspace->get_absname() ? workspace->get_absname() : ".";
   for (Kes_listelem *e = nametable->list->head.next; e != &nametable->list->head; e = e->next) {
@@ -193,12 +193,12 @@ Kes_err *Kes_ws_updatenames::update_name_histories_of_files(int *failures) {
     if (err) {
       // One file's failure is told, and the next file goes on.
       err->print();
-      (*failures)++;
+      failures++;
       delete err;
     }
     delete sf;
   }
-  return nullptr;
+  return failures;
 }
 
 namespace {

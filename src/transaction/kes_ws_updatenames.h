@@ -78,7 +78,7 @@ public:
 private:
   // print_string, and the same line into the history log.
   void say(const char *format, ...) __attribute__((format(printf, 2, 3)));
-  [[nodiscard]] Kes_err *update_name_histories_of_files(int *failures);
+  int update_name_histories_of_files();
   void release();
 };
 
