@@ -23,8 +23,6 @@
 #include "util/kes_msg.h"
 #include "util/kes_options.h"
 #include "util/kes_path.h"
-#include "workspace/kes_cmdlog.h"
-#include "workspace/kes_history.h"
 #include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 
@@ -131,7 +129,6 @@ Kes_freezept::Kes_freezept(int ac, char **av)
 Kes_freezept::~Kes_freezept() { delete nametable; }
 
 int Kes_freezept::create(int ac, char **av) {
-  Kes_cmdlog log;  // the run's facts, begun at its start
   const char *ws_name = nullptr, *file = nullptr;
   Kes_freezepoint fp;
   int first = scan_options(
@@ -164,21 +161,7 @@ int Kes_freezept::create(int ac, char **av) {
   }
   if (!file) printf("%s\n", path.c_str());
 
-  Kes_md_history *history = nullptr;
-  Kes_err_owner herr(ws->get_md_history(&history));
-  if (!herr) {
-    history->argc = argc;
-    history->argv = argv;
-    herr.keep(history->start(0));
-  }
-  herr.report();
-  if (history) {
-    log.set_ws(nullptr, nullptr, ws->wsname, ws->netname);
-    log.set_fp(path.c_str());
-    log.finish(unreadable ? 1 : 0);
-    history->done(&log);
-  }
-  delete history;
+  record(ws, nullptr, "", path.c_str(), unreadable ? 1 : 0);
   delete ws;
   return unreadable ? 1 : 0;
 }

@@ -13,11 +13,16 @@
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_options.h"
+#include "workspace/kes_cmdlog.h"
+#include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
 Kes_subcommands::Kes_subcommands(int ac, char **av, const Subcommand *t, size_t n,
                                  const char *s)
-    : argc(ac), argv(av), current(nullptr), table(t), count(n), synopsis(s) {}
+    : argc(ac), argv(av), current(nullptr), cmdlog(new Kes_cmdlog), table(t), count(n),
+      synopsis(s) {}
+
+Kes_subcommands::~Kes_subcommands() { delete cmdlog; }
 
 void Kes_subcommands::usage() {
   fflush(stdout);
@@ -75,4 +80,25 @@ Kes_workspace *Kes_subcommands::existing_ws(const char *name) {
     return nullptr;
   }
   return ws;
+}
+
+void Kes_subcommands::record(Kes_workspace *ws, Kes_workspace *parent, const std::string &lines,
+                             const char *freezepoint_file, int status) {
+  Kes_md_history *log = nullptr;
+  Kes_err_owner err(ws->get_md_history(&log));
+  if (!err) {
+    log->argc = argc;
+    log->argv = argv;
+    err.keep(log->start(0));
+  }
+  if (!err && !lines.empty()) err.keep(log->printf("%s", lines.c_str()));
+  err.report();
+  if (log) {
+    cmdlog->set_ws(parent ? parent->wsname : nullptr, parent ? parent->netname : nullptr,
+                   ws->wsname, ws->netname);
+    if (freezepoint_file) cmdlog->set_fp(freezepoint_file);
+    cmdlog->finish(status);
+    log->done(cmdlog);
+  }
+  delete log;
 }

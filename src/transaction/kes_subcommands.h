@@ -7,7 +7,9 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
 
+class Kes_cmdlog;
 class Kes_err;
 class Kes_workspace;
 struct Kes_option;
@@ -28,7 +30,7 @@ public:
   // synopsis: the first usage line, "Usage: %s ..." with the command's name.
   Kes_subcommands(int argc, char **argv, const Subcommand *table, size_t count,
                   const char *synopsis);
-  virtual ~Kes_subcommands() = default;
+  virtual ~Kes_subcommands();
   Kes_subcommands(const Kes_subcommands &) = delete;
   Kes_subcommands &operator=(const Kes_subcommands &) = delete;
 
@@ -41,6 +43,7 @@ protected:
   int argc;  // the whole command line, for the history log
   char **argv;
   const Subcommand *current;
+  Kes_cmdlog *cmdlog;  // the facts of this run, begun at its start
 
   // getopt over the running subcommand's options, which come before its
   // operands; each option goes to on_option, an unknown one ends in the usage
@@ -51,6 +54,10 @@ protected:
   // The workspace named, or the default one when name is null, which must
   // exist; null after printing why not.
   static Kes_workspace *existing_ws(const char *name);
+  // A record of this command in ws's history log, with lines as its body,
+  // the workspace pair parent and ws, a freezepoint file if given, and status.
+  void record(Kes_workspace *ws, Kes_workspace *parent, const std::string &lines,
+              const char *freezepoint_file = nullptr, int status = 0);
 
 private:
   const Subcommand *table;

@@ -16,8 +16,6 @@
 #include "util/kes_msg.h"
 #include "util/kes_options.h"
 #include "workspace/kes_access.h"
-#include "workspace/kes_cmdlog.h"
-#include "workspace/kes_history.h"
 #include "workspace/kes_md_description.h"
 #include "workspace/kes_workspace.h"
 
@@ -59,10 +57,7 @@ const int kCleanExitSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM};
 
 Kes_ws_command::Kes_ws_command(int ac, char **av)
     : Kes_subcommands(ac, av, kSubcommands, sizeof kSubcommands / sizeof kSubcommands[0],
-                      BWM_MSG(16002, "Usage: %s [ws_subcommand ...]\n")),
-      cmdlog(new Kes_cmdlog) {}
-
-Kes_ws_command::~Kes_ws_command() { delete cmdlog; }
+                      BWM_MSG(16002, "Usage: %s [ws_subcommand ...]\n")) {}
 
 int Kes_ws_command::confirm(const std::string &question) {
   printf("%s", question.c_str());
@@ -73,26 +68,6 @@ int Kes_ws_command::confirm(const std::string &question) {
     return 0;
   }
   return line[0] == 'y' || line[0] == 'Y';
-}
-
-void Kes_ws_command::record(Kes_workspace *ws, Kes_workspace *parent_ws,
-                            const std::string &lines) {
-  Kes_md_history *log = nullptr;
-  Kes_err_owner err(ws->get_md_history(&log));
-  if (!err) {
-    log->argc = argc;
-    log->argv = argv;
-    err.keep(log->start(0));
-  }
-  if (!err && !lines.empty()) err.keep(log->printf("%s", lines.c_str()));
-  err.report();
-  if (log) {
-    cmdlog->set_ws(parent_ws ? parent_ws->wsname : nullptr,
-                   parent_ws ? parent_ws->netname : nullptr, ws->wsname, ws->netname);
-    cmdlog->finish(0);
-    log->done(cmdlog);
-  }
-  delete log;
 }
 
 int Kes_ws_command::create(int ac, char **av) {

@@ -20,13 +20,11 @@
 
 #include "transaction/kes_subcommands.h"
 
-class Kes_cmdlog;
 class Kes_workspace;
 
 class Kes_ws_command : public Kes_subcommands {
 public:
   Kes_ws_command(int argc, char **argv);
-  ~Kes_ws_command() override;
 
   int create(int argc, char **argv);
   int delete_(int argc, char **argv);
@@ -39,13 +37,9 @@ public:
   int updatenames(int argc, char **argv);
 
 private:
-  Kes_cmdlog *cmdlog;  // the facts of this run, begun at its start
-
   // Asks on standard output and reads the answer from standard input: 1 for
   // an answer beginning with y.  The end of the input answers no.
   int confirm(const std::string &question);
-  // A record of this command in ws's history log, with lines as its body.
-  void record(Kes_workspace *ws, Kes_workspace *parent, const std::string &lines);
 };
 
 #endif
