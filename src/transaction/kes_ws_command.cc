@@ -1,6 +1,5 @@
-// Kes_ws_command: the subcommand table and dispatch, the shared helpers, and
-// the subcommands that change workspaces: create, delete, move, parent, name
-// and updatenames.
+// Kes_ws_command: the subcommand table and the subcommands that change
+// workspaces: create, delete, move, parent, name and updatenames.
 #include "transaction/kes_ws_command.h"
 
 #include <csignal>
@@ -223,6 +222,7 @@ int Kes_ws_command::updatenames(int ac, char **av) {
   int histories = 0;
   int first = scan_options(ac, av, [&](int, const char *) { histories = 1; });
   int status = 0;
+  // Each workspace named, or the default one once.
   for (int i = first; i < ac || i == first; i++) {
     Kes_workspace *ws = existing_ws(i < ac ? av[i] : nullptr);
     if (!ws) {

@@ -10,8 +10,9 @@
 //
 // The exit status is 0 when everything asked for was done, else 1.
 //
-// Where the members are defined: kes_ws_command.cc the subcommand table,
-// dispatch, the history record and the operations that change workspaces;
+// Dispatch, option scans, usage and the history record come from
+// Kes_subcommands.  Where the members are defined: kes_ws_command.cc the
+// subcommand table and the operations that change workspaces;
 // kes_ws_command_show.cc list, locks and history.
 #ifndef BRINDLE_TRANSACTION_KES_WS_COMMAND_H
 #define BRINDLE_TRANSACTION_KES_WS_COMMAND_H
