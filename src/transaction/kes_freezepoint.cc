@@ -152,6 +152,15 @@ int Kes_freezepoint::in_scope(const std::string &name) const {
   return 0;
 }
 
+std::string Kes_freezepoint::when() const {
+  char text[64];
+  time_t t = (time_t)time;
+  struct tm tm_at;
+  localtime_r(&t, &tm_at);
+  strftime(text, sizeof text, "%Y/%m/%d %H:%M:%S", &tm_at);
+  return text;
+}
+
 Kes_err *Kes_freezepoint::take(Kes_workspace *ws, int *unreadable) {
   workspace = ws->get_absname() ? ws->get_absname() : "";
   time = ::time(nullptr);
@@ -178,13 +187,10 @@ Kes_err *Kes_freezepoint::write(const char *path) {
   // Readable as the user's other files are.
   fchmod(fd, 0666 & ~umask_get());
   FILE *out = fdopen(fd, "w");
-  char when[64], root[KES_SMID_TEXT_SIZE], delta[KES_SMID_TEXT_SIZE];
-  time_t t = (time_t)time;
-  struct tm tm_at;
-  localtime_r(&t, &tm_at);
-  strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &tm_at);
+  char root[KES_SMID_TEXT_SIZE], delta[KES_SMID_TEXT_SIZE];
   Kes_err *err = fprintf_N_check(out, tmp.c_str(), "VERSION %d\nWORKSPACE %s\nDATE %ld %s\n",
-                                 KES_FREEZEPOINT_VERSION, workspace.c_str(), time, when);
+                                 KES_FREEZEPOINT_VERSION, workspace.c_str(), time,
+                                 when().c_str());
   for (size_t i = 0; !err && i < comment.size(); i++)
     err = fprintf_N_check(out, tmp.c_str(), "COMMENT %s\n", comment[i].c_str());
   for (size_t i = 0; !err && i < scope.size(); i++)

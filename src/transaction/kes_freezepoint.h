@@ -54,6 +54,8 @@ public:
   [[nodiscard]] Kes_err *take(Kes_workspace *ws, int *unreadable);
   // Whether name lies under the scope.
   int in_scope(const std::string &name) const;
+  // The time in local time, "YYYY/MM/DD HH:MM:SS".
+  std::string when() const;
 };
 
 #endif

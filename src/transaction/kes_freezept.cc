@@ -182,12 +182,7 @@ int Kes_freezept::list(int ac, char **av) {
       status = fail(err);
       continue;
     }
-    char when[64];
-    time_t t = (time_t)fp.time;
-    struct tm tm_at;
-    localtime_r(&t, &tm_at);
-    strftime(when, sizeof when, "%Y/%m/%d %H:%M:%S", &tm_at);
-    printf("%s\t%s\t%zu\t%s\n", path.c_str(), when, fp.files.size(),
+    printf("%s\t%s\t%zu\t%s\n", path.c_str(), fp.when().c_str(), fp.files.size(),
            fp.comment.empty() ? "" : fp.comment[0].c_str());
   }
   return status;

@@ -44,7 +44,8 @@ run bringover -n -w "$T/child" a.c
 expect_exit "a preview takes none" 0
 expect_eq "still two" 2 "$(grep -c "^\[create\]" tools/calls)"
 
-run bringover -w "$T/child" a.c
+# The built programs' directory holds the real freezept: a PATH without it.
+run env PATH="$CSSC_DIR:/usr/bin:/bin" "$BRINDLE_BIN/bringover" -w "$T/child" a.c
 expect_exit "no freezept command" 1
 expect_contains "command not found" "Could not find the \"freezept\" command in PATH" "$ERR"
 expect_contains "code" "(Error 2028)" "$ERR"

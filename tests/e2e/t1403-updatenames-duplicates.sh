@@ -95,6 +95,27 @@ while read -r name; do
     fail "name history of $name"
 done < <(table | sed 's/ [^ ]* [^ ]* [^ ]* [^ ]*$//')
 
+# ---- killed while it asks: nothing written, the lock goes, the log says why ---
+mv "$H/s.b.c" "$H/s.g.c"
+cp "$H/s.g.c" "$H/s.h.c"
+before=$(tree_sum w | grep -v Brindle_wsdata/history)
+mkfifo answer
+workspace updatenames "$T/w" <answer >asked.out 2>&1 &
+pid=$!
+exec 3>answer
+for _ in $(seq 1 400); do grep -q "Enter the number" asked.out && break; sleep 0.05; done
+expect_contains "it asks" "Enter the number" "$(cat asked.out)"
+kill -TERM "$pid"
+wait "$pid"
+STATUS=$?
+exec 3>&-
+expect_exit "killed" 1
+expect_eq "nothing written" "$before" "$(tree_sum w | grep -v Brindle_wsdata/history)"
+expect_eq "no lock left" "" "$(grep -v '^VERSION ' w/Brindle_wsdata/locks)"
+expect_contains "the log says why" "Command exited due to signal 15
+CWD $T" "$(cat w/Brindle_wsdata/history)"
+expect_eq "and how it ended" "STATUS 1" "$(tail -1 w/Brindle_wsdata/history)"
+
 # ---- a command's lock keeps it out -----------------------------------------
 printf 'VERSION 1\nwrite putback 5 elsewhere someone %s\n' "$(date +%s)" >w/Brindle_wsdata/locks
 cp "$H/s.c.c" "$H/s.d.c"
