@@ -237,6 +237,8 @@ int Kes_ws_command::updatenames(int ac, char **av) {
     running_update = nullptr;
     if (err)
       status = fail(err);
+    else if (update.file_errors)
+      status = 1;  // each was printed
     else if (update.quitted)
       printf(BWM_MSG(16008, "Name table of workspace \"%s\" not updated\n"), or_empty(ws->wsname));
     delete ws;

@@ -40,7 +40,8 @@ Kes_dupinfo::~Kes_dupinfo() {
 
 Kes_ws_updatenames::Kes_ws_updatenames(Kes_workspace *ws, int flag, int ac, char **av)
     : workspace(ws), update_name_histories(flag), argc(ac), argv(av), nametable(nullptr),
-      locked_ws(nullptr), lock(nullptr), history(nullptr), cmdlog(nullptr), quitted(0) {}
+      locked_ws(nullptr), lock(nullptr), history(nullptr), cmdlog(nullptr), quitted(0),
+      file_errors(0) {}
 
 Kes_ws_updatenames::Kes_ws_updatenames(Kes_workspace *ws, int flag)
     : Kes_ws_updatenames(ws, flag, 0, nullptr) {}
@@ -102,21 +103,28 @@ int Kes_ws_updatenames::choice(Kes_dupinfo *dup, int *quit) {
   }
 }
 
+// Each pointer is cleared before its object goes, so that a signal handler
+// running clean_up meanwhile finds nothing half gone.
 void Kes_ws_updatenames::release() {
-  if (locked_ws && lock) Kes_err_owner(locked_ws->release_lock(lock)).report();
-  delete lock;
+  Kes_cmdlock *held = lock;
   lock = nullptr;
+  if (locked_ws && held) Kes_err_owner(locked_ws->release_lock(held)).report();
+  delete held;
   locked_ws = nullptr;
-  delete nametable;
+  Kes_md_nametable *nt = nametable;
   nametable = nullptr;
-  delete history;
+  delete nt;
+  Kes_md_history *h = history;
   history = nullptr;
-  delete cmdlog;
+  delete h;
+  Kes_cmdlog *log = cmdlog;
   cmdlog = nullptr;
+  delete log;
 }
 
 Kes_err *Kes_ws_updatenames::lock_and_update() {
   quitted = 0;
+  file_errors = 0;
   Kes_err *err = workspace->obtain_lock(KES_WRITE_LOCK, &lock);
   if (err) return err;
   locked_ws = workspace;
@@ -153,16 +161,15 @@ Kes_err *Kes_ws_updatenames::lock_and_update() {
   if (!err && has_dups) err = force_all_smids_to_be_unique(dups, &quit);
   kes_nt_delete_dup_smids(dups);
 
-  int failures = 0;
   if (!err && quit) {
     // The old table stays on disk: the duplicates are there for the next try.
     quitted = 1;
   } else if (!err) {
     err = nametable->write_table();
-    if (!err && update_name_histories) failures = update_name_histories_of_files();
+    if (!err && update_name_histories) file_errors = update_name_histories_of_files();
   }
   if (err && history) Kes_err_owner(history->printf("%s", err->text ? err->text : "")).report();
-  cmdlog->finish(err || failures ? 1 : 0);
+  cmdlog->finish(err || file_errors ? 1 : 0);
   history->done(cmdlog);
   release();
   return err;

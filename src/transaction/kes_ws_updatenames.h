@@ -47,6 +47,7 @@ public:
   Kes_md_history *history;
   Kes_cmdlog *cmdlog;
   int quitted;                // the user quit at a choice: nothing was written
+  int file_errors;            // name histories that could not be repaired
 
   Kes_ws_updatenames(Kes_workspace *ws, int flag, int argc, char **argv);
   Kes_ws_updatenames(Kes_workspace *ws, int flag);
