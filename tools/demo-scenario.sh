@@ -66,8 +66,15 @@ sed 's/^/  /' child/Brindle_wsdata/history
 printf 'write putback 4242 %s %s %s\n' "$(uname -n)" "$(id -un)" "$(($(date +%s) - 3720))" \
   >>child/Brindle_wsdata/locks
 show bringover -p "$demo/parent" -w "$demo/child" src doc
-sed -i '/^write putback 4242 /d' child/Brindle_wsdata/locks
+# That putback died long ago: its lock is shown and removed.
+show workspace locks -w "$demo/child"
+show workspace locks -w "$demo/child" -f -r 1
 
 # Mistakes a newcomer makes, and what the command says.
 show bringover -p "$demo/parent" -w "$demo/child2"
 show bringover -p "$demo/parent" -w "$demo/parent/inner" src
+
+# The tree of workspaces, and a freezepoint of the parent to get back to.
+show workspace list "$demo"
+show freezept create -w "$demo/parent" -c "before the next change"
+show freezept list -w "$demo/parent"
