@@ -48,7 +48,7 @@ int Kes_gui_action_select_dlg::ask() {
   while (answer_ < 0) XtAppProcessEvent(XtWidgetToApplicationContext(parent_), XtIMAll);
   XtUnmanageChild(xd_widget);
   gui_set_busy(0);
-  gui_debug("dialog %s answered %d", GUI_MSG("Lathe Weaving: Select Action"), answer_);
+  gui_debug("dialog %s closed: answer %d", GUI_MSG("Lathe Weaving: Select Action"), answer_);
   return answer_;
 }
 

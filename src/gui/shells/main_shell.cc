@@ -274,8 +274,9 @@ void main_shell_c::create(Display *display, const char *name, int argc, char **a
       XmNscrollBarDisplayPolicy, XmAS_NEEDED, XmNtopAttachment, XmATTACH_FORM,
       XmNleftAttachment, XmATTACH_FORM, XmNrightAttachment, XmATTACH_FORM, XmNbottomAttachment,
       XmATTACH_WIDGET, XmNbottomWidget, msg_rowcol, nullptr);
+  // Sized by the canvas once it is there; until then, as big as the window.
   main_draw = XtVaCreateManagedWidget("main_draw", xmDrawingAreaWidgetClass, sw, XmNresizePolicy,
-                                      XmRESIZE_NONE, nullptr);
+                                      XmRESIZE_NONE, XmNwidth, 800, XmNheight, 500, nullptr);
   XmMainWindowSetAreas(main_window, menu_bar, nullptr, nullptr, nullptr, main_form);
 }
 
