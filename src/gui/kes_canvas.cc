@@ -176,12 +176,12 @@ Kes_graph *Kes_canvas::ss_find_graph(SSTree *tree) {
 
 Kes_graph *Kes_canvas::graph_of(Kes_graph_node *node) {
   if (node->get_my_graph()) return node->get_my_graph();
-  for (Kes_graph_node *n = node; n; n = n->get_parent_node()) {
+  // Up the parents to a root; no more steps than there are nodes, for a cycle.
+  int steps = all_nodes->count;
+  for (Kes_graph_node *n = node; n && steps-- >= 0; n = n->get_parent_node())
     for (Kes_listelem *e = graphs->head.next; e != &graphs->head; e = e->next)
       if (static_cast<Kes_graph *>(e->data)->get_root_node() == n)
         return static_cast<Kes_graph *>(e->data);
-    if (n->get_parent_node() == node) break;  // round a cycle
-  }
   return nullptr;
 }
 

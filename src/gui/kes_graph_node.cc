@@ -141,11 +141,16 @@ void Kes_graph_node::show_label() {
 }
 
 void Kes_graph_node::set_name(const char *name) {
+  // A descriptive name made from the short name follows it.
+  const bool derived = !desc_name || std::string("<") + short_name + ">" == desc_name;
   char *old = full_name;
   full_name = kes_strdup(name);
   short_name = compute_basename(full_name);
-  set_descname(desc_name && desc_name[0] != '<' ? desc_name : nullptr);
   free(old);
+  if (derived)
+    set_descname(nullptr);
+  else
+    set_name_style(ws_canvas ? ws_canvas->get_current_name_style() : KES_NAMES_FULL);
 }
 
 void Kes_graph_node::set_descname(const char *name) {

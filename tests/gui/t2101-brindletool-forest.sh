@@ -4,7 +4,8 @@
 # workspace the current item that commands inherit; the View toggles lay the
 # forest out again; drags ask for the transaction or the reparent of the right
 # pair; unloading a parent leaves its children as trees of their own, and
-# Refresh follows workspaces removed and reparented outside the tool.
+# Refresh follows workspaces removed and reparented outside the tool, a cycle
+# of parents included.
 . "$GUI_LIB"
 gui_start
 export BRINDLE_NO_HAILWAY=1
@@ -120,4 +121,21 @@ expect "Refresh unloads what is gone" '^footer left 1 nonexistent workspace unlo
 expect "and lays out" '^layout 4 '
 expect_eq "o follows its new parent file" "0 0 0 1 " "$(trees p c2 o g1)"
 shot forest-refreshed
+
+# p's parent made c2, its own child: the picture shows the cycle and its end.
+grep '/c2$' "$T/p/Brindle_wsdata/children" | sed '1i VERSION 1' >"$T/p/Brindle_wsdata/parent"
+mark
+menu v r
+expect "Refresh" '^layout 4 '
+expect_eq "one tree still" "0 0 0 " "$(trees p c2 o)"
+node_at "$T/c2"
+expect_eq "c2 closes the cycle: its picture says so" 1 "$NCIRC"
+shot forest-cycle
+mark
+node_at "$T/p"
+xdotool mousemove "$PX" "$PY" click 1
+menu f u
+expect "Unload p" '^layout 3 '
+node_at "$T/c2"
+expect_eq "without p, c2 is a plain root" "0 0" "$NCIRC $NGRAPH"
 gui_finish
