@@ -236,6 +236,14 @@ void main_refresh_btn_callback() {
   gui_set_busy(0);
 }
 
+void gui_stubs_commands_menu_resolve() {
+  std::unique_ptr<Kes_wslist> selected(canvas()->get_selected_workspaces());
+  if (selected->count > 1)
+    footer(GUI_MSG("Select no more than 1 workspace for a Resolve"));
+  else
+    init_trans_shell(get_main_shell(), KES_GUI_RESOLVE);
+}
+
 // ---- entries whose dialogs are not in this version
 
 void gui_stubs_load_workspaces() { gui_not_available(GUI_MSG("Load Workspaces...")); }
@@ -250,7 +258,6 @@ void gui_stubs_updatenames() { gui_not_available(GUI_MSG("Update Nametable..."))
 void gui_stubs_history_browser() { gui_not_available(GUI_MSG("View History...")); }
 void gui_stubs_ws_props() { gui_not_available(GUI_MSG("Properties...")); }
 void gui_stubs_bw_props() { gui_not_available(GUI_MSG("Weaving...")); }
-void gui_stubs_commands_menu_resolve() { gui_not_available(GUI_MSG("Resolve...")); }
 void gui_stubs_help() { gui_not_available(GUI_MSG("Help")); }
 void gui_stubs_trans_create() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_CREATE); }
 void gui_stubs_trans_update() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE); }
