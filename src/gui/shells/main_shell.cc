@@ -35,7 +35,60 @@ struct Entry {
   char mnemonic;
   Kind kind;
   void (*action)();
+  // A View toggle: its callback and where the shell keeps it.
+  XtCallbackProc toggled = nullptr;
+  Widget main_shell_c::*field = nullptr;
 };
+
+// ---- the View toggles: two groups, each with one toggle on
+
+void view_toggled(Widget w, Widget *group, int count, int value, int is_orientation,
+                  XtPointer call) {
+  auto *cbs = static_cast<XmToggleButtonCallbackStruct *>(call);
+  Kes_canvas *canvas = get_gui() ? get_gui()->get_canvas() : nullptr;
+  if (!canvas) return;
+  if (canvas->rename_in_progress()) canvas->rename_cleanup();
+  if (!cbs->set) {  // the active toggle clicked again: it stays on, nothing moves
+    XmToggleButtonSetState(w, True, False);
+    return;
+  }
+  for (int i = 0; i < count; i++)
+    if (group[i] != w) XmToggleButtonSetState(group[i], False, False);
+  if (is_orientation)
+    canvas->set_orientation(static_cast<Kes_canvas_orientation>(value));
+  else
+    canvas->set_name_style(static_cast<Kes_canvas_name_style>(value));
+  gui_debug("view %s %d", is_orientation ? "orientation" : "names", value);
+  canvas->layout();
+}
+
+void orientation_toggled(Widget w, int value, XtPointer call) {
+  main_shell_c *s = get_main_shell();
+  Widget group[] = {s->main_hor_tgl, s->main_vertical_tgl};
+  view_toggled(w, group, 2, value, 1, call);
+}
+
+void names_toggled(Widget w, int value, XtPointer call) {
+  main_shell_c *s = get_main_shell();
+  Widget group[] = {s->main_full_tgl, s->main_short_tgl, s->main_descr_tgl};
+  view_toggled(w, group, 3, value, 0, call);
+}
+
+void main_vertical_tgl_callback(Widget w, XtPointer, XtPointer call) {
+  orientation_toggled(w, KES_VERTICAL, call);
+}
+void main_hor_tgl_callback(Widget w, XtPointer, XtPointer call) {
+  orientation_toggled(w, KES_HORIZONTAL, call);
+}
+void main_full_tgl_callback(Widget w, XtPointer, XtPointer call) {
+  names_toggled(w, KES_NAMES_FULL, call);
+}
+void main_short_tgl_callback(Widget w, XtPointer, XtPointer call) {
+  names_toggled(w, KES_NAMES_SHORT, call);
+}
+void main_descr_tgl_callback(Widget w, XtPointer, XtPointer call) {
+  names_toggled(w, KES_NAMES_DESCRIPTIVE, call);
+}
 
 void do_exit() { main_exit_btn_callback(nullptr, nullptr, nullptr); }
 
@@ -47,12 +100,17 @@ const Entry kEntries[] = {
     {"file_sep", nullptr, 0, SEPARATOR, nullptr},
     {"exit_btn", "Exit", 'x', BUTTON, do_exit},
     // View
-    {"main_vertical_tgl", "Vertical Orientation", 'V', TOGGLE, nullptr},
-    {"main_hor_tgl", "Horizontal Orientation", 'H', TOGGLE, nullptr},
+    {"main_vertical_tgl", "Vertical Orientation", 'V', TOGGLE, nullptr, main_vertical_tgl_callback,
+     &main_shell_c::main_vertical_tgl},
+    {"main_hor_tgl", "Horizontal Orientation", 'H', TOGGLE, nullptr, main_hor_tgl_callback,
+     &main_shell_c::main_hor_tgl},
     {"view_sep1", nullptr, 0, SEPARATOR, nullptr},
-    {"main_full_tgl", "Full Names", 'F', TOGGLE, nullptr},
-    {"main_short_tgl", "Short Names", 'S', TOGGLE, nullptr},
-    {"main_descr_tgl", "Descriptive Names", 'D', TOGGLE, nullptr},
+    {"main_full_tgl", "Full Names", 'F', TOGGLE, nullptr, main_full_tgl_callback,
+     &main_shell_c::main_full_tgl},
+    {"main_short_tgl", "Short Names", 'S', TOGGLE, nullptr, main_short_tgl_callback,
+     &main_shell_c::main_short_tgl},
+    {"main_descr_tgl", "Descriptive Names", 'D', TOGGLE, nullptr, main_descr_tgl_callback,
+     &main_shell_c::main_descr_tgl},
     {"view_sep2", nullptr, 0, SEPARATOR, nullptr},
     {"main_refresh_btn", "Refresh", 'R', BUTTON, main_refresh_btn_callback},
     // Workspace
@@ -140,56 +198,6 @@ Widget make_entry(Widget menu, const Entry &e) {
   return w;
 }
 
-// ---- the View toggles: two groups, each with one toggle on
-
-void view_toggled(Widget w, Widget *group, int count, int value, int is_orientation,
-                  XtPointer call) {
-  auto *cbs = static_cast<XmToggleButtonCallbackStruct *>(call);
-  Kes_canvas *canvas = get_gui() ? get_gui()->get_canvas() : nullptr;
-  if (!canvas) return;
-  if (canvas->rename_in_progress()) canvas->rename_cleanup();
-  if (!cbs->set) {  // the active toggle clicked again: it stays on, nothing moves
-    XmToggleButtonSetState(w, True, False);
-    return;
-  }
-  for (int i = 0; i < count; i++)
-    if (group[i] != w) XmToggleButtonSetState(group[i], False, False);
-  if (is_orientation)
-    canvas->set_orientation(static_cast<Kes_canvas_orientation>(value));
-  else
-    canvas->set_name_style(static_cast<Kes_canvas_name_style>(value));
-  gui_debug("view %s %d", is_orientation ? "orientation" : "names", value);
-  canvas->layout();
-}
-
-void orientation_toggled(Widget w, int value, XtPointer call) {
-  main_shell_c *s = get_main_shell();
-  Widget group[] = {s->main_hor_tgl, s->main_vertical_tgl};
-  view_toggled(w, group, 2, value, 1, call);
-}
-
-void names_toggled(Widget w, int value, XtPointer call) {
-  main_shell_c *s = get_main_shell();
-  Widget group[] = {s->main_full_tgl, s->main_short_tgl, s->main_descr_tgl};
-  view_toggled(w, group, 3, value, 0, call);
-}
-
-void main_vertical_tgl_callback(Widget w, XtPointer, XtPointer call) {
-  orientation_toggled(w, KES_VERTICAL, call);
-}
-void main_hor_tgl_callback(Widget w, XtPointer, XtPointer call) {
-  orientation_toggled(w, KES_HORIZONTAL, call);
-}
-void main_full_tgl_callback(Widget w, XtPointer, XtPointer call) {
-  names_toggled(w, KES_NAMES_FULL, call);
-}
-void main_short_tgl_callback(Widget w, XtPointer, XtPointer call) {
-  names_toggled(w, KES_NAMES_SHORT, call);
-}
-void main_descr_tgl_callback(Widget w, XtPointer, XtPointer call) {
-  names_toggled(w, KES_NAMES_DESCRIPTIVE, call);
-}
-
 void message_done(Widget, XtPointer client, XtPointer) { *static_cast<int *>(client) = 1; }
 
 }  // namespace
@@ -221,26 +229,13 @@ Widget main_shell_c::add_menu(const char *name, const char *label, char mnemonic
 
 void main_shell_c::add_entries(Widget menu, int first, int last) {
   for (int i = first; i < last; i++) {
-    Widget w = make_entry(menu, kEntries[i]);
-    const std::string name = kEntries[i].widget;
-    if (name == "main_vertical_tgl") {
-      main_vertical_tgl = w;
-      XtAddCallback(w, XmNvalueChangedCallback, main_vertical_tgl_callback, nullptr);
-    } else if (name == "main_hor_tgl") {
-      main_hor_tgl = w;
-      XtAddCallback(w, XmNvalueChangedCallback, main_hor_tgl_callback, nullptr);
-    } else if (name == "main_full_tgl") {
-      main_full_tgl = w;
-      XtAddCallback(w, XmNvalueChangedCallback, main_full_tgl_callback, nullptr);
-    } else if (name == "main_short_tgl") {
-      main_short_tgl = w;
-      XtAddCallback(w, XmNvalueChangedCallback, main_short_tgl_callback, nullptr);
-    } else if (name == "main_descr_tgl") {
-      main_descr_tgl = w;
-      XtAddCallback(w, XmNvalueChangedCallback, main_descr_tgl_callback, nullptr);
-    } else if (menu_widget_count < 64) {
+    const Entry &e = kEntries[i];
+    Widget w = make_entry(menu, e);
+    if (e.toggled) XtAddCallback(w, XmNvalueChangedCallback, e.toggled, nullptr);
+    if (e.field)
+      this->*e.field = w;
+    else if (menu_widget_count < 64)
       menu_widgets[menu_widget_count++] = w;
-    }
   }
 }
 
