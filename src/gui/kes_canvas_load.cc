@@ -47,13 +47,7 @@ void Kes_canvas::attach_ws(Kes_workspace *ws, Kes_workspace *parent) {
   Kes_graph *new_graph = nullptr;
   if (parent_node) {
     Kes_graph *graph = graph_of(parent_node);
-    if (graph && graph->get_ss_tree()) {
-      Kes_graph_node *root = graph->get_root_node();
-      graph->reset();
-      graph->set_root_node(root);
-      graph->set_ws_root(root->get_workspace());
-      graph->set_rebuild_flag(1);
-    }
+    if (graph && graph->get_ss_tree()) graph->reset_for_rebuild();
     parent_node->add_child_node(node);
   } else {
     new_graph = new Kes_graph(this);
@@ -103,14 +97,10 @@ void Kes_canvas::unload_workspaces(Kes_wslist *list) {
     Kes_graph *graph = graph_of(node);
     Kes_graph_node *root = graph ? graph->get_root_node() : nullptr;
     const int was_root = root == node;
-    if (graph) {
+    if (graph && was_root)
       graph->reset();
-      if (!was_root) {
-        graph->set_root_node(root);
-        graph->set_ws_root(root->get_workspace());
-        graph->set_rebuild_flag(1);
-      }
-    }
+    else if (graph)
+      graph->reset_for_rebuild();
     // The children become roots of trees of their own, in their order, right
     // behind the old tree; a child above the surviving root (a cycle) heads it.
     Kes_graph *behind = graph;

@@ -173,6 +173,14 @@ void Kes_graph::reset() {
   unrender();
 }
 
+void Kes_graph::reset_for_rebuild() {
+  Kes_graph_node *root = root_node;
+  reset();
+  root_node = root;
+  ws_root = root ? root->get_workspace() : nullptr;
+  rebuild_flag = 1;
+}
+
 void Kes_graph::rebuild_from(Kes_graph_node *root) {
   if (ss_tree) reset();
   root_node = root;

@@ -107,6 +107,8 @@ public:
   void link();
   void unlink();
   void reset();     // unlink, unrender
+  // reset, keeping root node and root workspace, and marked for rebuild.
+  void reset_for_rebuild();
   // The rebuild that follows a reset: root as the root node (and its workspace
   // as the root workspace), a fresh node list, render and link.
   void rebuild_from(Kes_graph_node *root);
