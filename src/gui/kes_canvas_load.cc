@@ -77,9 +77,7 @@ void Kes_canvas::rebuild_graphs() {
   for (Kes_listelem *e = graphs->head.next; e != &graphs->head; e = e->next) {
     auto *graph = static_cast<Kes_graph *>(e->data);
     if (!graph->get_rebuild_flag()) continue;
-    graph->set_ws_canvas(this);
-    if (!graph->get_graph_nodes()) graph->set_graph_nodes(new Kes_graph_node_list);
-    graph->render();
+    graph->render();  // with a fresh node list
     graph->link();
     graph->set_rebuild_flag(0);
   }
