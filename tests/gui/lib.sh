@@ -4,8 +4,8 @@
 # fails these tests.
 #
 # Environment from CTest: BRINDLE_BIN (built programs), GUI_DATA (this
-# directory).  BRINDLE_GUI_SHOTS, if set, is a directory that keeps the
-# screenshots the tests take.
+# directory), CSSC_DIR (the SCCS programs).  BRINDLE_GUI_SHOTS, if set, is a
+# directory that keeps the screenshots the tests take.
 
 GUI_FAILS=0
 GUI_WAIT=${GUI_WAIT:-60}  # seconds before a wait gives up: a failure, not a pace
@@ -77,6 +77,74 @@ shot() {
   if [ -n "${BRINDLE_GUI_SHOTS:-}" ]; then
     mkdir -p "$BRINDLE_GUI_SHOTS" && cp "$T/$1.png" "$BRINDLE_GUI_SHOTS/"
   fi
+}
+
+# ---- brindletool
+
+# make_forest: real workspaces under $T, made by bringover: a parent p holding
+# one history file, its children c1, c2 and c3, c1's children g1 and g2, and o,
+# a child of x.  Then c3 and x are removed: p lists a missing child, and o is
+# an orphan whose parent is gone.
+make_forest() {
+  mkdir -p "$T/p/Brindle_wsdata" "$T/p/src/SCCS" "$T/x/Brindle_wsdata" "$T/x/src/SCCS"
+  printf 'int a;\n' >"$T/a.c"
+  (cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) >/dev/null 2>&1 || die "admin"
+  cp "$T/p/src/SCCS/s.a.c" "$T/x/src/SCCS/"
+  local pair
+  for pair in p:c1 p:c2 p:c3 c1:g1 c1:g2 x:o; do
+    "$BRINDLE_BIN/bringover" -p "$T/${pair%%:*}" -w "$T/${pair#*:}" src >/dev/null 2>&1 ||
+      die "bringover $pair"
+  done
+  rm -rf "$T/c3" "$T/x"
+}
+
+# tool_start ARGS...: brindletool with its home in $T/home (where the test puts
+# .brindletoolrc) and its trace in a new file $TR.  Double clicks may be slow.
+tool_start() {
+  TR=$T/trace.$((TOOL_RUNS = ${TOOL_RUNS:-0} + 1))
+  : >"$TR"
+  mkdir -p "$T/home"
+  printf '*multiClickTime: 1500\n' >"$T/home/xresources"
+  run_bg env HOME="$T/home" XENVIRONMENT="$T/home/xresources" BRINDLE_GUI_DEBUG="$TR" \
+    "$BRINDLE_BIN/brindletool" "$@"
+  TOOL_PID=$LAST_PID
+  MARK=0
+}
+
+tool_stop() {
+  kill "$TOOL_PID" 2>/dev/null
+  wait "$TOOL_PID" 2>/dev/null
+}
+
+# mark: later expectations look at the trace from here on.
+mark() { MARK=$(wc -l <"$TR"); }
+
+# expect WHAT PATTERN: a trace line after the mark matches PATTERN.
+expect() {
+  wait_for "$1" bash -c 'tail -n +"$1" "$2" | grep -qE -- "$3"' _ $((MARK + 1)) "$TR" "$2"
+  echo "ok: $1"
+}
+
+# node_at PATH: the workspace's icon in the last layout: NX NY NW NH, its state,
+# cycle mark, tree number and label; PX PY the middle of its picture.
+node_at() {
+  read -r NX NY NW NH NSTATE NCIRC NGRAPH NLABEL < <(grep "^node $1 " "$TR" | tail -n1 | cut -d' ' -f3-)
+  [ -n "$NLABEL" ] || die "no place for $1"
+  PX=$((NX + NW / 2))
+  PY=$((NY + 20))
+}
+
+# menu KEYS...: the menu bar by keyboard (F10, then mnemonics).
+menu() {
+  xdotool windowfocus --sync "$(xdotool search --onlyvisible --name 'Lathe Fathom Weaving' | head -n1)"
+  xdotool key F10 "$@"
+}
+
+# dialog_ok TITLE: presses OK (Return) in the dialog of that title.
+dialog_ok() {
+  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1"
+  xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return
+  expect "the dialog $1 closes" "^dialog $1 closed"
 }
 
 gui_finish() {
