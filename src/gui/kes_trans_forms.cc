@@ -307,6 +307,7 @@ void fill_resolve_list(const char *path) {
     XmListAddItemUnselected(the_trans_shell->resolve_list, s, 0);
     XmStringFree(s);
   }
+  gui_debug("trans conflicts %d", names->count);
   delete names;
 }
 
@@ -548,6 +549,7 @@ void trans_field_footers() {
     text = category == KES_GUI_PUTBACK ? GUI_MSG("No files to putback - Hit =>Add...")
                                        : GUI_MSG("No files to bringover - Hit =>Add...");
   trans_footer(text);
+  gui_debug("trans fields %s | %s", parent, child);
   free(child);
   free(parent);
 }

@@ -93,10 +93,14 @@ int modal_dialog::show(const char *title, const char *message, int type,
   if (count > 3) count = 3;
   SSTrace("dialog %s: %s", title, message);
 
-  Widget box = XmCreateMessageDialog(parent_, const_cast<char *>("modal_dialog"), nullptr, 0);
+  // Without the box's own unmanaging, which would run before the buttons'
+  // callbacks and look like a close by the window manager.
+  Arg no_auto[1];
+  XtSetArg(no_auto[0], XmNautoUnmanage, False);
+  Widget box = XmCreateMessageDialog(parent_, const_cast<char *>("modal_dialog"), no_auto, 1);
   XmString text = make_string(message), heading = make_string(title);
   XtVaSetValues(box, XmNdialogType, kind, XmNdialogStyle, XmDIALOG_FULL_APPLICATION_MODAL,
-                XmNmessageString, text, XmNdialogTitle, heading, XmNautoUnmanage, False, nullptr);
+                XmNmessageString, text, XmNdialogTitle, heading, nullptr);
   XmStringFree(text);
   XmStringFree(heading);
   // The first label on OK, the last on Cancel (Escape), a third between them.
@@ -176,11 +180,12 @@ void prompt_cancel(Widget, XtPointer client, XtPointer) {
 int selection_prompt_dialog(Widget parent, const char *title, const char *label, char *buf,
                             int size) {
   SSTrace("dialog %s: %s", title, label);
-  Widget box = XmCreatePromptDialog(parent, const_cast<char *>("prompt_dialog"), nullptr, 0);
+  Arg no_auto[1];
+  XtSetArg(no_auto[0], XmNautoUnmanage, False);
+  Widget box = XmCreatePromptDialog(parent, const_cast<char *>("prompt_dialog"), no_auto, 1);
   XmString heading = make_string(title), question = make_string(label), value = make_string(buf);
   XtVaSetValues(box, XmNdialogStyle, XmDIALOG_FULL_APPLICATION_MODAL, XmNdialogTitle, heading,
-                XmNselectionLabelString, question, XmNtextString, value, XmNautoUnmanage, False,
-                nullptr);
+                XmNselectionLabelString, question, XmNtextString, value, nullptr);
   XmStringFree(heading);
   XmStringFree(question);
   XmStringFree(value);

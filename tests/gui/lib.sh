@@ -29,7 +29,8 @@ gui_start() {
   T=$(mktemp -d "${TMPDIR:-/tmp}/brindle-gui.XXXXXX")
   GUI_PIDS=()
   trap 'gui_cleanup' EXIT
-  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$T/display" 2>"$T/xvfb.log" &
+  Xvfb -displayfd 3 -screen 0 "${GUI_SCREEN:-1024x768x24}" -nolisten tcp 3>"$T/display" \
+    2>"$T/xvfb.log" &
   GUI_PIDS+=($!)
   # The server writes its number once it accepts clients.
   wait_for "the X server" test -s "$T/display"
@@ -145,6 +146,25 @@ dialog_ok() {
   wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1"
   xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return
   expect "the dialog $1 closes" "^dialog $1 closed"
+}
+
+# ---- the tool's other windows, aimed at by widget name
+
+# click NAME: the middle of the widget where the tool last traced its place;
+# its window gets the keyboard too.
+click() {
+  local x y w h shell
+  read -r x y w h shell < <(awk -v n="$1" '$1 == "place" && $2 == n { p = $3 " " $4 " " $5 " " $6 }
+    $1 == "places" && p != "" { last = p " " $2; p = "" } END { print last }' "$TR")
+  [ -n "$shell" ] || die "no place for $1"
+  xdotool mousemove $((x + w / 2)) $((y + h / 2)) click 1
+  xdotool windowfocus --sync "$(xdotool search --onlyvisible --classname "^$shell\$" | head -n1)"
+}
+
+# type_in NAME TEXT: clicks the text field and types into it.
+type_in() {
+  click "$1"
+  xdotool type --delay 5 "$2"
 }
 
 gui_finish() {

@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# A user makes a child of a parent from the transaction window: the Create tab
+# takes the selected parent, the chooser adds the parent's src directory, and
+# Bringover runs the real command, whose output the output window shows; the
+# new child appears on the canvas and on disk.  A preview changes nothing; a
+# child held by someone else's lock fails with the engine's error; a bringover
+# stopped while it waits for a lock dies with its process group and leaves no
+# lock behind.
+. "$GUI_LIB"
+GUI_SCREEN=1280x1024x24 gui_start
+export BRINDLE_NO_HAILWAY=1 PATH="$BRINDLE_BIN:$PATH"
+mkdir -p "$T/p/Brindle_wsdata" "$T/p/src/SCCS"
+printf 'int a;\n' >"$T/a.c"
+(cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) 2>/dev/null || die "admin"
+sum_before=$(cksum <"$T/p/src/SCCS/s.a.c")
+expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
+select_ws() {
+  node_at "$T/$1"
+  xdotool mousemove "$PX" "$PY" click 1
+  expect "$1 selected" "^selected $T/$1\$"
+}
+# run_action BUTTON [reuse]: presses the tab's action button, says yes when
+# asked whether the last comment may serve again, and waits for the verdict.
+run_action() {
+  mark
+  click "$1"
+  [ -n "${2:-}" ] && dialog_ok "Lathe Weaving: Message"
+  expect "the run ends" '^trans exit '
+}
+
+# ---- Bringover Create
+tool_start "$T/p"
+expect "the tool is up" '^shown$'
+select_ws p
+mark
+menu a c
+expect "the Create tab opens" '^places trans_shell$'
+expect "it asks for the child" '^trans status Enter a Child Workspace Directory$'
+type_in trans_boc_child "$T/c"
+xdotool key Return
+expect "the list is still empty" '^trans status No files to bringover - Hit =>Add\.\.\.$'
+mark
+click trans_boc_add_btn
+expect "the chooser shows the parent" "^chooser add_files_chooser loaded $T/p\$"
+expect "and is up" '^places add_files_chooser$'
+type_in fc_name_text ../a.c
+xdotool key Return
+expect "it does not leave the workspace" '^chooser add_files_chooser footer Enter a file or directory under the workspace$'
+xdotool key End shift+Home
+xdotool type src
+xdotool key Return
+expect "src goes to the list" '^trans status 1 of 1 added$'
+type_in trans_boc_comment_text "it's the first child"
+shot bringover-create-form
+run_action trans_boc_action_btn
+expect "the real command with the form's words" \
+  "^trans command .*/bringover -w $T/c -p $T/p -c 'it'\\\\''s the first child' src/\$"
+expect "its output in the window" "^log Child workspace:  $T/c\$"
+expect "nothing to bring over fills the bar" '^trans progress 100 100$'
+expect "the verdict" '^trans status Bringover completed$'
+expect "the new child on the canvas" "^node $T/c "
+test -d "$T/c/Brindle_wsdata" || fail "no child workspace on disk"
+grep -q "$T/p\$" "$T/c/Brindle_wsdata/parent" || fail "the child does not name its parent"
+grep -q "$T/c\$" "$T/p/Brindle_wsdata/children" || fail "the parent does not list its child"
+grep -q "^it's the first child\$" "$T/c/Brindle_wsdata/history" || fail "the comment is not in the history"
+"$CSSC_DIR/val" "$T/p/src/SCCS/s.a.c" || fail "val refuses the parent's history file"
+expect_eq "the parent's history file is as it was" "$sum_before" "$(cksum <"$T/p/src/SCCS/s.a.c")"
+shot bringover-create-done
+
+# ---- the same child again is refused before anything runs
+mark
+click trans_boc_action_btn
+dialog_ok "Error Dialog"
+expect "an existing child" "^dialog Error Dialog: Bringover create failed - child workspace \`$T/c\` already exists\.\$"
+expect_eq "no command ran" 0 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^trans command')"
+
+# ---- a preview of an update
+history=$(cat "$T/c/Brindle_wsdata/history")
+select_ws c
+mark
+menu a u
+expect "the Update tab" '^trans tab 1$'
+click trans_boc_entire_tgl
+click trans_boc_preview_tgl
+run_action trans_boc_action_btn
+expect "the preview's command, the comment kept" \
+  "^trans command .*/bringover -w $T/c -p $T/p -c .* -n \\./\$"
+expect "its output" '^log No changes to bring over$'
+expect "its verdict" '^trans status Bringover preview completed$'
+expect_eq "a preview leaves no record" "$history" "$(cat "$T/c/Brindle_wsdata/history")"
+shot bringover-preview
+click trans_boc_preview_tgl
+
+# ---- someone else's lock: the engine's error
+printf 'VERSION 1\nwrite putback 4242 elsewhere someone 1\n' >"$T/c/Brindle_wsdata/locks"
+run_action trans_boc_action_btn reuse
+expect "the same comment asked about" '^dialog Lathe Weaving: Message: Your comment is the same as for previous bringover\.'
+expect "the engine's words" '^log   \(Error 2021\)$'
+expect "the verdict" '^trans status Bringover failed due to an error$'
+printf 'VERSION 1\n' >"$T/c/Brindle_wsdata/locks"
+
+# ---- Stop: the bringover holds the parent's read lock and waits for the
+# child's lock file, whose date lies an hour ahead, so it is never stale.
+ln -s locks "$T/c/Brindle_wsdata/locks.lock"
+touch -h -d '+1 hour' "$T/c/Brindle_wsdata/locks.lock"
+mark
+click trans_boc_action_btn
+dialog_ok "Lathe Weaving: Message"
+expect "it runs" '^trans pid '
+pid=$(grep '^trans pid ' "$TR" | tail -n1 | cut -d' ' -f3)
+wait_for "the parent's read lock" grep -q "^read bringover " "$T/p/Brindle_wsdata/locks"
+shot bringover-running
+click trans_boc_action_btn
+expect "Stop" '^trans exit -1$'
+expect "the log says so" '^log \\nStopped$'
+expect "the verdict" '^trans status Bringover failed due to user stopping the process$'
+# The shell is gone; the bringover itself ends once its signal handler is done.
+wait_for "the whole process group to end" bash -c "! kill -0 -- -$pid 2>/dev/null"
+expect_eq "the engine gave its lock back" "VERSION 1" "$(cat "$T/p/Brindle_wsdata/locks")"
+rm -f "$T/c/Brindle_wsdata/locks.lock"
+shot bringover-stopped
+tool_stop
+gui_finish
