@@ -140,11 +140,15 @@ void show_dot_dot_chooser(Widget field, int workspaces_only) {
     d->viewer->setAddLabel(GUI_MSG("OK"));
     d->viewer->setAddProc(dot_dot_chosen, d);
     d->workspaces_only = workspaces_only;
+    gui_trace_places_on_map(d->viewer->getDialog()->shell);
   }
   d->field = field;
+  // A workspace is chosen among its neighbours: the listing starts in the
+  // directory that holds the field's workspace.
   char *text = get_field(field);
   std::string start = text;
   free(text);
+  if (workspaces_only && is_dir(start + "/" KES_METADATA_DIR)) start += "/..";
   if (!is_dir(start)) {
     size_t slash = start.rfind('/');
     start = slash != std::string::npos && slash > 0 ? start.substr(0, slash) : "";

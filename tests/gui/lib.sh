@@ -117,6 +117,9 @@ tool_stop() {
   wait "$TOOL_PID" 2>/dev/null
 }
 
+# expect_eq WHAT EXPECTED ACTUAL
+expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
+
 # mark: later expectations look at the trace from here on.
 mark() { MARK=$(wc -l <"$TR"); }
 

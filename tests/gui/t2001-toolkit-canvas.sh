@@ -28,7 +28,6 @@ expect_line() {  # expect_line WHAT PATTERN [COUNT]
   echo "ok: $1"
 }
 
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
 
 at left
 xdotool mousemove "$PX" "$PY" mousedown 1 mousemove_relative 3 3 mouseup 1

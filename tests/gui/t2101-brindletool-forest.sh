@@ -16,7 +16,6 @@ mkdir -p "$T/home"
 printf 'brindletool.normal_double_click: printenv BRINDLE_CURR_ITEM >%s/dbl.out\n' "$T" \
   >"$T/home/.brindletoolrc"
 cd "$T" || exit 1
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
 # trees NAME...: the tree number of each workspace in the last layout.
 trees() { local n out=; for n; do node_at "$T/$n"; out+="$NGRAPH "; done; echo "$out"; }
 

@@ -7,7 +7,6 @@
 gui_start
 make_forest
 cd "$T" || exit 1
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
 tool="$BRINDLE_BIN/brindletool"
 none_loaded='^footer left No workspaces loaded - Select File=>Load Workspaces\.\.\.$'
 

@@ -13,7 +13,6 @@ mkdir -p "$T/p/Brindle_wsdata" "$T/p/src/SCCS"
 printf 'int a;\n' >"$T/a.c"
 (cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) 2>/dev/null || die "admin"
 sum_before=$(cksum <"$T/p/src/SCCS/s.a.c")
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
 select_ws() {
   node_at "$T/$1"
   xdotool mousemove "$PX" "$PY" click 1
