@@ -332,9 +332,7 @@ void Kes_gui_bringover::cleanup() {
     if (node) node->change_state(KES_WS_CONFLICT);
     if (trans_question(GUI_MSG("Bringover detected conflict(s) between files \nyou brought over "
                                "and files in your workspace.\nDo you want to resolve them now ?"))) {
-      set_trans_category(KES_GUI_RESOLVE);
-      show_trans_tab(KES_GUI_RESOLVE);
-      set_field(get_trans_shell()->resolve_ws_text, child_ws->wsname);
+      trans_show_resolve(child_ws->wsname);
     } else {
       trans_footer(GUI_MSG("Bringover created conflicts; to resolve, double click on "
                            "conflicting workspace"));

@@ -288,9 +288,13 @@ void make_trans_shell() {
   kes_set_icon("trans_48.xpm", t->shell);
 }
 
+}  // namespace
+
 // The resolve tab until the resolve pane exists: the workspace and the files
 // its conflicts file lists.
-void fill_resolve_list(const char *path) {
+void trans_show_resolve(const char *path) {
+  show_trans_tab(KES_GUI_RESOLVE);
+  set_field(the_trans_shell->resolve_ws_text, path);
   XmListDeleteAllItems(the_trans_shell->resolve_list);
   if (!is_workspace(path)) return;
   Kes_err *err = nullptr;
@@ -310,8 +314,6 @@ void fill_resolve_list(const char *path) {
   gui_debug("trans conflicts %d", names->count);
   delete names;
 }
-
-}  // namespace
 
 // ---- the windows
 
@@ -482,8 +484,7 @@ int init_trans_form(Kes_gui_util_trans_enum kind) {
   trans_shell_c *t = the_trans_shell;
   trans_footer(nullptr);
   if (kind == KES_GUI_RESOLVE) {
-    set_field(t->resolve_ws_text, first.c_str());
-    fill_resolve_list(first.c_str());
+    trans_show_resolve(first.c_str());
   } else if (kind == KES_GUI_UNDO) {
     set_field(t->undo_ws_text, first.c_str());
     trans_footer(GUI_MSG("To undo all changes from last transaction - Select Undo"));

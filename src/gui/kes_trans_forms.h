@@ -46,6 +46,8 @@ int init_trans_form(Kes_gui_util_trans_enum kind);
 // Puts the tab on top without touching its fields.
 void show_trans_tab(Kes_gui_util_trans_enum kind);
 Kes_trans_data *get_trans_data(Kes_gui_util_trans_enum kind);
+// The Resolve tab on top for the workspace at path, with its files in conflict.
+void trans_show_resolve(const char *path);
 
 // The window's footer and dialogs.
 void trans_footer(const char *text);
