@@ -180,6 +180,55 @@ Kes_graph_node *node_of(Kes_workspace *ws) {
   return canvas && ws ? canvas->kes_find_node(ws) : nullptr;
 }
 
+// The toggles of a bringover or putback form; the fourth is Force Conflicts
+// or Auto Bringover.
+void read_options(Kes_gui_trans *t, int *fourth) {
+  trans_files_form *f = form_of(t->kind);
+  if (!f) return;
+  int *fields[7] = {&t->preview, &t->skip_gets,    &t->verbose,       fourth,
+                    &t->quiet,   &t->skip_backups, &t->delta_comments};
+  for (int i = 0; i < 7; i++) *fields[i] = toggled(f->options[i]);
+}
+
+// The child field made absolute and built into the panel's child workspace;
+// its path (malloc-ed), or null with the footer or dialog telling why.
+char *child_field_workspace(Kes_gui_trans *t) {
+  char *path = fully_qualify_textfield(form_of(t->kind)->child_text);
+  if (!*path) trans_footer(GUI_MSG("Enter a Child Workspace Directory"));
+  delete t->child_ws;
+  t->child_ws = *path ? workspace_of(path) : nullptr;
+  if (t->child_ws) return path;
+  free(path);
+  return nullptr;
+}
+
+// The parent field made absolute, filled from the child's parent file when
+// empty, and built; a plain directory passes where a bringover reads from an
+// older source tree.
+Kes_workspace *verified_parent(Kes_gui_trans *t, int directory_will_do, const char *missing) {
+  trans_files_form *f = form_of(t->kind);
+  char *path = fully_qualify_textfield(f->parent_text);
+  std::unique_ptr<char, decltype(&free)> owner(path, free);
+  if (!*path) {
+    Kes_workspace *parent = nullptr;
+    if (t->child_ws) delete t->child_ws->get_parent(&parent);
+    if (!parent) {
+      trans_footer(GUI_MSG("Enter a Parent Workspace Directory"));
+      return nullptr;
+    }
+    set_field(f->parent_text, parent->wsname);
+    owner.reset(strdup(parent->wsname));
+    delete parent;
+  }
+  Kes_workspace *ws = workspace_of(owner.get());
+  if (ws && !ws->exists() && !(directory_will_do && is_directory(owner.get()))) {
+    error_dialog(missing, owner.get());
+    delete ws;
+    return nullptr;
+  }
+  return ws;
+}
+
 void end_of_panel(Kes_gui_trans *t) {
   if (get_gui() && get_gui()->get_current_panel() == t) {
     get_gui()->set_current_panel(nullptr);
@@ -203,48 +252,51 @@ char *Kes_gui_trans::get_comments() {
   return out;
 }
 
+// ---- the slots that find the panel's widgets, by its kind
+
+namespace {
+
+struct Panel_widgets {
+  Widget form, action, output;
+};
+
+Panel_widgets panel_widgets(Kes_gui_trans_kind kind) {
+  if (trans_files_form *f = form_of(kind)) return {f->form, f->action_btn, f->output_btn};
+  if (trans_shell_c *t = get_trans_shell()) return {t->undo_form, t->undo_action_btn, t->undo_output_btn};
+  return {nullptr, nullptr, nullptr};
+}
+
+}  // namespace
+
+Widget Kes_gui_trans::get_abort_button() { return panel_widgets(kind).action; }
+Widget Kes_gui_trans::get_output_button() { return panel_widgets(kind).output; }
+Widget Kes_gui_trans::get_transaction_button() { return panel_widgets(kind).action; }
+Widget Kes_gui_trans::get_panel() { return panel_widgets(kind).form; }
+int Kes_gui_trans::is_abort_button() { return label_is(get_abort_button(), GUI_MSG("Stop")); }
+
+const char *Kes_gui_trans::get_abort_label() {
+  static const char *const kLabels[] = {"Stop Bringover", "Stop Putback", "Stop Undo"};
+  return GUI_MSG(kLabels[kind]);
+}
+
 // ---- bringover
 
 Kes_gui_bringover::Kes_gui_bringover(Kes_gui_engine *e) : Kes_gui_trans(KES_TRANS_BRINGOVER, e) {}
 Kes_gui_bringover::~Kes_gui_bringover() { free(new_child_path); }
 
-Widget Kes_gui_bringover::get_abort_button() {
-  return form_of(kind) ? form_of(kind)->action_btn : nullptr;
-}
-const char *Kes_gui_bringover::get_abort_label() { return GUI_MSG("Stop Bringover"); }
-Widget Kes_gui_bringover::get_output_button() {
-  return form_of(kind) ? form_of(kind)->output_btn : nullptr;
-}
 void Kes_gui_bringover::hide_abort_button() { set_label(get_abort_button(), GUI_MSG("Bringover")); }
-int Kes_gui_bringover::is_abort_button() { return label_is(get_abort_button(), GUI_MSG("Stop")); }
-Widget Kes_gui_bringover::get_transaction_button() { return get_abort_button(); }
-Widget Kes_gui_bringover::get_panel() { return form_of(kind) ? form_of(kind)->form : nullptr; }
 void Kes_gui_bringover::enable_panel() { set_form_sensitive(kind, 1); }
 void Kes_gui_bringover::disable_panel() { set_form_sensitive(kind, 0); }
 
 void Kes_gui_bringover::get_options() {
-  if (trans_files_form *f = form_of(kind)) {
-    preview = toggled(f->options[OPT_PREVIEW]);
-    skip_gets = toggled(f->options[OPT_SKIP_GETS]);
-    verbose = toggled(f->options[OPT_VERBOSE]);
-    force_conflicts = toggled(f->options[OPT_FORCE_OR_AUTO]);
-    quiet = toggled(f->options[OPT_QUIET]);
-    skip_backups = toggled(f->options[OPT_SKIP_BACKUPS]);
-    delta_comments = toggled(f->options[OPT_DELTA_COMMENTS]);
-  }
+  read_options(this, &force_conflicts);
   engine->set_preview(preview);
 }
 
 int Kes_gui_bringover::verify_child_ws() {
-  trans_files_form *f = form_of(kind);
-  char *path = fully_qualify_textfield(f->child_text);
-  std::unique_ptr<char, decltype(&free)> owner(path, free);
-  if (!*path) {
-    trans_footer(GUI_MSG("Enter a Child Workspace Directory"));
-    return 0;
-  }
-  delete child_ws;
-  if (!(child_ws = workspace_of(path))) return 0;
+  std::unique_ptr<char, decltype(&free)> owner(child_field_workspace(this), free);
+  const char *path = owner.get();
+  if (!path) return 0;
   if (get_trans_category() == KES_GUI_BRINGOVER_CREATE) {
     char dir[1024];
     kes_parse_filename(path, dir, nullptr);
@@ -271,28 +323,9 @@ int Kes_gui_bringover::verify_child_ws() {
 }
 
 int Kes_gui_bringover::verify_parent_ws() {
-  trans_files_form *f = form_of(kind);
-  char *path = fully_qualify_textfield(f->parent_text);
-  std::unique_ptr<char, decltype(&free)> owner(path, free);
-  if (!*path) {
-    Kes_workspace *parent = nullptr;
-    if (child_ws) delete child_ws->get_parent(&parent);
-    if (!parent) {
-      trans_footer(GUI_MSG("Enter a Parent Workspace Directory"));
-      return 0;
-    }
-    set_field(f->parent_text, parent->wsname);
-    owner.reset(strdup(parent->wsname));
-    delete parent;
-  }
   delete parent_ws;
-  if (!(parent_ws = workspace_of(owner.get()))) return 0;
-  // A plain directory will do: a bringover can read from an older source tree.
-  if (!parent_ws->exists() && !is_directory(owner.get())) {
-    error_dialog(GUI_MSG("Bringover failed - non-existent parent workspace: %s"), owner.get());
-    return 0;
-  }
-  return 1;
+  parent_ws = verified_parent(this, 1, GUI_MSG("Bringover failed - non-existent parent workspace: %s"));
+  return parent_ws != nullptr;
 }
 
 int Kes_gui_bringover::verify_comment() {
@@ -403,30 +436,12 @@ int Kes_gui_bringover::setup_panel() {
 Kes_gui_putback::Kes_gui_putback(Kes_gui_engine *e) : Kes_gui_trans(KES_TRANS_PUTBACK, e) {}
 Kes_gui_putback::~Kes_gui_putback() { free(bringover_command); }
 
-Widget Kes_gui_putback::get_abort_button() {
-  return form_of(kind) ? form_of(kind)->action_btn : nullptr;
-}
-const char *Kes_gui_putback::get_abort_label() { return GUI_MSG("Stop Putback"); }
-Widget Kes_gui_putback::get_output_button() {
-  return form_of(kind) ? form_of(kind)->output_btn : nullptr;
-}
 void Kes_gui_putback::hide_abort_button() { set_label(get_abort_button(), GUI_MSG("Putback")); }
-int Kes_gui_putback::is_abort_button() { return label_is(get_abort_button(), GUI_MSG("Stop")); }
-Widget Kes_gui_putback::get_transaction_button() { return get_abort_button(); }
-Widget Kes_gui_putback::get_panel() { return form_of(kind) ? form_of(kind)->form : nullptr; }
 void Kes_gui_putback::enable_panel() { set_form_sensitive(kind, 1); }
 void Kes_gui_putback::disable_panel() { set_form_sensitive(kind, 0); }
 
 void Kes_gui_putback::get_options() {
-  if (trans_files_form *f = form_of(kind)) {
-    preview = toggled(f->options[OPT_PREVIEW]);
-    skip_gets = toggled(f->options[OPT_SKIP_GETS]);
-    verbose = toggled(f->options[OPT_VERBOSE]);
-    auto_bringover = toggled(f->options[OPT_FORCE_OR_AUTO]);
-    quiet = toggled(f->options[OPT_QUIET]);
-    skip_backups = toggled(f->options[OPT_SKIP_BACKUPS]);
-    delta_comments = toggled(f->options[OPT_DELTA_COMMENTS]);
-  }
+  read_options(this, &auto_bringover);
   // The property counts as read afresh from the file.
   if (!auto_bringover && get_gui()) {
     get_gui()->get_props()->load();
@@ -436,15 +451,9 @@ void Kes_gui_putback::get_options() {
 }
 
 int Kes_gui_putback::verify_child_ws() {
-  trans_files_form *f = form_of(kind);
-  char *path = fully_qualify_textfield(f->child_text);
-  std::unique_ptr<char, decltype(&free)> owner(path, free);
-  if (!*path) {
-    trans_footer(GUI_MSG("Enter a Child Workspace Directory"));
-    return 0;
-  }
-  delete child_ws;
-  if (!(child_ws = workspace_of(path))) return 0;
+  std::unique_ptr<char, decltype(&free)> owner(child_field_workspace(this), free);
+  const char *path = owner.get();
+  if (!path) return 0;
   if (!child_ws->exists()) {
     error_dialog(GUI_MSG("Putback failed - non-existent child workspace: %s"), path);
     return 0;
@@ -453,27 +462,9 @@ int Kes_gui_putback::verify_child_ws() {
 }
 
 int Kes_gui_putback::verify_parent_ws() {
-  trans_files_form *f = form_of(kind);
-  char *path = fully_qualify_textfield(f->parent_text);
-  std::unique_ptr<char, decltype(&free)> owner(path, free);
-  if (!*path) {
-    Kes_workspace *parent = nullptr;
-    if (child_ws) delete child_ws->get_parent(&parent);
-    if (!parent) {
-      trans_footer(GUI_MSG("Enter a Parent Workspace Directory"));
-      return 0;
-    }
-    set_field(f->parent_text, parent->wsname);
-    owner.reset(strdup(parent->wsname));
-    delete parent;
-  }
   delete parent_ws;
-  if (!(parent_ws = workspace_of(owner.get()))) return 0;
-  if (!parent_ws->exists()) {
-    error_dialog(GUI_MSG("Putback failed - non-existent parent workspace: %s"), owner.get());
-    return 0;
-  }
-  return 1;
+  parent_ws = verified_parent(this, 0, GUI_MSG("Putback failed - non-existent parent workspace: %s"));
+  return parent_ws != nullptr;
 }
 
 int Kes_gui_putback::verify_comment() {
@@ -498,19 +489,10 @@ int Kes_gui_putback::verify_comment() {
     XmProcessTraversal(comment_widget(kind), XmTRAVERSE_CURRENT);
     return 0;
   }
-  if (get_gui() && !get_gui()->get_props()->issue_comment_warn) return 1;
-  if (base->last_putback_comment && strcmp(base->last_putback_comment, text) == 0) {
-    if (show_message(get_trans_shell()->shell, GUI_MSG("Lathe Weaving: Message"),
-                     GUI_MSG("Your comment is the same as for previous putback.\nDo you want to "
-                             "reuse it?"),
-                     MODAL_QUESTION | MODAL_YES | MODAL_NO) == MODAL_YES)
-      return 1;
-    trans_footer(GUI_MSG("putback blocked; enter new comment"));
-    return 0;
-  }
-  free(base->last_putback_comment);
-  base->last_putback_comment = strdup(text);
-  return 1;
+  return check_repeated_comment(
+      this, &base->last_putback_comment,
+      GUI_MSG("Your comment is the same as for previous putback.\nDo you want to reuse it?"),
+      GUI_MSG("putback blocked; enter new comment"));
 }
 
 int Kes_gui_putback::build_cmd() {
@@ -601,19 +583,7 @@ void Kes_gui_putback::cleanup() {
 
 Kes_gui_undo::Kes_gui_undo(Kes_gui_engine *e) : Kes_gui_trans(KES_TRANS_UNDO, e) {}
 
-Widget Kes_gui_undo::get_abort_button() {
-  return get_trans_shell() ? get_trans_shell()->undo_action_btn : nullptr;
-}
-const char *Kes_gui_undo::get_abort_label() { return GUI_MSG("Stop Undo"); }
-Widget Kes_gui_undo::get_output_button() {
-  return get_trans_shell() ? get_trans_shell()->undo_output_btn : nullptr;
-}
 void Kes_gui_undo::hide_abort_button() { set_label(get_abort_button(), GUI_MSG("Perform Undo")); }
-int Kes_gui_undo::is_abort_button() { return label_is(get_abort_button(), GUI_MSG("Stop")); }
-Widget Kes_gui_undo::get_transaction_button() { return get_abort_button(); }
-Widget Kes_gui_undo::get_panel() {
-  return get_trans_shell() ? get_trans_shell()->undo_form : nullptr;
-}
 void Kes_gui_undo::enable_panel() { set_form_sensitive(kind, 1); }
 void Kes_gui_undo::disable_panel() { set_form_sensitive(kind, 0); }
 

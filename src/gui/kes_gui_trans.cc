@@ -111,16 +111,11 @@ Kes_gui_trans::~Kes_gui_trans() {
   delete child_ws;
 }
 
-// ---- the slots that the panels fill
+// ---- the slots that the panels fill (the ones that find widgets are in
+// kes_gui_panels.cc)
 
-Widget Kes_gui_trans::get_abort_button() { return nullptr; }
 void Kes_gui_trans::set_abort_button(Widget) {}
-const char *Kes_gui_trans::get_abort_label() { return "Stop"; }
-Widget Kes_gui_trans::get_output_button() { return nullptr; }
 void Kes_gui_trans::hide_abort_button() {}
-int Kes_gui_trans::is_abort_button() { return 0; }
-Widget Kes_gui_trans::get_transaction_button() { return nullptr; }
-Widget Kes_gui_trans::get_panel() { return nullptr; }
 void Kes_gui_trans::enable_panel() {}
 void Kes_gui_trans::disable_panel() {}
 void Kes_gui_trans::get_options() {}

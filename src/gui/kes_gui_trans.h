@@ -82,7 +82,8 @@ public:
   Kes_gui_trans(const Kes_gui_trans &) = delete;
   Kes_gui_trans &operator=(const Kes_gui_trans &) = delete;
 
-  // The comment text quoted for the inside of single quotes; malloc-ed.
+  // The comment text quoted for the inside of single quotes; malloc-ed.  This
+  // and the slots that find the panel's widgets work by the kind.
   virtual char *get_comments();
   virtual Widget get_abort_button();
   virtual void set_abort_button(Widget w);
@@ -123,6 +124,9 @@ protected:
   int count_action_words(const char *line, int length);
   // The two announcement lines; 1 when one matched and was counted.
   int count_announcement(const char *line);
+  // Bringover's and putback's lines after their own: an announcement is
+  // counted, anything else goes to the base.
+  void process_announced_line(const char *line, int length);
   // The shared part of every cleanup: buttons, panel and cursors back.
   void restore_panel();
   // Whether the first length bytes of line begin with word.
@@ -139,13 +143,7 @@ public:
   explicit Kes_gui_bringover(Kes_gui_engine *engine = nullptr);
   ~Kes_gui_bringover() override;
 
-  Widget get_abort_button() override;
-  const char *get_abort_label() override;
-  Widget get_output_button() override;
   void hide_abort_button() override;
-  int is_abort_button() override;
-  Widget get_transaction_button() override;
-  Widget get_panel() override;
   void enable_panel() override;
   void disable_panel() override;
   void get_options() override;
@@ -171,13 +169,7 @@ public:
   explicit Kes_gui_putback(Kes_gui_engine *engine = nullptr);
   ~Kes_gui_putback() override;
 
-  Widget get_abort_button() override;
-  const char *get_abort_label() override;
-  Widget get_output_button() override;
   void hide_abort_button() override;
-  int is_abort_button() override;
-  Widget get_transaction_button() override;
-  Widget get_panel() override;
   void enable_panel() override;
   void disable_panel() override;
   void get_options() override;
@@ -196,13 +188,7 @@ public:
 
   explicit Kes_gui_undo(Kes_gui_engine *engine = nullptr);
 
-  Widget get_abort_button() override;
-  const char *get_abort_label() override;
-  Widget get_output_button() override;
   void hide_abort_button() override;
-  int is_abort_button() override;
-  Widget get_transaction_button() override;
-  Widget get_panel() override;
   void enable_panel() override;
   void disable_panel() override;
   void get_options() override;

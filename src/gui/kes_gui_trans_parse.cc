@@ -109,17 +109,21 @@ void Kes_gui_trans::process_line(const char *line, int length) {
   if (hit) update_statistics_footer();
 }
 
-void Kes_gui_bringover::process_line(const char *line, int length) {
-  if (begins(line, length, "Use \"") && strstr(line, "to resolve conflicts")) {
-    conflicts_created = 1;  // the user gets the question instead
-    return;
-  }
+void Kes_gui_trans::process_announced_line(const char *line, int length) {
   if (!is_metadata_line(line, length) && count_announcement(line)) {
     write_to_log(line, length);
     update_statistics_footer();
     return;
   }
   Kes_gui_trans::process_line(line, length);
+}
+
+void Kes_gui_bringover::process_line(const char *line, int length) {
+  if (begins(line, length, "Use \"") && strstr(line, "to resolve conflicts")) {
+    conflicts_created = 1;  // the user gets the question instead
+    return;
+  }
+  process_announced_line(line, length);
 }
 
 void Kes_gui_putback::process_line(const char *line, int length) {
@@ -144,12 +148,7 @@ void Kes_gui_putback::process_line(const char *line, int length) {
     bringover_command = strdup(cmd.c_str());
     return;
   }
-  if (!is_metadata_line(line, length) && count_announcement(line)) {
-    write_to_log(line, length);
-    update_statistics_footer();
-    return;
-  }
-  Kes_gui_trans::process_line(line, length);
+  process_announced_line(line, length);
 }
 
 void Kes_gui_undo::process_line(const char *line, int length) {

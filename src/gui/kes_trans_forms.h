@@ -71,6 +71,8 @@ void switch_to_entire_ws();
 void update_list_buttons();
 void clear_argument_lists();
 void set_argument_lists(Kes_workspace *ws);
+// The workspace's args file appended to list; an error goes to the dialog.
+void args_strlist_from_wsname(Kes_workspace *ws, Kes_strlist *list);
 void load_dirs_files_list(Kes_workspace *ws);
 void save_dirs_files_list(Kes_workspace *ws);
 int args_lists_empty();

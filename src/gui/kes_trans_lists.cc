@@ -167,41 +167,34 @@ void clear_argument_lists() {
   update_action_button_state();
 }
 
+void args_strlist_from_wsname(Kes_workspace *ws, Kes_strlist *list) {
+  Kes_md_args *md = nullptr;
+  Kes_err *err = ws->get_md_args(&md);
+  std::unique_ptr<Kes_md_args> owner(md);
+  if (!err && md && md->exists()) err = md->get_lines(list);
+  if (err) {
+    trans_error_dialog(err->text);
+    delete err;
+  }
+}
+
 void set_argument_lists(Kes_workspace *ws) {
   if (!current_form()) return;
-  Kes_strlist *files = current_data()->file_list;
-  files->clear();
+  current_data()->file_list->clear();
   current_data()->flp_list->clear();
-  if (get_gui()->get_props()->auto_load_file_list) {
-    Kes_md_args *md = nullptr;
-    Kes_err *err = ws->get_md_args(&md);
-    std::unique_ptr<Kes_md_args> owner(md);
-    if (!err && md && md->exists()) err = md->get_lines(files);
-    if (err) {
-      trans_error_dialog(err->text);
-      delete err;
-    }
-  }
+  if (get_gui()->get_props()->auto_load_file_list)
+    args_strlist_from_wsname(ws, current_data()->file_list);
   fill_scroll_list();
   update_action_button_state();
 }
 
 void load_dirs_files_list(Kes_workspace *ws) {
   if (!current_form()) return;
-  XmListDeleteAllItems(get_scroll_list());
-  Kes_strlist *files = current_data()->file_list;
-  files->clear();
-  Kes_md_args *md = nullptr;
-  Kes_err *err = ws->get_md_args(&md);
-  std::unique_ptr<Kes_md_args> owner(md);
-  if (!err && md && md->exists()) err = md->get_lines(files);
-  if (err) {
-    trans_error_dialog(err->text);
-    delete err;
-  }
+  current_data()->file_list->clear();
+  args_strlist_from_wsname(ws, current_data()->file_list);
   fill_scroll_list();
   update_action_button_state();
-  gui_debug("trans args loaded %d", files->count);
+  gui_debug("trans args loaded %d", current_data()->file_list->count);
 }
 
 void save_dirs_files_list(Kes_workspace *ws) {
