@@ -150,6 +150,7 @@ int command_start(Kes_gui_trans *t, const char *program, std::string *cmd) {
     show_err(err);
     return 0;
   }
+  cmd->reserve(t->get_cmd_size());
   *cmd = std::string(t->command_prefix) + shell_escape(path);
   return 1;
 }

@@ -31,9 +31,8 @@
 
 namespace {
 
-// What the SIGCHLD handler reads: the newest object and its child.
+// What the SIGCHLD handler reads: the newest object, whose child it reaps.
 Kes_gui_trans *volatile newest_trans;
-volatile pid_t running_child;
 volatile sig_atomic_t child_reaped;
 int handler_installed;
 struct sigaction previous_handler;
@@ -221,7 +220,6 @@ void Kes_gui_trans::run() {
   write_fd = -1;
   show_abort_button();
   child_pid = pid;
-  running_child = pid;
   newest_trans = this;
   if (!handler_installed) {
     struct sigaction sa;
@@ -270,7 +268,6 @@ void clean_up_after_trans(Kes_gui_trans *t) {
   if (t->read_fd >= 0) close(t->read_fd);
   t->read_fd = -1;
   collect_status(t);
-  running_child = 0;
   t->cleanup();  // deletes t
 }
 

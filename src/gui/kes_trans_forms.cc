@@ -26,7 +26,6 @@
 #include "gui/shells/main_shell.h"
 #include "gui/shells/trans_shell.h"
 #include "toolkit/modal_dialog.h"
-#include "toolkit/ss_xpm.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 #include "util/kes_path.h"
@@ -136,7 +135,7 @@ void child_field_callback(Widget w, XtPointer, XtPointer) {
   XmProcessTraversal(w, XmTRAVERSE_NEXT_TAB_GROUP);
 }
 
-void dots_callback(Widget w, XtPointer client, XtPointer) {
+void dots_callback(Widget, XtPointer client, XtPointer) {
   Widget field = static_cast<Widget>(client);
   // A new child is a name in a directory; everything else is a workspace,
   // except a bringover's parent, which may be a plain source tree.
@@ -144,7 +143,6 @@ void dots_callback(Widget w, XtPointer client, XtPointer) {
   int workspaces = 1;
   if (f && field == f->child_text && category == KES_GUI_BRINGOVER_CREATE) workspaces = 0;
   if (f && field == f->parent_text && category != KES_GUI_PUTBACK) workspaces = 0;
-  (void)w;
   show_dot_dot_chooser(field, workspaces);
 }
 
