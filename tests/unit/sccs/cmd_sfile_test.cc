@@ -21,6 +21,7 @@
 #include "util/kes_process.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
@@ -62,8 +63,8 @@ protected:
   // Two edits at once: 1.2 on the trunk and 1.1.1.1 beside it.
   void make_two_edits() {
     make_history("one\n", "", "-fj");  // concurrent edits allowed
-    ASSERT_EQ(run(cssc("get") + " -s -e s.f.c", sdir).status, 0);
-    ASSERT_EQ(run(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g2")) + " s.f.c", sdir).status,
+    ASSERT_EQ(sh(cssc("get") + " -s -e s.f.c", sdir).status, 0);
+    ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g2")) + " s.f.c", sdir).status,
               0);
     std::string both = pfile_text(sdir);
     ASSERT_EQ(both.substr(0, 8), "1.1 1.2 ") << both;
@@ -92,7 +93,7 @@ protected:
   std::string cd_part() const { return std::string("cd ") + shell_escape_copy(ws) + "; "; }
   static std::string shell_escape_copy(const std::string &s);
 
-  TempDir tmp;
+  Temp_dir tmp;
   std::string ws, sdir, spath, clear;
 };
 
@@ -187,7 +188,7 @@ TEST_F(CmdSfile, UncheckoutOfTwoEdits) {
   EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
   EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
 
-  ASSERT_EQ(run(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
   SCCS_sfile g(spath.c_str());
   c = g.uncheckout(nullptr);
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
@@ -208,7 +209,7 @@ TEST_F(CmdSfile, CheckOutIncludingABranch) {
   EXPECT_EQ(str(c->results), "");  // silent
   delete c;
   EXPECT_EQ(read_file(clear), "A\nb\nC\n");
-  RunResult r = run(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
+  Run_result r = sh(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(get_text(spath, "1.3").out, "A\nb\nC\n");
   EXPECT_EQ(prs(spath, ":Dn:", "1.3"), "3\n");  // the serial of 1.1.1.1
@@ -496,7 +497,7 @@ TEST(CmdUserLocks, NoDoubles) {
 }
 
 TEST(CmdUserLocks, OnTheListReadFromAHistory) {
-  TempDir tmp;
+  Temp_dir tmp;
   kes_set_path();
   new_history(tmp.path(), "u.c", "x\n", "-acarol -adave");
   SCCS_sfile f(tmp.file("s.u.c").c_str());

@@ -19,6 +19,7 @@
 #include "util/kes_err.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
@@ -76,7 +77,7 @@ protected:
     return p;
   }
 
-  TempDir dir;
+  Temp_dir dir;
   std::string z;
   unsigned (*saved)(unsigned) = nullptr;
   pid_t holder = -1;
@@ -100,7 +101,7 @@ TEST_F(Zlock, TakeAndGiveBack) {
   EXPECT_FALSE(mylock(z.c_str(), me));
   EXPECT_EQ(unlockit(z.c_str(), me), -1);
   // No private file is left in the directory.
-  EXPECT_EQ(run("ls -A", dir.path()).out, "");
+  EXPECT_EQ(sh("ls -A", dir.path()).out, "");
 }
 
 TEST_F(Zlock, NoTriesFailsAtOnce) {
@@ -176,11 +177,11 @@ TEST_F(Zlock, UnusableDirectoryIsFatal) {
 TEST_F(Zlock, CsscWaitsWhileWeHoldTheLock) {
   new_history(dir.path(), "f.c", "x\n");
   ASSERT_EQ(lockit(z.c_str(), 1, getpid()), 0);
-  RunResult r = run("timeout 3 " + cssc("get") + " -s -e s.f.c", dir.path());
+  Run_result r = sh("timeout 3 " + cssc("get") + " -s -e s.f.c", dir.path());
   EXPECT_NE(r.status, 0);
   EXPECT_FALSE(file_exists(dir.file("p.f.c")));
   ASSERT_EQ(unlockit(z.c_str(), getpid()), 0);
-  r = run(cssc("get") + " -s -e s.f.c", dir.path());
+  r = sh(cssc("get") + " -s -e s.f.c", dir.path());
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_TRUE(file_exists(dir.file("p.f.c")));
 }
@@ -209,7 +210,7 @@ TEST_F(Zlock, FileWithoutLockNameLocksNothing) {
   SCCS_sfile f(dir.file("plain.c").c_str());
   EXPECT_EQ(f.lock_file(), nullptr);
   EXPECT_EQ(f.zfile_path, nullptr);
-  EXPECT_EQ(run("ls -A", dir.path()).out, "");
+  EXPECT_EQ(sh("ls -A", dir.path()).out, "");
 }
 
 TEST_F(Zlock, BusyFileCannotBeLocked) {

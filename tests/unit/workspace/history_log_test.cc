@@ -12,6 +12,7 @@
 #include "workspace/kes_history.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -60,7 +61,7 @@ std::vector<std::string> leftovers(const std::string &dir) {
 
 class HistoryLog : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string mdir = make_ws(tmp.path()) + "/Brindle_wsdata";
   std::string log = mdir + "/history";
   Kes_md_history md{nullptr, mdir.c_str()};
@@ -336,7 +337,7 @@ TEST_F(HistoryLog, FailedAppendLosesOnlyTheRecord) {
       if (Kes_err *e = m.printf("%040d\n", i)) return e->print(), 3;
     m.done(nullptr);
     return 0;
-  });
+  }).status;
   EXPECT_EQ(status, 0) << read_file(errfile);
   EXPECT_EQ(read_file(log), old);
   EXPECT_NE(read_file(errfile).find("Writing to \"" + log + "\" failed"), std::string::npos)
@@ -358,7 +359,7 @@ TEST_F(HistoryLog, WriteAndStartFailuresAreReturned) {
                    e.text.find("Writing to \"" + mdir + "/history.") != std::string::npos
                ? 0
                : 1;
-  });
+  }).status;
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(leftovers(mdir).empty());  // the child's destructor dropped it
 
@@ -382,7 +383,7 @@ TEST_F(HistoryLog, CrashBeforeDoneLeavesOnlyTheTemporaryFile) {
     if (m.printf("half a record\n")) return 3;
     fflush(nullptr);
     _exit(0);  // no destructor, no done
-  });
+  }).status;
   EXPECT_EQ(status, 0);
   EXPECT_EQ(read_file(log), "VERSION 1\nCOMMAND old\n");
   std::vector<std::string> left = leftovers(mdir);
@@ -412,7 +413,7 @@ TEST(HistoryRecord, CompareLeavesOutTheChildName) {
 }
 
 TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string gone = tmp.file("gone");
   make_dirs(gone);
   std::string errfile = tmp.file("stderr");
@@ -422,7 +423,7 @@ TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
     if (chdir(gone.c_str()) != 0 || rmdir(gone.c_str()) != 0) return 5;
     Kes_cmdlog cl;
     return 0;
-  });
+  }).status;
   EXPECT_EQ(status, 1);
   std::string err = read_file(errfile);
   EXPECT_NE(err.find(": Could not get current working directory\n"), std::string::npos) << err;

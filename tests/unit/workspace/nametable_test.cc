@@ -15,6 +15,7 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -26,11 +27,11 @@ void make_history(const std::string &sfile, const std::string &comment) {
   make_dirs(dir);
   std::string init = dir + "/.init";
   write_file(init, "text of " + sfile + "\n");
-  std::string out = sh("admin -n -i" + quote(init) + " -y" + quote(comment) + " " + quote(sfile) +
-                       " 2>&1 && echo made");
+  std::string out = sh("admin -n -i" + shq(init) + " -y" + shq(comment) + " " + shq(sfile) +
+                       " 2>&1 && echo made").out;
   unlink(init.c_str());
   ASSERT_NE(out.find("made"), std::string::npos) << out;
-  ASSERT_EQ(sh("val " + quote(sfile) + " && echo ok"), "ok\n");
+  ASSERT_EQ(sh("val " + shq(sfile) + " && echo ok").out, "ok\n");
 }
 
 // The SmID text of a history file's root, through a full read.
@@ -81,7 +82,7 @@ int as_outsider(const std::string &dir, const std::function<void()> &prepare,
       prepare();
     }
     return fn();
-  });
+  }).status;
 }
 
 // Why the outsider could not take part, or "" when it did.
@@ -135,7 +136,7 @@ protected:
 
   Err read() { return take(nt->read_table(nullptr, nullptr)); }
 
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root, md, table, journal;
   Kes_workspace *ws = nullptr;
   Kes_md_nametable *nt = nullptr;
@@ -149,7 +150,7 @@ TEST(NtRecord, LinesRoundTripAndBadLinesAreRefused) {
   Kes_nt rec("dir with blanks/a b.c", new Kes_smid(words));
   rec.edit = Kes_nt::REMOVE;
   // Through a real file: a table line, a journal line, and lines that are neither.
-  TempDir tmp;
+  Temp_dir tmp;
   std::string path = tmp.file("lines");
   FILE *fp = fopen(path.c_str(), "w");
   ASSERT_EQ(rec.print(fp, path.c_str()), nullptr);
@@ -364,7 +365,7 @@ TEST_F(Nametable, TwoNamesForOneSmidCantBeRead) {
             std::string::npos)
       << e.text;
   EXPECT_EQ(read_file(table), t);
-  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\n");  // no temporary file left
+  EXPECT_EQ(sh("ls -A " + shq(md)).out, "nametable\n");  // no temporary file left
 }
 
 TEST_F(Nametable, TheRepairStepTakesABadTableAsEmpty) {
@@ -523,7 +524,7 @@ TEST_F(Nametable, TenEditsAreOnDiskBeforeTheTableIsWritten) {
     }
     raise(SIGKILL);  // dies between its edits and write_table
     return 2;
-  });
+  }).status;
   EXPECT_EQ(status, 128 + SIGKILL);
   std::string j = read_file(journal);
   EXPECT_EQ(std::count(j.begin(), j.end(), '\n'), 11) << j;  // version line and 10 synced
@@ -555,7 +556,7 @@ TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
     }
     raise(SIGKILL);
     return 2;
-  });
+  }).status;
   ASSERT_EQ(status, 128 + SIGKILL);
   open_table();
   EXPECT_EQ(read().code, 0);
@@ -588,7 +589,7 @@ TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
   EXPECT_EQ(e.text.find("Rename of \"" + table + "."), 0u) << e.text;
   EXPECT_TRUE(nt->dirty);
   EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
-  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\nnametable_editlog\n");  // temporary removed
+  EXPECT_EQ(sh("ls -A " + shq(md)).out, "nametable\nnametable_editlog\n");  // temporary removed
   delete g;
 }
 
@@ -697,7 +698,7 @@ TEST_F(Nametable, AnUnreadableDirectoryStopsTheWalk) {
 TEST_F(Nametable, CopiesOfOneHistoryAreDuplicates) {
   make_history(root + "/SCCS/s.orig.c", "orig");
   make_history(root + "/SCCS/s.other.c", "other");
-  sh("cp " + quote(root + "/SCCS/s.orig.c") + " " + quote(root + "/SCCS/s.copy.c"));
+  sh("cp " + shq(root + "/SCCS/s.orig.c") + " " + shq(root + "/SCCS/s.copy.c"));
   std::string smid = root_smid(root + "/SCCS/s.orig.c");
   open_table();
   Kes_smid_int_hash *found = new Kes_smid_int_hash;
@@ -723,10 +724,10 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
   // unrelated histories writes it.
   std::string s = root + "/SCCS/s.two roots.c";
   make_history(s, "first");
-  sh("{ cd " + quote(root + "/SCCS") + " && get -s -e " + quote("s.two roots.c") + " && echo x >> " +
-     quote("two roots.c") + " && delta -s -ysecond " + quote("s.two roots.c") + " && get -s -e -r1.1 " +
-     quote("s.two roots.c") + " && echo y >> " + quote("two roots.c") + " && delta -s -ythird " +
-     quote("s.two roots.c") + "; } 2>/dev/null");
+  sh("{ cd " + shq(root + "/SCCS") + " && get -s -e " + shq("s.two roots.c") + " && echo x >> " +
+     shq("two roots.c") + " && delta -s -ysecond " + shq("s.two roots.c") + " && get -s -e -r1.1 " +
+     shq("s.two roots.c") + " && echo y >> " + shq("two roots.c") + " && delta -s -ythird " +
+     shq("s.two roots.c") + "; } 2>/dev/null");
   std::string text = read_file(s);
   size_t d = text.find("\001d D 1.1 ");
   ASSERT_NE(d, std::string::npos);
@@ -802,7 +803,7 @@ TEST_F(Nametable, AReadOnlyWorkspaceIsServedWithoutWrites) {
   // A lock left by someone: a reader that locked would wait 15 seconds.
   std::string lock = table + ".lock";
   ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  sh("chmod -R a+rX " + quote(tmp.path()));
+  sh("chmod -R a+rX " + shq(tmp.path()));
   owner_writes(md);
   std::string before_table = read_file(table), before_journal = read_file(journal);
   int status = as_outsider(md, [&] { no_writes(md); }, [&] {

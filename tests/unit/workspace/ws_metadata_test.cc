@@ -7,6 +7,7 @@
 #include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -71,7 +72,7 @@ public:
 
 class Metadata : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   const char *dir() { return tmp.path().c_str(); }
   std::string file(const char *name) { return tmp.file(name); }
 };
@@ -487,7 +488,7 @@ TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
   EXPECT_EQ(read_file(file("f")), "VERSION 1\nafter\n");
   EXPECT_FALSE(file_exists(lk));
   // The probe files are gone too.
-  EXPECT_EQ(sh("ls '" + tmp.path() + "'"), "f\n");
+  EXPECT_EQ(sh("ls '" + tmp.path() + "'").out, "f\n");
 
   // An explicit timeout counts the same way, and the new lock is fresh.
   looks.clear();

@@ -6,12 +6,13 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
 TEST(WorkspaceSfile, FilesFromTheFactory) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root = make_ws(tmp.file("ws"));
   make_dirs(root + "/src/SCCS");
   write_file(root + "/src/a.c", "int a;\n");
@@ -53,7 +54,7 @@ TEST(WorkspaceSfile, FilesFromTheFactory) {
 TEST(WorkspaceSfile, MergeObjectFromTheFactory) {
   // A child history one delta ahead of its parent: the merge the workspace hands
   // out sees the from side as new, without writing anything in analysis mode.
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root = make_ws(tmp.file("ws"));
   make_dirs(root + "/p/SCCS");
   make_dirs(root + "/c/SCCS");
