@@ -2,6 +2,7 @@
 // what a read makes of each, writing, edits and the journal, the rebuild by a
 // walk over a workspace of history files made by SCCS, duplicate SmIDs, and
 // read-only workspaces.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 
@@ -593,26 +594,36 @@ TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
   delete g;
 }
 
-// Counts the looks a locker takes at a lock somebody else holds.
-int looks_at_held_lock = 0;
-void count_look(const char *, time_t, time_t, int) { looks_at_held_lock++; }
+// A reader meets the table's lock held by another process: it waits, and reads
+// once the holder, told by the reader's first look at the held lock, lets go.
+int looked = -1;
+void tell_holder(const char *, time_t, time_t, int) {
+  if (looked >= 0 && write(looked, "l", 1) == 1) close(looked);
+  looked = -1;
+}
 
 TEST_F(Nametable, AReadWaitsForTheTableLockAnotherProcessHolds) {
   write_file(table, "VERSION 1\nf 1 2 3 4\n");
   std::string lock = table + ".lock";
   ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  pid_t releaser = fork();
-  if (releaser == 0) {
-    usleep(1500000);
-    unlink(lock.c_str());
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t holder = fork();
+  if (holder == 0) {
+    char c;
+    close(fds[1]);
+    if (::read(fds[0], &c, 1) == 1) unlink(lock.c_str());
     _exit(0);
   }
-  kes_file_lock_set_observer(count_look);
+  close(fds[0]);
+  looked = fds[1];
+  kes_file_lock_set_observer(tell_holder);
   open_table();
   EXPECT_EQ(read().code, 0);
   kes_file_lock_set_observer(nullptr);
-  waitpid(releaser, nullptr, 0);
-  EXPECT_GE(looks_at_held_lock, 1);
+  if (looked >= 0) close(looked);  // never looked: the holder ends without letting go
+  waitpid(holder, nullptr, 0);
+  EXPECT_EQ(looked, -1) << "the read did not wait for the lock";
   EXPECT_EQ(nt->list->count, 1);
   EXPECT_FALSE(file_exists(lock));
 }
@@ -761,30 +772,45 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
 
 TEST_F(Nametable, ALongScanShowsItIsAlive) {
   make_history(root + "/SCCS/s.a.c", "a");
-  // A history file that keeps the scan waiting until someone writes to it.
-  std::string slow = root + "/SCCS/s.slow.c";
+  // A history file that keeps the scan waiting until someone opens it for
+  // writing: a process that reads the scan's output and opens it after the first beat.
+  std::string slow = root + "/SCCS/s.slow.c", said = tmp.file("said");
   ASSERT_EQ(mkfifo(slow.c_str(), 0666), 0);
-  setenv("BRINDLE_HEARTBEAT", "1", 1);
+  int out[2];
+  ASSERT_EQ(pipe(out), 0);
   pid_t writer = fork();
   if (writer == 0) {
-    usleep(2500000);
-    FILE *f = fopen(slow.c_str(), "w");
-    if (f) fputs("not a history\n", f);
+    close(out[1]);
+    std::string seen;
+    char buf[512];
+    for (ssize_t n; (n = ::read(out[0], buf, sizeof buf)) > 0;) {
+      bool first = seen.find("minutes ...\n") == std::string::npos;
+      seen.append(buf, n);
+      if (first && seen.find("minutes ...\n") != std::string::npos) close(open(slow.c_str(), O_WRONLY));
+    }
+    write_file(said, seen);
     _exit(0);
   }
+  close(out[0]);
+  setenv("BRINDLE_HEARTBEAT", "1", 1);
   open_table();
-  testing::internal::CaptureStderr();
-  std::string out = capture_stdout([&] { EXPECT_EQ(read().code, 0); });
-  std::string err = testing::internal::GetCapturedStderr();
-  waitpid(writer, nullptr, 0);
+  fflush(stdout);
+  setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // each beat reaches the writer as it is said
+  int saved = dup(1);
+  dup2(out[1], 1);
+  close(out[1]);
+  std::string err = capture_stderr([&] { EXPECT_EQ(read().code, 0); });
+  fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
   unsetenv("BRINDLE_HEARTBEAT");
-  EXPECT_NE(out.find("Searching for history files for 0.0 minutes ...\n"), std::string::npos)
-      << out;
+  waitpid(writer, nullptr, 0);
+  EXPECT_EQ(read_file(said).rfind("Searching for history files for 0.0 minutes ...\n", 0), 0u)
+      << read_file(said);
   EXPECT_NE(err.find("s.slow.c"), std::string::npos) << err;  // reported and skipped
   EXPECT_EQ(records(), std::vector<std::string>{"a.c " + root_smid(root + "/SCCS/s.a.c")});
-  // The beat ends with the scan.
-  out = capture_stdout([&] { sleep(2); });
-  EXPECT_EQ(out, "");
+  // The beat ends with the scan: no alarm is left to fire.
+  EXPECT_EQ(alarm(0), 0u);
 }
 
 // ---------------------------------------------------------------------------
