@@ -81,6 +81,9 @@ TEST(SdataCreate, RewrittenHistoryKeepsEveryVersionAndPassesCssc) {
       }
     EXPECT_TRUE(found) << old.sid;
   }
+  // Include and exclude lists follow their deltas: 1.4 included 1.2.1.1 and
+  // excluded 1.3, serials 4 and 3 before.
+  EXPECT_EQ("5|4\n", prs(s, ":Dn:|:Dx:", "1.4"));
   const Table_row &data = after[after.size() - 2];
   EXPECT_EQ('R', data.type);
   EXPECT_EQ("1.2", data.sid);

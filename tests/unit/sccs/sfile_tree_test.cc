@@ -76,26 +76,6 @@ TEST(SfileTree, RootsAndAFakeRootOverTheTree) {
   EXPECT_EQ(fake->root, fake);
 }
 
-TEST(SfileTree, SidLevelsOnlyForTheFromSideAndReleaseOne) {
-  struct Case {
-    const char *sid;
-    int side, serial;
-    const char *new_sid;
-    int new_serial;
-  } cases[] = {{"1.3", 0, 3, "1.4", 4}, {"2.5", 0, 7, "2.5", 8}, {"1.3.2.1", 1, 5, "1.3.2.1", 5}};
-  for (const Case &c : cases) {
-    SCCS_delta d;
-    d.set_sid(c.sid);
-    d.side = c.side;
-    d.serial = c.serial;
-    d.pred = c.serial - 1;
-    incr_sid_level(&d);
-    EXPECT_STREQ(d.sid, c.new_sid);
-    EXPECT_EQ(d.serial, c.new_serial) << c.sid;
-    EXPECT_EQ(d.pred, c.new_serial - 1) << c.sid;
-  }
-}
-
 TEST(SfileTree, WalkRootsVisitsRootsWithPeers) {
   Temp_dir dir;
   auto f = read_full(branched(dir));
