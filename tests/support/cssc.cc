@@ -26,14 +26,6 @@ Run_result checked(const std::vector<std::string> &argv, const std::string &dir)
   EXPECT_EQ(r.status, 0) << cmd << "\nin " << dir << "\nstdout: " << r.out << "\nstderr: " << r.err;
   return r;
 }
-std::string dir_of(const std::string &path) {
-  size_t s = path.rfind('/');
-  return s == std::string::npos ? "." : path.substr(0, s);
-}
-std::string base_of(const std::string &path) {
-  size_t s = path.rfind('/');
-  return s == std::string::npos ? path : path.substr(s + 1);
-}
 }  // namespace
 
 Run_result new_history(const std::string &dir, const std::string &name, const std::string &text,

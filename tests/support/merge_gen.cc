@@ -16,16 +16,6 @@ namespace merge_gen {
 
 namespace {
 
-std::string dir_of(const std::string &path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash);
-}
-
-std::string base_of(const std::string &path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 std::string pfile_of(const std::string &sfile) {
   std::string base = base_of(sfile);
   return dir_of(sfile) + "/p." + base.substr(2);

@@ -123,6 +123,16 @@ std::vector<std::string> lines_of(const std::string &text) {
   return v;
 }
 
+std::string dir_of(const std::string &path) {
+  size_t s = path.rfind('/');
+  return s == std::string::npos ? "." : path.substr(0, s);
+}
+
+std::string base_of(const std::string &path) {
+  size_t s = path.rfind('/');
+  return s == std::string::npos ? path : path.substr(s + 1);
+}
+
 std::string shq(const std::string &word) {
   std::string q = "'";
   for (char c : word) q += c == '\'' ? std::string("'\\''") : std::string(1, c);

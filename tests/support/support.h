@@ -42,6 +42,8 @@ bool file_exists(const std::string &path);                       // lstat: links
 void make_dirs(const std::string &path);
 mode_t mode_of(const std::string &path);  // permission bits, 0 when absent
 std::vector<std::string> lines_of(const std::string &text);
+std::string dir_of(const std::string &path);   // "." for a bare name
+std::string base_of(const std::string &path);
 std::string shq(const std::string &word);  // quoted for the shell
 
 // Programs.  status is the exit status, 128 + the signal when one ended it.
