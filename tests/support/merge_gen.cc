@@ -947,7 +947,7 @@ Judge_report judge_pair(const Pair &pair, const Merge_fn &merge) {
   mkdir(scratch.c_str(), 0755);
   judge_direction(a, b, scratch, merge, &rep, true, pair.params.names);
   judge_direction(b, a, scratch, merge, &rep, false, pair.params.names);
-  if (!getenv("MERGE_GEN_KEEP")) remove_tree(scratch);
+  remove_tree(scratch);
   return rep;
 }
 
