@@ -14,6 +14,7 @@
 #include "util/kes_process.h"
 #include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
+#include "support/cssc.h"
 #include "workspace/ws_helpers.h"
 
 using namespace support;
@@ -24,15 +25,8 @@ namespace {
 // A history file made by SCCS, with a comment of its own so that its SmID is
 // its own.
 void make_history(const std::string &sfile, const std::string &comment) {
-  std::string dir = sfile.substr(0, sfile.rfind('/'));
-  make_dirs(dir);
-  std::string init = dir + "/.init";
-  write_file(init, "text of " + sfile + "\n");
-  std::string out = sh("admin -n -i" + shq(init) + " -y" + shq(comment) + " " + shq(sfile) +
-                       " 2>&1 && echo made").out;
-  unlink(init.c_str());
-  ASSERT_NE(out.find("made"), std::string::npos) << out;
-  ASSERT_EQ(sh("val " + shq(sfile) + " && echo ok").out, "ok\n");
+  make_dirs(dir_of(sfile));
+  new_history(dir_of(sfile), base_of(sfile).substr(2), "text of " + sfile + "\n", "-y" + shq(comment));
 }
 
 // The SmID text of a history file's root, through a full read.
@@ -735,19 +729,12 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
   // unrelated histories writes it.
   std::string s = root + "/SCCS/s.two roots.c";
   make_history(s, "first");
-  sh("{ cd " + shq(root + "/SCCS") + " && get -s -e " + shq("s.two roots.c") + " && echo x >> " +
-     shq("two roots.c") + " && delta -s -ysecond " + shq("s.two roots.c") + " && get -s -e -r1.1 " +
-     shq("s.two roots.c") + " && echo y >> " + shq("two roots.c") + " && delta -s -ythird " +
-     shq("s.two roots.c") + "; } 2>/dev/null");
+  add_delta(s, "text\nx\n", "second");
+  add_delta(s, "text\ny\n", "third", "-r1.1");
   std::string text = read_file(s);
-  size_t d = text.find("\001d D 1.1 ");
-  ASSERT_NE(d, std::string::npos);
-  size_t s_line = text.rfind("\001s ", d);
-  size_t user_end = text.find(" 1 0\n", d);
-  ASSERT_NE(user_end, std::string::npos);
-  text.replace(s_line, user_end - s_line,
+  size_t d = text.find("\001d D 1.1 "), s_line = text.rfind("\001s ", d);
+  text.replace(s_line, text.find(" 1 0\n", d) - s_line,
                "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake");
-  chmod(s.c_str(), 0644);
   write_file(s, text);
 
   Kes_workspace scratch;
