@@ -84,27 +84,13 @@ protected:
   }
   std::vector<std::string> made;
 
-  static mode_t mode_of(const std::string &path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
-  }
-
-  // The quoted directory part of a shown command: "cd <dir>; ".
-  std::string cd_part() const { return std::string("cd ") + shell_escape_copy(ws) + "; "; }
-  static std::string shell_escape_copy(const std::string &s);
+  // The quoted directory part of a shown command: "cd <dir>; " (the temporary
+  // directory's own name needs no quoting).
+  std::string cd_part() const { return "cd " + tmp.path() + "/src\\ dir\\;\\$x\\'\\&\\(y\\); "; }
 
   Temp_dir tmp;
   std::string ws, sdir, spath, clear;
 };
-
-std::string CmdSfile::shell_escape_copy(const std::string &s) {
-  std::string out;
-  for (char c : s) {
-    if (strchr("&;`'\"!|*?~<>^()[]{}$\\\n ", c)) out += '\\';
-    out += c;
-  }
-  return out;
-}
 
 TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   make_history("one\ntwo\n");
@@ -149,7 +135,7 @@ TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
   make_history("one\n", "ONE\n");
   SCCS_sfile f(spath.c_str());
   std::string g = tmp.file("other name.c");
-  std::string g_arg = shell_escape_copy(g);  // the caller quotes the name
+  std::string g_arg = tmp.path() + "/other\\ name.c";  // the caller quotes the name
   Cmd *c = f.check_out("1.1", g_arg.c_str());
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
   EXPECT_EQ(str(c->cmd), cd_part() + "get -e -r1.1 SCCS/s.f.c -G" + g_arg + "\n");
@@ -268,7 +254,8 @@ TEST_F(CmdSfile, ExtractionToPrivateAndSharedPlaces) {
   Cmd *c = f.get_clear_file_cmd("1.1", 3, priv.c_str());
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
   EXPECT_EQ(str(c->cmd),
-            cd_part() + "get -k -s -r1.1 -p SCCS/s.f.c > " + shell_escape_copy(priv) + "\n");
+            cd_part() + "get -k -s -r1.1 -p SCCS/s.f.c > " + priv.substr(0, priv.size() - 11) +
+                "old\\ version\n");
   EXPECT_EQ(str(c->results), "");
   EXPECT_EQ(c->errors, nullptr);
   delete c;
@@ -463,7 +450,7 @@ TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
   }
   ASSERT_EQ(chdir(here), 0);
   EXPECT_EQ(c1->ret_stat, 0) << str(c1->errors);
-  EXPECT_EQ(str(c1->cmd), "cd " + shell_escape_copy("src dir;$x'&(y)") + "; get -e SCCS/s.f.c \n");
+  EXPECT_EQ(str(c1->cmd), "cd src\\ dir\\;\\$x\\'\\&\\(y\\); get -e SCCS/s.f.c \n");
   EXPECT_TRUE(file_exists(clear));
   EXPECT_EQ(c2->ret_stat, 0) << str(c2->errors);
   EXPECT_EQ(str(c2->cmd), "val s.g.c\n");  // no directory: no cd
