@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,10 +24,19 @@ bool is_dir(const std::string &path, const dirent *e) {
   return lstat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+std::string here;  // the starting directory, for messages
+
+// A directory that can't be read hides its files: the user is told.
+DIR *open_dir(const std::string &path) {
+  DIR *d = opendir(path.c_str());
+  if (!d) fprintf(stderr, "def.dir.flp: %s%s: %s\n", here.c_str(), path.c_str() + 1, strerror(errno));
+  return d;
+}
+
 // prefix is the directory's name relative to the root ("" at the root, else
 // ending in "/"); path is how to reach it from here.
 void walk(const std::string &path, const std::string &prefix, bool at_root) {
-  DIR *d = opendir(path.c_str());
+  DIR *d = open_dir(path);
   if (!d) return;
   std::vector<std::string> dirs;
   bool has_sccs = false;
@@ -43,7 +53,7 @@ void walk(const std::string &path, const std::string &prefix, bool at_root) {
   closedir(d);
   if (has_sccs) {
     std::vector<std::string> files;
-    if (DIR *s = opendir((path + "/SCCS").c_str())) {
+    if (DIR *s = open_dir(path + "/SCCS")) {
       while (dirent *e = readdir(s))
         if (e->d_name[0] == 's' && e->d_name[1] == '.' && e->d_name[2] && !strchr(e->d_name, '\n') &&
             e->d_type != DT_DIR)
@@ -69,6 +79,7 @@ int main() {
     perror("def.dir.flp: getcwd");
     return 1;
   }
+  here = cwd;
   // The names start at the workspace root; without one, here.
   std::string prefix;
   bool at_root = true;
