@@ -128,6 +128,23 @@ and both \"src/x.c\" and \"src/y.c\" exist in \"$T/right\"  (Warning 2699)" "$OU
 expect_contains "two rename errors" "Names Summary:
        2   rename errors" "$OUT"
 
+# A chain of renames, a to b, b to c, c to d: the name a file is to take
+# must be free first, so the file that holds it moves before it.
+make_ws one
+for f in a b c; do new_file one "src/$f.c" "$f"; done
+child_of one two
+mv_file one src/c.c src/d.c recorded
+mv_file one src/b.c src/c.c recorded
+mv_file one src/a.c src/b.c recorded
+run bringover -n -w "$T/two" src
+expect_exit "a chain" 0
+expect_eq "the last link first" "rename from: src/c.c
+         to: src/d.c
+rename from: src/b.c
+         to: src/c.c
+rename from: src/a.c
+         to: src/b.c" "$(printf '%s\n' "$OUT" | grep -A1 '^rename from')"
+
 # A copy whose original is gone can't be told from the original: the table
 # of that workspace is left alone, and the user is told how to mend it.
 make_ws up
