@@ -311,7 +311,8 @@ Kes_err *Kes_renames::kes_ws_file_verify_smidhash(Kes_ws_file *file, int side) {
     if (info && (err = verify_smidinfo(info, smid, file->name, side))) return err;
     int added = 0;
     if ((err = add_entry(file->name, smid, side, &added))) return err;
-    if (!info) smid_table->lookup(smid)->flags |= Kes_smidinfo::VERIFIED;
+    Kes_smidinfo *now = info ? nullptr : smid_table->lookup(smid);
+    if (now) now->flags |= Kes_smidinfo::VERIFIED;
     if (added) bump(stale, smid, -1);
   }
   return nullptr;
