@@ -53,6 +53,16 @@ Kes_err *start_in_background(const std::string &cmd, long *pid) {
   return kes_execute_cmd_bg("/bin/sh", argv, pid);
 }
 
+// The background program is waited for and its names read whatever happened
+// in the foreground; the first error is the one returned.
+Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_err *err) {
+  Kes_err *read_err = t->read_flp_output(t->to_ws, out, pid);
+  unlink(out);
+  if (!err) return read_err;
+  delete read_err;
+  return err;
+}
+
 }  // namespace
 
 // Names from a program's output go to add_file one by one; an error stops
@@ -98,14 +108,7 @@ Kes_err *Kes_transaction::run_dir_flp(const char *dir) {
   long pid = 0;
   err = run_dir_flp_in_ws_bg(to_ws, dir, out, &pid);
   if (!err) err = run_dir_flp_in_ws(from_ws, dir);
-  // The background program is waited for whatever happened here.
-  Kes_err *read_err = read_flp_output(to_ws, out, pid);
-  unlink(out);
-  if (err) {
-    delete read_err;
-    return err;
-  }
-  return read_err;
+  return finish_background(this, out, pid, err);
 }
 
 Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
@@ -165,13 +168,7 @@ Kes_err *Kes_transaction::run_gen_flp(const char *program_in_arg) {
     err = (new Kes_err)->format_msg(
         2013, 0, BWM_MSG(10012, "FLP \"%s\" does not exist in either parent or child workspace"),
         program_in_arg);
-  Kes_err *read_err = read_flp_output(to_ws, out, pid);
-  unlink(out);
-  if (err) {
-    delete read_err;
-    return err;
-  }
-  return read_err;
+  return finish_background(this, out, pid, err);
 }
 
 Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran) {
