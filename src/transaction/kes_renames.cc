@@ -418,7 +418,7 @@ Kes_err *Kes_renames::uniquify_duplicate_smids(Kes_smid *smid, int side, int *ch
   const char *orig = side ? info->orig_to_name : info->orig_from_name;
   int missing = (info->flags & (side ? Kes_smidinfo::TO_MISSING : Kes_smidinfo::FROM_MISSING)) != 0;
   Kes_workspace *ws = workspace(side);
-  if (missing || !orig) {
+  if (missing) {
     // Nobody can tell which of the files keeps the identity.
     flags |= side ? KEEP_TO_TABLE : KEEP_FROM_TABLE;
     char cmd[1024];
@@ -435,9 +435,12 @@ Kes_err *Kes_renames::uniquify_duplicate_smids(Kes_smid *smid, int side, int *ch
                        "command:\n\t\"%s updatenames %s\"\n"),
         base, cmd, ws->wsname ? ws->wsname : "");
   }
-  std::string original = orig;
+  // Without an original (no earlier table said which file came first) every
+  // copy changes; the marker depends on the name alone, so a file and its
+  // copy in the other workspace come out alike.
+  std::string original = orig ? orig : "";
   for (const std::string &name : names_of(info, side)) {
-    if (name == original) continue;
+    if (orig && name == original) continue;
     Kes_ws_file copy(ws, name.c_str());
     Kes_smid *fresh = nullptr;
     Kes_err *err = uniquify_smid_in_ws(&copy, smid, &fresh, side);

@@ -145,6 +145,16 @@ rename from: src/b.c
 rename from: src/a.c
          to: src/b.c" "$(printf '%s\n' "$OUT" | grep -A1 '^rename from')"
 
+# A copy made before any name table was written: nothing tells which file
+# came first, so both are made unique.
+make_ws early
+new_file early src/a.c 'a'
+cp "$(sfile early src/a.c)" "$(sfile early src/b.c)"
+run bringover -n -v -p "$T/early" -w "$T/late" src
+expect_exit "copies with no table" 0
+expect_eq "both made unique" "differentiate parent: src/a.c
+differentiate parent: src/b.c" "$(printf '%s\n' "$OUT" | grep '^differentiate' | sort)"
+
 # A copy whose original is gone can't be told from the original: the table
 # of that workspace is left alone, and the user is told how to mend it.
 make_ws up
