@@ -96,14 +96,15 @@ make_ws() {
 }
 
 # sccs_new WS NAME TEXT: a history file WS/dir/SCCS/s.base made by admin from
-# TEXT, with the clear file removed as a checked-in file is.
+# TEXT, with the clear file removed as a checked-in file is.  The comment names
+# the file, so that files made in one second have distinct root deltas.
 sccs_new() {
   local ws=$1 name=$2 text=$3 dir base
   dir=$(dirname "$name")
   base=$(basename "$name")
   mkdir -p "$ws/$dir/SCCS"
   printf '%s\n' "$text" >"$ws/$dir/$base.init"
-  (cd "$ws/$dir" && "$CSSC_DIR/admin" -i"$base.init" -y"first version" "SCCS/s.$base") \
+  (cd "$ws/$dir" && "$CSSC_DIR/admin" -i"$base.init" -y"first version of $name" "SCCS/s.$base") \
     >/dev/null 2>&1 || { fail "admin of $name"; return 1; }
   rm -f "$ws/$dir/$base.init"
 }

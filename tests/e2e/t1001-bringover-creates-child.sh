@@ -19,10 +19,13 @@ run bringover -p "$T/parent" -w "$T/child" src README
 expect_exit "create child" 0
 expect_eq "output of a create" "Parent workspace: $T/parent
 Child workspace:  $T/child
+Updating names in parent workspace's name table
 
-Examined files: 0
+cd $T/parent/src; $BRINDLE_BIN/def.dir.flp
 
-No changes to bring over" "$OUT"
+Examined files: 3
+
+Bringing over contents changes: 3" "$OUT"
 expect_eq "no errors" "" "$ERR"
 
 expect_file "child metadata" child/Brindle_wsdata
@@ -112,9 +115,10 @@ expect_eq "child link names the child" "$(uname -n):$T/child" "$child_line"
 expect_eq "one parent line" 2 "$(wc -l <child/Brindle_wsdata/parent)"
 
 # Nothing was changed in the parent but its list of children, its history
-# log and the locks file its read lock passed through.
+# log, the locks file its read lock passed through and its name table.
 expect_eq "parent untouched" "$before" \
-  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history -e Brindle_wsdata/locks)"
+  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history \
+       -e Brindle_wsdata/locks -e Brindle_wsdata/nametable)"
 for f in src/main.c src/util.c README; do
   sccs_val parent "$f" || fail "val of $f"
 done

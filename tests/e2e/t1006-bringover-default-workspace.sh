@@ -10,6 +10,7 @@ sccs_new parent d/g.c 'g'
 run bringover -p "$T/parent" -w "$T/child" d
 expect_exit "setup" 0
 mkdir -p child/d/deeper
+rm child/Brindle_wsdata/args  # the setup's operand went into it
 
 run sh -c 'cd child/d/deeper && bringover'
 expect_exit "from inside the child" 0

@@ -17,6 +17,17 @@ expect_eq "timer lines in order" "To do the command:
   To determine files:
     To create ws_files:
     To examine creates:
+      To build hash:
+        To read src nt:
+        To read dst nt:
+      To match files:
+        To verify smids:
+          To get smids:
+      To edit nt's:
+      To execute actions:
+        To add kes_files:
+        To write src nt:
+        To write dst nt:
     To readir dirs:
     To deter. states:
     To sccsmerge test:
@@ -34,7 +45,7 @@ expect_contains "the command timer ran once" "count =     1" \
   "$(printf '%s\n' "$OUT" | grep '^To do the command:')"
 expect_contains "the file list timer ran once" "count =     1" \
   "$(printf '%s\n' "$OUT" | grep '^  To determine files:')"
-last_output_line=$(printf '%s\n' "$OUT" | grep -n 'No changes to bring over' | cut -d: -f1)
+last_output_line=$(printf '%s\n' "$OUT" | grep -n 'Examined files:' | tail -1 | cut -d: -f1)
 first_timer_line=$(printf '%s\n' "$OUT" | grep -n '^To do the command:' | cut -d: -f1)
 [ "$last_output_line" -lt "$first_timer_line" ] || fail "timers come after the output"
 

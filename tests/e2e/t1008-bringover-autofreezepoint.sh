@@ -58,7 +58,7 @@ printf 'VERSION 2\nafter_bringover yes\n' >child/Brindle_wsdata/freezept_control
 printf '#!/bin/sh\nexit 3\n' >tools/freezept
 run env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
 expect_exit "failed freezepoint after" 1
-expect_contains "the transaction ran" "No changes to bring over" "$OUT"
+expect_contains "the transaction ran" "Examined files: 1" "$OUT"
 expect_contains "the failure" "exited with status 3  (Error 2012)" "$ERR"
 
 e2e_finish

@@ -320,6 +320,9 @@ protected:
     TransactionTest::SetUp();
     dir = make_temp_dir();
     sh("mkdir -p " + dir + "/from/Brindle_wsdata " + dir + "/to/Brindle_wsdata");
+    // Name tables, as every workspace that has seen a transaction has.
+    write_file(dir + "/from/Brindle_wsdata/nametable", "VERSION 1\n");
+    write_file(dir + "/to/Brindle_wsdata/nametable", "VERSION 1\n");
   }
   void TearDown() override {
     remove_tree(dir);
