@@ -129,8 +129,9 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
     cmd = kes_format("rm -rf %s/%s", root.c_str(), KES_METADATA_DIR);
   } else {
     // The read-only metadata directory outlives the first pass, so the lock
-    // stands while the sources go; then it is opened and removed too.
-    cmd = kes_format("chmod 444 %s/%s; rm -rf %s 1> /dev/null 2>&1; chmod 777 %s/%s; rm -rf %s",
+    // stands while the sources go; then it is opened and removed too.  For a
+    // superuser it is gone already, and the chmod has nothing to say.
+    cmd = kes_format("chmod 444 %s/%s; rm -rf %s 1> /dev/null 2>&1; chmod 777 %s/%s 2>/dev/null; rm -rf %s",
                  root.c_str(), KES_METADATA_DIR, root.c_str(), root.c_str(), KES_METADATA_DIR,
                  root.c_str());
   }

@@ -18,10 +18,13 @@ run bringover -p "$T/parent" -w "$T/child" src README
 expect_exit 0
 expect_eq "output of a create" "Parent workspace: $T/parent
 Child workspace:  $T/child
+Updating names in parent workspace's name table
 
-Examined files: 0
+cd $T/parent/src; $BRINDLE_BIN/def.dir.flp
 
-No changes to bring over" "$OUT"
+Examined files: 3
+
+Bringing over contents changes: 3" "$OUT"
 expect_eq "no errors" "" "$ERR"
 expect_eq "the root gets the user's mask" 0755 "$(stat -c %04a child)"
 EOF
@@ -110,10 +113,11 @@ $(uname -n):$T/child" "$(cat parent/Brindle_wsdata/children)"
 EOF
 
 test_case "the parent's history files are left as they were" <<'EOF'
-# Nothing changed in the parent but its list of children, its history log and
-# the locks file its read lock passed through.
+# Nothing changed in the parent but its list of children, its history log, the
+# locks file its read lock passed through and its name table.
 expect_eq "parent untouched" "$before" \
-  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history -e Brindle_wsdata/locks)"
+  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history \
+       -e Brindle_wsdata/locks -e Brindle_wsdata/nametable)"
 for f in src/main.c src/util.c README; do
   sccs_sound parent "$f" || fail "val of $f"
 done

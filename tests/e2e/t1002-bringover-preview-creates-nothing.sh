@@ -14,10 +14,22 @@ run bringover -n -p "$T/parent" -w "$T/child" lib
 expect_exit 0
 expect_eq "preview output" "Parent workspace: $T/parent
 Child workspace:  $T/child
+Updating names in parent workspace's name table
 
-Examined files: 0
+cd $T/parent/lib; $BRINDLE_BIN/def.dir.flp
 
-No changes to bring over" "$OUT"
+Examined files: 1
+
+Would bring over contents changes: 1
+
+create: lib/a.c
+
+Examined files: 1
+
+Contents Summary:
+       1   create
+
+No changes were brought over" "$OUT"
 expect_eq "preview stderr" "" "$ERR"
 expect_no_file child
 expect_no_file parent/Brindle_wsdata/children

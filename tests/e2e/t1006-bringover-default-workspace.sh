@@ -9,6 +9,7 @@ sccs_new parent d/g.c 'g'
 run bringover -p "$T/parent" -w "$T/child" d
 [ "$STATUS" = 0 ] || die "setup: create child: $ERR"
 mkdir -p child/d/deeper
+rm child/Brindle_wsdata/args  # the setup's operand went into it
 
 test_case 'from inside the child, without an args file: a warning and nothing examined' <<'EOF'
 run sh -c 'cd child/d/deeper && bringover'

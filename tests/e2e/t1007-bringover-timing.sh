@@ -15,11 +15,22 @@ EOF
 test_case 'with BRINDLE_TIMING every timer, in order, after the output' <<'EOF'
 run env BRINDLE_TIMING=1 bringover -w "$T/child" t.c
 expect_exit 0
-expect_eq "timer lines in order" "No changes to bring over
+expect_eq "timer lines in order" "Examined files: 1
 To do the command:
   To determine files:
     To create ws_files:
     To examine creates:
+      To build hash:
+        To read src nt:
+        To read dst nt:
+      To match files:
+        To verify smids:
+          To get smids:
+      To edit nt's:
+      To execute actions:
+        To add kes_files:
+        To write src nt:
+        To write dst nt:
     To readir dirs:
     To deter. states:
     To sccsmerge test:
@@ -32,7 +43,7 @@ To do the command:
     To do utimes before gets:
     To exec commands:
 To do mallocs
-To do free" "$(printf '%s\n' "$OUT" | grep -e ' usec, count = ' -e '^No changes' | sed 's/ *[0-9]* sec .*//')"
+To do free" "$(printf '%s\n' "$OUT" | grep -e ' usec, count = ' -e '^Examined files:' | sed 's/ *[0-9]* sec .*//')"
 expect_contains "the command timer ran once" "count =     1" "$(printf '%s\n' "$OUT" | grep '^To do the command:')"
 expect_contains "the file list timer ran once" "count =     1" "$(printf '%s\n' "$OUT" | grep '^  To determine files:')"
 EOF

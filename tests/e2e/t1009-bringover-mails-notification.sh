@@ -41,7 +41,7 @@ expect_contains "body" "Event:            bringover-from
 Parent workspace: $T/parent" "$mail"
 expect_contains "child in the body" "Child workspace:  $T/child" "$mail"
 expect_contains "user in the body" "User:             $(id -un)" "$mail"
-expect_contains "summary" "Examined files: 0" "$mail"
+expect_contains "summary" "Examined files: 1" "$mail"
 EOF
 
 test_done

@@ -25,10 +25,6 @@ END (time) (time GMT)
 STATUS 0"
 expect_eq "the child's record" "VERSION 1
 COMMAND bringover -p $T/parent -w $T/child src 
-
-Examined files: 0
-
-No changes to bring over
 $facts" "$(untimed child/Brindle_wsdata/history)"
 expect_eq "the parent's record" "VERSION 1
 COMMAND bringover -p $T/parent -w $T/child src 

@@ -4,11 +4,11 @@
 # hidden object, and despite a small wiggle), double clicked, caught by a rubber
 # band, dragged onto another icon, which relinks and reflows the tree, repainted
 # after being covered, and given their popup menu.
-. "$TEST_LIB"
+. "$GUI_LIB"
 gui_start
 TR=$T/trace
 run_bg "$BRINDLE_BIN/ss_canvas_driver" "$TR" "$GUI_DATA/ss_node.xpm"
-wait_trace "$TR" '^positions$' || die "the driver drew nothing"
+expect_trace "the driver's first layout" '^positions$'
 WIN=$(xdotool search --sync --name 'ss canvas driver' | head -n1)
 
 # at NAME: X Y W H of the icon in the last positions, and the middle of its
@@ -27,21 +27,21 @@ pixel() {
 test_case 'a click with a wiggle inside the drag threshold selects' <<'EOF'
 at left
 xdotool mousemove "$PX" "$PY" mousedown 1 mousemove_relative 3 3 mouseup 1
-wait_trace "$TR" '^selected left$'
+expect_trace "left selected" '^selected left$'
 EOF
 
 test_case 'a hidden object lets the click through' <<'EOF'
 at right  # the hidden ghost lies on top of it
 xdotool mousemove "$PX" "$PY" click 1
-wait_trace "$TR" '^selected right$'
+expect_trace "right selected" '^selected right$'
 EOF
 
 test_case 'a double click and keys reach the object under the pointer' <<'EOF'
 at top
 xdotool mousemove "$PX" "$PY" click --repeat 2 --delay 150 1
-wait_trace "$TR" '^dblclick top$'
+expect_trace "the double click" '^dblclick top$'
 xdotool key Delete
-wait_trace "$TR" '^key top Delete$'
+expect_trace "the key" '^key top Delete$'
 EOF
 
 test_case 'a rubber band selects what it encloses' <<'EOF'
@@ -52,7 +52,7 @@ at right
 x1=$((X + W + 6)) y1=$((Y + H + 6))
 xdotool mousemove "$x0" "$y0" mousedown 1 mousemove $((x0 + 20)) $((y0 + 10)) \
   mousemove "$x1" "$y1" mouseup 1
-wait_trace "$TR" '^selected left right$'
+expect_trace "both selected" '^selected left right$'
 EOF
 
 test_case 'a drop links the dragged icon below its target and the tree reflows' <<'EOF'
@@ -60,8 +60,8 @@ at leaf
 xdotool mousemove "$PX" "$PY" mousedown 1 mousemove_relative 12 12
 at left
 xdotool mousemove "$PX" "$PY" mouseup 1
-wait_trace "$TR" '^drop leaf left$'
-wait_trace "$TR" '^positions$' 2
+expect_trace "the drop" '^drop leaf left$'
+expect_trace "the new layout" '^positions$' 2
 at left
 lx=$X ly=$Y lw=$W lh=$H
 at leaf
@@ -89,7 +89,7 @@ shot before "$WIN"
 run_bg xlogo -geometry 220x160+30+60
 xdotool search --sync --class xlogo >/dev/null
 kill "$LAST_PID"
-wait_trace "$TR" '^exposed ' 2
+expect_trace "the exposure" '^exposed ' 2
 shot after "$WIN"
 expect_eq "pixels that differ after the exposure" 0 \
   "$(compare -metric AE "$T/before.png" "$T/after.png" null: 2>&1)"
@@ -98,10 +98,10 @@ EOF
 test_case 'a right press shows the popup menu and Escape takes it away' <<'EOF'
 at top
 xdotool mousemove "$PX" "$PY" click 3
-wait_trace "$TR" '^popup$'
+expect_trace "the popup" '^popup$'
 shot popup
 xdotool key Escape
-wait_trace "$TR" '^popdown$'
+expect_trace "the popdown" '^popdown$'
 EOF
 
 test_done

@@ -1,6 +1,7 @@
-# The shell library of the scenario and GUI tests.  A story sources it, calls
-# e2e_start or gui_start (a scratch directory T, the programs on PATH), runs
-# titled cases and ends with test_done:
+# The shell library of the scenario and GUI tests.  A story sources it (a GUI
+# story sources gui.sh beside it, which brings it along), calls e2e_start or
+# gui_start (a scratch directory T, the programs on PATH), runs titled cases
+# and ends with test_done:
 #
 #   test_case 'a bringover makes the child' '
 #     run bringover -p "$T/parent" -w "$T/child" src &&
@@ -11,13 +12,16 @@
 # one; CASES="1 3" runs only those (and counts the others as skipped).  Any
 # failed expect_* or a false body fails its case.  Environment from CTest:
 # BRINDLE_BIN (programs), BRINDLE_DATA (test data), CSSC_DIR (SCCS programs),
-# GUI_DATA (tests/gui); BRINDLE_GUI_SHOTS keeps the GUI tests' screenshots.
+# TEST_LIB (this file), GUI_LIB (gui.sh), GUI_DATA (tests/gui).
 
 TEST_FAILS=0 TEST_N=0 CASE_FAILS=0
 WAIT_SECONDS=${WAIT_SECONDS:-120}  # a wait that gives up is a failure, not a pace
 
+# fail fails the case it is called in; outside a case (a story's setup) it
+# stops the story.
 fail() {
   echo "FAIL: $*"
+  [ -n "${IN_CASE:-}" ] || exit 1
   CASE_FAILS=$((CASE_FAILS + 1))
 }
 die() {
@@ -35,15 +39,24 @@ test_case() {
     *" $TEST_N "*) ;;
     *) echo "skip $TEST_N - $1"; return 0 ;;
   esac
-  CASE_FAILS=0
-  eval "$body" || [ "$CASE_FAILS" -ne 0 ] || fail "the case's last command failed"
-  if [ "$CASE_FAILS" -eq 0 ]; then
-    echo "ok $TEST_N - $1"
-  else
+  CASE_FAILS=0 CASE_SKIP= IN_CASE=1
+  case_body || [ "$CASE_FAILS" -ne 0 ] || fail "the case's last command failed"
+  IN_CASE=
+  if [ "$CASE_FAILS" -ne 0 ]; then
     echo "not ok $TEST_N - $1"
     TEST_FAILS=$((TEST_FAILS + 1))
+  elif [ -n "$CASE_SKIP" ]; then
+    echo "skip $TEST_N - $1: $CASE_SKIP"
+  else
+    echo "ok $TEST_N - $1"
   fi
 }
+
+# The body runs in a function of its own, so that it may return early.
+case_body() { eval "$body"; }
+
+# test_skip REASON; return: the case cannot run here (a missing prerequisite).
+test_skip() { CASE_SKIP=$1; }
 
 test_done() {
   [ "$TEST_FAILS" -eq 0 ] || { echo "FAILED: $TEST_FAILS of $TEST_N case(s)"; exit 1; }
@@ -120,76 +133,34 @@ e2e_start() {
 
 make_ws() { mkdir -p "$1/Brindle_wsdata"; }
 
-# sccs_new WS NAME TEXT: WS/dir/SCCS/s.base made by admin, the clear file removed.
+# sccs_new WS NAME TEXT: WS/dir/SCCS/s.base made by admin, with no clear file.
+# The comment names the file, so that files made in one second have distinct
+# root deltas (and so distinct SmIDs).
 sccs_new() {
   local dir base
   dir=$1/$(dirname "$2") base=$(basename "$2")
-  mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base" &&
-    (cd "$dir" && admin -i"$base" -y"first version" "SCCS/s.$base") >/dev/null 2>&1 &&
-    rm -f "$dir/$base" || fail "admin of $2"
+  mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base.init" &&
+    (cd "$dir" && admin -i"$base.init" -y"first version of $2" "SCCS/s.$base") >/dev/null 2>&1 &&
+    rm -f "$dir/$base.init" || { fail "admin of $2"; return 1; }
 }
 
 # sccs_edit WS NAME TEXT COMMENT: a new delta with TEXT as the whole file.
 sccs_edit() {
   (cd "$1/$(dirname "$2")" && get -e "SCCS/s.$(basename "$2")" >/dev/null 2>&1 &&
     printf '%s\n' "$3" >"$(basename "$2")" &&
-    delta -y"$4" "SCCS/s.$(basename "$2")" >/dev/null 2>&1) || fail "delta of $2"
+    delta -y"$4" "SCCS/s.$(basename "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
 }
 
-# sccs_sound WS NAME: val accepts the history; sccs_sids WS NAME: its SIDs by prs.
+# sccs_sound WS NAME: val accepts the history; sccs_text WS NAME: the newest
+# text by get -p; sccs_sids WS NAME: its SIDs by prs, newest first.
 sccs_sound() { (cd "$1/$(dirname "$2")" && val "SCCS/s.$(basename "$2")") >/dev/null 2>&1; }
+sccs_text() { (cd "$1/$(dirname "$2")" && get -p -s "SCCS/s.$(basename "$2")" 2>/dev/null); }
 sccs_sids() {
   (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
 }
 
-# A tree's fingerprint, to show that a command changed nothing.
-tree_sum() { (cd "$1" && find . -type f -print0 | sort -z | xargs -0 md5sum); }
-
-# ---- the graphical tests: a private X server ---------------------------------
-
-# Starts Xvfb on a display number that the server picks itself, so that tests
-# and other servers on the machine never collide, and exports DISPLAY.  There is
-# no skipping: a machine that cannot run an X server fails these tests.
-gui_start() {
-  local tool
-  for tool in Xvfb xdotool import compare; do
-    command -v "$tool" >/dev/null || die "$tool is not installed (see tools/debian-packages.txt)"
-  done
-  make_scratch gui
-  GUI_PIDS=()
-  trap 'gui_cleanup' EXIT
-  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$T/display" 2>"$T/xvfb.log" &
-  GUI_PIDS+=($!)
-  # The server writes its number once it accepts clients: the handshake.
-  wait_for "the X server" test -s "$T/display" || die "no X server"
-  export DISPLAY=":$(head -n1 "$T/display")"
-}
-
-gui_cleanup() {
-  local pid
-  for pid in "${GUI_PIDS[@]}"; do kill "$pid" 2>/dev/null; done
-  for pid in "${GUI_PIDS[@]}"; do wait "$pid" 2>/dev/null; done
-  rm -rf "$T"
-}
-
-# run_bg CMD...: starts a program that the cleanup stops; its pid in LAST_PID.
-run_bg() {
-  "$@" &
-  GUI_PIDS+=($!)
-  LAST_PID=$!
-}
-
-# wait_trace FILE PATTERN [COUNT]: until COUNT lines (default 1) of the trace
-# match the extended regular expression PATTERN.
-wait_trace() {
-  wait_for "'$2' in the trace" \
-    bash -c '[ "$(grep -cE -- "$1" "$2")" -ge "$3" ]' _ "$2" "$1" "${3:-1}"
-}
-
-# shot NAME [WINDOW]: a screenshot into $T/NAME.png, kept in BRINDLE_GUI_SHOTS.
-shot() {
-  import -window "${2:-root}" "$T/$1.png" || die "no screenshot $1"
-  if [ -n "${BRINDLE_GUI_SHOTS:-}" ]; then
-    mkdir -p "$BRINDLE_GUI_SHOTS" && cp "$T/$1.png" "$BRINDLE_GUI_SHOTS/"
-  fi
+# A tree's fingerprint, to show that a command changed nothing (run's own
+# files left out, for the tree $T).
+tree_sum() {
+  (cd "$1" && find . -type f ! -path ./.out ! -path ./.err -print0 | sort -z | xargs -0 md5sum)
 }

@@ -283,6 +283,9 @@ protected:
     TransactionTest::SetUp();
     for (const char *d : {"/from/Brindle_wsdata", "/to/Brindle_wsdata", "/other/Brindle_wsdata"})
       make_dirs(dir + d);
+    // Name tables, as every workspace that has seen a transaction has.
+    write_file(dir + "/from/Brindle_wsdata/nametable", "VERSION 1\n");
+    write_file(dir + "/to/Brindle_wsdata/nametable", "VERSION 1\n");
   }
   // Runs propagate in a child with the two workspaces in place; fn may set
   // the transaction up and returns what the child reports.
