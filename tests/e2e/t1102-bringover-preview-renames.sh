@@ -167,7 +167,7 @@ run bringover -n -w "$T/down" src
 expect_exit "copies without their original" 1
 expect_contains "told how to mend it" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
 Run the following command and then re-execute the \"bringover\" command:
-	\"workspace updatenames $T/up\"
+	\"$BRINDLE_BIN/workspace updatenames $T/up\"
   (Error 2092)" "$ERR"
 
 e2e_finish
