@@ -34,7 +34,7 @@ printf 'hello: hello.c\n\tcc -o hello hello.c\n' >parent/src/Makefile
 printf 'A greeting program.\n' >parent/doc/README
 for f in src/hello.c src/Makefile doc/README; do
   d=$(dirname "$f"); b=$(basename "$f")
-  (cd "parent/$d" && admin -i"$b" -y"first version" "SCCS/s.$b" 2>/dev/null && rm -f "$b")
+  (cd "parent/$d" && admin -i"$b" -y"first version of $f" "SCCS/s.$b" 2>/dev/null && rm -f "$b")
 done
 (cd parent/src && get -s -e SCCS/s.hello.c &&
   printf '#include <stdio.h>\nint main() { puts("hello, world"); return 0; }\n' >hello.c &&
