@@ -247,21 +247,17 @@ void Kes_gui::load_workspaces_auto() {
 
   char message[Kes_gui_load::MESSAGE_SIZE];
   char path[1024];
-  Kes_err *err = kes_find_executable("workspace", path);
-  std::unique_ptr<Kes_wslist> list;
-  if (err) {
-    // Installed without the workspace command: the tool lists the names itself.
-    err->print();
+  // Names are resolved by the workspace command alone: without it nothing loads.
+  if (Kes_err *err = kes_find_executable("workspace", path)) {
+    gui_issue_errdialog(err->text);
     delete err;
-    gui_debug("workspace command not found: the tool lists the names itself");
-    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
-    list.reset(Kes_gui_load::list_in_tool(names.c_str(), message));
-  } else {
-    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
-    std::string command = std::string(shell_escape(path)) + " list " + names + " 2>/dev/null";
-    gui_debug("command %s", command.c_str());
-    list.reset(Kes_gui_load::build_workspace_list(command.c_str(), message));
+    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG(kNoneLoaded));
+    return;
   }
+  print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
+  std::string command = std::string(shell_escape(path)) + " list " + names + " 2>/dev/null";
+  gui_debug("command %s", command.c_str());
+  std::unique_ptr<Kes_wslist> list(Kes_gui_load::build_workspace_list(command.c_str(), message));
   if (message[0]) {
     gui_issue_errdialog(message);
     print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG(kNoneLoaded));

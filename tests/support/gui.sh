@@ -23,6 +23,8 @@ gui_start() {
   # The server writes its number once it accepts clients: the handshake.
   wait_for "the X server" test -s "$T/display" || die "no X server"
   export DISPLAY=":$(head -n1 "$T/display")"
+  # As installed: the system's programs on PATH, where the tool finds them.
+  export PATH="$BRINDLE_BIN:$CSSC_DIR:$PATH"
 }
 
 gui_cleanup() {
@@ -92,11 +94,12 @@ tool_start() {
   MARK=0
 }
 
-# tool_stop: ends the tool (its status, that of a killed process, says nothing).
+# tool_stop: ends the tool (its status, that of a killed process, says nothing)
+# and fails the case or story if the tool did not find the workspace command.
 tool_stop() {
   kill "$TOOL_PID" 2>/dev/null
   wait "$TOOL_PID" 2>/dev/null
-  return 0
+  ! grep -q 'Could not find the "workspace" command' "$TR" || fail "the tool found no workspace command"
 }
 
 # node_at PATH: the workspace's icon in the last layout: NX NY NW NH, its state,
