@@ -1,19 +1,24 @@
 #!/usr/bin/env bash
 # The other tabs of the transaction window, in a tool that finds no putback
-# or ws_undo to run: the Putback tab takes the selected child and its parent,
-# saves and loads the child's args file, wants a comment before anything else
-# and says when its command is missing; the Undo tab likewise; the Resolve tab
-# lists the files in conflict; two unrelated workspaces ask which way; the
-# ". . ." button chooses only workspaces, and programs must be executable.
+# or ws_undo to run: the Putback tab takes the selected child, its parent and
+# the child's args file, saves and loads the parent's, wants a comment before
+# anything else and says when its command is missing; the Undo tab likewise;
+# the Resolve tab lists the files in conflict; two unrelated workspaces ask
+# which way; the ". . ." button chooses only workspaces, and programs must be
+# executable.
 . "$GUI_LIB"
 GUI_SCREEN=1280x1024x24 gui_start
-export BRINDLE_NO_HAILWAY=1 BRINDLE_PATH_ONLY=1
+# Commands are looked for in PATH alone, where this story's bin holds only the
+# programs it means the tool to find.
+mkdir -p "$T/bin"
+for p in workspace bringover def.dir.flp; do ln -s "$BRINDLE_BIN/$p" "$T/bin/$p"; done
+export BRINDLE_NO_HAILWAY=1 BRINDLE_PATH_ONLY=1 PATH="$T/bin:$CSSC_DIR:/usr/bin:/bin"
 mkdir -p "$T/p/Brindle_wsdata" "$T/p/src/SCCS" "$T/x/Brindle_wsdata" "$T/x/src/SCCS"
 printf 'int a;\n' >"$T/a.c"
 (cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) 2>/dev/null || die "admin"
 cp "$T/p/src/SCCS/s.a.c" "$T/x/src/SCCS/"
-"$BRINDLE_BIN/bringover" -p "$T/p" -w "$T/c" src >/dev/null || die "bringover c"
-"$BRINDLE_BIN/bringover" -p "$T/x" -w "$T/o" src >/dev/null || die "bringover o"
+bringover -p "$T/p" -w "$T/c" src >/dev/null || die "bringover c"
+bringover -p "$T/x" -w "$T/o" src >/dev/null || die "bringover o"
 # What a bringover will copy once it propagates.
 mkdir -p "$T/c/src/SCCS" && cp "$T/p/src/SCCS/s.a.c" "$T/c/src/SCCS/"
 printf 'VERSION 1\nsrc/a.c\n' >"$T/c/Brindle_wsdata/conflicts"
@@ -26,87 +31,92 @@ select_ws() {  # select_ws NAME [shift]: with shift, added to the selection
   [ -n "${2:-}" ] && xdotool keyup shift
 }
 tool_start "$T/p" "$T/c" "$T/o"
-expect "the tool is up" '^shown$'
+expect_trace "the tool is up" '^shown$'
 
-# ---- Putback: fields from the selection, the args file both ways
+test_case 'Putback takes the selected child, its parent and its args file, and saves and loads the parent'\''s' <<'EOF'
 select_ws c
 mark
 menu a p
-expect "the child and its recorded parent" "^trans fields $T/p \\| $T/c\$"
-expect "an empty list asks for files" '^trans status No files to putback - Hit =>Add\.\.\.$'
+expect_trace "the child and its recorded parent" "^trans fields $T/p \\| $T/c\$"
 click trans_pb_add_btn
-expect "the chooser shows the child" "^chooser add_files_chooser loaded $T/c\$"
-expect "and is up" '^places add_files_chooser$'
+expect_trace "the chooser shows the child" "^chooser add_files_chooser loaded $T/c\$"
+expect_trace "and is up" '^places add_files_chooser$'
 type_in fc_name_text src
 xdotool key Return
-expect "added" '^trans status 1 of 1 added$'
+expect_trace "the list came from the child's args file" '^trans status 1 file\(s\) already in file list$'
 click trans_pb_save_args_btn
-expect "saved" '^trans status Saved args file for p$'
-grep -qx 'src/' "$T/p/Brindle_wsdata/args" || fail "the parent's args file lacks src/"
+expect_trace "saved" '^trans status Saved args file for p$'
+grep -qx src "$T/p/Brindle_wsdata/args" || fail "the parent's args file lacks src"
 click trans_pb_select_all_btn
 click trans_pb_delete_btn
 click trans_pb_load_args_btn
-expect "the args file read back" '^trans args loaded 1$'
+expect_trace "the args file read back" '^trans args loaded 1$'
+EOF
 
-# ---- a comment before anything else, then the missing command
+test_case 'a putback wants a comment first, then says its command is missing' <<'EOF'
 mark
 click trans_pb_action_btn
 dialog_ok "Error Dialog"
-expect "a comment is required" '^dialog Error Dialog: Putback failed - comment required$'
+expect_trace "a comment is required" '^dialog Error Dialog: Putback failed - comment required$'
 type_in trans_pb_comment_text "fix a"
 shot putback-panel
 mark
 click trans_pb_action_btn
 dialog_ok "Error Dialog"
-expect "no putback to run" '^dialog Error Dialog: .*Could not find the "putback" command'
+expect_trace "no putback to run" '^dialog Error Dialog: .*Could not find the "putback" command'
 expect_eq "nothing ran" 0 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^trans command')"
+EOF
 
-# ---- programs must be executable
+test_case 'file list programs must be executable' <<'EOF'
 click trans_pb_flps_tgl
 click trans_pb_add_btn
-expect "the programs' chooser" '^places add_flps_chooser$'
+expect_trace "the programs' chooser" '^places add_flps_chooser$'
 type_in fc_name_text list-files
 xdotool key Return
-expect "refused" '^chooser add_flps_chooser footer FLP.s must be executable files$'
+expect_trace "refused" '^chooser add_flps_chooser footer FLP.s must be executable files$'
 chmod +x "$T/c/list-files"
 xdotool key Return
-expect "accepted" '^trans status 1 of 1 added$'
+expect_trace "accepted" '^trans status 1 of 1 added$'
 click fc_cancel_btn
+EOF
 
-# ---- the ". . ." button chooses workspaces only
+test_case 'the ". . ." button chooses workspaces only' <<'EOF'
 mark
 click trans_pb_parent_dots
-expect "the chooser" '^places choose_workspace$'
+expect_trace "the chooser" '^places choose_workspace$'
 type_in fc_name_text "$T/c/src"
 xdotool key Return
-expect "a plain directory is no workspace" \
+expect_trace "a plain directory is no workspace" \
   '^chooser choose_workspace footer Select a workspace or enter it in the Name field$'
 shot choose-workspace
 xdotool key End shift+Home
 xdotool type "$T/o"
 xdotool key Return
-expect "o chosen" "^trans fields $T/o \\| $T/c\$"
+expect_trace "o chosen" "^trans fields $T/o \\| $T/c\$"
+EOF
 
-# ---- Undo and Resolve
+test_case 'Undo says its command is missing; Resolve lists the files in conflict' <<'EOF'
 select_ws c
 mark
 menu a n
-expect "the Undo tab" '^trans status To undo all changes from last transaction - Select Undo$'
+expect_trace "the Undo tab" '^trans status To undo all changes from last transaction - Select Undo$'
 click trans_undo_action_btn
 dialog_ok "Error Dialog"
-expect "no ws_undo to run" '^dialog Error Dialog: .*Could not find the "ws_undo" command'
+expect_trace "no ws_undo to run" '^dialog Error Dialog: .*Could not find the "ws_undo" command'
 shot undo-panel
 mark
 menu a r
-expect "the Resolve tab lists the conflict" '^trans conflicts 1$'
+expect_trace "the Resolve tab lists the conflict" '^trans conflicts 1$'
 shot resolve-panel
+EOF
 
-# ---- two workspaces unrelated by parentage ask which way
+test_case 'two workspaces unrelated by parentage ask which way' <<'EOF'
 select_ws p
 select_ws o shift
 mark
 menu a u
 dialog_ok "Lathe Weaving: Select Action"
-expect "the first answer: from the first selected" "^trans fields $T/p \\| $T/o\$"
+expect_trace "the first answer: from the first selected" "^trans fields $T/p \\| $T/o\$"
+EOF
 tool_stop
-gui_finish
+test_done

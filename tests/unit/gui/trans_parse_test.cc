@@ -32,8 +32,9 @@ struct Expect {
 // The counts follow the announcements and the action words; an "update" of a
 // parent's name history counts twice, a metadata file not at all.
 const Expect kCases[] = {
-    {"bringover-create", 0, 0, 0, 0, 0, 0, 0, "", "100 100", "Bringover completed"},
-    {"bringover-preview", 0, 0, 0, 0, 0, 0, 0, "", "100 100", "Bringover preview completed"},
+    {"bringover-create", 1, 0, 0, 0, 0, 0, 0, "", "0 1", "Bringover completed"},
+    {"bringover-nothing", 0, 0, 0, 0, 0, 0, 0, "", "100 100", "Bringover completed"},
+    {"bringover-preview", 1, 1, 0, 0, 0, 0, 0, "", "1 1", "Bringover preview completed"},
     {"bringover-locked", 0, 0, 0, 0, 0, 0, 0, "", "", "Bringover failed due to an error"},
     {"bringover-no-parent", 0, 0, 0, 0, 0, 0, 0, "", "", "Bringover failed due to an error"},
     {"bringover-changes", 5, 1, 3, 0, 1, 0, 0, "", "5 5", "Bringover completed"},
