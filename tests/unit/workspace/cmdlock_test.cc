@@ -165,22 +165,6 @@ TEST_F(CmdlockTest, WriteLockComesAndGoes) {
   EXPECT_EQ(second, nullptr);
 }
 
-TEST_F(CmdlockTest, NumberedLocksArePrintedAndReleasedByNumber) {
-  std::string a = other("read", "bringover", 1, "ann", 120),
-              b = other("read", "undo", 2, "ben", 60), c = other("read", "putback", 3, "cy", 0);
-  write_file(locks, "VERSION 1\n" + a + "\n" + b + "\n" + c + "\n");
-  int count = -1;
-  std::string out = capture_stdout([&] { EXPECT_EQ(ws->print_locks(&count), nullptr); });
-  EXPECT_EQ(count, 3);
-  EXPECT_EQ(out, "1) " + message(a.c_str()) + "2) " + message(b.c_str()) + "3) " +
-                     message(c.c_str()));
-  EXPECT_EQ(ws->release_lock(5), nullptr);
-  EXPECT_EQ(ws->release_lock(0), nullptr);
-  EXPECT_EQ(lines_of(read_file(locks)).size(), 4u);
-  ASSERT_EQ(take(ws->release_lock(2)).text, "");
-  EXPECT_EQ(read_file(locks), "VERSION 1\n" + a + "\n" + c + "\n");
-}
-
 TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
   // A directory where the rewrite's temporary file goes makes the rewrite fail
   // for any user, root included.

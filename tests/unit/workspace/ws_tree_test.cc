@@ -113,21 +113,6 @@ TEST_F(WsTree, DeleteGoesOnPastNeighboursThatCannotBeUpdated) {
       << out;
 }
 
-TEST_F(WsTree, DeleteAndMoveRefusedWhileAnotherProcessHoldsALock) {
-  std::string w = ws(dir + "/w");
-  ASSERT_EQ(in_child([&] {
-              Kes_workspace other(w.c_str(), nullptr);
-              return take(other.obtain_lock(KES_WRITE_LOCK, nullptr)).code;
-            }).status,
-            0);
-  Kes_workspace wws(w.c_str(), nullptr);
-  EXPECT_EQ(take(wws.delete_ws(0)).code, 2021);
-  Kes_workspace target((dir + "/moved").c_str(), nullptr);
-  EXPECT_EQ(take(wws.move_ws(&target)).code, 2021);
-  EXPECT_TRUE(file_exists(md_file(w, "notification")));
-  EXPECT_FALSE(file_exists(dir + "/moved"));
-}
-
 TEST_F(WsTree, DeleteOnAFullDiskMakesRoomForItsLock) {
   std::string fs = dir + "/small";
   make_dirs(fs);
