@@ -153,20 +153,26 @@ void Kes_resolve_command::clean_up(int signal) {
   finish();
 }
 
+// Names as bringover takes them: relative to the workspace's root, or absolute
+// inside it.
 Kes_strlist *Kes_resolve_command::files_to_resolve(int first) {
   if (first == argc)
     return resolve_get_conflicts(workspace, [](Kes_err *err) { report(err); });
   Kes_strlist *names = new Kes_strlist;
   for (int i = first; i < argc; i++) {
-    char abs[1024], rel[1024];
-    if (!kes_fully_qualify(argv[i], abs) || !workspace->is_under_ws(abs, rel) || !rel[0]) {
+    char rel[1024] = "", clean[1024] = "";
+    bool inside = argv[i][0] == '/' ? workspace->is_under_ws(argv[i], rel)
+                                    : snprintf(rel, sizeof rel, "%s", argv[i]) < 1024;
+    Kes_err *err = inside && rel[0] ? kes_path_remove_dots(rel, clean) : nullptr;
+    if (err || !clean[0] || !strcmp(clean, ".")) {
+      delete err;
       report((new Kes_err)
                  ->format_msg(2071, 0, BWM_MSG(14552, "File \"%s\" is not in workspace \"%s\""),
                               argv[i], workspace->wsname));
       errors++;
       continue;
     }
-    names->add_new_copy(rel);
+    names->add_new_copy(clean);
   }
   return names;
 }
