@@ -52,6 +52,16 @@ char answer(const char *question) {
   return line[strspn(line, " \t")];
 }
 
+// A comment typed by the user, each line with its newline; empty for none.
+std::string read_comment() {
+  Kes_strlist lines;
+  kes_read_comment(&lines);
+  std::string text;
+  for (Kes_listelem *e = lines.head.next; e != &lines.head; e = e->next)
+    text += std::string(static_cast<const char *>(e->data)) + "\n";
+  return text;
+}
+
 }  // namespace
 
 Kes_resolve_command::Kes_resolve_command(int ac, char **av)
@@ -258,10 +268,11 @@ int Kes_resolve_command::resolve_one(const char *name, int n, int total) {
     report(err);
     errors++;
   }
-  // Whatever wasn't settled stays in conflict, without temporary files.
-  if (!not_in_conflict && !done && (err || decision <= 0)) {
-    left++;
+  // Whatever wasn't decided keeps no temporary files; unless it settled itself,
+  // it stays in conflict.
+  if (err || decision <= 0) {
     r->remove_tmpfiles();
+    if (!not_in_conflict && !done) left++;
   }
   current = nullptr;
   delete r;
@@ -286,14 +297,7 @@ Kes_err *Kes_resolve_command::checked_out(Kes_resolve *r, int *skip, int *quit) 
                             "(s)kip or (q)uit? "),
              r->relative_name);
     switch (answer(question)) {
-      case 'i': {
-        Kes_strlist lines;
-        kes_read_comment(&lines);
-        std::string text;
-        for (Kes_listelem *e = lines.head.next; e != &lines.head; e = e->next)
-          text += std::string(static_cast<const char *>(e->data)) + "\n";
-        return r->checkin(text.c_str(), show_progress);
-      }
+      case 'i': return r->checkin(read_comment().c_str(), show_progress);
       case 'u': return r->uncheckout();
       case 's': *skip = 1; return nullptr;
       case 'q':
@@ -346,12 +350,8 @@ const char *Kes_resolve_command::ask_comment(int decision, char *buf) {
   else
     current->merge_def_comment(def);
   printf(BWM_MSG(14563, "Check-in comment; an empty line takes this one:\n%s"), def);
-  Kes_strlist lines;
-  kes_read_comment(&lines);
-  if (lines.count == 0) return nullptr;
-  std::string text;
-  for (Kes_listelem *e = lines.head.next; e != &lines.head; e = e->next)
-    text += std::string(static_cast<const char *>(e->data)) + "\n";
+  std::string text = read_comment();
+  if (text.empty()) return nullptr;
   snprintf(buf, 1024, "%s", text.c_str());
   return buf;
 }

@@ -216,6 +216,8 @@ Kes_err *Resolve_tool::served(const char *program, Kes_resolve *r, int *decision
     }
     hw_message_destroy(m);
   }
+  // A tool that can't be talked to is let go: the next file starts a new one.
+  if (err) quit();
   return err;
 }
 
