@@ -293,12 +293,17 @@ Kes_err *Kes_resolve::find_leaf(const char *sid, char *out) {
   return err;
 }
 
-Kes_err *Kes_resolve::refresh() {
+// The objects read anew after a command changed the file; err, the command's
+// own error, comes first.
+Kes_err *Kes_resolve::refresh(Kes_err *err) {
   delete conflict;
   conflict = nullptr;
   delete sfile;
   sfile = workspace->get_sfile(path, 2);
-  return read_record();
+  Kes_err *again = read_record();
+  if (!err) return again;
+  delete again;
+  return err;
 }
 
 Kes_err *Kes_resolve::checkout() {
@@ -308,33 +313,18 @@ Kes_err *Kes_resolve::checkout() {
   if (!err) err = command_failed(sfile->unset_branch());
   // The new delta follows the parent's line and includes the child's.
   if (!err) err = command_failed(sfile->check_out_n_include(parent_leaf, child_leaf));
-  Kes_err *again = refresh();
-  if (err) {
-    delete again;
-    return err;
-  }
-  return again;
+  return refresh(err);
 }
 
 Kes_err *Kes_resolve::uncheckout() {
   Kes_err *err = command_failed(sfile->uncheckout(nullptr));
-  Kes_err *again = refresh();
-  if (err) {
-    delete again;
-    return err;
-  }
-  return again;
+  return refresh(err);
 }
 
 Kes_err *Kes_resolve::checkin(const char *comment, Kes_resolve_footer_fn footer) {
   footer_line(footer, BWM_MSG(14506, "Checking in %s"), relative_name);
   Kes_err *err = command_failed(sfile->check_in(nullptr, comment, nullptr));
-  Kes_err *again = refresh();
-  if (err) {
-    delete again;
-    return err;
-  }
-  return again;
+  return refresh(err);
 }
 
 Kes_err *Kes_resolve::change_default_sid() {
@@ -350,12 +340,7 @@ Kes_err *Kes_resolve::change_default_sid() {
 Kes_err *Kes_resolve::accept_parent(Kes_resolve_footer_fn footer) {
   if (footer) footer(BWM_MSG(14507, "Accepting parent's version"), 0);
   Kes_err *err = change_default_sid();
-  Kes_err *again = refresh();
-  if (err) {
-    delete again;
-    return err;
-  }
-  return again;
+  return refresh(err);
 }
 
 // Puts the version in file from over the checked-out clear file and checks it

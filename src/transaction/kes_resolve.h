@@ -144,7 +144,7 @@ private:
   void clear();
   [[nodiscard]] Kes_err *names_from_path(const char *file, Kes_workspace *ws);
   [[nodiscard]] Kes_err *read_record();
-  [[nodiscard]] Kes_err *refresh();
+  [[nodiscard]] Kes_err *refresh(Kes_err *err);
   [[nodiscard]] Kes_err *materialize(const char *sid, const char *file);
   [[nodiscard]] Kes_err *install(const char *from, int checkin, const char *comment,
                                  Kes_resolve_footer_fn footer);

@@ -8,23 +8,14 @@
 . "$TEST_LIB"
 e2e_start
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
-files="a-first b-second c-diff3"
 make_ws parent
-for f in $files; do
+for f in a-first b-second c-diff3; do
   sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" &&
-    e2e_sdata names "$(sfile parent "src/$f.c")" "src/$f.c" || die "setup of $f"
+    e2e_sdata names "parent/src/SCCS/s.$f.c" "src/$f.c" || die "setup of $f"
 done
 cp -a parent child
 printf 'VERSION 1\n%s\n' "$T/parent" >child/Brindle_wsdata/parent
-printf 'VERSION 1\n' >child/Brindle_wsdata/conflicts
-for f in $files; do
-  sccs_edit parent "src/$f.c" "$(printf 'one\ntwo\nthree\nparent')" "parent's $f" &&
-    sccs_edit child "src/$f.c" "$(printf 'child\none\ntwo\nthree')" "child's $f" || die "edits"
-  e2e_sdata merge "$(sfile parent "src/$f.c")" "$(sfile child "src/$f.c")" "$T/parent" "src/$f.c"
-  [ $? = 4 ] || die "no conflict in $f"
-  echo "src/$f.c" >>child/Brindle_wsdata/conflicts
-done
+for f in a-first b-second c-diff3; do sccs_conflict parent child "src/$f.c" || die "$f"; done
 mkdir "$T/home" && printf '# mine\nset checkin_comments\n' >"$T/home/.brindle_resrc"
 export HOME=$T/home
 
