@@ -160,9 +160,10 @@ void Resolve_tool::over() {
   pidfd = -1;
 }
 
+// Always to the tool started here: by procedure the service could hand the
+// file to another resolve side's tool, registered first.
 Kes_err *Resolve_tool::load(Kes_resolve *r) {
-  return resolve_send_hw_load_msg(settings->reuse_twinpane, r, tool_id.c_str(),
-                                  settings->autosave, load_answered);
+  return resolve_send_hw_load_msg(1, r, tool_id.c_str(), settings->autosave, load_answered);
 }
 
 Kes_err *Resolve_tool::served(const char *program, Kes_resolve *r, int *decision) {

@@ -16,7 +16,7 @@
 
 class Resolve_tool {
 public:
-  // settings give reuse_twinpane and autosave for the Loads; not owned.
+  // settings give autosave for the Loads; not owned.
   Resolve_tool(Kes_workspace *ws, const Kes_resolve_rc *settings);
   // quit, and off the message service.
   ~Resolve_tool();
