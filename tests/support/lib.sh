@@ -159,6 +159,9 @@ sccs_sids() {
   (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
 }
 
+# md_lines FILE: a metadata file's lines but its version line.
+md_lines() { grep -v '^VERSION ' "$1" || true; }
+
 # A tree's fingerprint, to show that a command changed nothing (run's own
 # files left out, for the tree $T).
 tree_sum() {
