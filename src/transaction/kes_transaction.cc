@@ -136,6 +136,8 @@ Kes_transaction::~Kes_transaction() {
   delete action_files;
   delete rename_candidates;
   delete backup_list;
+  delete backup_nametable;
+  delete backup_area;
   delete dir_cache[0];
   delete dir_cache[1];
   delete from_conflicts;
@@ -363,10 +365,7 @@ Kes_err *Kes_transaction::propagate() {
     return err;
   }
 
-  if (!flags.preview && flags.backup) {
-    if ((err = init_backup())) return err;
-    if (flags.no_backup) flags.backup = 0;
-  }
+  if ((err = start_backup())) return err;
 
   if (contents_action_count > 0 || name_action_count > 0) printf("\n");
   if (contents_action_count > 0) printf("%s: %d\n", get_changes_contents_msg(), contents_action_count);
@@ -408,9 +407,14 @@ Kes_err *Kes_transaction::execute_actions() {
       full = fe->system_errno == ENOSPC;
     }
   }
+  // The clear files being refreshed in the background are waited for, but
+  // not after a full disk: nothing more is written then.
+  if (!full && flags.update_clear_files && !flags.preview) kes_gets_finish(this);
   Kes_timing::stop(execute_actions_timer);
   return nullptr;
 }
+
+int Kes_transaction::execute_prop_action(Kes_file *file) { return file->execute_prop_action(this); }
 
 namespace {
 // A file moves in the rename order if it changes its name, or an undo
