@@ -533,6 +533,14 @@ Kes_err *Kes_renames::uniquify_smid_in_ws(Kes_ws_file *file, Kes_smid *smid, Kes
   return err;
 }
 
+Kes_err *kes_nt_update_or_forget(Kes_md_nametable *nt) {
+  Kes_err *err = nt->update_table();
+  // The file on disk no longer tells the truth: without it, the next reader
+  // builds the table from the files.
+  if (err && nt->dirty) unlink(nt->fullname);
+  return err;
+}
+
 Kes_err *Kes_renames::update_tables() {
   Kes_err *err = nullptr;
   std::vector<Kes_smid *> dups;
@@ -555,12 +563,12 @@ Kes_err *Kes_renames::update_tables() {
   if (err) return err;
   if (!(flags & KEEP_TO_TABLE)) {
     Kes_timing::start(timer(T_WRITE_DST));
-    err = to_nt->update_table();
+    err = kes_nt_update_or_forget(to_nt);
     Kes_timing::stop(timer(T_WRITE_DST));
   }
   if (!err && !(flags & KEEP_FROM_TABLE)) {
     Kes_timing::start(timer(T_WRITE_SRC));
-    err = from_nt->update_table();
+    err = kes_nt_update_or_forget(from_nt);
     Kes_timing::stop(timer(T_WRITE_SRC));
   }
   return err;

@@ -124,6 +124,10 @@ private:
   [[nodiscard]] Kes_err *add_matched_kes_file(Kes_file *file, const char *name);
 };
 
+// Writes a changed name table; when that fails, the file goes, since it no
+// longer tells the truth, and the next reader builds the table anew.
+[[nodiscard]] Kes_err *kes_nt_update_or_forget(Kes_md_nametable *nt);
+
 // Moves a file, making the target's directory if need be; across file
 // systems by the mv program.
 [[nodiscard]] Kes_err *mv_file(const char *from, const char *to);

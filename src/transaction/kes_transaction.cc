@@ -209,7 +209,10 @@ Kes_err *Kes_transaction::transaction() {
     }
   };
   if (renames) keep_or_print(renames->update_tables());
-  if (backup_nametable) keep_or_print(backup_nametable->write_table());
+  if (backup_nametable) {
+    backup_nametable->dirty = 1;  // written whole, as it was begun empty
+    keep_or_print(kes_nt_update_or_forget(backup_nametable));
+  }
   release_locks();
 
   Kes_timing::stop(command_timer);
