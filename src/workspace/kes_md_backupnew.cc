@@ -23,11 +23,10 @@ Kes_err *Kes_md_backupnew::add_line(const char *line) {
   kes_crash_point();
   if (Kes_err *e = fprintf_N_check(stream, fullname, "%s\n", line)) return e;
   sync_counter++;
-  // Each line reaches the file at once, so a killed command loses none; the
-  // disk gets them every limit lines, so a crash of the machine loses a few.
-  if (fflush(stream) != 0) return fprintf_err_message(fullname);
+  // What the journal names must survive a crash of the transaction.
   if (limit != -1 && sync_counter >= limit) {
     sync_counter = 0;
+    if (fflush(stream) != 0) return fprintf_err_message(fullname);
     if (fsync(fileno(stream)) != 0)
       return (new Kes_err)->format_msg(1026, errno, BWM_MSG(7500, "Fsync to \"%s\" failed"),
                                        fullname);

@@ -3,7 +3,7 @@
 # the next bringover tells, file by file, what would happen and why, in the
 # words the real run will use.  It changes nothing on disk but the conflicts
 # file it finds wrong, and every history stays sound for CSSC.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
 # What a first bringover leaves: histories with their name history, and a
@@ -43,10 +43,11 @@ rm child/src/SCCS/s.gone.c
 parent_before=$(tree_sum parent)
 child_before=$(tree_sum child | grep -v Brindle_wsdata/conflicts)
 
+test_case 'the preview tells file by file what the bringover would do, and why' <<'EOF'
 # Files found on one side only are looked for under other names first, so
 # they come last.
 run bringover -n -v -w "$T/child" src
-expect_exit "a preview that finds a conflict" 4
+expect_exit 4
 expect_eq "what the preview tells" "Parent workspace: $T/parent
 Child workspace:  $T/child
 Updating names in parent workspace's name table
@@ -102,22 +103,21 @@ The conflict file in workspace \"$T/child\"
 was incorrect.  The following files are in conflict and have
 been added to the conflict file.
 	src/unresolved.c" "$ERR"
+EOF
 
+test_case 'it writes nothing but the conflicts file it found wrong' <<'EOF'
 expect_eq "the parent is untouched" "$parent_before" "$(tree_sum parent)"
 expect_eq "the child is untouched but for its conflicts file" "$child_before" \
   "$(tree_sum child | grep -v Brindle_wsdata/conflicts)"
 expect_eq "the conflicts file repaired" "src/unresolved.c" "$(grep -v '^VERSION' child/Brindle_wsdata/conflicts)"
-for ws in parent child; do
-  for s in "$ws"/src/SCCS/s.*; do
-    (cd "$(dirname "$s")" && "$CSSC_DIR/val" "$(basename "$s")") || fail "val of $s"
-  done
+for s in {parent,child}/src/SCCS/s.*; do
+  (cd "$(dirname "$s")" && val "$(basename "$s")") || fail "val of $s"
 done
+EOF
 
-# Told once, the conflicts file is right: the next preview says nothing of it.
-# The terminal shows no per-file line of the examination without -v, and -C
-# turns every update into a conflict.
+test_case 'told once, the conflicts file is right; -C makes updates conflicts; quiet without -v' <<'EOF'
 run bringover -n -C -w "$T/child" src
-expect_exit "a forced preview" 4
+expect_exit 4
 expect_eq "nothing more to repair" "" "$ERR"
 expect_contains "updates become conflicts" "Would bring over contents changes: 5
 
@@ -126,5 +126,6 @@ conflict: src/changed.c" "$OUT"
 expect_contains "quiet without -v" "Examined files: 13
 
 Would bring over" "$OUT"
+EOF
 
-e2e_finish
+test_done

@@ -5,7 +5,7 @@
 # SmID, and the preview tells what the real run would do with each.  The
 # tables go stale behind the users' backs; the preview checks them against
 # the disk and writes nothing.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
 new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
@@ -23,10 +23,10 @@ child_of() {
   cp -a "$1" "$2"
   printf 'VERSION 1\n%s\n' "$T/$1" >"$2/Brindle_wsdata/parent"
   run bringover -w "$T/$2" src
-  expect_exit "first bringover into $2" 0
+  expect_exit 0 "first bringover into $2"
   expect_contains "nothing to bring over into $2" "No changes to bring over" "$OUT"
-  expect_file "name table of $1" "$1/Brindle_wsdata/nametable"
-  expect_file "name table of $2" "$2/Brindle_wsdata/nametable"
+  expect_file "$1/Brindle_wsdata/nametable"
+  expect_file "$2/Brindle_wsdata/nametable"
 }
 
 make_ws parent
@@ -44,10 +44,11 @@ new_file child src/twin.c 'child twin
 made on its own'
 before=$(tree_sum parent; tree_sum child)
 
+test_case 'renamed, deleted, copied and twin files are matched by SmID in the preview' <<'EOF'
 # Every matched file is looked at under both its names; its contents are
 # the same on both sides, and its names decide.
 run bringover -n -v -w "$T/child" src deleted_files
-expect_exit "preview with a conflict" 4
+expect_exit 4
 expect_eq "what the preview tells" "Parent workspace: $T/parent
 Child workspace:  $T/child
 
@@ -98,26 +99,26 @@ Names Summary:
 No changes were brought over" "$OUT"
 expect_eq "no complaints" "" "$ERR"
 expect_eq "nothing written, the copy not made unique" "$before" "$(tree_sum parent; tree_sum child)"
+EOF
 
-# The real run does what the preview told: the copy made unique in the
-# parent and then created, the renames carried out, the twins' conflict
-# recorded in the child.  Every history stays sound, the name table follows
-# the files, and the next preview has nothing left to bring.
+test_case 'the real run does what the preview told, and leaves the twins for resolve' <<'EOF'
+# The copy is made unique in the parent and then created, the renames are
+# carried out, the twins' conflict is recorded in the child.  Every history
+# stays sound, the name table follows the files, and the next preview has
+# nothing more to bring.
 run bringover -w "$T/child" src deleted_files
-expect_exit "the real run leaves the conflict" 4
+expect_exit 4
 expect_contains "the copy has its own identity" "Brindle Uniquification: src/copy.c" \
-  "$(cd parent/src && "$CSSC_DIR/prs" -d:C: -r1.1 SCCS/s.copy.c)"
+  "$(cd parent/src && prs -d:C: -r1.1 SCCS/s.copy.c)"
 for f in src/kept.c src/copied.c src/copy.c src/moved-there.c src/both-there.c \
          deleted_files/src/gone.c; do
   expect_eq "$f came over whole" "$(sccs_text parent "$f")" "$(sccs_text child "$f")"
 done
-for f in src/moved.c src/both-here.c src/gone.c; do
-  expect_no_file "$f moved away" "$(sfile child "$f")"
-done
+for f in src/moved.c src/both-here.c src/gone.c; do expect_no_file "$(sfile child "$f")"; done
 expect_eq "the child's own rename kept" "mine" "$(sccs_text child src/mine-here.c)"
 expect_eq "the twins in conflict" "src/twin.c" "$(grep -v '^VERSION' child/Brindle_wsdata/conflicts)"
 for s in $(find child -path '*/Brindle_wsdata' -prune -o -name 's.*' -print); do
-  (cd "$(dirname "$s")" && "$CSSC_DIR/val" "$(basename "$s")" 2>/dev/null) || fail "val of $s"
+  (cd "$(dirname "$s")" && val "$(basename "$s")" 2>/dev/null) || fail "val of $s"
 done
 expect_eq "the name table names the files" \
   "deleted_files/src/gone.c src/both-there.c src/copied.c src/copy.c src/kept.c src/mine-here.c src/moved-there.c src/twin.c src/twin.c " \
@@ -127,9 +128,10 @@ expect_eq "differentiated once" "" "$(printf '%s\n' "$OUT" | grep differentiate)
 expect_contains "the twins wait for resolve" "File \"src/twin.c\" not brought over because it is
 	unresolved in workspace \"$T/child\"" "$OUT"
 expect_eq "nothing else to bring" "" "$(printf '%s\n' "$OUT" | grep -e '^create' -e '^update' -e '^rename')"
+EOF
 
-# Two files that swapped names can't both move: each wants the other's name.
-# Refusing is the rule, and the swap counts as two rename errors.
+test_case 'two files that swapped names are refused: two rename errors' <<'EOF'
+# Each wants the other's name, so neither can move.
 make_ws left
 new_file left src/x.c 'x'
 new_file left src/y.c 'y'
@@ -138,14 +140,16 @@ mv_file left src/x.c src/tmp.c recorded
 mv_file left src/y.c src/x.c recorded
 mv_file left src/tmp.c src/y.c recorded
 run bringover -n -w "$T/right" src
-expect_exit "a swap is an error" 1
+expect_exit 1
 expect_contains "the swap refused" "bringover: File \"src/x.c\" ignored because it is renamed to \"src/y.c\" in \"$T/left\"
 and both \"src/x.c\" and \"src/y.c\" exist in \"$T/right\"  (Warning 2699)" "$OUT"
 expect_contains "two rename errors" "Names Summary:
        2   rename errors" "$OUT"
+EOF
 
-# A chain of renames, a to b, b to c, c to d: the name a file is to take
-# must be free first, so the file that holds it moves before it.
+test_case 'a chain of renames is told last link first' <<'EOF'
+# a to b, b to c, c to d: the name a file is to take must be free first, so
+# the file that holds it moves before it.
 make_ws one
 for f in a b c; do new_file one "src/$f.c" "$f"; done
 child_of one two
@@ -153,26 +157,28 @@ mv_file one src/c.c src/d.c recorded
 mv_file one src/b.c src/c.c recorded
 mv_file one src/a.c src/b.c recorded
 run bringover -n -w "$T/two" src
-expect_exit "a chain" 0
+expect_exit 0
 expect_eq "the last link first" "rename from: src/c.c
          to: src/d.c
 rename from: src/b.c
          to: src/c.c
 rename from: src/a.c
          to: src/b.c" "$(printf '%s\n' "$OUT" | grep -A1 '^rename from')"
+EOF
 
-# A copy made before any name table was written: nothing tells which file
-# came first, so both are made unique.
+test_case 'copies made before any name table are both made unique' <<'EOF'
+# Nothing tells which file came first.
 make_ws early
 new_file early src/a.c 'a'
 cp "$(sfile early src/a.c)" "$(sfile early src/b.c)"
 run bringover -n -v -p "$T/early" -w "$T/late" src
-expect_exit "copies with no table" 0
+expect_exit 0
 expect_eq "both made unique" "differentiate parent: src/a.c
 differentiate parent: src/b.c" "$(printf '%s\n' "$OUT" | grep '^differentiate' | sort)"
+EOF
 
-# A copy whose original is gone can't be told from the original: the table
-# of that workspace is left alone, and the user is told how to mend it.
+test_case 'copies whose original is gone: the table is left alone, the user told how to mend it' <<'EOF'
+# Such a copy can't be told from the original.
 make_ws up
 new_file up src/a.c 'a'
 child_of up down
@@ -180,10 +186,11 @@ cp "$(sfile up src/a.c)" "$(sfile up src/b.c)"
 cp "$(sfile up src/a.c)" "$(sfile up src/c.c)"
 rm "$(sfile up src/a.c)"
 run bringover -n -w "$T/down" src
-expect_exit "copies without their original" 1
+expect_exit 1
 expect_contains "told how to mend it" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
 Run the following command and then re-execute the \"bringover\" command:
 	\"$BRINDLE_BIN/workspace updatenames $T/up\"
   (Error 2092)" "$ERR"
+EOF
 
-e2e_finish
+test_done

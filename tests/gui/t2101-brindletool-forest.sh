@@ -15,15 +15,22 @@ printf 'VERSION 1\nsrc/a.c\n' >"$T/g2/Brindle_wsdata/conflicts"
 mkdir -p "$T/home"
 printf 'brindletool.normal_double_click: printenv BRINDLE_CURR_ITEM >%s/dbl.out\n' "$T" \
   >"$T/home/.brindletoolrc"
-cd "$T" || exit 1
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
 # trees NAME...: the tree number of each workspace in the last layout.
 trees() { local n out=; for n; do node_at "$T/$n"; out+="$NGRAPH "; done; echo "$out"; }
-
-# ---- the forest, loaded children first
+# drag FROM TO [KEY]: drags FROM's icon onto TO's, holding KEY.
+drag() {
+  node_at "$T/$1"; local x=$PX y=$PY
+  node_at "$T/$2"
+  if [ -n "${3:-}" ]; then xdotool keydown "$3"; fi
+  xdotool mousemove "$x" "$y" mousedown 1 mousemove $((x + 9)) $((y + 9)) \
+    mousemove "$PX" "$PY" mouseup 1
+  if [ -n "${3:-}" ]; then xdotool keyup "$3"; fi
+}
 tool_start g1 c1 p c2 g2 o
-expect "the tool is up" '^shown$'
-expect "the footer counts the workspaces" '^footer left 6 workspaces loaded$'
+
+test_case 'loaded children first, the forest is one tree plus the orphan' <<'EOF'
+expect_trace "the tool is up" '^shown$'
+expect_trace "the footer counts the workspaces" '^footer left 6 workspaces loaded$'
 expect_eq "parents adopt children loaded before them; the orphan stands alone" \
   "0 0 0 0 0 1 " "$(trees p c1 c2 g1 g2 o)"
 node_at "$T/p"; py=$NY
@@ -36,23 +43,25 @@ expect_eq "siblings side by side" 1 "$((c1x < c2x))"
 node_at "$T/g2"
 expect_eq "g2's conflicts file gives it the conflict state" 2 "$NSTATE"
 shot forest-vertical
+EOF
 
-# ---- select, current item, double click
+test_case 'a click selects and makes the current item; a double click runs the action with it' <<'EOF'
 mark
 node_at "$T/c1"
 xdotool mousemove "$PX" "$PY" click 1
-expect "a click selects" "^selected $T/c1\$"
-expect "the workspace under the pointer is the current item" "^curr_item $T/c1\$"
+expect_trace "a click selects" "^selected $T/c1\$"
+expect_trace "the workspace under the pointer is the current item" "^curr_item $T/c1\$"
 node_at "$T/g1"
 xdotool mousemove "$PX" "$PY" click --repeat 2 --delay 120 1
-expect "a double click runs the action in the workspace" "^command cd $T/g1; printenv"
+expect_trace "a double click runs the action in the workspace" "^command cd $T/g1; printenv"
 wait_for "the action's output" test -s "$T/dbl.out"
 expect_eq "the action inherits the current item" "$T/g1" "$(cat "$T/dbl.out")"
+EOF
 
-# ---- View toggles
+test_case 'the View toggles lay the forest out again; the active one lays out nothing' <<'EOF'
 mark
 menu v h
-expect "Horizontal lays the forest out again" '^layout 6 horizontal$'
+expect_trace "Horizontal lays the forest out again" '^layout 6 horizontal$'
 node_at "$T/p"; px=$NX py=$NY
 node_at "$T/c1"; c1x=$NX c1y=$NY
 node_at "$T/c2"; c2y=$NY
@@ -61,12 +70,12 @@ expect_eq "horizontal: children to the right, one above the other" "1 1" \
 shot forest-horizontal
 mark
 menu v s
-expect "Short Names" '^layout 6 horizontal$'
+expect_trace "Short Names" '^layout 6 horizontal$'
 node_at "$T/c1"
 expect_eq "short label" c1 "$NLABEL"
 mark
 menu v d
-expect "Descriptive Names" '^layout 6 horizontal$'
+expect_trace "Descriptive Names" '^layout 6 horizontal$'
 node_at "$T/c2"
 expect_eq "the description's name" release "$NLABEL"
 node_at "$T/p"
@@ -74,59 +83,55 @@ expect_eq "no description: the short name in brackets" "<p>" "$NLABEL"
 mark
 menu v d           # already on: stays on, nothing moves
 menu v v
-expect "Vertical" '^layout 6 vertical$'
+expect_trace "Vertical" '^layout 6 vertical$'
 expect_eq "the active toggle lays out nothing" 1 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^layout ')"
+EOF
 
-# ---- drags: plain ones ask for a transaction, with Ctrl for a reparent
-drag() {  # drag FROM TO [KEY]
-  node_at "$T/$1"; local x=$PX y=$PY
-  node_at "$T/$2"
-  [ -n "${3:-}" ] && xdotool keydown "$3"
-  xdotool mousemove "$x" "$y" mousedown 1 mousemove $((x + 9)) $((y + 9)) \
-    mousemove "$PX" "$PY" mouseup 1
-  [ -n "${3:-}" ] && xdotool keyup "$3"
-}
+test_case "drags ask for a transaction, with Ctrl for a reparent, between strangers the user's choice" <<'EOF'
 mark
 drag c1 p
-expect "child onto parent: putback" "^propagation putback $T/c1 $T/p\$"
+expect_trace "child onto parent: putback" "^propagation putback $T/c1 $T/p\$"
 drag p c2
-expect "parent onto child: bringover" "^propagation bringover-update $T/p $T/c2\$"
+expect_trace "parent onto child: bringover" "^propagation bringover-update $T/p $T/c2\$"
 drag c1 c2 ctrl
-expect "Ctrl: the reparent hook gets child and new parent" "^hook reparent $T/c1 $T/c2\$"
+expect_trace "Ctrl: the reparent hook gets child and new parent" "^hook reparent $T/c1 $T/c2\$"
 mark
 drag c1 p ctrl
-expect "a reparent to the present parent stops early" \
+expect_trace "a reparent to the present parent stops early" \
   '^hook abort Workspace is already a child of target workspace$'
 drag g1 o
 dialog_ok "Lathe Weaving: Select Action"
-expect "unrelated workspaces: the user's choice" "^propagation bringover-update $T/g1 $T/o\$"
+expect_trace "unrelated workspaces: the user's choice" "^propagation bringover-update $T/g1 $T/o\$"
 expect_eq "no reparent was asked" 0 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^hook reparent')"
+EOF
 
-# ---- unload a parent; Refresh after changes made outside
+test_case 'unloading a parent leaves its children as trees; Refresh follows changes made outside' <<'EOF'
 mark
 node_at "$T/c1"
 xdotool mousemove "$PX" "$PY" click 1
 menu f u
-expect "Unload" '^footer left 1 workspace unloaded$'
+expect_trace "Unload" '^footer left 1 workspace unloaded$'
 expect_eq "c1's children take its place as trees, in order" "0 1 2 3 " "$(trees p g1 g2 o)"
 rm -rf "$T/g2"
 sed -n 2p "$T/c1/Brindle_wsdata/parent" | sed '1i VERSION 1' >"$T/o/Brindle_wsdata/parent"
 mark
 node_at "$T/g2"
 xdotool mousemove "$PX" "$PY" mousemove $((PX + 2)) "$PY"
-expect "a removed workspace under the pointer" '^footer left g2 doesn.t exist$'
-expect "is no current item" '^curr_item $'
+expect_trace "a removed workspace under the pointer" '^footer left g2 doesn.t exist$'
+expect_trace "is no current item" '^curr_item $'
 menu v r
-expect "Refresh unloads what is gone" '^footer left 1 nonexistent workspace unloaded\.$'
-expect "and lays out" '^layout 4 '
+expect_trace "Refresh unloads what is gone" '^footer left 1 nonexistent workspace unloaded\.$'
+expect_trace "and lays out" '^layout 4 '
 expect_eq "o follows its new parent file" "0 0 0 1 " "$(trees p c2 o g1)"
 shot forest-refreshed
+EOF
 
-# p's parent made c2, its own child: the picture shows the cycle and its end.
+test_case 'a cycle of parents is drawn with its end marked, and broken by an unload' <<'EOF'
+# p's parent made c2, its own child.
 grep '/c2$' "$T/p/Brindle_wsdata/children" | sed '1i VERSION 1' >"$T/p/Brindle_wsdata/parent"
 mark
 menu v r
-expect "Refresh" '^layout 4 '
+expect_trace "Refresh" '^layout 4 '
 expect_eq "one tree still" "0 0 0 " "$(trees p c2 o)"
 node_at "$T/c2"
 expect_eq "c2 closes the cycle: its picture says so" 1 "$NCIRC"
@@ -135,7 +140,9 @@ mark
 node_at "$T/p"
 xdotool mousemove "$PX" "$PY" click 1
 menu f u
-expect "Unload p" '^layout 3 '
+expect_trace "Unload p" '^layout 3 '
 node_at "$T/c2"
 expect_eq "without p, c2 is a plain root" "0 0" "$NCIRC $NGRAPH"
-gui_finish
+EOF
+
+test_done

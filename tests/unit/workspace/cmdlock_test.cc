@@ -13,13 +13,14 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
 class CmdlockTest : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root = make_ws(tmp.file("ws"));
   std::string locks = root + "/Brindle_wsdata/locks";
   Kes_workspace *ws = nullptr;
@@ -113,7 +114,7 @@ TEST_F(CmdlockTest, ReadersShareAndAreShutOutOnlyByAWriter) {
   ASSERT_EQ(l.size(), 3u);
   EXPECT_EQ(l[1], reader);
   EXPECT_EQ(l[2].rfind(mine("read") + " ", 0), 0u) << l[2];
-  EXPECT_EQ(sh("ls -A " + root + "/Brindle_wsdata"), "locks\n")
+  EXPECT_EQ(sh("ls -A " + root + "/Brindle_wsdata").out, "locks\n")
       << "no probe or lock files stay behind";
 
   // A writer arrives: further readers see only it, a writer sees everybody.
@@ -218,7 +219,7 @@ TEST_F(CmdlockTest, PlainDirectoryTakesPartWithoutLocks) {
   EXPECT_EQ(lock, &theirs) << "left alone";
   EXPECT_EQ(dir.write_locked, 0u);
   EXPECT_EQ(dir.release_lock(&theirs), nullptr);
-  EXPECT_EQ(sh("ls -A " + plain), "");
+  EXPECT_EQ(sh("ls -A " + plain).out, "");
 }
 
 // Each process reports on a pipe when it first finds the locks file's short

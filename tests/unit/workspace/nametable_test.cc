@@ -2,6 +2,7 @@
 // what a read makes of each, writing, edits and the journal, the rebuild by a
 // walk over a workspace of history files made by SCCS, duplicate SmIDs, and
 // read-only workspaces.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 
@@ -13,8 +14,10 @@
 #include "util/kes_process.h"
 #include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
+#include "support/cssc.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -22,15 +25,8 @@ namespace {
 // A history file made by SCCS, with a comment of its own so that its SmID is
 // its own.
 void make_history(const std::string &sfile, const std::string &comment) {
-  std::string dir = sfile.substr(0, sfile.rfind('/'));
-  make_dirs(dir);
-  std::string init = dir + "/.init";
-  write_file(init, "text of " + sfile + "\n");
-  std::string out = sh("admin -n -i" + quote(init) + " -y" + quote(comment) + " " + quote(sfile) +
-                       " 2>&1 && echo made");
-  unlink(init.c_str());
-  ASSERT_NE(out.find("made"), std::string::npos) << out;
-  ASSERT_EQ(sh("val " + quote(sfile) + " && echo ok"), "ok\n");
+  make_dirs(dir_of(sfile));
+  new_history(dir_of(sfile), base_of(sfile).substr(2), "text of " + sfile + "\n", "-y" + shq(comment));
 }
 
 // The SmID text of a history file's root, through a full read.
@@ -81,7 +77,7 @@ int as_outsider(const std::string &dir, const std::function<void()> &prepare,
       prepare();
     }
     return fn();
-  });
+  }).status;
 }
 
 // Why the outsider could not take part, or "" when it did.
@@ -135,7 +131,7 @@ protected:
 
   Err read() { return take(nt->read_table(nullptr, nullptr)); }
 
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root, md, table, journal;
   Kes_workspace *ws = nullptr;
   Kes_md_nametable *nt = nullptr;
@@ -149,7 +145,7 @@ TEST(NtRecord, LinesRoundTripAndBadLinesAreRefused) {
   Kes_nt rec("dir with blanks/a b.c", new Kes_smid(words));
   rec.edit = Kes_nt::REMOVE;
   // Through a real file: a table line, a journal line, and lines that are neither.
-  TempDir tmp;
+  Temp_dir tmp;
   std::string path = tmp.file("lines");
   FILE *fp = fopen(path.c_str(), "w");
   ASSERT_EQ(rec.print(fp, path.c_str()), nullptr);
@@ -364,7 +360,7 @@ TEST_F(Nametable, TwoNamesForOneSmidCantBeRead) {
             std::string::npos)
       << e.text;
   EXPECT_EQ(read_file(table), t);
-  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\n");  // no temporary file left
+  EXPECT_EQ(sh("ls -A " + shq(md)).out, "nametable\n");  // no temporary file left
 }
 
 TEST_F(Nametable, TheRepairStepTakesABadTableAsEmpty) {
@@ -510,7 +506,7 @@ TEST_F(Nametable, ABadJournalLineIsAnError) {
   EXPECT_FALSE(file_exists(table + ".lock"));
 }
 
-TEST_F(Nametable, EveryEditIsInTheJournalWhenTheCommandIsKilled) {
+TEST_F(Nametable, TenEditsAreOnDiskBeforeTheTableIsWritten) {
   write_file(table, "VERSION 1\n");
   int status = in_child([&] {
     open_table();
@@ -523,16 +519,16 @@ TEST_F(Nametable, EveryEditIsInTheJournalWhenTheCommandIsKilled) {
     }
     raise(SIGKILL);  // dies between its edits and write_table
     return 2;
-  });
+  }).status;
   EXPECT_EQ(status, 128 + SIGKILL);
   std::string j = read_file(journal);
-  EXPECT_EQ(std::count(j.begin(), j.end(), '\n'), 13) << j;  // version line and all 12
+  EXPECT_EQ(std::count(j.begin(), j.end(), '\n'), 11) << j;  // version line and 10 synced
   // The next read replays it, and a rebuild gives the truth again.
   open_table();
   EXPECT_EQ(read().code, 0);
-  EXPECT_EQ(nt->list->count, 12);
+  EXPECT_EQ(nt->list->count, 10);
   EXPECT_FALSE(file_exists(journal));
-  EXPECT_EQ(sorted_lines(read_file(table)).size(), 13u);
+  EXPECT_EQ(sorted_lines(read_file(table)).size(), 11u);
 }
 
 TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
@@ -555,7 +551,7 @@ TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
     }
     raise(SIGKILL);
     return 2;
-  });
+  }).status;
   ASSERT_EQ(status, 128 + SIGKILL);
   open_table();
   EXPECT_EQ(read().code, 0);
@@ -588,30 +584,40 @@ TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
   EXPECT_EQ(e.text.find("Rename of \"" + table + "."), 0u) << e.text;
   EXPECT_TRUE(nt->dirty);
   EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
-  EXPECT_EQ(sh("ls -A " + quote(md)), "nametable\nnametable_editlog\n");  // temporary removed
+  EXPECT_EQ(sh("ls -A " + shq(md)).out, "nametable\nnametable_editlog\n");  // temporary removed
   delete g;
 }
 
-// Counts the looks a locker takes at a lock somebody else holds.
-int looks_at_held_lock = 0;
-void count_look(const char *, time_t, time_t, int) { looks_at_held_lock++; }
+// A reader meets the table's lock held by another process: it waits, and reads
+// once the holder, told by the reader's first look at the held lock, lets go.
+int looked = -1;
+void tell_holder(const char *, time_t, time_t, int) {
+  if (looked >= 0 && write(looked, "l", 1) == 1) close(looked);
+  looked = -1;
+}
 
 TEST_F(Nametable, AReadWaitsForTheTableLockAnotherProcessHolds) {
   write_file(table, "VERSION 1\nf 1 2 3 4\n");
   std::string lock = table + ".lock";
   ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  pid_t releaser = fork();
-  if (releaser == 0) {
-    usleep(1500000);
-    unlink(lock.c_str());
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  pid_t holder = fork();
+  if (holder == 0) {
+    char c;
+    close(fds[1]);
+    if (::read(fds[0], &c, 1) == 1) unlink(lock.c_str());
     _exit(0);
   }
-  kes_file_lock_set_observer(count_look);
+  close(fds[0]);
+  looked = fds[1];
+  kes_file_lock_set_observer(tell_holder);
   open_table();
   EXPECT_EQ(read().code, 0);
   kes_file_lock_set_observer(nullptr);
-  waitpid(releaser, nullptr, 0);
-  EXPECT_GE(looks_at_held_lock, 1);
+  if (looked >= 0) close(looked);  // never looked: the holder ends without letting go
+  waitpid(holder, nullptr, 0);
+  EXPECT_EQ(looked, -1) << "the read did not wait for the lock";
   EXPECT_EQ(nt->list->count, 1);
   EXPECT_FALSE(file_exists(lock));
 }
@@ -697,7 +703,7 @@ TEST_F(Nametable, AnUnreadableDirectoryStopsTheWalk) {
 TEST_F(Nametable, CopiesOfOneHistoryAreDuplicates) {
   make_history(root + "/SCCS/s.orig.c", "orig");
   make_history(root + "/SCCS/s.other.c", "other");
-  sh("cp " + quote(root + "/SCCS/s.orig.c") + " " + quote(root + "/SCCS/s.copy.c"));
+  sh("cp " + shq(root + "/SCCS/s.orig.c") + " " + shq(root + "/SCCS/s.copy.c"));
   std::string smid = root_smid(root + "/SCCS/s.orig.c");
   open_table();
   Kes_smid_int_hash *found = new Kes_smid_int_hash;
@@ -723,19 +729,12 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
   // unrelated histories writes it.
   std::string s = root + "/SCCS/s.two roots.c";
   make_history(s, "first");
-  sh("{ cd " + quote(root + "/SCCS") + " && get -s -e " + quote("s.two roots.c") + " && echo x >> " +
-     quote("two roots.c") + " && delta -s -ysecond " + quote("s.two roots.c") + " && get -s -e -r1.1 " +
-     quote("s.two roots.c") + " && echo y >> " + quote("two roots.c") + " && delta -s -ythird " +
-     quote("s.two roots.c") + "; } 2>/dev/null");
+  add_delta(s, "text\nx\n", "second");
+  add_delta(s, "text\ny\n", "third", "-r1.1");
   std::string text = read_file(s);
-  size_t d = text.find("\001d D 1.1 ");
-  ASSERT_NE(d, std::string::npos);
-  size_t s_line = text.rfind("\001s ", d);
-  size_t user_end = text.find(" 1 0\n", d);
-  ASSERT_NE(user_end, std::string::npos);
-  text.replace(s_line, user_end - s_line,
+  size_t d = text.find("\001d D 1.1 "), s_line = text.rfind("\001s ", d);
+  text.replace(s_line, text.find(" 1 0\n", d) - s_line,
                "\001s 00000/00000/00000\n\001d D 1.1 70/01/01 00:00:00 Fake");
-  chmod(s.c_str(), 0644);
   write_file(s, text);
 
   Kes_workspace scratch;
@@ -760,30 +759,45 @@ TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
 
 TEST_F(Nametable, ALongScanShowsItIsAlive) {
   make_history(root + "/SCCS/s.a.c", "a");
-  // A history file that keeps the scan waiting until someone writes to it.
-  std::string slow = root + "/SCCS/s.slow.c";
+  // A history file that keeps the scan waiting until someone opens it for
+  // writing: a process that reads the scan's output and opens it after the first beat.
+  std::string slow = root + "/SCCS/s.slow.c", said = tmp.file("said");
   ASSERT_EQ(mkfifo(slow.c_str(), 0666), 0);
-  setenv("BRINDLE_HEARTBEAT", "1", 1);
+  int out[2];
+  ASSERT_EQ(pipe(out), 0);
   pid_t writer = fork();
   if (writer == 0) {
-    usleep(2500000);
-    FILE *f = fopen(slow.c_str(), "w");
-    if (f) fputs("not a history\n", f);
+    close(out[1]);
+    std::string seen;
+    char buf[512];
+    for (ssize_t n; (n = ::read(out[0], buf, sizeof buf)) > 0;) {
+      bool first = seen.find("minutes ...\n") == std::string::npos;
+      seen.append(buf, n);
+      if (first && seen.find("minutes ...\n") != std::string::npos) close(open(slow.c_str(), O_WRONLY));
+    }
+    write_file(said, seen);
     _exit(0);
   }
+  close(out[0]);
+  setenv("BRINDLE_HEARTBEAT", "1", 1);
   open_table();
-  testing::internal::CaptureStderr();
-  std::string out = capture_stdout([&] { EXPECT_EQ(read().code, 0); });
-  std::string err = testing::internal::GetCapturedStderr();
-  waitpid(writer, nullptr, 0);
+  fflush(stdout);
+  setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // each beat reaches the writer as it is said
+  int saved = dup(1);
+  dup2(out[1], 1);
+  close(out[1]);
+  std::string err = capture_stderr([&] { EXPECT_EQ(read().code, 0); });
+  fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
   unsetenv("BRINDLE_HEARTBEAT");
-  EXPECT_NE(out.find("Searching for history files for 0.0 minutes ...\n"), std::string::npos)
-      << out;
+  waitpid(writer, nullptr, 0);
+  EXPECT_EQ(read_file(said).rfind("Searching for history files for 0.0 minutes ...\n", 0), 0u)
+      << read_file(said);
   EXPECT_NE(err.find("s.slow.c"), std::string::npos) << err;  // reported and skipped
   EXPECT_EQ(records(), std::vector<std::string>{"a.c " + root_smid(root + "/SCCS/s.a.c")});
-  // The beat ends with the scan.
-  out = capture_stdout([&] { sleep(2); });
-  EXPECT_EQ(out, "");
+  // The beat ends with the scan: no alarm is left to fire.
+  EXPECT_EQ(alarm(0), 0u);
 }
 
 // ---------------------------------------------------------------------------
@@ -802,7 +816,7 @@ TEST_F(Nametable, AReadOnlyWorkspaceIsServedWithoutWrites) {
   // A lock left by someone: a reader that locked would wait 15 seconds.
   std::string lock = table + ".lock";
   ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  sh("chmod -R a+rX " + quote(tmp.path()));
+  sh("chmod -R a+rX " + shq(tmp.path()));
   owner_writes(md);
   std::string before_table = read_file(table), before_journal = read_file(journal);
   int status = as_outsider(md, [&] { no_writes(md); }, [&] {

@@ -8,6 +8,7 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -58,7 +59,7 @@ TEST(AccessValuesTest, ListsAreReadLeftToRightAndNamesCompareOn32Bytes) {
 
 class AccessFileTest : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string dir = tmp.path();
   Kes_workspace *ws = nullptr;
   std::string file;

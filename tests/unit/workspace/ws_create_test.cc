@@ -5,13 +5,14 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
 class CreateWsTest : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string dir = tmp.path();
   static bool is_file(const std::string &path) {
     struct stat st;

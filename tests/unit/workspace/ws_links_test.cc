@@ -9,6 +9,7 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -22,7 +23,7 @@ std::vector<std::string> names(Kes_wslist *l) {
 
 class Links : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
 };
 
 TEST_F(Links, ParentAndChildrenRoundTrip) {
@@ -245,7 +246,7 @@ TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
   Kes_autofr before_resolve(0, 0, 0, 0, 0, 0, 1, 0), zero, *af = nullptr;
   ASSERT_EQ(take(ws.set_pbval(&want)).code, 0);
   ASSERT_EQ(take(ws.set_autofr(&before_resolve)).code, 0);
-  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata"), "");
+  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata").out, "");
   Kes_md_pbval *mdp = nullptr;
   ASSERT_EQ(take(ws.get_md_pbval(&mdp)).code, 0);
   ASSERT_EQ(take(mdp->save(&want)).code, 0);

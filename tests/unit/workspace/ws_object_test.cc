@@ -10,6 +10,7 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -70,7 +71,7 @@ std::string describe(Kes_workspace &ws) {
 
 class Workspace : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   char saved_cwd[1024];
   void SetUp() override { ASSERT_NE(getcwd(saved_cwd, sizeof saved_cwd), nullptr); }
   void TearDown() override { ASSERT_EQ(chdir(saved_cwd), 0); }

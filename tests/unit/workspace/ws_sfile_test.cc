@@ -1,4 +1,5 @@
-// History files reached through the workspace, made and changed by CSSC.
+// The merge object the workspace hands out, on history files made by CSSC.  How
+// the history file objects it hands out read is tested with SCCS_sfile itself.
 
 #include "sccs/kes_merge.h"
 #include "sccs/kes_sfile.h"
@@ -6,54 +7,15 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
-TEST(WorkspaceSfile, FilesFromTheFactory) {
-  TempDir tmp;
-  std::string root = make_ws(tmp.file("ws"));
-  make_dirs(root + "/src/SCCS");
-  write_file(root + "/src/a.c", "int a;\n");
-  kes_set_path();  // the SCCS programs, found the way the engine finds them
-  std::string cmd = "cd '" + root +
-                    "/src' && admin -ia.c SCCS/s.a.c && rm a.c && get -e -s SCCS/s.a.c && "
-                    "echo 'int b;' >> a.c && delta -s -y'second' SCCS/s.a.c && "
-                    "get -e -s SCCS/s.a.c";
-  ASSERT_EQ(system(cmd.c_str()), 0) << cmd;
-  Kes_workspace ws(root.c_str(), nullptr);
-  ASSERT_EQ(chdir(root.c_str()), 0);
-
-  // By the history file's name: nothing read yet.
-  Kes_sfile *byname = ws.get_sfile("src/SCCS/s.a.c");
-  ASSERT_NE(byname, nullptr);
-  EXPECT_STREQ(byname->s_path, "src/SCCS/s.a.c");
-  EXPECT_STREQ(byname->clr_path, "src/a.c");
-  EXPECT_EQ(byname->tree, nullptr);
-  ASSERT_EQ(take(byname->buildtree(0, 1, 0)).code, 0);
-  EXPECT_NE(byname->tree, nullptr);
-  delete byname;
-
-  // By the clear file's name, with the delta table read, or the p-file only.
-  Kes_sfile *full = ws.get_sfile("src/a.c", 1);
-  EXPECT_STREQ(full->s_path, "src/SCCS/s.a.c");
-  EXPECT_TRUE(full->exists);
-  EXPECT_NE(full->tree, nullptr);
-  EXPECT_TRUE(full->has_pfile);
-  delete full;
-  Kes_sfile *pfile_only = ws.get_sfile("src/a.c", 2);
-  EXPECT_EQ(pfile_only->tree, nullptr);
-  EXPECT_TRUE(pfile_only->has_pfile);
-  delete pfile_only;
-  Kes_sfile *none = ws.get_sfile("src/none.c", 2);
-  EXPECT_FALSE(none->exists);
-  delete none;
-}
-
 TEST(WorkspaceSfile, MergeObjectFromTheFactory) {
   // A child history one delta ahead of its parent: the merge the workspace hands
   // out sees the from side as new, without writing anything in analysis mode.
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root = make_ws(tmp.file("ws"));
   make_dirs(root + "/p/SCCS");
   make_dirs(root + "/c/SCCS");

@@ -10,13 +10,14 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
 class WsTree : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string dir = tmp.path(), mailer_fmt, host_mailer = kes_get_mail_command();
   std::string user = kes_get_user(1, 0);
 
@@ -32,7 +33,7 @@ protected:
   void TearDown() override { kes_set_mail_command(host_mailer.c_str()); }
 
   std::string mail(int n) { return read_file(dir + "/mail/" + std::to_string(n)); }
-  int mails() { return std::stoi(sh("ls " + dir + "/mail | wc -l")); }
+  int mails() { return std::stoi(sh("ls " + dir + "/mail | wc -l").out); }
   std::string head(const std::string &addr, const std::string &event) {
     return addr + "\nTo: " + addr + "\nSubject: Brindle notification (" + event +
            ")\nPrecedence: junk\n\n";
@@ -60,7 +61,7 @@ protected:
     make_dirs(path + "/x");
   }
   static std::string lock_lines(const std::string &ws) {
-    return sh("grep -c '^write' " + md_file(ws, "locks") + " || true");
+    return sh("grep -c '^write' " + md_file(ws, "locks") + " || true").out;
   }
 };
 
@@ -117,7 +118,7 @@ TEST_F(WsTree, DeleteAndMoveRefusedWhileAnotherProcessHoldsALock) {
   ASSERT_EQ(in_child([&] {
               Kes_workspace other(w.c_str(), nullptr);
               return take(other.obtain_lock(KES_WRITE_LOCK, nullptr)).code;
-            }),
+            }).status,
             0);
   Kes_workspace wws(w.c_str(), nullptr);
   EXPECT_EQ(take(wws.delete_ws(0)).code, 2021);
@@ -181,7 +182,7 @@ TEST_F(WsTree, MoveAcrossFileSystemsCopiesTheTree) {
   chmod((w + "/sub/x.c").c_str(), 0640);
   Kes_workspace wws(w.c_str(), nullptr), target(to.c_str(), nullptr);
   Err e = take(wws.move_ws(&target));
-  std::string mode = sh("stat -c %a " + to + "/sub/x.c");
+  std::string mode = sh("stat -c %a " + to + "/sub/x.c").out;
   std::string copied = file_exists(to + "/sub/x.c") ? read_file(to + "/sub/x.c") : "";
   std::string locks = file_exists(md_file(to, "locks")) ? lock_lines(to) : "missing";
   std::string kids = read_file(md_file(p, "children")), par = read_file(md_file(c, "parent"));
@@ -209,7 +210,7 @@ TEST_F(WsTree, CopyIntoAFullFileSystemFailsAndLeavesTheOldTree) {
   umount(fs.c_str());
   EXPECT_EQ(e.code, 2012) << e.text;
   EXPECT_FALSE(copied_metadata);
-  EXPECT_EQ(sh("stat -c %s " + w + "/big"), "262144\n");
+  EXPECT_EQ(sh("stat -c %s " + w + "/big").out, "262144\n");
   EXPECT_EQ(lock_lines(w), "0\n");
   EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(w) + "\n");
   EXPECT_EQ(mails(), 0);

@@ -1,17 +1,15 @@
 // The merge under judgement: our engine run on a generated pair, with the body
 // route chosen through the environment as a user would.  Kept apart from the
 // generator and the judge, which must not share the engine's code; the merge
-// test and the merge benchmark both run it.
-#ifndef BRINDLE_TESTS_SCCS_MERGE_ENGINE_RUN_H
-#define BRINDLE_TESTS_SCCS_MERGE_ENGINE_RUN_H
+// tests and the merge benchmark both run it.  Header only: its users link the
+// history file layer, the support library does not.
+#ifndef BRINDLE_TESTS_SUPPORT_MERGE_ENGINE_H
+#define BRINDLE_TESTS_SUPPORT_MERGE_ENGINE_H
 
-#include <unistd.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "merge_gen_helpers.h"
+#include "support/merge_gen.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -37,24 +35,10 @@ inline Merge_outcome engine_merge(const Merge_request &r) {
   if (r.names) m.options |= KES_MO_NAMES;
   if (r.signature) m.options |= KES_MO_SIGNATURE;
   // The notice of a route switch goes to standard output: catch it there.
-  fflush(stdout);
-  FILE *seen = tmpfile();
-  int saved = dup(1);
-  if (seen) dup2(fileno(seen), 1);
-  Kes_err *err = m.merge();
-  fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
+  Kes_err *err = nullptr;
+  std::string said = capture_stdout([&] { err = m.merge(); });
   Merge_outcome out;
-  if (seen) {
-    rewind(seen);
-    std::string text;
-    char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, seen)) > 0) text.append(buf, n);
-    fclose(seen);
-    out.switched = text.find("--> Switching to new merging logic") != std::string::npos;
-  }
+  out.switched = said.find("--> Switching to new merging logic") != std::string::npos;
   out.ok = err == nullptr;
   if (err) out.error = err->text;
   delete err;

@@ -1,141 +1,20 @@
-// Generator of history pairs and the judge of merged histories.  See the header.
-#include "merge_gen_helpers.h"
+// Generator of history pairs and the judge of merged histories.
+#include "support/merge_gen.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/types.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <set>
 #include <sstream>
 
 namespace merge_gen {
 
-// ---- running programs ------------------------------------------------------
-
-Run_result run(const std::vector<std::string> &argv, const std::string &cwd) {
-  Run_result r;
-  int out[2], err[2];
-  if (pipe(out) != 0) return r;
-  if (pipe(err) != 0) {
-    close(out[0]);
-    close(out[1]);
-    return r;
-  }
-  // posix_spawn rather than fork: forking a large sanitizer process is slow.
-  posix_spawn_file_actions_t fa;
-  posix_spawn_file_actions_init(&fa);
-  if (!cwd.empty()) posix_spawn_file_actions_addchdir_np(&fa, cwd.c_str());
-  posix_spawn_file_actions_addopen(&fa, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&fa, out[1], 1);
-  posix_spawn_file_actions_adddup2(&fa, err[1], 2);
-  posix_spawn_file_actions_addclose(&fa, out[0]);
-  posix_spawn_file_actions_addclose(&fa, err[0]);
-  std::vector<char *> args;
-  for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
-  args.push_back(nullptr);
-  pid_t pid;
-  int rc = posix_spawn(&pid, args[0], &fa, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&fa);
-  close(out[1]);
-  close(err[1]);
-  if (rc != 0) {
-    close(out[0]);
-    close(err[0]);
-    r.err = strerror(rc);
-    return r;
-  }
-  struct pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-  std::string *dest[2] = {&r.out, &r.err};
-  int open_fds = 2;
-  char buf[8192];
-  while (open_fds > 0) {
-    if (poll(fds, 2, -1) < 0) {
-      if (errno == EINTR) continue;
-      break;
-    }
-    for (int i = 0; i < 2; i++) {
-      if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-      ssize_t n = read(fds[i].fd, buf, sizeof buf);
-      if (n > 0) {
-        dest[i]->append(buf, n);
-      } else if (n == 0 || errno != EINTR) {
-        close(fds[i].fd);
-        fds[i].fd = -1;
-        open_fds--;
-      }
-    }
-  }
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return r;
-}
-
-std::string sccs_prog(const char *name) {
-  return std::string(BRINDLE_SCCS_DIR) + "/" + name;
-}
-
-std::string read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
-void write_file(const std::string &path, const std::string &text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-}
-
-bool file_exists(const std::string &path) {
-  struct stat st;
-  return stat(path.c_str(), &st) == 0;
-}
-
-void copy_file(const std::string &from, const std::string &to) {
-  struct stat st;
-  unlink(to.c_str());
-  write_file(to, read_file(from));
-  if (stat(from.c_str(), &st) == 0) chmod(to.c_str(), st.st_mode & 07777);
-}
-
-std::string make_temp_dir(const char *prefix) {
-  const char *tmp = getenv("TMPDIR");
-  std::string templ = std::string(tmp && *tmp ? tmp : "/tmp") + "/" + prefix + ".XXXXXX";
-  std::vector<char> buf(templ.begin(), templ.end());
-  buf.push_back('\0');
-  if (!mkdtemp(buf.data())) return "";
-  return buf.data();
-}
-
-void remove_tree(const std::string &path) {
-  if (path.size() < 6) return;  // never anything like "/" or "/tmp"
-  run({"/bin/rm", "-rf", path});
-}
-
 namespace {
-
-std::string dir_of(const std::string &path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : path.substr(0, slash);
-}
-
-std::string base_of(const std::string &path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
 
 std::string pfile_of(const std::string &sfile) {
   std::string base = base_of(sfile);
@@ -186,7 +65,7 @@ bool is_fake_root(const Delta_info &d) {
 // The comments may hold '|' and newlines, so they go last.
 Run_result prs_records(const std::string &sfile, const std::string &fields,
                        std::vector<std::vector<std::string>> *records) {
-  Run_result r = run({sccs_prog("prs"), "-e", "-a", "-d\x02" + fields + "\x03", sfile});
+  Run_result r = run({cssc("prs"), "-e", "-a", "-d\x02" + fields + "\x03", sfile});
   size_t pos = 0;
   while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
     size_t end = r.out.find('\x03', pos);
@@ -230,7 +109,7 @@ const Delta_info *Snapshot::by_live_sid(const std::string &sid) const {
 
 std::string get_text(const std::string &sfile, const std::string &sid,
                      std::vector<std::string> *problems) {
-  Run_result r = run({sccs_prog("get"), "-p", "-k", "-s", "-r" + sid, sfile});
+  Run_result r = run({cssc("get"), "-p", "-k", "-s", "-r" + sid, sfile});
   if (r.status != 0) {
     problems->push_back("get -p -r" + sid + " " + sfile + " failed: " + r.err);
     return "";
@@ -269,7 +148,7 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
     d.comments = c;
     s.deltas.push_back(d);
   }
-  Run_result fl = run({sccs_prog("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
+  Run_result fl = run({cssc("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
   size_t text_at = fl.out.find('\x02');
   if (text_at != std::string::npos) s.desc = fl.out.substr(text_at + 1);
   std::vector<std::string> f = split(fl.out.substr(0, text_at), '|');
@@ -299,7 +178,7 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
 }
 
 const Delta_info *Snapshot::head() const {
-  Run_result r = run({sccs_prog("get"), "-g", sfile});
+  Run_result r = run({cssc("get"), "-g", sfile});
   std::string sid = r.out.substr(0, r.out.find('\n'));
   if (r.status == 0) return by_live_sid(sid);
   // A default branch with no delta on it yet: work goes on from its base.
@@ -419,7 +298,7 @@ void Generator::stamp(History &h) {
   chmod(path.c_str(), 0644);
   write_file(path, s);
   chmod(path.c_str(), 0444);
-  run({sccs_prog("admin"), "-z", h.sfile}, h.dir);
+  run({cssc("admin"), "-z", h.sfile}, h.dir);
 }
 
 void Generator::create(History &h, const Gen_params &p) {
@@ -431,7 +310,7 @@ void Generator::create(History &h, const Gen_params &p) {
   // as the branch and default flag lines have.
   write_file(h.dir + "/desc",
              " *\tdefault SID: " + std::string(h.side) + "\nribbon\nkept " + h.side + "\n");
-  std::vector<std::string> argv = {sccs_prog("admin"), "-i" + h.name, "-tdesc",
+  std::vector<std::string> argv = {cssc("admin"), "-i" + h.name, "-tdesc",
                                    "-yfirst version " + std::to_string(++counter_) + " " + h.side};
   if (p.binary) argv.push_back("-b");
   argv.push_back(h.sfile);
@@ -444,7 +323,7 @@ void Generator::create(History &h, const Gen_params &p) {
 
 bool Generator::do_edit(History &h, const Gen_params &p) {
   std::vector<std::string> live = h.live_sids();
-  std::vector<std::string> argv = {sccs_prog("get"), "-e", "-s"};
+  std::vector<std::string> argv = {cssc("get"), "-e", "-s"};
   std::string base;
   if (!live.empty() && chance(p.branch_pct)) {
     base = live[pick(static_cast<int>(live.size()))];
@@ -457,7 +336,7 @@ bool Generator::do_edit(History &h, const Gen_params &p) {
   argv.push_back(h.sfile);
   Run_result g = run(argv, h.dir);
   if (g.status != 0) {
-    run({sccs_prog("unget"), "-s", h.sfile}, h.dir);
+    run({cssc("unget"), "-s", h.sfile}, h.dir);
     unlink(h.gfile().c_str());
     return false;
   }
@@ -468,9 +347,9 @@ bool Generator::do_edit(History &h, const Gen_params &p) {
   write_file(h.gfile(), text);
   std::string comment = std::string(h.side) + " change " + std::to_string(++counter_);
   if (chance(20)) comment += "\nsecond line of the comment";
-  Run_result d = run({sccs_prog("delta"), "-s", "-y" + comment, h.sfile}, h.dir);
+  Run_result d = run({cssc("delta"), "-s", "-y" + comment, h.sfile}, h.dir);
   if (d.status != 0) {
-    run({sccs_prog("unget"), "-s", h.sfile}, h.dir);
+    run({cssc("unget"), "-s", h.sfile}, h.dir);
     unlink(h.gfile().c_str());
     return false;
   }
@@ -504,7 +383,7 @@ void Generator::ignore_older(History &h) {
   s.insert(at, "\001g " + std::to_string(older[pick(static_cast<int>(older.size()))]) + "\n");
   chmod(path.c_str(), 0644);
   write_file(path, s);
-  run({sccs_prog("admin"), "-z", h.sfile}, h.dir);
+  run({cssc("admin"), "-z", h.sfile}, h.dir);
 }
 
 // An empty first block of the root before the rest of it: every version stays
@@ -516,7 +395,7 @@ static void split_root_block(const std::string &sfile, const std::string &dir) {
   s.insert(at + 6, "\001E 1\n\001I 1\n");
   chmod(sfile.c_str(), 0644);
   write_file(sfile, s);
-  run({sccs_prog("admin"), "-z", sfile}, dir);
+  run({cssc("admin"), "-z", sfile}, dir);
 }
 
 // Removes a random delta that nothing builds on.
@@ -530,7 +409,7 @@ bool Generator::do_rmdel(History &h) {
     if (!has_child) leaves.push_back(d.sid);
   }
   if (leaves.empty()) return false;
-  Run_result r = run({sccs_prog("rmdel"), "-r" + leaves[pick(static_cast<int>(leaves.size()))], h.sfile}, h.dir);
+  Run_result r = run({cssc("rmdel"), "-r" + leaves[pick(static_cast<int>(leaves.size()))], h.sfile}, h.dir);
   h.refresh();
   return r.status == 0;
 }
@@ -547,7 +426,7 @@ bool Generator::operate(History &h, const Gen_params &p) {
 }
 
 void Generator::checkout(History &h, const Gen_params &p) {
-  std::vector<std::string> argv = {sccs_prog("get"), "-e", "-s"};
+  std::vector<std::string> argv = {cssc("get"), "-e", "-s"};
   std::vector<std::string> live = h.live_sids();
   if (!live.empty() && chance(30)) argv.push_back("-r" + live[pick(static_cast<int>(live.size()))]);
   argv.push_back(h.sfile);
@@ -953,12 +832,12 @@ void check_pending_delta(const std::string &sfile, std::vector<std::string> *pro
   std::string ws = dir_of(dir_of(sfile));
   std::string gfile = ws + "/" + base_of(sfile).substr(2);
   std::string work = read_file(gfile);
-  Run_result d = run({sccs_prog("delta"), "-s", "-r" + old_sid, "-ywork after merge", "SCCS/" + base_of(sfile)}, ws);
+  Run_result d = run({cssc("delta"), "-s", "-r" + old_sid, "-ywork after merge", "SCCS/" + base_of(sfile)}, ws);
   if (d.status != 0) {
     problems->push_back(sfile + ": delta of the pending work failed: " + d.err);
     return;
   }
-  if (run({sccs_prog("val"), sfile}).status != 0)
+  if (run({cssc("val"), sfile}).status != 0)
     problems->push_back(sfile + ": val refuses the file after the pending delta");
   if (get_text(sfile, new_sid, problems) != work)
     problems->push_back(sfile + ": pending work did not become " + new_sid);
@@ -1018,8 +897,8 @@ void judge_direction(const Snapshot &from, const Snapshot &to, const std::string
       if (read_file(out) != orig_to) problems->push_back(label + route + "file changed with nothing new");
       return;
     }
-    if (run({sccs_prog("val"), out}).status != 0) problems->push_back(label + route + "val refuses the output");
-    if (run({sccs_prog("admin"), "-h", out}).status != 0)
+    if (run({cssc("val"), out}).status != 0) problems->push_back(label + route + "val refuses the output");
+    if (run({cssc("admin"), "-h", out}).status != 0)
       problems->push_back(label + route + "admin -h finds a bad checksum");
     outs[slow] = snapshot(out, problems);
     size_t before = problems->size();
@@ -1068,7 +947,7 @@ Judge_report judge_pair(const Pair &pair, const Merge_fn &merge) {
   mkdir(scratch.c_str(), 0755);
   judge_direction(a, b, scratch, merge, &rep, true, pair.params.names);
   judge_direction(b, a, scratch, merge, &rep, false, pair.params.names);
-  if (!getenv("MERGE_GEN_KEEP")) remove_tree(scratch);
+  remove_tree(scratch);
   return rep;
 }
 

@@ -1,40 +1,27 @@
-# Shared pieces of the GUI tests.  A script sources this file, calls gui_start
-# (a private Xvfb, a scratch directory T), runs its story and ends with
-# gui_finish.  There is no skipping: a machine that cannot run an X server
-# fails these tests.
-#
-# Environment from CTest: BRINDLE_BIN (built programs), GUI_DATA (this
-# directory), CSSC_DIR (the SCCS programs).  BRINDLE_GUI_SHOTS, if set, is a
-# directory that keeps the screenshots the tests take.
+# The GUI stories' part of the shell library: a private X server, programs the
+# story's end stops, brindletool started with its debug trace, expectations on
+# that trace, the menus and dialogs by keyboard, and screenshots.  A GUI story
+# sources this file ($GUI_LIB) alone: it brings lib.sh along.
 
-GUI_FAILS=0
-GUI_WAIT=${GUI_WAIT:-60}  # seconds before a wait gives up: a failure, not a pace
-
-fail() {
-  echo "FAIL: $*"
-  GUI_FAILS=$((GUI_FAILS + 1))
-}
-
-die() {
-  echo "FAIL: $*"
-  exit 1
-}
+WAIT_SECONDS=${WAIT_SECONDS:-60}  # every step of a story waits on the tool
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 # Starts Xvfb on a display number that the server picks itself, so that tests
-# and other servers on the machine never collide, and exports DISPLAY.
+# and other servers on the machine never collide, and exports DISPLAY.  There is
+# no skipping: a machine that cannot run an X server fails these tests.
 gui_start() {
+  local tool
   for tool in Xvfb xdotool import compare; do
     command -v "$tool" >/dev/null || die "$tool is not installed (see tools/debian-packages.txt)"
   done
-  T=$(mktemp -d "${TMPDIR:-/tmp}/brindle-gui.XXXXXX")
-  GUI_PIDS=()
+  make_scratch gui
+  GUI_PIDS=() MARK=0
   trap 'gui_cleanup' EXIT
   Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$T/display" 2>"$T/xvfb.log" &
   GUI_PIDS+=($!)
-  # The server writes its number once it accepts clients.
-  wait_for "the X server" test -s "$T/display"
+  # The server writes its number once it accepts clients: the handshake.
+  wait_for "the X server" test -s "$T/display" || die "no X server"
   export DISPLAY=":$(head -n1 "$T/display")"
-  echo "X server on $DISPLAY"
 }
 
 gui_cleanup() {
@@ -44,34 +31,14 @@ gui_cleanup() {
   rm -rf "$T"
 }
 
-# run_bg CMD...: starts a program that the cleanup stops.
+# run_bg CMD...: starts a program that the cleanup stops; its pid in LAST_PID.
 run_bg() {
   "$@" &
   GUI_PIDS+=($!)
   LAST_PID=$!
 }
 
-# wait_for WHAT CMD...: polls until CMD succeeds; fails the test after GUI_WAIT.
-wait_for() {
-  local what=$1 i
-  shift
-  for ((i = 0; i < GUI_WAIT * 20; i++)); do
-    "$@" 2>/dev/null && return 0
-    sleep 0.05
-  done
-  die "gave up waiting for $what"
-}
-
-# wait_trace FILE PATTERN [COUNT]: waits until COUNT lines (default 1) of the
-# trace match the extended regular expression PATTERN.
-wait_trace() {
-  local file=$1 pattern=$2 count=${3:-1}
-  wait_for "'$pattern' in the trace" \
-    bash -c '[ "$(grep -cE -- "$1" "$2")" -ge "$3" ]' _ "$pattern" "$file" "$count"
-}
-
-# shot NAME [WINDOW]: screenshot of the screen (or a window) into $T/NAME.png,
-# kept in BRINDLE_GUI_SHOTS when that is set.
+# shot NAME [WINDOW]: a screenshot into $T/NAME.png, kept in BRINDLE_GUI_SHOTS.
 shot() {
   import -window "${2:-root}" "$T/$1.png" || die "no screenshot $1"
   if [ -n "${BRINDLE_GUI_SHOTS:-}" ]; then
@@ -79,7 +46,19 @@ shot() {
   fi
 }
 
-# ---- brindletool
+# ---- the trace a program under test writes, one line an event, into $TR ----
+
+# mark: later expectations look at the trace from here on.
+mark() { MARK=$(wc -l <"$TR"); }
+
+# expect_trace WHAT PATTERN [COUNT]: waits until COUNT lines (default 1) of the
+# trace after the mark match the extended regular expression PATTERN.
+expect_trace() {
+  wait_for "$1 ('$2' in the trace)" bash -c \
+    '[ "$(tail -n +"$1" "$2" | grep -cE -- "$3")" -ge "$4" ]' _ $((MARK + 1)) "$TR" "$2" "${3:-1}"
+}
+
+# ---- brindletool --------------------------------------------------------------
 
 # make_forest: real workspaces under $T, made by bringover: a parent p holding
 # one history file, its children c1, c2 and c3, c1's children g1 and g2, and o,
@@ -98,8 +77,9 @@ make_forest() {
   rm -rf "$T/c3" "$T/x"
 }
 
-# tool_start ARGS...: brindletool with its home in $T/home (where the test puts
-# .brindletoolrc) and its trace in a new file $TR.  Double clicks may be slow.
+# tool_start ARGS...: brindletool with its home in $T/home (where the story puts
+# .brindletoolrc) and its trace in a new file $TR, marked from its start.
+# Double clicks may be slow.
 tool_start() {
   TR=$T/trace.$((TOOL_RUNS = ${TOOL_RUNS:-0} + 1))
   : >"$TR"
@@ -111,18 +91,11 @@ tool_start() {
   MARK=0
 }
 
+# tool_stop: ends the tool (its status, that of a killed process, says nothing).
 tool_stop() {
   kill "$TOOL_PID" 2>/dev/null
   wait "$TOOL_PID" 2>/dev/null
-}
-
-# mark: later expectations look at the trace from here on.
-mark() { MARK=$(wc -l <"$TR"); }
-
-# expect WHAT PATTERN: a trace line after the mark matches PATTERN.
-expect() {
-  wait_for "$1" bash -c 'tail -n +"$1" "$2" | grep -qE -- "$3"' _ $((MARK + 1)) "$TR" "$2"
-  echo "ok: $1"
+  return 0
 }
 
 # node_at PATH: the workspace's icon in the last layout: NX NY NW NH, its state,
@@ -142,16 +115,7 @@ menu() {
 
 # dialog_ok TITLE: presses OK (Return) in the dialog of that title.
 dialog_ok() {
-  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1"
-  xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return
-  expect "the dialog $1 closes" "^dialog $1 closed"
-}
-
-gui_finish() {
-  if [ "$GUI_FAILS" -ne 0 ]; then
-    echo "FAILED: $GUI_FAILS check(s)"
-    exit 1
-  fi
-  echo "PASSED"
-  exit 0
+  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
+    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return &&
+    expect_trace "the dialog $1 closes" "^dialog $1 closed"
 }

@@ -2,11 +2,8 @@
 // judge that decides, with the SCCS programs alone, whether a merged file holds
 // both histories.  Nothing here uses the engine's own reader: the merge under test
 // is handed in as a function, so the judge cannot share the merge's mistakes.
-//
-// The bench program includes the .cc file directly, so this needs no test
-// framework.
-#ifndef BRINDLE_TESTS_SCCS_MERGE_GEN_HELPERS_H
-#define BRINDLE_TESTS_SCCS_MERGE_GEN_HELPERS_H
+#ifndef BRINDLE_TESTS_SUPPORT_MERGE_GEN_H
+#define BRINDLE_TESTS_SUPPORT_MERGE_GEN_H
 
 #include <functional>
 #include <map>
@@ -14,28 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "support/cssc.h"
+
 namespace merge_gen {
 
-// ---- running programs ------------------------------------------------------
-
-struct Run_result {
-  int status = -1;  // exit status, or 128 + signal
-  std::string out, err;
-};
-
-// Runs argv[0] (no shell) in `cwd` (empty: here) and waits for it.
-Run_result run(const std::vector<std::string> &argv, const std::string &cwd = "");
-
-// Full path of one of the SCCS programs (admin, get, delta, prs, val, rmdel, unget).
-std::string sccs_prog(const char *name);
-
-std::string read_file(const std::string &path);
-void write_file(const std::string &path, const std::string &text);
-bool file_exists(const std::string &path);
-// Copies a file byte for byte, keeping its mode.
-void copy_file(const std::string &from, const std::string &to);
-std::string make_temp_dir(const char *prefix);
-void remove_tree(const std::string &path);
+using namespace support;
 
 // ---- what the SCCS programs say about a history file -----------------------
 
