@@ -28,7 +28,7 @@ judge_child() {
   done
   expect_eq "no half copy left" "" "$(find child -name 'S.s.*' -size -150k)"
 }
-table() { grep -v '^VERSION' "$1/Brindle_wsdata/nametable" | sort; }
+table() { md_lines "$1/Brindle_wsdata/nametable" | sort; }
 
 make_ws parent
 for f in up mv keep; do sccs_new parent "src/$f.c" "$(big $f)"; done
