@@ -10,6 +10,7 @@
 #include <cstring>
 #include <string>
 
+#include "transaction/kes_file.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
@@ -28,6 +29,53 @@ void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...) {
   va_start(ap, fmt);
   if (vfprintf(f, fmt, ap) < 0) *err = fprintf_err_message(name);
   va_end(ap);
+}
+
+// A path given in a notification entry covers the file under its name now or
+// under the name it had before this run renamed it.
+int under_path(const char *name, const char *path) {
+  if (!name) return 0;
+  size_t n = strlen(path);
+  return strncmp(name, path, n) == 0 && (name[n] == '\0' || name[n] == '/');
+}
+
+// The lines of one file with an action: its contents action, with the delta
+// comments under -d, and its rename.
+void put_file_entry(Kes_transaction *t, Kes_file *file, const char *path, FILE *f,
+                    const char *tmpname, Kes_err **err) {
+  if (!file->has_action()) return;
+  if (path && !under_path(file->to->name, path) && !under_path(file->pre_rename_name, path)) return;
+  static const int contents_states[] = {0, KES_TS_CREATE, KES_TS_UPDATE, KES_TS_CONFLICT,
+                                        KES_TS_REMOVE, KES_TS_RESTORE};
+  int ca = file->flags.contents_action;
+  if (ca > 0 && ca <= 5) {
+    put(f, tmpname, err, "%s: %s\n", t->localized_str(contents_states[ca]), file->to->name);
+    if (t->flags.show_delta_comments && file->comments)
+      for (Kes_listelem *e = file->comments->head.next; e != &file->comments->head; e = e->next)
+        put(f, tmpname, err, "\t%s\n", static_cast<char *>(e->data));
+  }
+  if (file->flags.name_action == KES_NA_CONFLICT) {
+    const char *child_name = t->child_ws && file->from->ws == t->child_ws ? file->from->name
+                                                                         : file->to->name;
+    put(f, tmpname, err, "%s: %s\n", t->localized_str(KES_TS_RENAME_CONFLICT), child_name);
+  }
+  if (file->flags.name_action) {
+    const char *before = file->pre_rename_name ? file->pre_rename_name : file->to->name;
+    put(f, tmpname, err, "%s: %s\n", t->localized_str(KES_TS_RENAME_FROM), before);
+    put(f, tmpname, err, "%s: %s\n", t->localized_str(KES_TS_RENAME_TO), file->to->name);
+  }
+}
+
+// The texts of every file error, one after the other.
+std::string error_texts(Kes_transaction *t) {
+  std::string text;
+  for (Kes_listelem *e = t->action_files ? t->action_files->head.next : nullptr;
+       e && e != &t->action_files->head; e = e->next) {
+    Kes_file *file = static_cast<Kes_file *>(e->data);
+    for (Kes_err *fe : {file->contents_error, file->rename_error})
+      if (fe && fe->text) text += fe->text;
+  }
+  return text;
 }
 
 void cannot_send(Kes_err *err) {
@@ -60,16 +108,17 @@ void Kes_transaction::send_notification(const char *event, const char *path,
     for (Kes_listelem *e = comment->head.next; e != &comment->head; e = e->next)
       put(f, tmpname, &err, "%s\n", (char *)e->data);
   }
-  // The files with actions are listed once the file states are kept in the
-  // action list.
   put(f, tmpname, &err, "%s", BWM_MSG(13535, "\nFiles:\n"));
+  for (Kes_listelem *e = action_files ? action_files->head.next : nullptr;
+       e && e != &action_files->head; e = e->next)
+    put_file_entry(this, static_cast<Kes_file *>(e->data), path, f, tmpname, &err);
   if (kes_get_exit_signal())
     put(f, tmpname, &err, BWM_MSG(13536, "\nCommand exited due to signal %d\n"),
         kes_get_exit_signal());
   int file_errors = counts.contents_errors + counts.rename_errors;
   if (file_errors)
     put(f, tmpname, &err, BWM_MSG(13537, "\n%s warning: files with errors: %d\n\n%s"), cmd,
-        file_errors, "");
+        file_errors, error_texts(this).c_str());
   put(f, tmpname, &err, BWM_MSG(13538, "Examined files: %d\n"), examined);
   int states[16], values[16], n;
   for (int names = 0; names <= 1; names++) {

@@ -9,15 +9,8 @@
 // which of them it met.
 //
 // Passing through:
-//   propagation      execute_prop_action in a real run (a preview reports
-//                    every action), the delta comments of -d
-//   undo             init_backup, remove_backup
 //   putback          execute_validation_program
 // Not built, never reached:
-//   propagation      the work behind the preview's stop in prop_from_new,
-//                    prop_from_chg, prop_both_chg, rename_file,
-//                    prop_nh_automerge, update_name_history; make_backup,
-//                    get_clear_file
 //   undo             determine_undo_state, execute_undo_action, undo_remove,
 //                    undo_restore, undo_restore_name, and Kes_md_file's own
 #include "transaction/kes_trans_pending.h"
@@ -42,37 +35,12 @@ void kes_not_built(const char *operation) {
   exit(10);
 }
 
-void kes_pending_delta_comments(Kes_transaction *t, Kes_file *) {
-  if (t->flags.show_delta_comments) passes("delta comments");
-}
-
-// A preview runs every action up to its status line; a real run changes no
-// file until the propagation actions are built.
-int Kes_transaction::execute_prop_action(Kes_file *file) {
-  if (flags.preview) return file->execute_prop_action(this);
-  passes("execute_prop_action");
-  return 0;
-}
-
-// No backup area is made.
-Kes_err *Kes_transaction::init_backup() {
-  passes("init_backup");
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::remove_backup() {
-  passes("remove_backup");
-  return nullptr;
-}
-
 // No validation program runs.
 Kes_err *Kes_transaction::execute_validation_program() {
   passes("execute_validation_program");
   return nullptr;
 }
 
-Kes_err *Kes_file::make_backup(Kes_transaction *) { kes_not_built("Kes_file::make_backup"); }
-void Kes_file::get_clear_file(Kes_transaction *) { kes_not_built("Kes_file::get_clear_file"); }
 Kes_err *Kes_file::determine_undo_state(Kes_transaction *) {
   kes_not_built("Kes_file::determine_undo_state");
 }

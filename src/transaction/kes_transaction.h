@@ -236,6 +236,9 @@ public:
   // Puts the workspace's conflicts file right about file, as its history
   // says (see kes_trans_files.cc).
   void reconcile_conflict_file(Kes_ws_file *file);
+  // init_backup once per run, unless a preview or backups are off; then -B
+  // stops new entries (kes_backup.cc).
+  [[nodiscard]] Kes_err *start_backup();
   // Renames run in an order that frees each target name first; two files
   // that want each other's names are dropped with a warning.
   void sort_renames_in_af_list();
