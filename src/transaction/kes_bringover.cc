@@ -31,10 +31,10 @@ namespace {
 char stdout_buffer[1024];
 
 const char *name_of(Kes_workspace *ws) { return ws && ws->wsname ? ws->wsname : ""; }
-const char *net_of(Kes_workspace *ws) { return ws && ws->netname ? ws->netname : ""; }
 
-// Comment lines from a file, each cut at 1024 bytes and without its newline.
-Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
+}  // namespace
+
+Kes_err *kes_read_comment_file(const char *path, Kes_strlist *comment) {
   FILE *f = fopen(path, "r");
   if (!f)
     return (new Kes_err)->format_msg(
@@ -48,8 +48,6 @@ Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
   fclose(f);
   return nullptr;
 }
-
-}  // namespace
 
 namespace {
 // The options, in the order of the usage text.
@@ -101,7 +99,7 @@ Kes_err *Kes_bringover::parse_args() {
       case 'f': flps->add_new_copy(optarg); break;
       case 'c': comment->add_new_copy(optarg); break;
       case 'm':
-        if ((err = read_comment_file(optarg, comment))) return err;
+        if ((err = kes_read_comment_file(optarg, comment))) return err;
         break;
       case 'i': kes_str_replace(&include_file, optarg); break;
       case 'x': kes_str_replace(&exclude_file, optarg); break;
@@ -297,53 +295,12 @@ void Kes_bringover::command() {
 // Those registered for "bringover-from" in the parent and "bringover-to" in
 // the child each get one mail, or one per path they listed.
 void Kes_bringover::setup_notification(const char *tmpname, const char *user) {
-  if (!parent_ws || !child_ws) return;
-  if (!user) user = kes_get_user(1, 0);
-  char *parent_desc = parent_ws->make_descnm_notif_line(18);
-  char *child_desc = child_ws->make_descnm_notif_line(18);
-  struct Side {
-    const char *event;
-    Kes_workspace *ws;
-    const char *fmt;
-  } sides[] = {
-      {"bringover-from", parent_ws,
-       BWM_MSG(12030, "Event:            %s\nParent workspace: %s\n                  (%s)%s\n"
-                      "Child workspace:  %s\n                  (%s)%s\nUser:             %s\n")},
-      {"bringover-to", child_ws,
-       BWM_MSG(12031, "Event:            %s\nChild workspace:  %s\n                  (%s)%s\n"
-                      "Parent workspace: %s\n                  (%s)%s\nUser:             %s\n")},
-  };
-  for (const Side &side : sides) {
-    Kes_notifylist *list = nullptr;
-    Kes_err *err = side.ws->get_notifications(side.event, &list);
-    if (err) {
-      mail_err(user, err);
-      delete err;
-      delete list;
-      continue;
-    }
-    Kes_workspace *first = side.ws == parent_ws ? parent_ws : child_ws;
-    Kes_workspace *second = side.ws == parent_ws ? child_ws : parent_ws;
-    const char *first_desc = side.ws == parent_ws ? parent_desc : child_desc;
-    const char *second_desc = side.ws == parent_ws ? child_desc : parent_desc;
-    char *body = nullptr;
-    if (asprintf(&body, side.fmt, side.event, name_of(first), net_of(first), first_desc,
-                 name_of(second), net_of(second), second_desc, user) < 0)
-      kes_new_handler();
-    for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next) {
-      Kes_notify *n = (Kes_notify *)e->data;
-      if (!n->files) {
-        send_notification(side.event, nullptr, n->email_addr, tmpname, body);
-        continue;
-      }
-      for (Kes_listelem *p = n->files->head.next; p != &n->files->head; p = p->next)
-        send_notification(side.event, (const char *)p->data, n->email_addr, tmpname, body);
-    }
-    free(body);
-    delete list;
-  }
-  free(parent_desc);
-  free(child_desc);
+  notify_pair(tmpname, user, "bringover-from", parent_ws, child_ws,
+              BWM_MSG(12030, "Event:            %s\nParent workspace: %s\n                  (%s)%s\n"
+                             "Child workspace:  %s\n                  (%s)%s\nUser:             %s\n"),
+              "bringover-to",
+              BWM_MSG(12031, "Event:            %s\nChild workspace:  %s\n                  (%s)%s\n"
+                             "Parent workspace: %s\n                  (%s)%s\nUser:             %s\n"));
 }
 
 // The lists are kept, but a bringover never prints them: a checkout is no
