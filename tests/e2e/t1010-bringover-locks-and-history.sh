@@ -9,7 +9,6 @@ make_ws parent
 sccs_new parent src/main.c 'int main() { return 0; }'
 # Times differ from run to run: the record is compared without them.
 untimed() { sed -E 's/^(START|END) \([^)]*\) \([^)]* GMT\)$/\1 (time) (time GMT)/' "$1"; }
-lock_lines() { grep -v '^VERSION ' "$1" || true; }
 
 test_case 'a bringover leaves its record in both logs and no lock' <<'EOF'
 run bringover -p "$T/parent" -w "$T/child" src
@@ -41,8 +40,8 @@ $facts" "$(untimed child/Brindle_wsdata/history)"
 expect_eq "the parent's record" "VERSION 1
 COMMAND bringover -p $T/parent -w $T/child src 
 $facts" "$(untimed parent/Brindle_wsdata/history)"
-expect_eq "no lock left in the parent" "" "$(lock_lines parent/Brindle_wsdata/locks)"
-expect_eq "no lock left in the child" "" "$(lock_lines child/Brindle_wsdata/locks)"
+expect_eq "no lock left in the parent" "" "$(md_lines parent/Brindle_wsdata/locks)"
+expect_eq "no lock left in the child" "" "$(md_lines child/Brindle_wsdata/locks)"
 EOF
 
 test_case "a dead putback's write lock stops the bringover and is named with its age" <<'EOF'
@@ -57,8 +56,8 @@ because it has the following locks:
     User someone has been running a putback command (pid 4242)
         on elsewhere for 2 days, 3 hours, 5 minutes
   (Error 2021)" "$ERR"
-expect_eq "stale lock kept" "$stale" "$(lock_lines child/Brindle_wsdata/locks)"
-expect_eq "read lock in the parent given back" "" "$(lock_lines parent/Brindle_wsdata/locks)"
+expect_eq "stale lock kept" "$stale" "$(md_lines child/Brindle_wsdata/locks)"
+expect_eq "read lock in the parent given back" "" "$(md_lines parent/Brindle_wsdata/locks)"
 expect_eq "no record in the child" "$child_log" "$(cat child/Brindle_wsdata/history)"
 expect_eq "no record in the parent" "$parent_log" "$(cat parent/Brindle_wsdata/history)"
 EOF
@@ -69,7 +68,7 @@ reader="read bringover 99 elsewhere other $(date +%s)"
 printf 'VERSION 1\n%s\n' "$reader" >parent/Brindle_wsdata/locks
 run bringover -p "$T/parent" -w "$T/child" src
 expect_exit 0
-expect_eq "the other reader stays" "$reader" "$(lock_lines parent/Brindle_wsdata/locks)"
+expect_eq "the other reader stays" "$reader" "$(md_lines parent/Brindle_wsdata/locks)"
 writer="write putback 77 elsewhere integrator $(date +%s)"
 printf 'VERSION 1\n%s\n%s\n' "$reader" "$writer" >parent/Brindle_wsdata/locks
 run bringover -p "$T/parent" -w "$T/child" src
@@ -79,7 +78,7 @@ because it has the following locks:
     User integrator has been running a putback command (pid 77)
         on elsewhere for 0 minutes
   (Error 2021)" "$ERR"
-expect_eq "nothing taken in the child" "" "$(lock_lines child/Brindle_wsdata/locks)"
+expect_eq "nothing taken in the child" "" "$(md_lines child/Brindle_wsdata/locks)"
 EOF
 
 test_case 'killed while it waits for the child, it gives back its read lock in the parent' <<'EOF'
@@ -92,8 +91,8 @@ kill -TERM "$pid"
 wait "$pid"
 STATUS=$?
 expect_exit 1
-expect_eq "read lock released" "" "$(lock_lines parent/Brindle_wsdata/locks)"
-expect_eq "no write lock" "" "$(lock_lines child/Brindle_wsdata/locks)"
+expect_eq "read lock released" "" "$(md_lines parent/Brindle_wsdata/locks)"
+expect_eq "no write lock" "" "$(md_lines child/Brindle_wsdata/locks)"
 expect_eq "nothing said of locks left" "" "$(cat killed.err)"
 rm child/Brindle_wsdata/locks.lock
 EOF

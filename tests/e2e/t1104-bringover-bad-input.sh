@@ -90,6 +90,7 @@ chmod 000 parent/src/closed
 run "${as_user[@]}" bringover -n -w "$T/child" src
 expect_exit 1
 expect_eq "the rebuild stopped" "bringover: Chdir to \"src/closed\" failed  (Error 1023) - Permission denied  (System error 13)" "$ERR"
+expect_no_file parent/Brindle_wsdata/nametable
 chmod 755 parent/src/closed
 run bringover -w "$T/child" src/a.c
 expect_file parent/Brindle_wsdata/nametable

@@ -16,7 +16,7 @@ mv_file() {
   mkdir -p "$(dirname "$(sfile "$1" "$3")")"
   mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")" && e2e_sdata names "$(sfile "$1" "$3")" "$3"
 }
-table() { grep -v '^VERSION' "$1/Brindle_wsdata/nametable" | sort; }
+table() { md_lines "$1/Brindle_wsdata/nametable" | sort; }
 
 make_ws parent
 for f in r1 del tk up keep; do new_file parent "src/$f.c" "$f"; done

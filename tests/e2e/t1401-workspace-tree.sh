@@ -11,7 +11,6 @@ trap 'chmod -R u+rwx "$T" "$SHM" 2>/dev/null; rm -rf "$T" "$SHM"' EXIT
 
 user=$(id -un)
 host=$(uname -n)
-lines() { grep -v '^VERSION ' "$1" || true; }
 # deny WS OPERATION: nobody may; allow WS OPERATION: everybody may.
 deny() { sed -i "s/^$2\([[:space:]].*\)\{0,1\}\$/$2\t-/" "$1/Brindle_wsdata/access_control"; }
 allow() { sed -i "s/^$2[[:space:]].*\$/$2/" "$1/Brindle_wsdata/access_control"; }
@@ -37,7 +36,7 @@ expect_exit 0
 expect_eq "silent" "" "$OUT$ERR"
 run workspace parent "$T/my child"
 expect_eq "the parent is shown" "$T/top" "$OUT"
-expect_eq "the parent names its child" "$host:$T/my child" "$(lines top/Brindle_wsdata/children)"
+expect_eq "the parent names its child" "$host:$T/my child" "$(md_lines top/Brindle_wsdata/children)"
 run workspace history -w "$T/my child" -c workspace
 expect_contains "recorded in the child" "COMMAND workspace parent -p $T/top $T/my child 
 CWD $T" "$OUT"
@@ -116,12 +115,12 @@ new="$SHM/moved child"
 sccs_sound "$new" "src dir/a b.c" || fail "history sound after the copy"
 sccs_sound "$new" main.c || fail "second history sound"
 expect_eq "same text" "$text_a" "$(sccs_text "$new" "src dir/a b.c")"
-expect_eq "the parent follows" "$host:$new" "$(lines top/Brindle_wsdata/children)"
+expect_eq "the parent follows" "$host:$new" "$(md_lines top/Brindle_wsdata/children)"
 run workspace parent "$new"
 expect_eq "the child keeps its parent" "$T/top" "$OUT"
 expect_file "$new/Brindle_wsdata/locks"
-expect_eq "the move's lock is released there" "" "$(lines "$new/Brindle_wsdata/locks")"
-expect_eq "conflicts came along" "src dir/a b.c" "$(lines "$new/Brindle_wsdata/conflicts")"
+expect_eq "the move's lock is released there" "" "$(md_lines "$new/Brindle_wsdata/locks")"
+expect_eq "conflicts came along" "src dir/a b.c" "$(md_lines "$new/Brindle_wsdata/conflicts")"
 run workspace history -w "$new" -c workspace
 expect_contains "the move is in the moved log" "COMMAND workspace move $T/my child $new " "$OUT"
 EOF
@@ -135,7 +134,7 @@ run sh -c "echo y | workspace delete -d '$new'"
 expect_exit 0
 expect_no_file "$new/Brindle_wsdata"
 sccs_sound "$new" main.c || fail "sources stay"
-expect_eq "the parent forgot it" "" "$(lines top/Brindle_wsdata/children)"
+expect_eq "the parent forgot it" "" "$(md_lines top/Brindle_wsdata/children)"
 run workspace delete -f "$T/top" "$T/nowhere"
 expect_exit 1
 expect_no_file top

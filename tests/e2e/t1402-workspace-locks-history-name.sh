@@ -8,7 +8,6 @@
 e2e_start
 
 user=$(id -un)
-lines() { grep -v '^VERSION ' "$1" || true; }
 workspace create "$T/w" >/dev/null || fail "create"
 
 test_case "dead commands' locks are listed, and only the chosen go, after a yes or with -f" <<'EOF'
@@ -36,17 +35,17 @@ Removing a command's lock while the command is running may
 corrupt SCCS files in either the parent or the child workspace.
 Do you still want to remove locks ? [y/n] No locks removed" "$OUT"
 expect_eq "both stay" "$write_lock
-$read_lock" "$(lines w/Brindle_wsdata/locks)"
+$read_lock" "$(md_lines w/Brindle_wsdata/locks)"
 run sh -c "echo y | workspace locks -w '$T/w' -r 1"
 expect_exit 0
-expect_eq "only the chosen one goes" "$read_lock" "$(lines w/Brindle_wsdata/locks)"
+expect_eq "only the chosen one goes" "$read_lock" "$(md_lines w/Brindle_wsdata/locks)"
 run workspace locks -w "$T/w" -f -r 1
-expect_eq "none left" "" "$(lines w/Brindle_wsdata/locks)"
+expect_eq "none left" "" "$(md_lines w/Brindle_wsdata/locks)"
 EOF
 
 test_case 'the history log whole, and filtered by command and user' <<'EOF'
 freezept create -w "$T/w" -k "$T/fp" -c "before" >/dev/null || fail "freezept"
-log=$(lines w/Brindle_wsdata/history)
+log=$(md_lines w/Brindle_wsdata/history)
 run workspace history -w "$T/w"
 expect_eq "the whole log" "$log" "$OUT"
 # The records of one command, cut from the log by their COMMAND lines.
@@ -80,14 +79,14 @@ expect_eq "shown" "gate 7" "$OUT"
 expect_eq "the description stays" "NAME
 gate 7
 DESCRIPTION
-the integration area" "$(lines w/Brindle_wsdata/description)"
+the integration area" "$(md_lines w/Brindle_wsdata/description)"
 run workspace name -w "$T/w" "two
 lines"
 expect_exit 1
 expect_eq "why" "workspace: A workspace name can't hold a newline  (Error 2070)" "$ERR"
 run workspace name -w "$T/w" ""
 expect_eq "name removed" "DESCRIPTION
-the integration area" "$(lines w/Brindle_wsdata/description)"
+the integration area" "$(md_lines w/Brindle_wsdata/description)"
 EOF
 
 test_case "an unknown subcommand gets the command's usage, a bad option its subcommand's" <<'EOF'

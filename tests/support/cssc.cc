@@ -41,11 +41,12 @@ Run_result new_history(const std::string &dir, const std::string &name, const st
 }
 
 Run_result add_delta(const std::string &sfile, const std::string &text, const std::string &comment,
-                     const std::string &get_flags) {
+                     const std::string &get_flags, const std::string &mrs) {
   std::string dir = dir_of(sfile), s = base_of(sfile);
   Run_result r = checked({"/bin/sh", "-c", cssc("get") + " -e -s " + get_flags + " " + shq(s)}, dir);
   if (r.status != 0) return r;
   write_file(dir + "/" + (s.rfind("s.", 0) == 0 ? s.substr(2) : s), text);
+  if (!mrs.empty()) return checked({cssc("delta"), "-s", "-y" + comment, "-m" + mrs, s}, dir);
   return checked({cssc("delta"), "-s", "-y" + comment, s}, dir);
 }
 

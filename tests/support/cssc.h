@@ -18,9 +18,9 @@ std::string cssc(const std::string &prog);
 // (e.g. "-fb -tdesc").
 Run_result new_history(const std::string &dir, const std::string &name, const std::string &text,
                        const std::string &admin_flags = "");
-// get -e <get_flags>, text as the new version, delta -y<comment>.
+// get -e <get_flags>, text as the new version, delta -y<comment> [-m<mrs>].
 Run_result add_delta(const std::string &sfile, const std::string &text, const std::string &comment,
-                     const std::string &get_flags = "");
+                     const std::string &get_flags = "", const std::string &mrs = "");
 // Replaces the first `from` in the file by `to` and lets admin -z mend the checksum.
 void edit_sfile(const std::string &sfile, const std::string &from, const std::string &to);
 

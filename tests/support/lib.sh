@@ -185,6 +185,9 @@ sccs_holds() {
   [ -z "$lost" ] || { fail "$1: versions of $2/$3 missing in $4/$5:"; printf '%s\n' "$lost"; }
 }
 
+# md_lines FILE: a metadata file's lines but its version line.
+md_lines() { grep -v '^VERSION ' "$1" || true; }
+
 # A tree's fingerprint, to show that a command changed nothing (run's own
 # files left out, for the tree $T).
 tree_sum() {

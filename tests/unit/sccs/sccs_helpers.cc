@@ -16,15 +16,19 @@ std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side, int pfi
   return f;
 }
 
-std::string make_rich_history(const std::string &dir, const std::string &name) {
+std::string make_rich_history(const std::string &dir, const std::string &name, bool with_text) {
   write_file(dir + "/desc.txt", "Descriptive text\nsecond line\n");
-  new_history(dir, name, "a\nb\nc\n", "-tdesc.txt -fqQFLAG");
+  new_history(dir, name, "a\nb\nc\n",
+              std::string("-fb -fqQFLAG -fmmodname -fttype -fj -fn -fl3 -fc99 -ff1 -fv/bin/true "
+                          "-mmr0 -ajoe -a$(id -un)") +
+                  (with_text ? " -tdesc.txt" : ""));
   std::string s = dir + "/s." + name;
-  add_delta(s, "a\nb2\nc\n", "second");
-  add_delta(s, "a\nb2\nc\nd\n", "third");
-  add_delta(s, "a0\na\nb2\nc\n", "branch", "-r1.2");
-  add_delta(s, "a0\na\nc\nd\nx\n", "with include and exclude", "-i1.2.1.1 -x1.3");
-  add_delta(s, "a0\na\nc\nd\nx\nz\n", "to remove");
+  add_delta(s, "a\nb2\nc\n", "second\nwith two lines", "", "mr1 mr2");
+  add_delta(s, "a\nb2\nc\nd\n", "third, it's", "", "mr3");
+  add_delta(s, "a0\na\nb2\nc\n", "branch", "-r1.2", "mr4");
+  add_delta(s, "a0\na\nc\nd\nx caf\xe9 \xff\xfe\n", "with include and exclude", "-i1.2.1.1 -x1.3",
+            "mr5");
+  add_delta(s, "a0\na\nc\nd\nx caf\xe9 \xff\xfe\nz\n", "to remove", "", "mr6");
   EXPECT_EQ(0, run({cssc("rmdel"), "-r1.5", s}).status);
   return s;
 }

@@ -16,10 +16,14 @@ namespace sccs_test {
 // A history file read by our own reader in full; a failure fails the test.
 std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side = 0, int pfile = 1);
 
-// dir/s.<name>: descriptive text, a flag, trunk deltas 1.2 and 1.3, a branch
-// 1.2.1.1, a delta 1.4 made with an include and an exclude list, and a removed
-// leaf 1.5.  Returns the s-file's path.
-std::string make_rich_history(const std::string &dir, const std::string &name);
+// dir/s.<name> with everything the reader and the writer handle: descriptive
+// text (unless !with_text), flags with values and without, two users, MRs on
+// every delta, a comment of two lines and one with a quote, trunk deltas 1.2
+// and 1.3, a branch 1.2.1.1, a delta 1.4 made with an include list (1.2.1.1)
+// and an exclude list (1.3) whose text has bytes of 0x80 and above (the
+// checksum sums them as signed), and a removed leaf 1.5.  Returns its path.
+std::string make_rich_history(const std::string &dir, const std::string &name,
+                              bool with_text = true);
 // dir/s.<name> with one version, the root's date and, when given, SID set by
 // hand (and the checksum mended by CSSC).
 std::string make_dated_history(const std::string &dir, const std::string &name,

@@ -162,10 +162,6 @@ TEST(SdataCreate, MisuseAndFailuresAreReported) {
   } cases[] = {
       {[&] { return gone.check_for_sdata(); }, 1001,
        "Open of \"/nonexistent-dir/s.f\" for reading failed  (Error 1001) - No such file"},
-      {[&] { return sd.get_values(nullptr, &l); }, 2530,
-       std::string(ie) + "get_values(): NULL attribute string"},
-      {[&] { return sd.replace_values(nullptr, nullptr); }, 2531,
-       std::string(ie) + "replace_values(): NULL attribute string"},
       {[&] { return sd.replace_entire_list(&empty); }, 2536,
        std::string(ie) + "replace_entire_list: NULL sdata delta in \"" + s + "\""},
       // The spare slot is taken, as after another addition to the table.

@@ -49,37 +49,6 @@ Run_result checked(const std::string &cmd, const std::string &dir) {
   return r;
 }
 
-// A history with everything the reader handles: MRs, a branch, a delta with
-// include and exclude lists, a removed delta, flags, users, descriptive text.
-// Every version holds an id keyword: with the i flag set and none in the text,
-// CSSC's get -g fails about every other run.  Returns the s-file path.
-std::string rich_history(const Temp_dir &dir) {
-  const std::string get = cssc("get"), delta = cssc("delta"), admin = cssc("admin"),
-                    rmdel = cssc("rmdel");
-  std::string me = support::sh("id -un").out;
-  me = me.substr(0, me.find('\n'));
-  write_file(dir.file("desc"), "Descriptive line one\nline two of the text\n");
-  const std::string kw = "%M%\n";
-  write_file(dir.file("init"), kw + "a\nb\nc\n");
-  const std::string d = dir.path();
-  checked(admin + " -n -iinit -mmr0 -y'first' -tdesc -fb -fqQtext -fmmodname -fttype -fj -fn -fl3 "
-             "-fv/bin/true -fc99 -ff1 -aalice -a" + shq(me) + " s.r.c",
-     d);
-  auto edit = [&](const std::string &getargs, const std::string &text, const std::string &deltaargs) {
-    checked(get + " -s -e " + getargs + " s.r.c", d);
-    write_file(dir.file("r.c"), kw + text);
-    checked(delta + " -s " + deltaargs + " s.r.c", d);
-  };
-  edit("", "a\nb\nc\nd\n", "-y'second\nwith two lines' -m'mr1 mr2'");
-  edit("", "a\nb\nc\nd\ne\n", "-y\"third, it's\" -mmr3");
-  edit("-r1.2", "a\nb\nbranch\n", "-y'branch' -mmr4");
-  edit("-i1.2.1.1 -x1.2", "a\nb\nbranch\nmore\n", "-y'incl excl' -mmr5");
-  edit("", "a\nb\nbranch\nmore\nf\n", "-y'to remove' -mmr6");
-  checked(rmdel + " -r1.5 s.r.c", d);
-  checked(admin + " -fi -fd1.2.1 s.r.c", d);
-  return dir.file("s.r.c");
-}
-
 // Every delta's fields against prs, and the removed ones against the table.
 void expect_matches_prs(SCCS_sfile *f, const std::string &s) {
   Kes_delta_tree *t = f->tree;
@@ -140,7 +109,12 @@ std::string cssc_default_sid(const std::string &s) {
 
 TEST(SfileRead, RichHistoryMatchesPrs) {
   Temp_dir dir;
-  std::string s = rich_history(dir);
+  std::string s = make_rich_history(dir.path(), "r.c");
+  // A default SID on the branch; the i flag only once get -g has run, for no
+  // version holds an id keyword.
+  checked(cssc("admin") + " -fd1.2.1 s.r.c", dir.path());
+  std::string default_sid = cssc_default_sid(s);
+  checked(cssc("admin") + " -fi s.r.c", dir.path());
   auto f = read_full(s, 1);
   expect_matches_prs(f.get(), s);
   Kes_delta_tree *t = f->tree;
@@ -148,7 +122,7 @@ TEST(SfileRead, RichHistoryMatchesPrs) {
 
   // Head and default delta: CSSC's get -g gives the same SID; the head path
   // runs 1.2.1.1 -> 1.2 -> 1.1 and nothing else.
-  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
+  EXPECT_STREQ(f->head_delta()->sid, default_sid.c_str());
   EXPECT_STREQ(f->default_sid, "1.2.1");
   EXPECT_EQ(f->default_delta, f->head_delta());
   std::set<std::string> on_path;
@@ -273,7 +247,7 @@ TEST(SfileRead, PfileShortLinesAreSkipped) {
 
 TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
   Temp_dir dir;
-  std::string s = rich_history(dir);
+  std::string s = make_rich_history(dir.path(), "r.c");
   SCCS_sfile f(s.c_str());
   Kes_err *err = f.buildtree(0, 0, 1);
   ASSERT_EQ(err, nullptr) << err->text;

@@ -1,5 +1,4 @@
-// The block lists and the status labels: what a user reads when a command
-// stops, and the words of the status lines on the terminal and in the log.
+// The block lists: what a user reads when a command stops.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -8,7 +7,6 @@
 
 #include "support/support.h"
 #include "transaction/kes_blocks.h"
-#include "transaction/kes_trans_state.h"
 
 using namespace support;
 
@@ -94,24 +92,6 @@ TEST(BlocksTest, DuplicatesBlockOnlyOnceSet) {
   });
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "\nSome files in the same workspace have identical first deltas.\n");
-}
-
-// The terminal and the log share their words, except the log's lack of one.
-TEST(TransStateTest, TerminalAndLogLabels) {
-  for (int s = 1; s <= 30; s++) {
-    if (s == KES_TS_NO_CHANGES_TO) continue;
-    EXPECT_STREQ(kes_trans_state_localized(s), kes_trans_state_english(s)) << s;
-    EXPECT_STRNE(kes_trans_state_english(s), "Unknown state") << s;
-  }
-  EXPECT_STREQ(kes_trans_state_localized(KES_TS_NO_CHANGES_TO), "No changes to ");
-  EXPECT_STREQ(kes_trans_state_english(KES_TS_NO_CHANGES_TO), "Unknown state");
-  // "rename from" and "to" lines align their names.
-  EXPECT_STREQ(kes_trans_state_english(KES_TS_RENAME_TO), "         to");
-  EXPECT_EQ(strlen(kes_trans_state_english(KES_TS_RENAME_FROM)), 11u);
-  for (int s : {0, -1, 31}) {
-    EXPECT_STREQ(kes_trans_state_localized(s), "Unknown state") << s;
-    EXPECT_STREQ(kes_trans_state_english(s), "Unknown state") << s;
-  }
 }
 
 }  // namespace

@@ -236,19 +236,6 @@ TEST_F(HistoryLog, CommandLogLinesWithoutValues) {
   EXPECT_EQ(got[1][10], "");
 }
 
-TEST_F(HistoryLog, PreviewLeavesNoTrace) {
-  Kes_cmdlog cmdlog;
-  EXPECT_EQ(take(md.start(1)).code, 0);
-  Kes_strlist *comment = strlist({"c"});
-  EXPECT_EQ(take(md.print_comment(comment)).code, 0);
-  delete comment;
-  EXPECT_EQ(take(md.printf("x\n")).code, 0);
-  cmdlog.finish(0);
-  md.done(&cmdlog);
-  EXPECT_FALSE(file_exists(log));
-  EXPECT_TRUE(leftovers(mdir).empty());
-}
-
 // Each child says on a pipe when it first finds the log's file lock held.
 int waiting_fd = -1;
 void say_waiting(const char *, time_t, time_t, int) {

@@ -60,23 +60,6 @@ TEST_F(CreateWsTest, NewRootGetsTheUsersMaskAndBothDefaultFilesAnExistingOneKeep
   EXPECT_EQ(mode_of(existing), 0750u);
 }
 
-TEST_F(CreateWsTest, ExistingWorkspaceAndNestedWorkspacesAreRefused) {
-  std::string outer = dir + "/outer";
-  ASSERT_EQ(create(outer), 0);
-  std::string text;
-  EXPECT_EQ(create(outer, &text), 2015);
-  EXPECT_NE(text.find("Workspace \"" + outer + "\" already exists  (Error 2015)"),
-            std::string::npos)
-      << text;
-
-  EXPECT_EQ(create(outer + "/a/b", &text), 2063);
-  EXPECT_NE(text.find("Cannot create workspace \"" + outer +
-                      "/a/b\" because\nit would be nested within workspace \"" + outer + "\""),
-            std::string::npos)
-      << text;
-  EXPECT_FALSE(file_exists(outer + "/a")) << "nothing is made for a refused create";
-}
-
 TEST_F(CreateWsTest, PlaceThatCannotHoldADirectoryGivesTheMkdirError) {
   std::string file = dir + "/plain-file";
   write_file(file, "");

@@ -2,7 +2,6 @@
 // files of the neighbours, the command lock, the failures and their rollback,
 // and the mails, recorded by a mailer script that stands in for the host's.
 #include <sys/mount.h>
-#include <sys/statfs.h>
 
 #include "util/kes_host.h"
 #include "workspace/kes_cmdlock.h"
@@ -113,21 +112,6 @@ TEST_F(WsTree, DeleteGoesOnPastNeighboursThatCannotBeUpdated) {
       << out;
 }
 
-TEST_F(WsTree, DeleteAndMoveRefusedWhileAnotherProcessHoldsALock) {
-  std::string w = ws(dir + "/w");
-  ASSERT_EQ(in_child([&] {
-              Kes_workspace other(w.c_str(), nullptr);
-              return take(other.obtain_lock(KES_WRITE_LOCK, nullptr)).code;
-            }).status,
-            0);
-  Kes_workspace wws(w.c_str(), nullptr);
-  EXPECT_EQ(take(wws.delete_ws(0)).code, 2021);
-  Kes_workspace target((dir + "/moved").c_str(), nullptr);
-  EXPECT_EQ(take(wws.move_ws(&target)).code, 2021);
-  EXPECT_TRUE(file_exists(md_file(w, "notification")));
-  EXPECT_FALSE(file_exists(dir + "/moved"));
-}
-
 TEST_F(WsTree, DeleteOnAFullDiskMakesRoomForItsLock) {
   std::string fs = dir + "/small";
   make_dirs(fs);
@@ -166,34 +150,6 @@ TEST_F(WsTree, MoveOnOneFileSystemRelinksAndReleasesLockAtNewPlace) {
   EXPECT_EQ(mail(1), head("bo@y", "workspace-move") + "Event:        workspace-move\nWorkspace:    " +
                          w + "\n              <wn>\nNew location: " + to + "\nUser:          " +
                          user + "\n");
-}
-
-TEST_F(WsTree, MoveAcrossFileSystemsCopiesTheTree) {
-  struct statfs a, b;
-  if (statfs(dir.c_str(), &a) != 0 || statfs("/dev/shm", &b) != 0 ||
-      memcmp(&a.f_fsid, &b.f_fsid, sizeof a.f_fsid) == 0 || access("/dev/shm", W_OK) != 0)
-    GTEST_SKIP() << "no second file system";
-  std::string to = "/dev/shm/wsops." + std::to_string(getpid());
-  std::string p = ws(dir + "/p"), w = ws(dir + "/w"), c = ws(dir + "/c");
-  link(p, w);
-  link(w, c);
-  make_dirs(w + "/sub");
-  write_file(w + "/sub/x.c", "x\n");
-  chmod((w + "/sub/x.c").c_str(), 0640);
-  Kes_workspace wws(w.c_str(), nullptr), target(to.c_str(), nullptr);
-  Err e = take(wws.move_ws(&target));
-  std::string mode = sh("stat -c %a " + to + "/sub/x.c").out;
-  std::string copied = file_exists(to + "/sub/x.c") ? read_file(to + "/sub/x.c") : "";
-  std::string locks = file_exists(md_file(to, "locks")) ? lock_lines(to) : "missing";
-  std::string kids = read_file(md_file(p, "children")), par = read_file(md_file(c, "parent"));
-  sh("rm -rf " + to);
-  ASSERT_EQ(e.text, "");
-  EXPECT_FALSE(file_exists(w));
-  EXPECT_EQ(copied, "x\n");
-  EXPECT_EQ(mode, "640\n");
-  EXPECT_EQ(locks, "0\n") << "the locks file travels with the tree";
-  EXPECT_EQ(kids, "VERSION 1\n" + net(to) + "\n");
-  EXPECT_EQ(par, "VERSION 1\n" + net(to) + "\n");
 }
 
 TEST_F(WsTree, CopyIntoAFullFileSystemFailsAndLeavesTheOldTree) {
