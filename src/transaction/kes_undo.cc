@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -123,6 +124,36 @@ int Kes_undo::was_created(const char *name) {
   return 0;
 }
 
+// backup/new is a journal that its object only writes: its lines are read
+// here, the version line left out.  A journal cut short by a crash ends at
+// its last whole line.
+Kes_err *Kes_undo::read_created() {
+  Kes_md_backupnew *md = nullptr;
+  Kes_err *err = to_ws->get_md_backupnew(&md);
+  if (err) return err;
+  FILE *f = fopen(md->fullname, "r");
+  if (!f) {
+    err = errno == ENOENT ? nullptr
+                          : (new Kes_err)->format_msg(
+                                1001, errno, BWM_MSG(13005, "Open of \"%s\" for reading failed"),
+                                md->fullname);
+    delete md;
+    return err;
+  }
+  char *line = nullptr;
+  size_t cap = 0;
+  ssize_t n;
+  for (int first = 1; (n = getline(&line, &cap, f)) > 0; first = 0) {
+    if (line[n - 1] != '\n') break;
+    line[n - 1] = '\0';
+    if (!(first && strncmp(line, "VERSION ", 8) == 0) && line[0]) created->add_new_copy(line);
+  }
+  free(line);
+  fclose(f);
+  delete md;
+  return nullptr;
+}
+
 Kes_err *Kes_undo::determine_files() {
   if (!action_files) action_files = new Kes_filelist;
   if (!rename_candidates) rename_candidates = new Kes_filelist;
@@ -132,10 +163,7 @@ Kes_err *Kes_undo::determine_files() {
   Kes_err *err = from_ws->get_conflicts(&from_conflicts);
   if (!err) err = to_ws->get_conflicts(&to_conflicts);
 
-  Kes_md_backupnew *md = nullptr;
-  if (!err) err = to_ws->get_md_backupnew(&md);
-  if (!err && md->exists()) err = md->get_lines(created);
-  delete md;
+  if (!err) err = read_created();
   if (err) return err;
 
   if (file_args->count) {

@@ -47,6 +47,8 @@ public:
   const char *get_creates_msg();
   const char *get_updates_msg();
 
+  // Reads backup/new into created.
+  [[nodiscard]] Kes_err *read_created();
   // Whether the last transaction created name.
   int was_created(const char *name);
 };
