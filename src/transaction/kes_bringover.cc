@@ -34,21 +34,6 @@ const char *name_of(Kes_workspace *ws) { return ws && ws->wsname ? ws->wsname : 
 
 }  // namespace
 
-Kes_err *kes_read_comment_file(const char *path, Kes_strlist *comment) {
-  FILE *f = fopen(path, "r");
-  if (!f)
-    return (new Kes_err)->format_msg(
-        1001, errno, BWM_MSG(12001, "Open of comment file \"%s\" for reading failed"), path);
-  char line[1024];
-  while (fgets(line, sizeof line, f)) {
-    size_t len = strlen(line);
-    if (len > 0 && line[len - 1] == '\n') line[len - 1] = '\0';
-    comment->add_new_copy(line);
-  }
-  fclose(f);
-  return nullptr;
-}
-
 namespace {
 // The options, in the order of the usage text.
 const Kes_option kOptions[] = {
@@ -86,7 +71,6 @@ Kes_err *Kes_bringover::parse_args() {
   while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
     Kes_err *err;
     switch (c) {
-      case 'n': flags.preview = 1; break;
       case 'w': child_name = optarg; break;
       case 'p':
         delete parent_ws;
@@ -96,20 +80,10 @@ Kes_err *Kes_bringover::parse_args() {
           return (new Kes_err)->format_msg(
               2041, 0, BWM_MSG(12004, "\"%s\" is not a workspace or a directory"), optarg);
         break;
-      case 'f': flps->add_new_copy(optarg); break;
-      case 'c': comment->add_new_copy(optarg); break;
-      case 'm':
-        if ((err = kes_read_comment_file(optarg, comment))) return err;
-        break;
-      case 'i': kes_str_replace(&include_file, optarg); break;
-      case 'x': kes_str_replace(&exclude_file, optarg); break;
-      case 'q': flags.quiet = 1; flags.verbose = 0; break;
-      case 'v': flags.verbose = 1; flags.quiet = 0; break;
-      case 'g': flags.update_clear_files = 0; break;
-      case 'd': flags.show_delta_comments = 1; break;
       case 'C': flags.force_conflict = 1; break;
-      case 'B': flags.no_backup = 1; break;
-      default: usage();
+      default:
+        if (!take_shared_option(c, &err)) usage();
+        if (err) return err;
     }
   }
 

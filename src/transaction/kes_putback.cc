@@ -97,7 +97,6 @@ Kes_err *Kes_putback::parse_args() {
   while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
     Kes_err *err;
     switch (c) {
-      case 'n': flags.preview = 1; break;
       case 'w': child_name = optarg; break;
       case 'p':
         if (parent_ws != child_ws) delete parent_ws;
@@ -108,19 +107,9 @@ Kes_err *Kes_putback::parse_args() {
       case 'M':
         if (!integration_request) integration_request = strdup(optarg);
         break;
-      case 'f': flps->add_new_copy(optarg); break;
-      case 'c': comment->add_new_copy(optarg); break;
-      case 'm':
-        if ((err = kes_read_comment_file(optarg, comment))) return err;
-        break;
-      case 'i': kes_str_replace(&include_file, optarg); break;
-      case 'x': kes_str_replace(&exclude_file, optarg); break;
-      case 'q': flags.quiet = 1; flags.verbose = 0; break;
-      case 'v': flags.verbose = 1; flags.quiet = 0; break;
-      case 'g': flags.update_clear_files = 0; break;
-      case 'd': flags.show_delta_comments = 1; break;
-      case 'B': flags.no_backup = 1; break;
-      default: usage();
+      default:
+        if (!take_shared_option(c, &err)) usage();
+        if (err) return err;
     }
   }
 
@@ -348,16 +337,10 @@ void Kes_putback::command() {
   // Line by line, so that a reader of the output sees each line as it comes.
   fflush(stdout);
   setvbuf(stdout, stdout_buffer, _IOLBF, sizeof stdout_buffer);
-  Kes_err *err = transaction();
-  if (err) {
-    err->print();
-    delete err;
-    exit_status = 1;
-  } else if (counts.contents_errors || counts.rename_errors) {
-    exit_status = 1;
-  } else {
-    exit_status = flags.blocked ? 2 : 0;
-  }
+  // A putback makes no conflicts: its statuses past 1 are its own.
+  run_and_mail();
+  if (exit_status == 0 && flags.blocked) exit_status = 2;
+  Kes_err *err;
   if (blocks->to_chg || blocks->to_name_chg || blocks->to_new) {
     if ((err = bringover(blocks->to_chg, blocks->to_name_chg, blocks->to_new))) {
       err->print();
@@ -367,7 +350,6 @@ void Kes_putback::command() {
   }
   if (exit_status != 0) save_comments();
   cleanup();
-  Kes_err_owner(send_mail()).report();
 
   if (!flags.preview && parent_ws && cmdlog && history) {
     // The parent keeps the whole record; the child learns what left it.

@@ -261,6 +261,9 @@ public:
   void drop_swaps();
 
 protected:
+  // The options bringover and putback share (-n -f -c -m -i -x -q -v -g -d
+  // -B): 1 when c is one of them, with *err set if its argument was bad.
+  int take_shared_option(int c, Kes_err **err);
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
