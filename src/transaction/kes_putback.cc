@@ -337,8 +337,10 @@ void Kes_putback::command() {
   // Line by line, so that a reader of the output sees each line as it comes.
   fflush(stdout);
   setvbuf(stdout, stdout_buffer, _IOLBF, sizeof stdout_buffer);
-  // A putback makes no conflicts: its statuses past 1 are its own.
+  // A putback makes no conflicts (a preview only counts the ones a bringover
+  // would make): its statuses past 1 are its own.
   run_and_mail();
+  if (exit_status == 4) exit_status = 0;
   if (exit_status == 0 && flags.blocked) exit_status = 2;
   Kes_err *err;
   if (blocks->to_chg || blocks->to_name_chg || blocks->to_new) {
