@@ -99,7 +99,7 @@ Kes_err *Kes_putback::parse_args() {
     switch (c) {
       case 'w': child_name = optarg; break;
       case 'p':
-        if (parent_ws != child_ws) delete parent_ws;
+        delete parent_ws;
         parent_ws = nullptr;
         if ((err = parse_dashp_arg(optarg, &parent_ws))) return err;
         break;

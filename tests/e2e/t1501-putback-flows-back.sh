@@ -102,4 +102,20 @@ expect_eq "no request from a script: an empty word" "" "$(cut -d'|' -f4 "$T/appr
 sccs_holds "a approved" child src/a.c parent src/a.c
 EOF
 
+test_case 'bad workspaces are refused with their codes, and change nothing' <<'EOF'
+make_ws orphan
+before=$(tree_sum "$T")
+while IFS='|' read -r cmd code text; do
+  run $cmd
+  expect_exit 1 "$cmd"
+  expect_contains "$cmd" "$text  (Error $code)" "$ERR"
+done <<ROWS
+putback -w $T/none|2003|"$T/none" is not a workspace
+putback -w $T/orphan|2004|Workspace "$T/orphan" doesn't have a parent workspace
+putback -w $T/child -p $T/none|2003|"$T/none" is not a workspace
+ws_undo -w $T/none|2003|"$T/none" is not a workspace
+ROWS
+expect_eq "nothing changed" "$before" "$(tree_sum "$T")"
+EOF
+
 test_done
