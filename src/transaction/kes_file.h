@@ -18,7 +18,7 @@
 //   kes_file_gets.cc      the clear files refreshed in the background
 //   kes_file_comments.cc  the delta comments of -d
 //   kes_smart_copy.cc     kes_smart_copy_file
-//   kes_trans_pending.cc  undo, which stops the program if reached (not built yet)
+//   kes_undo_file.cc      the undo's state and actions, and Kes_md_file's
 #ifndef BRINDLE_TRANSACTION_KES_FILE_H
 #define BRINDLE_TRANSACTION_KES_FILE_H
 
@@ -216,8 +216,8 @@ void kes_file_delete_heap();
 // running; their failures count as contents errors.
 void kes_gets_finish(Kes_transaction *t);
 
-// The undo form: decides from the backup area on disk rather than from the
-// histories.  Its operations come with the undo command.
+// A metadata file in an undo (the args file): decided from the backup area
+// on disk rather than from histories, and copied back whole.
 class Kes_md_file : public Kes_file {
 public:
   [[nodiscard]] Kes_err *determine_undo_state(Kes_transaction *t) override;

@@ -13,12 +13,17 @@
 #include "transaction/kes_file.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
+#include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_mailer.h"
+#include "workspace/kes_notify.h"
+#include "workspace/kes_workspace.h"
 
 namespace {
+
+const char *name_or_empty(const char *s) { return s ? s : ""; }
 
 // Writes fmt into the mail file; the first failure is kept in *err.
 void put(FILE *f, const char *name, Kes_err **err, const char *fmt, ...)
@@ -160,4 +165,53 @@ void Kes_transaction::mail_err(const char *address, Kes_err *error) {
   }
   cannot_send(error);
   delete err;
+}
+
+void Kes_transaction::notify_event(const char *tmpname, const char *user, const char *event,
+                                   Kes_workspace *ws, const char *body) {
+  Kes_notifylist *list = nullptr;
+  Kes_err *err = ws->get_notifications(event, &list);
+  if (err) {
+    mail_err(user, err);
+    delete err;
+    delete list;
+    return;
+  }
+  for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next) {
+    Kes_notify *n = (Kes_notify *)e->data;
+    if (!n->files) {
+      send_notification(event, nullptr, n->email_addr, tmpname, body);
+      continue;
+    }
+    for (Kes_listelem *p = n->files->head.next; p != &n->files->head; p = p->next)
+      send_notification(event, (const char *)p->data, n->email_addr, tmpname, body);
+  }
+  delete list;
+}
+
+void Kes_transaction::notify_pair(const char *tmpname, const char *user, const char *first_event,
+                                  Kes_workspace *first, Kes_workspace *second,
+                                  const char *first_fmt, const char *second_event,
+                                  const char *second_fmt) {
+  if (!first || !second) return;
+  if (!user) user = kes_get_user(1, 0);
+  char *first_desc = first->make_descnm_notif_line(18);
+  char *second_desc = second->make_descnm_notif_line(18);
+  struct Side {
+    const char *event;
+    Kes_workspace *ws, *other;
+    const char *fmt, *desc, *other_desc;
+  } sides[] = {{first_event, first, second, first_fmt, first_desc, second_desc},
+               {second_event, second, first, second_fmt, second_desc, first_desc}};
+  for (const Side &side : sides) {
+    char *body = nullptr;
+    if (asprintf(&body, side.fmt, side.event, name_or_empty(side.ws->wsname),
+                 name_or_empty(side.ws->netname), side.desc, name_or_empty(side.other->wsname),
+                 name_or_empty(side.other->netname), side.other_desc, user) < 0)
+      kes_new_handler();
+    notify_event(tmpname, user, side.event, side.ws, body);
+    free(body);
+  }
+  free(first_desc);
+  free(second_desc);
 }
