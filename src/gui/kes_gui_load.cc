@@ -24,12 +24,19 @@ void add_once(Kes_wslist *list, Kes_workspace *ws) {
 }
 
 // The words of a text in shell syntax as shell_escape writes it: blanks
-// separate, a backslash takes the next character as it is.
+// separate, a backslash takes the next character as it is, and single quotes
+// hold a newline.
 void split_words(const char *text, std::string *words, int max, int *count) {
   *count = 0;
   std::string word;
   int in_word = 0;
   for (const char *p = text;; p++) {
+    if (*p == '\'') {
+      for (p++; *p && *p != '\''; p++) word += *p;
+      in_word = 1;
+      if (!*p) p--;
+      continue;
+    }
     if (*p == '\0' || *p == ' ' || *p == '\t' || *p == '\n') {
       if (in_word && *count < max) words[(*count)++] = word;
       word.clear();
