@@ -27,12 +27,6 @@ ROWS=(
 
 canaries() { find "$T" "$SHM" -name 'canary*' 2>/dev/null; }
 
-# same_file WS1 WS2 NAME: both hold NAME's history, sound, with one text.
-same_file() {
-  sccs_sound "$2" "$3" || { fail "val rejects $3 in $2"; return 1; }
-  expect_eq "text of $3 in $2" "$(sccs_text "$1" "$3")" "$(sccs_text "$2" "$3")"
-}
-
 i=0
 for row in "${ROWS[@]}"; do
   i=$((i + 1))
