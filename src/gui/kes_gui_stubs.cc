@@ -52,7 +52,7 @@ void start_in(Kes_workspace *ws, const char *command) {
   snprintf(text, sizeof text, GUI_MSG("Starting %s..."), command);
   gui_set_busy(1);
   footer(text);
-  std::string line = std::string("cd ") + shell_escape(ws->wsname) + "; " + command + "&";
+  std::string line = std::string("cd ") + kes_shell_word(ws->wsname) + "; " + command + "&";
   gui_debug("command %s", line.c_str());
   if (system(line.c_str()) == -1) perror("brindletool");
   gui_set_busy(0);
@@ -82,7 +82,7 @@ void dbl_click_notify(Kes_wslist *list) {
         continue;
       }
       footer(GUI_MSG("Starting fathomversion..."));
-      std::string line = std::string("cd ") + shell_escape(ws->wsname) + "; " + path + "&";
+      std::string line = std::string("cd ") + kes_shell_word(ws->wsname) + "; " + kes_shell_word(path) + "&";
       gui_debug("command %s", line.c_str());
       if (system(line.c_str()) == -1) perror("brindletool");
     } else if (strcmp(action, "<history viewer>") == 0) {

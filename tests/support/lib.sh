@@ -138,7 +138,7 @@ make_ws() { mkdir -p "$1/Brindle_wsdata"; }
 # root deltas (and so distinct SmIDs).
 sccs_new() {
   local dir base
-  dir=$1/$(dirname "$2") base=$(basename "$2")
+  dir=$1/$(dirname -- "$2") base=$(basename -- "$2")
   mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base.init" &&
     (cd "$dir" && admin -i"$base.init" -y"first version of $2" "SCCS/s.$base") >/dev/null 2>&1 &&
     rm -f "$dir/$base.init" || { fail "admin of $2"; return 1; }
@@ -146,17 +146,17 @@ sccs_new() {
 
 # sccs_edit WS NAME TEXT COMMENT: a new delta with TEXT as the whole file.
 sccs_edit() {
-  (cd "$1/$(dirname "$2")" && get -e "SCCS/s.$(basename "$2")" >/dev/null 2>&1 &&
-    printf '%s\n' "$3" >"$(basename "$2")" &&
-    delta -y"$4" "SCCS/s.$(basename "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
+  (cd "$1/$(dirname -- "$2")" && get -e "SCCS/s.$(basename -- "$2")" >/dev/null 2>&1 &&
+    printf '%s\n' "$3" >"$(basename -- "$2")" &&
+    delta -y"$4" "SCCS/s.$(basename -- "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
 }
 
 # sccs_sound WS NAME: val accepts the history; sccs_text WS NAME: the newest
 # text by get -p; sccs_sids WS NAME: its SIDs by prs, newest first.
-sccs_sound() { (cd "$1/$(dirname "$2")" && val "SCCS/s.$(basename "$2")") >/dev/null 2>&1; }
-sccs_text() { (cd "$1/$(dirname "$2")" && get -p -s "SCCS/s.$(basename "$2")" 2>/dev/null); }
+sccs_sound() { (cd "$1/$(dirname -- "$2")" && val "SCCS/s.$(basename -- "$2")") >/dev/null 2>&1; }
+sccs_text() { (cd "$1/$(dirname -- "$2")" && get -p -s "SCCS/s.$(basename -- "$2")" 2>/dev/null); }
 sccs_sids() {
-  (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
+  (cd "$1/$(dirname -- "$2")" && prs -d':I:' -e "SCCS/s.$(basename -- "$2")" 2>/dev/null) | tr '\n' ' '
 }
 
 # sccs_judged WS NAME: val and admin -h both accept the history.
