@@ -14,6 +14,7 @@
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_props.h"
 #include "gui/shells/main_shell.h"
+#include "gui/shells/ws_ops.h"
 #include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
@@ -107,7 +108,7 @@ int rename_init_notify(Kes_workspace *ws) {
 
 void rename_notify(Kes_workspace *ws) {
   gui_debug("hook rename %s", ws->wsname);
-  gui_not_available(GUI_MSG("Rename..."));
+  rename_by_click(ws);
 }
 
 void abort_notify(const char *text) {
@@ -124,12 +125,10 @@ void props_key_notify() {
     gui_stubs_bw_props();
 }
 
-// The reparent dialog and the workspace command's reparent are not in this
-// version: the hook says what was asked and leaves the picture as it is.
+// The question, then the workspace command; the canvas moves the node on 1.
 int reparent_notify(Kes_workspace *child, Kes_workspace *new_parent) {
   gui_debug("hook reparent %s %s", child->wsname, new_parent ? new_parent->wsname : "-");
-  gui_not_available(GUI_MSG("Reparent..."));
-  return 0;
+  return reparent_by_drag(child, new_parent);
 }
 
 }  // namespace
@@ -246,15 +245,7 @@ void gui_stubs_commands_menu_resolve() {
 
 // ---- entries whose dialogs are not in this version
 
-void gui_stubs_load_workspaces() { gui_not_available(GUI_MSG("Load Workspaces...")); }
-void gui_stubs_create_workspace() { gui_not_available(GUI_MSG("Create Workspace...")); }
-void gui_stubs_create_child() { gui_not_available(GUI_MSG("Create Child...")); }
-void gui_stubs_load_children() { gui_not_available(GUI_MSG("Load Children...")); }
-void gui_stubs_delete_workspaces() { gui_not_available(GUI_MSG("Delete...")); }
 void gui_stubs_edit_locks() { gui_not_available(GUI_MSG("Edit Locks...")); }
-void gui_stubs_rename_workspaces() { gui_not_available(GUI_MSG("Rename...")); }
-void gui_stubs_reparent_workspaces() { gui_not_available(GUI_MSG("Reparent...")); }
-void gui_stubs_updatenames() { gui_not_available(GUI_MSG("Update Nametable...")); }
 void gui_stubs_history_browser() { gui_not_available(GUI_MSG("View History...")); }
 void gui_stubs_ws_props() { gui_not_available(GUI_MSG("Properties...")); }
 void gui_stubs_bw_props() { gui_not_available(GUI_MSG("Weaving...")); }

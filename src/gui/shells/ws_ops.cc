@@ -1,0 +1,138 @@
+// Running the workspace command for the workspace dialogs, and their footers.
+#include "gui/shells/ws_ops.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "gui/kes_gui.h"
+#include "gui/kes_gui_debug.h"
+#include "util/kes_err.h"
+#include "util/kes_process.h"
+#include "util/kes_quote.h"
+
+namespace {
+
+void vfooter(Kes_gui_footer_enum which, const char *fmt, va_list ap) {
+  char text[8192];
+  vsnprintf(text, sizeof text, fmt, ap);
+  if (Kes_gui *gui = get_gui()) gui->print_footer(which, text);
+}
+
+}  // namespace
+
+void left_footer(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  vfooter(KES_GUI_LEFT_FOOTER, fmt, ap);
+  va_end(ap);
+}
+
+void right_footer(const char *fmt, ...) {
+  va_list ap;
+  va_start(ap, fmt);
+  vfooter(KES_GUI_RIGHT_FOOTER, fmt, ap);
+  va_end(ap);
+}
+
+std::string ws_command_path(int fallback) {
+  char path[1024];
+  if (Kes_err *err = kes_find_executable("workspace", path)) {
+    if (!fallback) gui_issue_errdialog(err->text);
+    delete err;
+    return fallback ? "workspace" : "";
+  }
+  return shell_escape(path);
+}
+
+int run_ws_command(const std::string &command, std::string *output) {
+  gui_debug("command %s", command.c_str());
+  output->clear();
+  gui_set_busy(1);
+  FILE *p = popen(command.c_str(), "r");
+  if (!p) {
+    gui_set_busy(0);
+    char text[8192];
+    snprintf(text, sizeof text, GUI_MSG("Could not execute \"%s\""), command.c_str());
+    *output = text;
+    return -1;
+  }
+  char line[1026];
+  while (fgets(line, sizeof line, p)) *output += line;
+  int status = pclose(p);
+  gui_set_busy(0);
+  status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  gui_debug("exit %d", status);
+  return status;
+}
+
+std::string error_lines(const std::string &output, const char *prefix) {
+  std::string out;
+  int in_error = 0;
+  size_t at = 0;
+  while (at < output.size()) {
+    size_t end = output.find('\n', at);
+    if (end == std::string::npos) end = output.size();
+    std::string line = output.substr(at, end - at);
+    if (line.compare(0, strlen(prefix), prefix) == 0)
+      in_error = 1;
+    else if (line.empty() || (line[0] != ' ' && line[0] != '\t'))
+      in_error = 0;
+    if (in_error) out += line + "\n";
+    at = end + 1;
+  }
+  return out;
+}
+
+int has_containing_dir(const std::string &path) {
+  size_t slash = path.find_last_of('/');
+  std::string dir = slash == 0 ? "/" : path.substr(0, slash);
+  struct stat st;
+  return slash != std::string::npos && stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+int is_workspace_dir(const std::string &path) {
+  struct stat st;
+  return !path.empty() && stat((path + "/Brindle_wsdata").c_str(), &st) == 0 &&
+         S_ISDIR(st.st_mode);
+}
+
+void gui_bringover_create(const std::string &parent, const std::string &child) {
+  char path[1024];
+  if (Kes_err *err = kes_find_executable("bringover", path)) {
+    gui_issue_errdialog(err->text);
+    delete err;
+    return;
+  }
+  std::string names;
+  if (FILE *args = fopen((parent + "/Brindle_wsdata/args").c_str(), "r")) {
+    char line[1024];
+    while (fgets(line, sizeof line, args)) {
+      line[strcspn(line, "\n")] = 0;
+      if (line[0] && strncmp(line, "VERSION ", 8) != 0)
+        names += std::string(" ") + shell_escape(line);
+    }
+    fclose(args);
+  }
+  if (names.empty()) {
+    if (DIR *d = opendir(parent.c_str())) {
+      while (struct dirent *e = readdir(d)) {
+        if (e->d_name[0] == '.' || strcmp(e->d_name, "Brindle_wsdata") == 0) continue;
+        struct stat st;
+        if (stat((parent + "/" + e->d_name).c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+          names += std::string(" ") + shell_escape(e->d_name);
+      }
+      closedir(d);
+    }
+  }
+  std::string cmd = std::string(shell_escape(path)) + " -p " + shell_escape(parent.c_str());
+  cmd += std::string(" -w ") + shell_escape(child.c_str()) + names + " 2>&1";
+  std::string out;
+  int status = run_ws_command(cmd, &out);
+  left_footer(GUI_MSG("Bringover to %s exited with status %d"), child.c_str(), status);
+  if (status != 0) gui_issue_errdialog(out.c_str());
+}
