@@ -87,7 +87,7 @@ public:
         set_footer(GUI_MSG("Workspace Directory field requires a valid containing directory"));
         return;
       }
-      names += std::string(shell_escape(path.c_str())) + " ";
+      names += quoted(path.c_str()) + " ";
       shown += path + " ";
       count++;
     }
@@ -117,10 +117,10 @@ public:
     std::string cmd = ws_command_path(0);
     if (cmd.empty()) return 1;
     std::string out;
-    std::string c = shell_escape(child.c_str());
+    std::string c = quoted(child.c_str());
     int status = run_ws_command(cmd + " create " + c + " 2>&1", &out);
     if (status == 0)
-      status = run_ws_command(cmd + " parent -p " + shell_escape(parent.c_str()) + " " + c +
+      status = run_ws_command(cmd + " parent -p " + quoted(parent.c_str()) + " " + c +
                                   " 2>&1",
                               &out);
     *message = status == -1 ? out : error_lines(out, "workspace");

@@ -23,7 +23,7 @@ public:
     if (cmd.empty()) return 0;
     std::string out;
     int status = run_ws_command("/usr/bin/nice -0 " + cmd + " delete " + (force ? "-f " : "") +
-                                    (metadata_only ? "-d " : "") + shell_escape(ws->wsname) +
+                                    (metadata_only ? "-d " : "") + quoted(ws->wsname) +
                                     " 2>&1",
                                 &out);
     *message += error_lines(out, "workspace:");

@@ -112,6 +112,7 @@ void form_dialog_c::map_handler(Widget w, XtPointer client, XEvent *event, Boole
   // The parts' places are final once the shell is on the screen.
   XSync(XtDisplay(w), False);
   trace_parts(self->form, self->name);
+  gui_debug("window %s %lu", self->name.c_str(), static_cast<unsigned long>(XtWindow(w)));
   gui_debug("mapped %s", self->name.c_str());
 }
 

@@ -175,7 +175,7 @@ public:
           set_footer(GUI_MSG("Name field requires a valid workspace or directory"));
           return;
         }
-        names += std::string(shell_escape(p.c_str())) + " ";
+        names += quoted(p.c_str()) + " ";
       }
       char text[256];
       snprintf(text, sizeof text, GUI_MSG("Loading %d workspace(s)..."),

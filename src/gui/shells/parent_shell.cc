@@ -48,9 +48,9 @@ public:
     std::string cmd = ws_command_path(0);
     if (cmd.empty()) return 0;
     if (new_parent)
-      cmd += std::string(" parent -p ") + shell_escape(to) + " " + shell_escape(c) + " 2>&1";
+      cmd += " parent -p " + quoted(to) + " " + quoted(c) + " 2>&1";
     else
-      cmd += std::string(" parent -u ") + shell_escape(c) + " 2>&1";
+      cmd += " parent -u " + quoted(c) + " 2>&1";
     std::string out;
     int status = run_ws_command(cmd, &out);
     if (status != 0 || !out.empty()) {

@@ -19,8 +19,8 @@ public:
   static int command(const std::string &old_name, const std::string &new_name) {
     left_footer(GUI_MSG("renaming %s to %s..."), old_name.c_str(), new_name.c_str());
     std::string cmd = "/usr/bin/nice -0 " + ws_command_path(1) + " move " +
-                      shell_escape(old_name.c_str()) + " ";
-    cmd += std::string(shell_escape(new_name.c_str())) + " 2>&1";
+                      quoted(old_name.c_str()) + " ";
+    cmd += quoted(new_name.c_str()) + " 2>&1";
     std::string out;
     int status = run_ws_command(cmd, &out);
     if (!out.empty() || status != 0) {

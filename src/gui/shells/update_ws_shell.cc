@@ -65,7 +65,11 @@ public:
     XtFree(reinterpret_cast<char *>(pos));
     hide();
     *quit = answer != 0;
-    gui_debug("uniquify %s: %d%s", dup->original ? dup->original : "", chosen,
+    const char *name = "-";
+    int i = 0;
+    for (Kes_listelem *e = dup->names->head.next; e != &dup->names->head; e = e->next)
+      if (++i == chosen) name = static_cast<char *>(e->data);
+    gui_debug("uniquify %s: %d %s%s", dup->original ? dup->original : "", chosen, name,
               *quit ? " quit" : "");
     return *quit ? 0 : chosen;
   }

@@ -39,6 +39,8 @@ void right_footer(const char *fmt, ...) {
   va_end(ap);
 }
 
+std::string quoted(const char *text) { return shell_escape(text); }
+
 std::string ws_command_path(int fallback) {
   char path[1024];
   if (Kes_err *err = kes_find_executable("workspace", path)) {
@@ -46,7 +48,7 @@ std::string ws_command_path(int fallback) {
     delete err;
     return fallback ? "workspace" : "";
   }
-  return shell_escape(path);
+  return quoted(path);
 }
 
 int run_ws_command(const std::string &command, std::string *output) {
@@ -114,7 +116,7 @@ void gui_bringover_create(const std::string &parent, const std::string &child) {
     while (fgets(line, sizeof line, args)) {
       line[strcspn(line, "\n")] = 0;
       if (line[0] && strncmp(line, "VERSION ", 8) != 0)
-        names += std::string(" ") + shell_escape(line);
+        names += " " + quoted(line);
     }
     fclose(args);
   }
@@ -124,13 +126,12 @@ void gui_bringover_create(const std::string &parent, const std::string &child) {
         if (e->d_name[0] == '.' || strcmp(e->d_name, "Brindle_wsdata") == 0) continue;
         struct stat st;
         if (stat((parent + "/" + e->d_name).c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-          names += std::string(" ") + shell_escape(e->d_name);
+          names += " " + quoted(e->d_name);
       }
       closedir(d);
     }
   }
-  std::string cmd = std::string(shell_escape(path)) + " -p " + shell_escape(parent.c_str());
-  cmd += std::string(" -w ") + shell_escape(child.c_str()) + names + " 2>&1";
+  std::string cmd = quoted(path) + " -p " + quoted(parent) + " -w " + quoted(child) + names + " 2>&1";
   std::string out;
   int status = run_ws_command(cmd, &out);
   left_footer(GUI_MSG("Bringover to %s exited with status %d"), child.c_str(), status);

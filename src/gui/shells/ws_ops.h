@@ -8,6 +8,11 @@
 
 class Kes_workspace;
 
+// text quoted for the shell, as a copy (shell_escape's buffer serves one
+// call at a time).
+std::string quoted(const char *text);
+inline std::string quoted(const std::string &text) { return quoted(text.c_str()); }
+
 // The full path of the workspace command, shell-escaped.  When it cannot be
 // found the error is shown and "" comes back, or with fallback set the bare
 // word "workspace".
