@@ -142,3 +142,21 @@ void Kes_gui_props::load_failure(const char *file) {
   replace(&failure_text, text);
   gui_debug("props: %s", text);
 }
+
+int Kes_gui_props::store_tool_props(char *why) {
+  why[0] = '\0';
+  if (!rc_path || (::access(rc_path, F_OK) == 0 && ::access(rc_path, W_OK) != 0)) {
+    snprintf(why, 1024, GUI_MSG("Unable to write into file %s.\nPlease check permission bits of this file."),
+             rc_path ? rc_path : "~/.brindletoolrc");
+    return 0;
+  }
+  for (const Prop &p : kProps) {
+    char name[128];
+    snprintf(name, sizeof name, "brindletool.%s", p.key);
+    const char *value = p.text ? this->*p.text : p.words[this->*p.number];
+    XrmPutStringResource(&database, name, value ? value : "");
+  }
+  XrmPutFileDatabase(database, rc_path);
+  gui_debug("props: saved %s", rc_path);
+  return 1;
+}

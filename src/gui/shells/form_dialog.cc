@@ -135,7 +135,7 @@ void form_dialog_c::set_footer(const char *text) {
 }
 
 Widget form_dialog_c::add_row(const char *part, const char *label) {
-  Widget row = XtVaCreateManagedWidget(part, xmRowColumnWidgetClass, work, XmNorientation,
+  Widget row = XtVaCreateManagedWidget(part, xmRowColumnWidgetClass, into, XmNorientation,
                                        XmHORIZONTAL, XmNpacking, XmPACK_TIGHT, nullptr);
   if (label && *label) {
     Widget l = XtVaCreateManagedWidget("label", xmLabelWidgetClass, row, nullptr);
@@ -177,7 +177,7 @@ void form_dialog_c::add_radio(const char *part, const char *label, const char *c
 }
 
 Widget form_dialog_c::add_label(const char *part, const char *text) {
-  Widget l = XtVaCreateManagedWidget(part, xmLabelWidgetClass, work, XmNalignment,
+  Widget l = XtVaCreateManagedWidget(part, xmLabelWidgetClass, into, XmNalignment,
                                      XmALIGNMENT_BEGINNING, nullptr);
   set_label(l, text);
   return l;
@@ -188,7 +188,7 @@ Widget form_dialog_c::add_list(const char *part, int rows, int browse) {
   XtSetArg(args[0], XmNvisibleItemCount, rows);
   XtSetArg(args[1], XmNselectionPolicy, browse ? XmBROWSE_SELECT : XmEXTENDED_SELECT);
   XtSetArg(args[2], XmNscrollBarDisplayPolicy, XmSTATIC);
-  Widget list = XmCreateScrolledList(work, const_cast<char *>(part), args, 3);
+  Widget list = XmCreateScrolledList(into, const_cast<char *>(part), args, 3);
   XtManageChild(list);
   return list;
 }
@@ -199,7 +199,7 @@ Widget form_dialog_c::add_text(const char *part, int rows, int editable) {
   XtSetArg(args[1], XmNcolumns, 60);
   XtSetArg(args[2], XmNeditMode, XmMULTI_LINE_EDIT);
   XtSetArg(args[3], XmNeditable, editable);
-  Widget text = XmCreateScrolledText(work, const_cast<char *>(part), args, 4);
+  Widget text = XmCreateScrolledText(into, const_cast<char *>(part), args, 4);
   XtManageChild(text);
   return text;
 }
@@ -216,6 +216,27 @@ void form_dialog_c::add_buttons(const char *const *labels, int n) {
                                        XmNuserData, reinterpret_cast<XtPointer>(static_cast<intptr_t>(i)), nullptr);
     set_label(b, labels[i]);
     XtAddCallback(b, XmNactivateCallback, button_callback, this);
+  }
+}
+
+Widget form_dialog_c::begin_page(const char *part) {
+  into = XtVaCreateWidget(part, xmRowColumnWidgetClass, work, XmNorientation, XmVERTICAL, nullptr);
+  return into;
+}
+
+void form_dialog_c::show_page(Widget page) {
+  WidgetList kids = nullptr;
+  Cardinal n = 0;
+  XtVaGetValues(work, XmNchildren, &kids, XmNnumChildren, &n, nullptr);
+  for (Cardinal i = 0; i < n; i++)
+    if (XtIsSubclass(kids[i], xmRowColumnWidgetClass) && kids[i] != page &&
+        strstr(XtName(kids[i]), "_page"))
+      XtUnmanageChild(kids[i]);
+  XtManageChild(page);
+  if (shown && XtIsRealized(form)) {
+    XSync(XtDisplay(form), False);
+    trace_parts(form, name);
+    gui_debug("page %s %s", name.c_str(), XtName(page));
   }
 }
 

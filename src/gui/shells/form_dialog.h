@@ -43,6 +43,10 @@ public:
   Widget add_list(const char *part, int rows, int browse = 0);
   Widget add_text(const char *part, int rows, int editable);
   void add_buttons(const char *const *labels, int n);
+  // Parts made from here on go into a new page (a column in the work area)
+  // until the next begin_page; show_page shows one page and hides the rest.
+  Widget begin_page(const char *part);
+  void show_page(Widget page);
 
   virtual void button(int index) = 0;
 
@@ -57,7 +61,8 @@ protected:
   Widget form = nullptr;
   Widget work = nullptr;
   Widget footer = nullptr;
-  Widget parent_for(Widget row) const { return row ? row : work; }
+  Widget into = nullptr;  // where the add_ helpers put parts: work or a page
+  Widget parent_for(Widget row) const { return row ? row : into; }
 
 private:
   static void button_callback(Widget w, XtPointer client, XtPointer call);
