@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "gui/kes_gui_debug.h"
 #include "util/kes_path.h"
@@ -156,7 +157,17 @@ int Kes_gui_props::store_tool_props(char *why) {
     const char *value = p.text ? this->*p.text : p.words[this->*p.number];
     XrmPutStringResource(&database, name, value ? value : "");
   }
-  XrmPutFileDatabase(database, rc_path);
+  // A whole new file renamed into place: a failed write leaves the old one.
+  std::string tmp = std::string(rc_path) + ".XXXXXX";
+  int fd = mkstemp(&tmp[0]);
+  if (fd >= 0) close(fd);
+  if (fd >= 0) XrmPutFileDatabase(database, tmp.c_str());
+  if (fd < 0 || rename(tmp.c_str(), rc_path) != 0) {
+    if (fd >= 0) unlink(tmp.c_str());
+    snprintf(why, 1024, GUI_MSG("Unable to write into file %s.\nPlease check permission bits of this file."),
+             rc_path);
+    return 0;
+  }
   gui_debug("props: saved %s", rc_path);
   return 1;
 }

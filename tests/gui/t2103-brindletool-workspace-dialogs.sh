@@ -108,7 +108,7 @@ click_node "$T/k2"
 mark
 menu w u
 opened update_ws_shell
-press update_ws_shell.update_nametable_only
+press update_ws_shell.update_what_update_nametable_only
 press update_ws_shell.update
 opened ws_sel_uniq_shell
 shot uniquify

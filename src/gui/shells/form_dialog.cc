@@ -100,6 +100,7 @@ form_dialog_c::form_dialog_c(const char *dialog_name, const char *title, const c
   work = XtVaCreateManagedWidget("work", xmRowColumnWidgetClass, form, XmNorientation,
                                  XmVERTICAL, XmNtopAttachment, XmATTACH_FORM, XmNleftAttachment,
                                  XmATTACH_FORM, XmNrightAttachment, XmATTACH_FORM, nullptr);
+  into = work;
 }
 
 form_dialog_c::~form_dialog_c() {
@@ -169,7 +170,7 @@ void form_dialog_c::add_radio(const char *part, const char *label, const char *c
   Widget box = XmCreateRadioBox(row, const_cast<char *>(part), nullptr, 0);
   XtVaSetValues(box, XmNorientation, XmHORIZONTAL, nullptr);
   for (int i = 0; i < n; i++) {
-    out[i] = XtVaCreateManagedWidget(part_name(choices[i]).c_str(), xmToggleButtonWidgetClass,
+    out[i] = XtVaCreateManagedWidget((std::string(part) + "_" + part_name(choices[i])).c_str(), xmToggleButtonWidgetClass,
                                      box, XmNset, i == 0, nullptr);
     set_label(out[i], choices[i]);
   }
@@ -267,6 +268,7 @@ std::string form_dialog_c::text_of(Widget field) {
 }
 
 void form_dialog_c::set_text(Widget field, const char *text) {
+  gui_debug("text %s %s", XtName(field), text ? text : "");
   if (XtIsSubclass(field, xmTextFieldWidgetClass))
     XmTextFieldSetString(field, const_cast<char *>(text ? text : ""));
   else
