@@ -245,8 +245,6 @@ void gui_stubs_commands_menu_resolve() {
 
 // ---- entries whose dialogs are not in this version
 
-void gui_stubs_edit_locks() { gui_not_available(GUI_MSG("Edit Locks...")); }
-void gui_stubs_history_browser() { gui_not_available(GUI_MSG("View History...")); }
 void gui_stubs_help() { gui_not_available(GUI_MSG("Help")); }
 void gui_stubs_trans_create() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_CREATE); }
 void gui_stubs_trans_update() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE); }
