@@ -245,7 +245,6 @@ void gui_stubs_commands_menu_resolve() {
 
 // ---- entries whose dialogs are not in this version
 
-void gui_stubs_help() { gui_not_available(GUI_MSG("Help")); }
 void gui_stubs_trans_create() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_CREATE); }
 void gui_stubs_trans_update() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE); }
 void gui_stubs_trans_putback() { init_trans_shell(get_main_shell(), KES_GUI_PUTBACK); }

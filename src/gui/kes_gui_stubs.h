@@ -22,7 +22,10 @@ void gui_stubs_history_browser();
 void gui_stubs_ws_props();
 void gui_stubs_bw_props();
 void gui_stubs_commands_menu_resolve();
+// Help, Overview: the help's contents page in the user's browser.
 void gui_stubs_help();
+// Help, About: the version and what the tool is.
+void gui_stubs_about();
 void gui_stubs_trans_create();
 void gui_stubs_trans_update();
 void gui_stubs_trans_putback();

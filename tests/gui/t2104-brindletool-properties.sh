@@ -141,4 +141,29 @@ expect_eq "nothing left beside it" "" "$(ls -a "$T/home" | grep 'brindletoolrc\.
 rmdir "$rc"
 EOF
 
+test_case 'Help opens our pages in the browser; About tells the version' <<'EOF'
+# The browser is where a human would sit: a stand-in notes the page it gets.
+mkdir -p "$T/browser"
+printf '#!/bin/sh\necho "$1" >>%s/pages\n' "$T" >"$T/browser/xdg-open"
+chmod +x "$T/browser/xdg-open"
+tool_stop
+PATH="$T/browser:$PATH" tool_start p
+expect_trace "the tool is up" '^footer left 1 workspace loaded$'
+menu h o
+wait_for "the contents page" test -s "$T/pages"
+menu o w
+opened bw_props_shell
+press bw_props_shell.help
+wait_for "the page of the dialog" test "$(wc -l <"$T/pages")" = 2
+expect_eq "the pages asked for" "index.html props.html" "$(xargs -n1 basename <"$T/pages" | paste -sd' ')"
+while read -r page; do
+  expect_contains "a page of ours: $page" "<title>Brindletool: " "$(cat "$page")"
+done <"$T/pages"
+press bw_props_shell.cancel
+menu h a
+expect_trace "About" '^dialog About Brindletool: Brindletool 1\.0\\n'
+shot about
+dialog_ok "About Brindletool"
+EOF
+
 test_done

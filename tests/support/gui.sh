@@ -110,6 +110,7 @@ node_at() {
 
 # menu KEYS...: the menu bar by keyboard (F10, then mnemonics).
 menu() {
+  wait_for "the main window" bash -c 'xdotool search --onlyvisible --name "Lathe Fathom Weaving" >/dev/null'
   xdotool windowfocus --sync "$(xdotool search --onlyvisible --name 'Lathe Fathom Weaving' | head -n1)"
   xdotool key F10 "$@"
 }

@@ -26,6 +26,7 @@
 #include "gui/kes_canvas.h"
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
+#include "gui/kes_gui_stubs.h"
 #include "util/kes_err.h"
 #include "util/kes_path.h"
 #include "util/kes_process.h"
@@ -347,4 +348,16 @@ std::string absolute_path(const std::string &text) {
   std::string t = text.substr(b, e - b + 1);
   char buf[1024];
   return kes_fully_qualify(t.c_str(), buf) ? buf : t;
+}
+
+void gui_stubs_help() { gui_help_topic("index"); }
+
+void gui_stubs_about() {
+  char text[1024];
+  snprintf(text, sizeof text,
+           GUI_MSG("Brindletool %s\n\nWorkspaces of SCCS history files, drawn as a forest.\n"
+                   "Changes travel between parent and child by bringover and putback."),
+           kes_gui_version);
+  show_message_box(get_main_shell()->app_shell, GUI_MSG("About Brindletool"), text,
+                   XmDIALOG_INFORMATION);
 }

@@ -138,6 +138,7 @@ public:
 
     page[KES_WSP_ACCESS] = begin_page("access_page");
     access_list = add_list("access_list", 9, 1);
+    XtVaSetValues(access_list, XtVaTypedArg, XmNfontList, XmRString, "fixed", 6, nullptr);
     XtAddCallback(access_list, XmNbrowseSelectionCallback, access_pick, this);
     access_entry = add_field("access_entry", GUI_MSG("Entries:"));
     Widget row = add_row("access_buttons", GUI_MSG("@ = Netgroup     - = Access Denied "));
