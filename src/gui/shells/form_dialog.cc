@@ -27,6 +27,7 @@
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_stubs.h"
+#include "toolkit/modal_dialog.h"
 #include "util/kes_err.h"
 #include "util/kes_path.h"
 #include "util/kes_process.h"
@@ -48,35 +49,6 @@ std::string part_name(const char *label) {
   }
   while (!out.empty() && out.back() == '_') out.pop_back();
   return out;
-}
-
-void trace_parts(Widget w, const std::string &dialog) {
-  if (!XtIsManaged(w) && !XtIsShell(w)) return;
-  if (XtIsSubclass(w, xmTextFieldWidgetClass) || XtIsSubclass(w, xmTextWidgetClass) ||
-      XtIsSubclass(w, xmToggleButtonWidgetClass) || XtIsSubclass(w, xmPushButtonWidgetClass) ||
-      XtIsSubclass(w, xmListWidgetClass)) {
-    Position x = 0, y = 0;
-    Dimension wd = 0, ht = 0;
-    XtTranslateCoords(w, 0, 0, &x, &y);
-    XtVaGetValues(w, XmNwidth, &wd, XmNheight, &ht, nullptr);
-    gui_debug("widget %s.%s %d %d %d %d", dialog.c_str(), XtName(w), x, y, wd, ht);
-  }
-  if (XtIsComposite(w)) {
-    WidgetList kids = nullptr;
-    Cardinal n = 0;
-    XtVaGetValues(w, XmNchildren, &kids, XmNnumChildren, &n, nullptr);
-    for (Cardinal i = 0; i < n; i++) trace_parts(kids[i], dialog);
-  }
-}
-
-struct Answer {
-  int value = -1;
-};
-
-void answer_yes(Widget, XtPointer client, XtPointer) { static_cast<Answer *>(client)->value = 1; }
-void answer_no(Widget, XtPointer client, XtPointer) {
-  auto *a = static_cast<Answer *>(client);
-  if (a->value < 0) a->value = 0;
 }
 
 }  // namespace
@@ -113,7 +85,7 @@ void form_dialog_c::map_handler(Widget w, XtPointer client, XEvent *event, Boole
   auto *self = static_cast<form_dialog_c *>(client);
   // The parts' places are final once the shell is on the screen.
   XSync(XtDisplay(w), False);
-  trace_parts(self->form, self->name);
+  gui_trace_places(self->form);
   gui_debug("window %s %lu", self->name.c_str(), static_cast<unsigned long>(XtWindow(w)));
   gui_debug("mapped %s", self->name.c_str());
 }
@@ -237,7 +209,7 @@ void form_dialog_c::show_page(Widget page) {
   XtManageChild(page);
   if (shown && XtIsRealized(form)) {
     XSync(XtDisplay(form), False);
-    trace_parts(form, name);
+    gui_trace_places(form);
     gui_debug("page %s %s", name.c_str(), XtName(page));
   }
 }
@@ -293,29 +265,8 @@ void form_dialog_c::set_radio(const Widget *radios, int n, int index) {
 }
 
 int ask_question(const char *title, const char *text) {
-  std::string flat = text;
-  for (size_t i = 0; (i = flat.find('\n', i)) != std::string::npos;) flat.replace(i, 1, "\\n");
-  gui_debug("dialog %s: %s", title, flat.c_str());
-  Widget parent = get_main_shell()->app_shell;
-  Widget box = XmCreateQuestionDialog(parent, const_cast<char *>("question_box"), nullptr, 0);
-  XmString m = xms(text), t = xms(title), yes = xms(GUI_MSG("Yes")), no = xms(GUI_MSG("No"));
-  XtVaSetValues(box, XmNmessageString, m, XmNdialogTitle, t, XmNokLabelString, yes,
-                XmNcancelLabelString, no, XmNdialogStyle, XmDIALOG_FULL_APPLICATION_MODAL,
-                nullptr);
-  XmStringFree(m);
-  XmStringFree(t);
-  XmStringFree(yes);
-  XmStringFree(no);
-  XtUnmanageChild(XmMessageBoxGetChild(box, XmDIALOG_HELP_BUTTON));
-  Answer answer;
-  XtAddCallback(box, XmNokCallback, answer_yes, &answer);
-  XtAddCallback(box, XmNcancelCallback, answer_no, &answer);
-  XtAddCallback(box, XmNunmapCallback, answer_no, &answer);
-  XtManageChild(box);
-  while (answer.value < 0) XtAppProcessEvent(get_app_context(), XtIMAll);
-  XtDestroyWidget(XtParent(box));
-  gui_debug("dialog %s closed: answer %d", title, answer.value);
-  return answer.value;
+  return show_message(get_main_shell()->app_shell, title, text,
+                      MODAL_QUESTION | MODAL_YES | MODAL_NO) == MODAL_YES;
 }
 
 void gui_help_topic(const char *topic) {
@@ -358,6 +309,6 @@ void gui_stubs_about() {
            GUI_MSG("Brindletool %s\n\nWorkspaces of SCCS history files, drawn as a forest.\n"
                    "Changes travel between parent and child by bringover and putback."),
            kes_gui_version);
-  show_message_box(get_main_shell()->app_shell, GUI_MSG("About Brindletool"), text,
-                   XmDIALOG_INFORMATION);
+  show_message(get_main_shell()->app_shell, GUI_MSG("About Brindletool"), text,
+               MODAL_INFORMATION | MODAL_OK);
 }

@@ -6,7 +6,7 @@
 // calls add_buttons; a press of a button calls button(index).  The Help button
 // opens the dialog's page of the help (gui_help_topic).  With the debug trace
 // on, every named part's place on the screen is traced when the dialog maps
-// ("widget DIALOG.PART x y w h"), so that stories can aim at it, and footers
+// (the "place" lines of gui_trace_places), so that stories can aim at it, and footers
 // are traced as "footer DIALOG text".
 #ifndef BRINDLE_GUI_SHELLS_FORM_DIALOG_H
 #define BRINDLE_GUI_SHELLS_FORM_DIALOG_H

@@ -29,6 +29,7 @@
 #include "gui/kes_gui_stubs.h"
 #include "gui/shells/form_dialog.h"
 #include "gui/shells/ws_ops.h"
+#include "toolkit/modal_dialog.h"
 #include "util/kes_err.h"
 #include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
@@ -87,7 +88,7 @@ void fixed_font(Widget w) {
 }
 
 void info_box(const char *title, const char *text) {
-  show_message_box(get_main_shell()->app_shell, title, text, XmDIALOG_INFORMATION);
+  show_message(get_main_shell()->app_shell, title, text, MODAL_INFORMATION | MODAL_OK);
 }
 
 }  // namespace
@@ -276,7 +277,7 @@ public:
     entries.reset(new Kes_historylist);
     if (!err) err = md->get_contents(entries.get());
     if (err) {
-      show_message_box(get_main_shell()->app_shell, GUI_MSG("Error"), err->text, XmDIALOG_ERROR);
+      show_message(get_main_shell()->app_shell, GUI_MSG("Error"), err->text, MODAL_ERROR | MODAL_OK);
       delete err;
       entries.reset();
       history.reset();
