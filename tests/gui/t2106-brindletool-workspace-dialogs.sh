@@ -5,9 +5,10 @@
 # table that needs the user's choice, delete; and a workspace that vanished
 # while loaded.
 . "$GUI_LIB"
-gui_start
+GUI_SCREEN=1280x1024x24 gui_start
 export BRINDLE_NO_HAILWAY=1
 make_forest
+printf 'VERSION 1\nsrc\n' >"$T/p/Brindle_wsdata/args"
 tool_start p c1 c2
 # parent_of WS: the workspace that WS's parent file names.
 parent_of() { sed -n 2p "$T/$1/Brindle_wsdata/parent" | sed "s|^[^/]*:||"; }
@@ -31,11 +32,15 @@ fill create_cws_shell.cws_child "$T/k"
 press create_cws_shell.cws_bringover
 press create_cws_shell.create
 expect_trace "the child is made" "^footer left $T/k Child workspace created\$"
-expect_trace "and filled" "^footer left Bringover to $T/k exited with status 0\$"
+expect_trace "the Update tab opens for the pair" "^propagation bringover-update $T/p $T/k\$"
+expect_trace "with p's file list" '^places trans_shell$'
+mark
+click trans_boc_action_btn
+expect_trace "the bringover runs" '^trans exit '
 expect_eq "k's parent" "$T/p" "$(parent_of k)"
 expect_eq "p lists its child" 1 "$(lists p k)"
 expect_eq "the bringover took p's files and left its record in k's log" "src 1" \
-  "$(md_lines "$T/k/Brindle_wsdata/args") $(grep -c "^COMMAND .*bringover -p $T/p -w $T/k src" "$T/k/Brindle_wsdata/history")"
+  "$(md_lines "$T/k/Brindle_wsdata/args") $(grep -c "^PARENT_WORKSPACE  ($T/p)" "$T/k/Brindle_wsdata/history")"
 node_at "$T/k"
 expect_eq "k stands in p's tree" 0 "$NGRAPH"
 shot create-child

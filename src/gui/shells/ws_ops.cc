@@ -1,7 +1,6 @@
 // Running the workspace command for the workspace dialogs, and their footers.
 #include "gui/shells/ws_ops.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -11,6 +10,9 @@
 
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
+#include "gui/kes_trans_forms.h"
+#include "gui/shells/main_shell.h"
+#include "workspace/kes_workspace.h"
 #include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
@@ -104,36 +106,14 @@ int is_workspace_dir(const std::string &path) {
 }
 
 void gui_bringover_create(const std::string &parent, const std::string &child) {
-  char path[1024];
-  if (Kes_err *err = kes_find_executable("bringover", path)) {
-    gui_issue_errdialog(err->text);
-    delete err;
-    return;
-  }
-  std::string names;
-  if (FILE *args = fopen((parent + "/Brindle_wsdata/args").c_str(), "r")) {
-    char line[1024];
-    while (fgets(line, sizeof line, args)) {
-      line[strcspn(line, "\n")] = 0;
-      if (line[0] && strncmp(line, "VERSION ", 8) != 0)
-        names += " " + quoted(line);
-    }
-    fclose(args);
-  }
-  if (names.empty()) {
-    if (DIR *d = opendir(parent.c_str())) {
-      while (struct dirent *e = readdir(d)) {
-        if (e->d_name[0] == '.' || strcmp(e->d_name, "Brindle_wsdata") == 0) continue;
-        struct stat st;
-        if (stat((parent + "/" + e->d_name).c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-          names += " " + quoted(e->d_name);
-      }
-      closedir(d);
-    }
-  }
-  std::string cmd = quoted(path) + " -p " + quoted(parent) + " -w " + quoted(child) + names + " 2>&1";
-  std::string out;
-  int status = run_ws_command(cmd, &out);
-  left_footer(GUI_MSG("Bringover to %s exited with status %d"), child.c_str(), status);
-  if (status != 0) gui_issue_errdialog(out.c_str());
+  // The child exists by now, so the bringover is an update of it.
+  if (!init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE)) return;
+  set_source_ws_dir(parent.c_str());
+  set_destination_ws_dir(child.c_str());
+  check_trans_fields();
+  // The new child's list is empty: the parent's is what it usually wants.
+  Kes_workspace ws(parent.c_str(), nullptr);
+  set_argument_lists(&ws);
+  trans_field_footers();
+  gui_debug("propagation bringover-update %s %s", parent.c_str(), child.c_str());
 }

@@ -32,9 +32,9 @@ void right_footer(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 int has_containing_dir(const std::string &path);
 int is_workspace_dir(const std::string &path);
 
-// The bringover that fills a new child from its parent: the parent's args
-// file names the files, or else every top directory of the parent.  Its
-// output is shown, and the footer tells its exit status.
+// The bringover that fills a new child from its parent: the transaction
+// window's Update tab (the child exists by now), set up for the pair with the
+// parent's file list.
 void gui_bringover_create(const std::string &parent, const std::string &child);
 
 // A click on a workspace's label: the rename dialog with its path.
