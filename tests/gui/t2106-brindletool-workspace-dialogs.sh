@@ -40,7 +40,7 @@ expect_trace "the bringover runs" '^trans exit '
 expect_eq "k's parent" "$T/p" "$(parent_of k)"
 expect_eq "p lists its child" 1 "$(lists p k)"
 expect_eq "the bringover took p's files and left its record in k's log" "src 1" \
-  "$(md_lines "$T/k/Brindle_wsdata/args") $(grep -c "^PARENT_WORKSPACE  ($T/p)" "$T/k/Brindle_wsdata/history")"
+  "$(md_lines "$T/k/Brindle_wsdata/args") $(grep -c "^COMMAND .*bringover -w $T/k -p $T/p src \$" "$T/k/Brindle_wsdata/history")"
 node_at "$T/k"
 expect_eq "k stands in p's tree" 0 "$NGRAPH"
 shot create-child
