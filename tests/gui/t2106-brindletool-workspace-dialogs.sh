@@ -9,6 +9,8 @@ GUI_SCREEN=1280x1024x24 gui_start
 export BRINDLE_NO_HAILWAY=1
 make_forest
 printf 'VERSION 1\nsrc\n' >"$T/p/Brindle_wsdata/args"
+mkdir -p "$T/home"
+printf 'brindletool.show_children_dlg: False\n' >"$T/home/.brindletoolrc"
 tool_start p c1 c2
 # parent_of WS: the workspace that WS's parent file names.
 parent_of() { sed -n 2p "$T/$1/Brindle_wsdata/parent" | sed "s|^[^/]*:||"; }
@@ -157,6 +159,31 @@ expect_trace "rename refuses it" '^footer rename_shell Old Workspace Name field 
 press rename_shell.cancel
 menu v r
 expect_trace "the tool runs on and Refresh unloads it" '^footer left 1 nonexistent workspace unloaded\.$'
+EOF
+
+test_case 'load by name, and what was loaded already told apart; children all at once' <<'EOF'
+mark
+menu f l
+opened load_ws_shell
+fill load_ws_shell.load_dir "$T"
+press load_ws_shell.update_list
+fill load_ws_shell.load_name "g1 p"
+press load_ws_shell.load_workspaces
+expect_trace "the count" '^footer load_ws_shell 1 workspace loaded, 1 was already loaded$'
+fill load_ws_shell.load_name "nothere"
+press load_ws_shell.load_workspaces
+expect_trace "a name that is no workspace" '^footer load_ws_shell Name field requires a valid workspace or directory$'
+shot load
+press load_ws_shell.close
+click_node "$T/k2"
+mark
+menu f u
+expect_trace "k2 unloaded" '^footer left 1 workspace unloaded$'
+click_node "$T/p"
+mark
+menu w c
+expect_trace "p's one living child comes back" '^footer left 1 child workspace, 1 loaded\.$'
+node_at "$T/k2"
 EOF
 
 test_done

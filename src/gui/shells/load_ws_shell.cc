@@ -1,4 +1,4 @@
-// BW_wsviewer, "Load Workspaces", and Kes_gui_load_children_dlg, "Load
+// Kes_gui_load_ws_dlg, "Load Workspaces", and Kes_gui_load_children_dlg, "Load
 // Children": workspaces named or chosen, listed by the workspace command, and
 // put on the canvas.
 #include <Xm/List.h>
@@ -111,9 +111,9 @@ void load_named(const std::string &names, int asked, form_dialog_c *dialog) {
 
 }  // namespace
 
-class BW_wsviewer : public form_dialog_c {
+class Kes_gui_load_ws_dlg : public form_dialog_c {
 public:
-  BW_wsviewer()
+  Kes_gui_load_ws_dlg()
       : form_dialog_c("load_ws_shell", GUI_MSG("Lathe Weaving: Load Workspaces"), "load") {
     dir = add_field("load_dir", GUI_MSG("Directory:"));
     entries = add_list("load_entries", 10);
@@ -245,9 +245,9 @@ public:
 };
 
 void gui_stubs_load_workspaces() {
-  static BW_wsviewer *shell;
+  static Kes_gui_load_ws_dlg *shell;
   if (!shell) {
-    shell = new BW_wsviewer;
+    shell = new Kes_gui_load_ws_dlg;
     Kes_gui_props *props = get_gui()->get_props();
     form_dialog_c::set_text(shell->dir, props->current_dir ? props->current_dir : ".");
   }
@@ -289,12 +289,16 @@ void gui_stubs_load_children() {
     return;
   }
   if (!get_gui()->get_props()->show_children_dlg) {
-    get_gui()->get_canvas()->load_workspaces(&children);
+    Kes_canvas *canvas = get_gui()->get_canvas();
+    int fresh = 0;
+    for (Kes_listelem *e = children.head.next; e != &children.head; e = e->next)
+      fresh += canvas->kes_find_node(static_cast<Kes_workspace *>(e->data)) == nullptr;
+    canvas->load_workspaces(&children);
     if (names.size() == 1)
-      left_footer(GUI_MSG("1 child workspace, %d loaded."), children.count);
+      left_footer(GUI_MSG("1 child workspace, %d loaded."), fresh);
     else
       left_footer(GUI_MSG("%d child workspaces, %d loaded."), static_cast<int>(names.size()),
-                  children.count);
+                  fresh);
     return;
   }
   if (!shell) shell = new Kes_gui_load_children_dlg;
