@@ -89,7 +89,6 @@ tool_start() {
   mkdir -p "$T/home"
   printf '*multiClickTime: 1500\n' >"$T/home/xresources"
   run_bg env HOME="$T/home" XENVIRONMENT="$T/home/xresources" BRINDLE_GUI_DEBUG="$TR" \
-    PATH="$PATH:$BRINDLE_BIN" \
     "$BRINDLE_BIN/brindletool" "$@"
   TOOL_PID=$LAST_PID
   MARK=0
