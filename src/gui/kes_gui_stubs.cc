@@ -1,6 +1,5 @@
 // The menu actions and the canvas's callbacks: unload, load parent, refresh,
-// double click, the reparent and rename hooks, and the entries whose dialogs
-// are not in this version.
+// double click, and the reparent and rename hooks.
 #include "gui/kes_gui_stubs.h"
 
 #include <cstdio>
@@ -144,13 +143,7 @@ void set_canvas_callbacks(Kes_canvas *c) {
   c->set_reparent_abort_callback(abort_notify);
 }
 
-void gui_not_available(const char *what) {
-  char text[512];
-  snprintf(text, sizeof text, GUI_MSG("%s: not available in this version"), what);
-  footer(text);
-}
-
-// ---- actions that work in this version
+// ---- actions without dialogs of their own
 
 void gui_stubs_unload_workspaces() {
   std::unique_ptr<Kes_wslist> selected(canvas()->get_selected_workspaces());
@@ -235,7 +228,7 @@ void gui_stubs_commands_menu_resolve() {
     init_trans_shell(get_main_shell(), KES_GUI_RESOLVE);
 }
 
-// ---- entries whose dialogs are not in this version
+// ---- the Actions menu: the transaction window on its tabs
 
 void gui_stubs_trans_create() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_CREATE); }
 void gui_stubs_trans_update() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE); }

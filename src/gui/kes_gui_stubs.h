@@ -1,11 +1,8 @@
 // The actions behind the menus and the canvas's popup menu, and the callbacks
-// that connect the canvas with the rest of the tool.  Actions whose dialogs are
-// not in this version name themselves on the left footer and do nothing else.
+// that connect the canvas with the rest of the tool.  The dialogs behind most
+// of them live in gui/shells/, one file each.
 #ifndef BRINDLE_GUI_KES_GUI_STUBS_H
 #define BRINDLE_GUI_KES_GUI_STUBS_H
-
-// Tells on the left footer that what (a menu label) is not in this version.
-void gui_not_available(const char *what);
 
 void gui_stubs_load_workspaces();
 void gui_stubs_create_workspace();

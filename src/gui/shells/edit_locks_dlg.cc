@@ -1,7 +1,6 @@
 // Kes_gui_edit_locks_dlg, "Edit Locks": a workspace's command locks, of which
 // the user marks some and, after a warning, removes them.
 #include <Xm/List.h>
-#include <Xm/PushB.h>
 #include <Xm/Xm.h>
 
 #include <sys/stat.h>
@@ -37,14 +36,8 @@ public:
              GUI_MSG("Host"), GUI_MSG("Time"));
     set_label(locks_label, caption);
     Widget row = add_row("locks_row", "");
-    for (int i = 0; i < 2; i++) {
-      Widget b = XtVaCreateManagedWidget(i ? "undo" : "delete", xmPushButtonWidgetClass, row,
-                                         XmNuserData,
-                                         reinterpret_cast<XtPointer>(static_cast<intptr_t>(i)),
-                                         nullptr);
-      set_label(b, i ? GUI_MSG("Undo") : GUI_MSG("Delete"));
-      XtAddCallback(b, XmNactivateCallback, mark_callback, this);
-    }
+    add_action(row, "delete", GUI_MSG("Delete"), 0);
+    add_action(row, "undo", GUI_MSG("Undo"), 1);
     const char *buttons[] = {"OK", "Apply", "Reset", "Cancel", "Help"};
     add_buttons(buttons, 5);
   }
@@ -179,30 +172,27 @@ public:
     }
   }
 
-  static void mark_callback(Widget w, XtPointer client, XtPointer) {
-    auto *self = static_cast<Kes_gui_edit_locks_dlg *>(client);
-    XtPointer data = nullptr;
-    XtVaGetValues(w, XmNuserData, &data, nullptr);
-    gui_debug("button %s.%s", self->get_name(), XtName(w));
-    if (data) {
-      self->marked.assign(self->all.size(), 0);
+  // Delete marks the selected lines, Undo brings every marked one back.
+  void action(int n) override {
+    if (n == 1) {
+      marked.assign(all.size(), 0);
     } else {
-      int *pos = nullptr, n = 0;
-      XmListGetSelectedPos(self->locks_list, &pos, &n);
-      // Positions count the unmarked locks only.
-      for (int k = 0; k < n; k++) {
+      int *pos = nullptr, count = 0;
+      XmListGetSelectedPos(locks_list, &pos, &count);
+      // Positions count the lines shown, those not marked before this press.
+      for (int k = 0; k < count; k++) {
         int seen = 0;
-        for (size_t i = 0; i < self->all.size(); i++)
-          if (self->marked[i] != 1 && ++seen == pos[k]) {
-            self->marked[i] = 2;  // marked in this round, so later positions stay right
+        for (size_t i = 0; i < all.size(); i++)
+          if (marked[i] != 1 && ++seen == pos[k]) {
+            marked[i] = 2;
             break;
           }
       }
-      for (int &m : self->marked) m = m ? 1 : 0;
+      for (int &m : marked) m = m ? 1 : 0;
       XtFree(reinterpret_cast<char *>(pos));
     }
-    self->fill();
-    self->deleted_footer();
+    fill();
+    deleted_footer();
   }
   static void ws_activate(Widget, XtPointer client, XtPointer) {
     auto *self = static_cast<Kes_gui_edit_locks_dlg *>(client);

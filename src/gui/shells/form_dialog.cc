@@ -214,6 +214,23 @@ void form_dialog_c::show_page(Widget page) {
   }
 }
 
+Widget form_dialog_c::add_action(Widget row, const char *part, const char *label, int n) {
+  Widget b = XtVaCreateManagedWidget(part, xmPushButtonWidgetClass, parent_for(row), XmNuserData,
+                                     reinterpret_cast<XtPointer>(static_cast<intptr_t>(n)),
+                                     nullptr);
+  set_label(b, label);
+  XtAddCallback(b, XmNactivateCallback, action_callback, this);
+  return b;
+}
+
+void form_dialog_c::action_callback(Widget w, XtPointer client, XtPointer) {
+  auto *self = static_cast<form_dialog_c *>(client);
+  XtPointer data = nullptr;
+  XtVaGetValues(w, XmNuserData, &data, nullptr);
+  gui_debug("button %s.%s", self->name.c_str(), XtName(w));
+  self->action(static_cast<int>(reinterpret_cast<intptr_t>(data)));
+}
+
 void form_dialog_c::button_callback(Widget w, XtPointer client, XtPointer) {
   auto *self = static_cast<form_dialog_c *>(client);
   XtPointer data = nullptr;

@@ -48,7 +48,11 @@ public:
   Widget begin_page(const char *part);
   void show_page(Widget page);
 
+  // A push button in row (a row of add_row) whose press calls action(n).
+  Widget add_action(Widget row, const char *part, const char *label, int n);
+
   virtual void button(int index) = 0;
+  virtual void action(int) {}
 
   static std::string text_of(Widget field);
   static void set_text(Widget field, const char *text);
@@ -66,6 +70,7 @@ protected:
 
 private:
   static void button_callback(Widget w, XtPointer client, XtPointer call);
+  static void action_callback(Widget w, XtPointer client, XtPointer call);
   static void dots_callback(Widget w, XtPointer client, XtPointer call);
   static void map_handler(Widget w, XtPointer client, XEvent *event, Boolean *cont);
   std::string name;

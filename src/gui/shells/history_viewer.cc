@@ -146,9 +146,9 @@ public:
   Kes_gui_browser_dlg()
       : form_dialog_c("browser_dlg", GUI_MSG("Lathe Weaving: History Viewer"), "history") {
     Widget menus = add_row("menus", "");
-    add_command(menus, "options_btn", GUI_MSG("Options..."), 0);
-    find_cmt_btn = add_command(menus, "find_cmt_btn", GUI_MSG("Search Comments..."), 1);
-    find_log_btn = add_command(menus, "find_log_btn", GUI_MSG("Search Command Log..."), 2);
+    add_action(menus, "options_btn", GUI_MSG("Options..."), 0);
+    find_cmt_btn = add_action(menus, "find_cmt_btn", GUI_MSG("Search Comments..."), 1);
+    find_log_btn = add_action(menus, "find_log_btn", GUI_MSG("Search Command Log..."), 2);
     ws_path = add_field("ws_path", GUI_MSG("Workspace:"), 1);
     XtAddCallback(ws_path, XmNactivateCallback, ws_activate, this);
     entry_label = add_label("entry_label", "");
@@ -157,7 +157,7 @@ public:
     fixed_font(entry_list);
     XtAddCallback(entry_list, XmNbrowseSelectionCallback, entry_list_browse_selection, this);
     Widget frow = add_row("filter_row", "");
-    apply_filter_btn = add_command(frow, "apply_filter_btn", GUI_MSG("Apply Filter"), 3);
+    apply_filter_btn = add_action(frow, "apply_filter_btn", GUI_MSG("Apply Filter"), 3);
     const char *names[] = {"Operation", "User", "Host", "Release", "Exit Status"};
     for (int i = 0; i < 5; i++) {
       filter_tgl[i] = add_toggle(frow, ("filter_tgl_" + std::to_string(i)).c_str(),
@@ -210,15 +210,6 @@ public:
   int sort_col = 0;
   int filter_on[5] = {0, 0, 0, 0, 0};
   std::string filter_text[5];
-
-  Widget add_command(Widget row, const char *part, const char *label, int action) {
-    Widget b = XtVaCreateManagedWidget(part, xmPushButtonWidgetClass, row, XmNuserData,
-                                       reinterpret_cast<XtPointer>(static_cast<intptr_t>(action)),
-                                       nullptr);
-    set_label(b, label);
-    XtAddCallback(b, XmNactivateCallback, command_callback, this);
-    return b;
-  }
 
   // The columns, sort and filters from the tool properties.
   void show_ws(const char *path) {
@@ -438,6 +429,15 @@ public:
     build_list();
   }
 
+  void action(int n) override {
+    switch (n) {
+      case 0: options->load(); options->show(); break;
+      case 1: findcmt->show(); break;
+      case 2: findlog->show(); break;
+      case 3: apply_filter(); break;
+    }
+  }
+
   void button(int index) override {
     if (index == 0) {
       close_history();
@@ -448,18 +448,6 @@ public:
     }
   }
 
-  static void command_callback(Widget w, XtPointer client, XtPointer) {
-    auto *self = static_cast<Kes_gui_browser_dlg *>(client);
-    XtPointer data = nullptr;
-    XtVaGetValues(w, XmNuserData, &data, nullptr);
-    gui_debug("button %s.%s", self->get_name(), XtName(w));
-    switch (static_cast<int>(reinterpret_cast<intptr_t>(data))) {
-      case 0: self->options->load(); self->options->show(); break;
-      case 1: self->findcmt->show(); break;
-      case 2: self->findlog->show(); break;
-      case 3: self->apply_filter(); break;
-    }
-  }
   static void ws_activate(Widget, XtPointer client, XtPointer) {
     auto *self = static_cast<Kes_gui_browser_dlg *>(client);
     std::string path = absolute_path(text_of(self->ws_path));

@@ -142,8 +142,8 @@ public:
     XtAddCallback(access_list, XmNbrowseSelectionCallback, access_pick, this);
     access_entry = add_field("access_entry", GUI_MSG("Entries:"));
     Widget row = add_row("access_buttons", GUI_MSG("@ = Netgroup     - = Access Denied "));
-    add_page_button(row, "access_edit", GUI_MSG("Edit..."), 0);
-    add_page_button(row, "access_load", GUI_MSG("Load"), 1);
+    add_action(row, "access_edit", GUI_MSG("Edit..."), 0);
+    add_action(row, "access_load", GUI_MSG("Load"), 1);
 
     page[KES_WSP_NOTIFY] = begin_page("notify_page");
     notify_list = add_list("notify_list", 6, 1);
@@ -152,10 +152,10 @@ public:
     notify_events = add_field("notify_events", GUI_MSG("Events:"));
     notify_files = add_field("notify_files", GUI_MSG("Files:"));
     row = add_row("notify_buttons", "");
-    add_page_button(row, "notify_create", GUI_MSG("Create Entry..."), 2);
-    add_page_button(row, "notify_edit", GUI_MSG("Edit Entry..."), 3);
-    add_page_button(row, "notify_delete", GUI_MSG("Delete"), 4);
-    add_page_button(row, "notify_load", GUI_MSG("Load"), 5);
+    add_action(row, "notify_create", GUI_MSG("Create Entry..."), 2);
+    add_action(row, "notify_edit", GUI_MSG("Edit Entry..."), 3);
+    add_action(row, "notify_delete", GUI_MSG("Delete"), 4);
+    add_action(row, "notify_load", GUI_MSG("Load"), 5);
 
     page[KES_WSP_DESCRIPTION] = begin_page("description_page");
     desc_name = add_field("desc_name", GUI_MSG("Name:"));
@@ -199,14 +199,6 @@ public:
                                     KES_WSP_DESCRIPTION, KES_WSP_AUTOFR};
     int t = radio_index(tab, 5);
     return kCategory[t < 0 ? 0 : t];
-  }
-
-  void add_page_button(Widget row, const char *part, const char *label, int action) {
-    Widget b = XtVaCreateManagedWidget(part, xmPushButtonWidgetClass, row, XmNuserData,
-                                       reinterpret_cast<XtPointer>(static_cast<intptr_t>(action)),
-                                       nullptr);
-    set_label(b, label);
-    XtAddCallback(b, XmNactivateCallback, page_button, this);
   }
 
   void report(Kes_err *err) {
@@ -563,6 +555,13 @@ public:
     return 1;
   }
 
+  void action(int n) override {
+    if (!ws) return;
+    if (n == 0) access_edit();
+    if (n == 1) load_access();
+    if (n >= 2) notify_action(n);
+  }
+
   void button(int index) override {
     if (index == 0 || index == 1) {
       if (save_page() && index == 0) hide();
@@ -605,17 +604,6 @@ public:
     set_text(self->notify_addr, n->email_addr);
     set_text(self->notify_events, join(n->events).c_str());
     set_text(self->notify_files, join(n->files).c_str());
-  }
-  static void page_button(Widget w, XtPointer client, XtPointer) {
-    auto *self = static_cast<ws_props_shell_c *>(client);
-    XtPointer data = nullptr;
-    XtVaGetValues(w, XmNuserData, &data, nullptr);
-    const int action = static_cast<int>(reinterpret_cast<intptr_t>(data));
-    gui_debug("button %s.%s", self->get_name(), XtName(w));
-    if (!self->ws) return;
-    if (action == 0) self->access_edit();
-    if (action == 1) self->load_access();
-    if (action >= 2) self->notify_action(action);
   }
 };
 
