@@ -498,6 +498,15 @@ public:
     return err;
   }
 
+  // One of the workspace's metadata factories, into a base pointer.
+  template <class T>
+  Kes_err *get_md(Kes_err *(Kes_workspace::*factory)(T **), Kes_metadata **out) {
+    T *md = nullptr;
+    Kes_err *err = (ws.get()->*factory)(&md);
+    *out = md;
+    return err;
+  }
+
   // Writes the visible page; 1 on success.
   int save_page() {
     static const char *const ok_texts[] = {
@@ -517,13 +526,11 @@ public:
     Kes_metadata *md = nullptr;
     Kes_err *err = nullptr;
     switch (cat) {
-      case KES_WSP_ACCESS: err = ws->get_md_access(reinterpret_cast<Kes_md_access **>(&md)); break;
-      case KES_WSP_NOTIFY: err = ws->get_md_notify(reinterpret_cast<Kes_md_notify **>(&md)); break;
-      case KES_WSP_DESCRIPTION:
-        err = ws->get_md_description(reinterpret_cast<Kes_md_description **>(&md));
-        break;
-      case KES_WSP_PBVAL: err = ws->get_md_pbval(reinterpret_cast<Kes_md_pbval **>(&md)); break;
-      case KES_WSP_AUTOFR: err = ws->get_md_autofr(reinterpret_cast<Kes_md_autofr **>(&md)); break;
+      case KES_WSP_ACCESS: err = get_md(&Kes_workspace::get_md_access, &md); break;
+      case KES_WSP_NOTIFY: err = get_md(&Kes_workspace::get_md_notify, &md); break;
+      case KES_WSP_DESCRIPTION: err = get_md(&Kes_workspace::get_md_description, &md); break;
+      case KES_WSP_PBVAL: err = get_md(&Kes_workspace::get_md_pbval, &md); break;
+      case KES_WSP_AUTOFR: err = get_md(&Kes_workspace::get_md_autofr, &md); break;
     }
     std::unique_ptr<Kes_metadata> owner(md);
     char text[1200];
