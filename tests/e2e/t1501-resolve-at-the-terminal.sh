@@ -44,6 +44,15 @@ conflicts() { md_lines child/Brindle_wsdata/conflicts | tr '\n' ' '; }
 record() { grep -ac 'Conflict from ws' "$(sfile child "src/$1.c")"; }
 comment_of() { (cd child/src && prs -d':C:' -r"$2" "SCCS/s.$1.c"); }
 answers() { printf "$1" | "${@:2}"; }
+# texts WS: each listed file's newest text, "one", the second line, "three"
+# (and a-child its own last line), by get -p.
+texts() {
+  while read -r f text; do
+    expect_eq "$1's $f" "one
+$text
+three$([ $f = a-child ] && printf '\nagain')" "$(sccs_text "$1" "src/$f.c")"
+  done
+}
 last_record() { awk '/^COMMAND /{r = ""} {r = r $0 "\n"} END {printf "%s", r}' child/Brindle_wsdata/history; }
 
 test_case 'a putback before the conflicts are settled is blocked, and names resolve' <<'EOF'
@@ -90,11 +99,7 @@ accepted child: src/a-child.c" \
     sed -E 's#\t[0-9]{2}/[0-9]{2}/[0-9]{2} [0-9:]{8} [^ ]+ [0-9]+ [0-9]+\t#\tDATE USER N N\t#')"
 expect_contains "the others" "merged: src/b-merge.c" "$OUT"
 expect_contains "a file without a record" "File \"src/d-settled.c\" is not in conflict according to its SCCS file; it is removed from the conflict list." "$OUT"
-while read -r f text; do
-  expect_eq "$f" "one
-$text
-three$([ $f = a-child ] && printf '\nagain')" "$(sccs_text child "src/$f.c")"
-done <<ROWS
+texts child <<ROWS
 a-child two: child
 b-merge two: by hand
 c-parent two: parent
@@ -169,12 +174,8 @@ update: src/e-skip.c
 update: src/x-one.c
 update: src/y-two.c
 update: src/z-bad.c" "$(cat parent/Brindle_wsdata/history)"
-while read -r f text; do
-  sccs_holds "$f in the parent" child "src/$f.c" parent "src/$f.c"
-  expect_eq "the parent's $f" "one
-$text
-three$([ $f = a-child ] && printf '\nagain')" "$(sccs_text parent "src/$f.c")"
-done <<ROWS
+for f in $files; do sccs_holds "$f in the parent" child "src/$f.c" parent "src/$f.c"; done
+texts parent <<ROWS
 a-child two: child
 b-merge two: by hand
 c-parent two: parent
