@@ -33,8 +33,6 @@ sccs_edit leaf src/h.c 'h: leaf' 'the leaf has work to put back'
 test_case 'every reason is listed, in order, with the bringover it needs; nothing moves' <<'EOF'
 # The name table is a cache, and learns mid's rename on the way.
 before=$(tree_sum mid | grep -v ' ./Brindle_wsdata/nametable$')
-# The advice names resolve by its path when it is on PATH, else bare.
-rs=$(command -v resolve || echo resolve)
 run putback -w "$T/leaf" -c 'blocked all round'
 expect_exit 2
 expect_eq "the lists, in order" "\
@@ -49,11 +47,11 @@ The following files are currently checked out and have been edited in workspace
 The following files need to be resolved in workspace
 \"$T/leaf\":
 	src/g.c
-Use \"$rs -w $T/leaf\" to resolve conflicts
+Use \"$BRINDLE_BIN/resolve -w $T/leaf\" to resolve conflicts
 The following files need to be resolved in workspace
 \"$T/mid\":
 	src/f.c
-Use \"$rs -w $T/mid\" to resolve conflicts
+Use \"$BRINDLE_BIN/resolve -w $T/mid\" to resolve conflicts
 The following files are new in workspace
 \"$T/mid\" and must be brought over:
 	src/nw.c
