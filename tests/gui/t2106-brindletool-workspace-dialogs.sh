@@ -107,7 +107,9 @@ EOF
 
 test_case 'update nametable: the user says which file a vanished original became' <<'EOF'
 # src/a.c, known to k2's table, is gone; two hand-made copies share its SmID.
+# (The child's bringover copied src/a.c; it goes, as a user's mv would take it.)
 mkdir -p "$T/k2/src/SCCS"
+rm -f "$T/k2/src/SCCS/s.a.c" "$T/k2/src/a.c"
 cp "$T/p/src/SCCS/s.a.c" "$T/k2/src/SCCS/s.x.c"
 cp "$T/p/src/SCCS/s.a.c" "$T/k2/src/SCCS/s.y.c"
 grep -h '^VERSION\|^src/a.c ' "$T/p/Brindle_wsdata/nametable" >"$T/k2/Brindle_wsdata/nametable"
