@@ -196,7 +196,6 @@ TEST_F(TransParse, StoppedAndUnknownStatusesHaveTheirOwnWords) {
       {KES_TRANS_BRINGOVER, 0, -1, "Bringover failed due to user stopping the process"},
       {KES_TRANS_BRINGOVER, 1, -1, "Bringover preview failed due to user stopping the process"},
       {KES_TRANS_PUTBACK, 1, 3, "Putback preview would block, would execute bringover"},
-      {KES_TRANS_PUTBACK, 0, 3, "Putback blocked, executed bringover - no files were put back"},
       {KES_TRANS_UNDO, 0, 7, "Undo exited: 7 - unknown exit code"},
       {KES_TRANS_BRINGOVER, 1, 2, "Bringover preview exited: 2 - unknown exit code"},
   };
