@@ -172,16 +172,18 @@ TEST_F(TransParse, TranscriptsGiveCountsEventsAndVerdicts) {
   }
 }
 
-// A line longer than the buffer goes in pieces: only the first piece can be
-// recognised, and the rest is not mistaken for a line of its own.
-TEST_F(TransParse, LongLinesAreCutAndOnlyTheirFirstPieceCounts) {
+// Lines the recorded runs lack.  A line longer than the buffer goes in
+// pieces: only the first piece can be recognised, and the rest is not mistaken
+// for a line of its own.  A line about a parent's name history is an "update"
+// line too, and counts twice.
+TEST_F(TransParse, LongLinesAreCutAndNameHistoryLinesCountTwice) {
   std::unique_ptr<Kes_gui_engine> engine(kes_gui_make_bringover_engine());
   Kes_gui_bringover t(engine.get());
   std::string line = "update: " + std::string(1500, 'x') + "update: y\n";
   t.process_buffer(line.data(), static_cast<int>(line.size()));
-  std::string tail = "create: z\n";
+  std::string tail = "create: z\nupdate parent's name history: src/b.c\n";
   t.process_buffer(tail.data(), static_cast<int>(tail.size()));
-  EXPECT_EQ(1, t.updates);
+  EXPECT_EQ(3, t.updates);
   EXPECT_EQ(1, t.creates);
   EXPECT_EQ(0, t.overflow);
   new_trace();
