@@ -3,7 +3,7 @@
 # or ws_undo to run: the Putback tab takes the selected child, its parent and
 # the child's args file, saves and loads the parent's, wants a comment before
 # anything else and says when its command is missing; the Undo tab likewise;
-# the Resolve tab lists the files in conflict; two unrelated workspaces ask
+# the Resolve tab drops a listed file that has no conflict record; two unrelated workspaces ask
 # which way; the ". . ." button chooses only workspaces, and programs must be
 # executable.
 . "$GUI_LIB"
@@ -107,6 +107,10 @@ shot undo-panel
 mark
 menu a r
 expect_trace "the Resolve tab lists the conflict" '^trans conflicts 1$'
+# The file has no conflict record in its history: it is reported and dropped.
+dialog_ok "Lathe Weaving: Message"
+expect_trace "reported" '^dialog Lathe Weaving: Message: File "src/a.c" is not conflict'
+expect_eq "and dropped from the conflicts file" "" "$(grep -v '^VERSION' "$T/c/Brindle_wsdata/conflicts")"
 shot resolve-panel
 EOF
 

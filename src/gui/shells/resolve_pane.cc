@@ -369,7 +369,9 @@ void resolve_pane_create(trans_shell_c *t, Widget form, Widget above) {
   list = XmCreateScrolledList(files, const_cast<char *>("trans_resolve_list"), args, 2);
   XtManageChild(list);
   XtAddCallback(list, XmNbrowseSelectionCallback, select_callback, nullptr);
-  XtAddCallback(list, XmNdefaultActionCallback, merge_callback, nullptr);
+  // A second click soon after the first is a double click, which Motif
+  // reports in place of the selection: it takes up the file all the same.
+  XtAddCallback(list, XmNdefaultActionCallback, select_callback, nullptr);
   t->resolve_list = list;
 
   child_hist = history_box(form, "trans_resolve_child_history", "Changes in Child");
