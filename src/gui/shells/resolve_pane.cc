@@ -624,7 +624,7 @@ void rt_update_conflict_list() {
 
 void receive_hw_message(Hw_message message) {
   std::string op = hw_message_op(message);
-  gui_debug("resolve message %s", op.c_str());
+  if (op.rfind("Oakline_Twinpane_", 0) == 0) gui_debug("resolve message %s", op.c_str());
   if (op == HW_TP_STARTED) {
     started_twinpane = 1;
     send_load_message = 0;
@@ -646,6 +646,7 @@ void receive_hw_message(Hw_message message) {
     rt_normal_cursor();
     rt_footer(nullptr, 0);
   } else {
+    gui_debug("hailway refused %s", op.c_str());
     hw_message_reject(message);
   }
   hw_message_destroy(message);
