@@ -9,8 +9,8 @@
 #
 # CI takes FAULT_SAMPLE points of each kind of call per command (default 2),
 # spread evenly over the run, once and for good in turn.  The large size, every
-# N of every kind both ways over a bigger tree:
-#   FAULT_FILES=40 FAULT_SAMPLE=all ctest -R t1803 --timeout 0 --output-on-failure
+# N of every kind both ways (FAULT_SAMPLE=all; FAULT_FILES sets the tree):
+#   bash bench/fault_sweep.sh [FILES]
 . "$TEST_LIB"
 e2e_start
 FILES=${FAULT_FILES:-4} SAMPLE=${FAULT_SAMPLE:-2}
