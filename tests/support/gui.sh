@@ -119,17 +119,26 @@ menu() {
 }
 
 # dialog_ok TITLE: presses OK (Return) in the dialog of that title.
-dialog_ok() {
-  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
-    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return &&
-    expect_trace "the dialog $1 closes" "^dialog $1 closed"
-}
+dialog_ok() { dialog_key "$1" Return; }
 
 # dialog_no TITLE: answers No (Escape) in the question of that title.
-dialog_no() {
-  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
-    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Escape &&
-    expect_trace "the dialog $1 closes" "^dialog $1 closed"
+dialog_no() { dialog_key "$1" Escape; }
+
+# dialog_key TITLE KEY: presses KEY in the dialog until the trace says it closed.
+# A dialog can be mapped before its buttons take keys; on a loaded machine the
+# first key may go nowhere, so it is pressed again while the dialog is still up.
+dialog_key() {
+  local i try
+  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" || return 1
+  for try in 1 2 3 4 5; do
+    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key "$2" 2>/dev/null
+    for ((i = 0; i < 60; i++)); do
+      [ "$(tail -n +$((MARK + 1)) "$TR" | grep -cE -- "^dialog $1 closed")" -ge 1 ] && return 0
+      sleep 0.05
+    done
+    xdotool search --onlyvisible --name "$1" >/dev/null 2>&1 || break
+  done
+  expect_trace "the dialog $1 closes" "^dialog $1 closed"
 }
 
 # ---- the tool's own dialogs: their parts are traced when they map ----------
