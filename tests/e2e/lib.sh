@@ -7,8 +7,10 @@
 CSSC_DIR=${CSSC_DIR:-}
 E2E_FAILS=0
 
-# Makes a temporary directory T for the test, removed at the end, and puts
-# the built programs and the SCCS programs on PATH.
+# Makes a temporary directory T for the test, removed at the end (kept, and
+# named on standard error, when E2E_KEEP is set: the fuzz seeds are harvested
+# from the files a story leaves), and puts the built programs and the SCCS
+# programs on PATH.
 e2e_start() {
   if [ -z "${BRINDLE_BIN:-}" ] || [ ! -x "$BRINDLE_BIN/bringover" ]; then
     echo "SKIP: no bringover in BRINDLE_BIN=${BRINDLE_BIN:-}"
@@ -20,7 +22,11 @@ e2e_start() {
   fi
   T=$(mktemp -d "${TMPDIR:-/tmp}/brindle-e2e.XXXXXX")
   T=$(cd "$T" && pwd -P)
-  trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+  if [ -n "${E2E_KEEP:-}" ]; then
+    echo "E2E_KEEP: $T" >&2
+  else
+    trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+  fi
   export PATH="$BRINDLE_BIN:$CSSC_DIR:/usr/bin:/bin"
   unset BRINDLE_WS BRINDLE_TIMING
   cd "$T" || exit 1

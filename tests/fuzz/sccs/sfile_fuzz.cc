@@ -1,0 +1,111 @@
+// Fuzz target: the history file reader in its three modes, on one file and the
+// p-file beside it.  Input: the history file, then optionally, behind the part
+// separator, the p-file.
+//
+// Full mode (buildtree with the p-file) must give one of the reader's errors or
+// a tree that every walk of the engine can go over: the delta list, SmIDs, the
+// data delta, the head path.  Roots-only mode and the fast read of roots and
+// names (both through the mapped reader) must give their errors or roots.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "fuzz_support.h"
+#include "sccs/kes_name_history.h"
+#include "sccs/kes_smid.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_err.h"
+#include "util/kes_mmap.h"
+
+namespace {
+
+// Errors of reading a delta table: not a history file, a control letter or a
+// serial out of place, a table cut short or empty, damage behind the table, a
+// default SID with no delta, and, from the mapped reader, a line too long.
+#define READ_ERRORS 2039, 2060, 2026, 2055, 2024, 2043, 2523, 2000
+
+int count_node(Kes_tree_node *, void *count, void *) {
+  ++*static_cast<int *>(count);
+  return 1;
+}
+
+void full_mode(const std::string &s_path) {
+  SCCS_sfile sf(s_path.c_str());
+  if (fuzz::expect_codes(sf.buildtree(0, 1, 0), {READ_ERRORS}, "full read")) return;
+  Kes_delta_tree *t = sf.tree;
+  fuzz::check(t && t->root && sf.head_delta() && sf.default_delta, "full read gives a head");
+  // Every used slot: its SmID and its links stay inside the array.
+  int used = 0;
+  for (int i = 0; i < t->array_length; i++) {
+    Kes_delta *d = t->ith_delta(i);
+    if (!d->serial) continue;
+    used++;
+    fuzz::check(d->serial == i, "a node sits in the slot of its serial");
+    delete kes_smid_from_delta(d);
+    for (Kes_tree_node **v : {d->includes, d->excludes, d->ignores})
+      for (; v && *v; v++) fuzz::check((*v)->serial >= 0, "a serial list names a node");
+  }
+  fuzz::check(used == t->node_count, "the node count is the number of used slots");
+  int reached = 0;
+  walktree(t->root, count_node, &reached, nullptr);
+  fuzz::check(reached <= used, "a walk from the root meets each node once");
+  Kes_delta **list = nullptr;
+  if (!fuzz::expect_codes(sf.mklist(&list), {2501}, "delta list")) {
+    int n = 0;
+    while (list[n]) n++;
+    fuzz::check(n == used, "the delta list holds every delta");
+    free(list);
+  }
+  for (int n = 1; n <= 3; n++) sf.get_nth_from_latest(n);
+  if (Kes_delta *sd = sf.find_sdata()) fuzz::check(sd->serial == 2, "the data delta has serial 2");
+  for (Kes_pfile *p = sf.pfile_list; p; p = p->next)
+    fuzz::check(!p->delta || p->delta->in_pfile, "a p-file entry's delta knows of it");
+}
+
+void roots_only(const std::string &s_path) {
+  SCCS_sfile sf(s_path.c_str());
+  if (fuzz::expect_codes(sf.buildtree(0, 0, 1), {READ_ERRORS}, "roots-only read")) return;
+  Kes_delta *root = sf.root_delta();
+  fuzz::check(root != nullptr, "roots-only read gives a root slot");
+  for (Kes_tree_node *c = root->first_child; c; c = c->next_sibling)
+    delete kes_smid_from_delta(static_cast<Kes_delta *>(c));
+  if (root->serial) delete kes_smid_from_delta(root);
+}
+
+void fast_read(const std::string &s_path) {
+  SCCS_sfile sf(s_path.c_str());
+  Kes_mmap mm(s_path.c_str(), nullptr);
+  if (fuzz::expect_codes(mm.open(), {}, "open")) return;
+  Kes_name_tree *names = nullptr;
+  SCCS_deltalist *roots = nullptr;
+  int conflicted = 0;
+  Kes_err *err = sf.build_nametree_deltalist(&mm, "f", &names, &roots, &conflicted);
+  delete mm.close();
+  // The name history's own errors come on top of the reader's.
+  if (fuzz::expect_codes(err, {READ_ERRORS, 2059, 2079}, "fast read")) return;
+  fuzz::check(names && roots, "fast read hands out a tree and a list");
+  Kes_name_node *latest = kes_latest_name(names);
+  fuzz::check(latest && latest->name && strcmp(latest->name, "f") == 0,
+              "the latest name is the name in use");
+  for (Kes_listelem *e = roots->head.next; e != &roots->head; e = e->next)
+    delete kes_smid_from_delta(static_cast<Kes_delta *>(e->data));
+  delete names;
+  delete roots;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  fuzz::Parts parts = fuzz::split(data, size, 2);
+  std::string s_path = fuzz::put("sfile/SCCS/s.f", parts.text[0]);
+  std::string p_path = fuzz::path("sfile/SCCS/p.f");
+  if (parts.has[1])
+    fuzz::put("sfile/SCCS/p.f", parts.text[1]);
+  else
+    unlink(p_path.c_str());
+  full_mode(s_path);
+  roots_only(s_path);
+  fast_read(s_path);
+  return 0;
+}
