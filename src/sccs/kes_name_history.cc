@@ -307,6 +307,13 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
   const size_t attr_len = strlen(KES_ATTR_NAME_HISTORY KES_SDATA_SEPARATOR);
 
   while (!err && mm->gets(buf, sizeof buf, &err)) {
+    // A zero byte inside a line: see SCCS_sfile::next_line.
+    size_t len = strlen(buf);
+    if (len == 0 || buf[len - 1] != '\n') {
+      err = (new Kes_err)->format_msg(
+          2043, 0, BWM_MSG(1802, "SCCS file \"%s\" is corrupted"), s_path);
+      break;
+    }
     if (buf[0] != '\001' || buf[1] == 'u') break;
     const char *text = strlen(buf) >= 3 ? buf + 3 : "";
     switch (buf[1]) {

@@ -375,6 +375,16 @@ int SCCS_sfile::next_line(Kes_mmap *mm, Kes_err **err) {
     return 0;
   }
   line_count++;
+  // A line that ends before its newline, and isn't a piece of a long line or
+  // the last line, holds a zero byte.  No text of a history file has one, and
+  // the strings kept from such a line would lose their newline, so that a
+  // rewrite would run two lines into one.
+  size_t n = strlen(line);
+  if ((n == 0 || line[n - 1] != '\n') && (mm || (n < sizeof line - 1 && !feof(stream)))) {
+    *err = corrupted(s_path);
+    line[0] = '\0';
+    return 0;
+  }
   return 1;
 }
 
@@ -441,7 +451,7 @@ Kes_err *SCCS_sfile::read_descriptive_text() {
     desc_text[n++] = kes_strdup(line);
     desc_text[n] = nullptr;
   }
-  return corrupted(s_path);
+  return err ? err : corrupted(s_path);
 }
 
 Kes_err *SCCS_sfile::read_info() {
@@ -462,6 +472,7 @@ Kes_err *SCCS_sfile::read_info() {
     } else if (line[1] == 'I')
       break;
   }
+  if (err) return err;
   free(default_sid);
   default_sid = kes_strdup(flags->default_sid ? flags->default_sid : "1");
   return nullptr;
@@ -520,6 +531,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
   bool skipping = false;     // roots-only: a delta that isn't taken
   bool have_line = false;    // savestrings left the next line in the buffer
   bool seen_u = false;
+  bool seen_first = false;  // the delta of serial 1, the root of every other
   int last_serial = INT_MAX;
   for (;;) {
     if (!have_line && !next_line(mm, &err)) break;
@@ -562,9 +574,11 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
         break;
       }
       last_serial = serial;
+      seen_first = serial == 1;
       if (!tree) tree = new SCCS_delta_tree(serial);
-      // A predecessor outside the table, or not below the delta, can't be a tree.
-      if (pred < 0 || pred >= serial) {
+      // A predecessor outside the table, or not below the delta, can't be a tree;
+      // only the first delta has none.
+      if (pred < 0 || pred >= serial || (pred == 0) != (serial == 1)) {
         err = corrupted(s_path);
         break;
       }
@@ -646,6 +660,14 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
         2055, 0, BWM_MSG(1007, "File \"%s\" has incomplete delta table"), s_path);
   if (!err && !tree)
     err = (new Kes_err)->format_msg(2024, 0, BWM_MSG(1008, "File \"%s\" has no deltas"), s_path);
+  // Without its first delta the table has no root; a predecessor that names no
+  // delta leaves its successors outside the tree.  Roots-only mode keeps no
+  // other deltas to look at.
+  if (!err && !seen_first) err = corrupted(s_path);
+  for (int i = 2; !err && !roots_only && i <= tree->size; i++) {
+    Kes_delta *d = tree->ith_delta(i);
+    if (d->serial && !tree->ith_delta(d->pred)->serial) err = corrupted(s_path);
+  }
   if (err) {
     exists = 0;
     return err;
