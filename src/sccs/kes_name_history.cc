@@ -114,6 +114,10 @@ Kes_err *Kes_name_tree::build_name_tree(const char *file_name, Kes_strlist *line
       if (!path || sscanf(line, "%d %d", &serial, &pred) != 2) return parse_error(file_name, line);
       path++;
       if (!nodes) {
+        // Serials are numbered from 1 without gaps when a history is stored,
+        // so the first, the highest, can't be above the number of lines: a
+        // larger one is damage, and would size the array without bound.
+        if (serial > lines->count) return parse_error(file_name, line);
         alloc_array(serial > 0 ? serial : 0);
         first_line = line;
       } else if (serial > previous) {

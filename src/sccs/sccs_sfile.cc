@@ -520,6 +520,11 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
                                        BWM_MSG(1000, "Open of \"%s\" for reading failed"), s_path);
     }
   }
+  // The node array is made for the first serial read.  A real table has a
+  // delta line for every serial, so no serial can be above the file's size in
+  // bytes; a larger one is damage, not a reason to allocate without bound.
+  struct stat st;
+  off_t file_size = mm ? mm->status.st_size : fstat(fileno(stream), &st) == 0 ? st.st_size : 0;
   line_count = 0;
   if (read_pf && (err = read_pfile())) {
     delete mm;
@@ -575,6 +580,10 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       }
       last_serial = serial;
       seen_first = serial == 1;
+      if (!tree && serial > file_size) {
+        err = corrupted(s_path);
+        break;
+      }
       if (!tree) tree = new SCCS_delta_tree(serial);
       // A predecessor outside the table, or not below the delta, can't be a tree;
       // only the first delta has none.
