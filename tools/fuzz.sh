@@ -33,15 +33,16 @@ run() {  # run TARGET SECONDS
   mkdir -p "$b/corpus/$t" "$b/findings/$t" "$b/logs"
   local seeds=("$fuzz/corpus/$t")
   [ -d "$fuzz/regress/$t" ] && seeds+=("$fuzz/regress/$t")
-  local log=$b/logs/$t.log status=0
+  local log=$b/logs/$t.log status=0 start=$SECONDS
   nice -n 19 "$b/bin/fuzz_$t" -max_total_time="$secs" -timeout=10 -rss_limit_mb=2048 \
     -dict="$fuzz/dict/$t.dict" -artifact_prefix="$b/findings/$t/" -print_final_stats=1 \
     "$b/corpus/$t" "${seeds[@]}" >"$log" 2>&1 || status=$?
-  local runs took
+  local runs took=$((SECONDS - start))
+  # The count of a run that stopped at a finding is its last status line's.
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
-  took=$(sed -n 's/^Done [0-9]* runs in \([0-9]*\) second.*/\1/p' "$log" | tail -1)
-  echo "$t ${took:-$secs} ${runs:-0} $status" >>"$b/runs.txt"
-  echo "$t: ${runs:-0} executions in ${took:-?} s, status $status (log: $log)"
+  [ -n "$runs" ] || runs=$(grep -a -o '^#[0-9]*' "$log" | tail -1 | tr -d '#')
+  echo "$t $took ${runs:-0} $status" >>"$b/runs.txt"
+  echo "$t: ${runs:-0} executions in $took s, status $status (log: $log)"
   [ "$status" = 0 ] || ls "$b/findings/$t"
 }
 
