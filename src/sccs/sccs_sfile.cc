@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -479,27 +480,42 @@ Kes_err *SCCS_sfile::read_info() {
 }
 
 namespace {
-// The fields of a "d" line that the numbers don't give.
-struct Delta_line {
-  char type;
-  std::string sid, date, user;
-};
+// A run of at most 9 decimal digits at *p, into *out.
+bool digits(const char **p, int *out) {
+  const char *q = *p;
+  long v = 0;
+  while (isdigit((unsigned char)*q) && q - *p < 9) v = v * 10 + (*q++ - '0');
+  if (q == *p || isdigit((unsigned char)*q)) return false;
+  *out = (int)v;
+  *p = q;
+  return true;
+}
 
-void parse_delta_line(const char *line, Delta_line *d) {
-  size_t len = strlen(line);
-  d->type = len > 3 ? line[3] : '\0';
-  const char *p = len > 5 ? line + 5 : line + len;
-  size_t n = strcspn(p, " \n");
-  d->sid.assign(p, n);
-  p += n;
-  if (*p == ' ') p++;
-  size_t dl = strnlen(p, 17);
-  d->date.assign(p, dl);
-  p += dl;
-  if (*p == ' ') p++;
-  d->user.assign(p, strcspn(p, " \n"));
+// A word up to the next blank, which must follow it; not empty.
+bool word(const char **p, std::string *out) {
+  size_t n = strcspn(*p, " \n");
+  if (n == 0 || (*p)[n] != ' ') return false;
+  out->assign(*p, n);
+  *p += n + 1;
+  return true;
 }
 }  // namespace
+
+int sccs_parse_delta_line(const char *line, SCCS_delta_line *d) {
+  if (strncmp(line, "\001d ", 3) != 0 || (line[3] != 'D' && line[3] != 'R') || line[4] != ' ')
+    return 0;
+  d->type = line[3];
+  const char *p = line + 5;
+  if (!word(&p, &d->sid)) return 0;
+  static const char shape[] = "99/99/99 99:99:99";
+  for (int i = 0; shape[i]; i++)
+    if (shape[i] == '9' ? !isdigit((unsigned char)p[i]) : p[i] != shape[i]) return 0;
+  d->date.assign(p, 17);
+  p += 17;
+  if (*p++ != ' ' || !word(&p, &d->user)) return 0;
+  if (!digits(&p, &d->serial) || *p++ != ' ' || !digits(&p, &d->pred)) return 0;
+  return *p == '\n' || *p == '\0';
+}
 
 Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
   Kes_mmap *mm = nullptr;
@@ -567,11 +583,14 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       continue;
     }
     if (c == 'd') {
-      int serial, pred;
-      if (sscanf(line + 2, "%*c %*c %*s %*s %*s %*s %d %d", &serial, &pred) != 2) {
+      SCCS_delta_line dl;
+      // A delta line of the one form, behind its statistics line: a rewrite
+      // would give a delta without one a statistics line, and a new SmID.
+      if (!sccs_parse_delta_line(line, &dl) || !pending_stats) {
         err = corrupted(s_path);
         break;
       }
+      int serial = dl.serial, pred = dl.pred;
       if (serial >= last_serial || serial < 1) {
         err = (new Kes_err)->format_msg(
             2060, 0, BWM_MSG(1005, "Delta serial number %d out of order in file \"%s\""), serial,
@@ -591,11 +610,11 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
         err = corrupted(s_path);
         break;
       }
-      Delta_line dl;
-      parse_delta_line(line, &dl);
       if (roots_only && !((serial == 1 || pred == 1) && dl.type == 'D')) {
         skipping = true;
         cur = nullptr;
+        free(pending_stats);
+        pending_stats = nullptr;
         continue;
       }
       skipping = false;

@@ -3,13 +3,16 @@
 // separator, the p-file.
 //
 // Full mode (buildtree with the p-file) must give one of the reader's errors or
-// a tree that every walk of the engine can go over: the delta list, SmIDs, the
-// data delta, the head path.  Roots-only mode and the fast read of roots and
+// a tree that every walk of the engine can go over (the delta list, SmIDs, the
+// data delta, the head path) and that a rewrite keeps.  Roots-only mode and the fast read of roots and
 // names (both through the mapped reader) must give their errors or roots.
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "fuzz_support.h"
 #include "sccs/kes_name_history.h"
@@ -24,6 +27,29 @@ namespace {
 // serial out of place, a table cut short or empty, damage behind the table, a
 // default SID with no delta, and, from the mapped reader, a line too long.
 #define READ_ERRORS 2039, 2060, 2026, 2055, 2024, 2043, 2523, 2000
+
+// Each delta as one line: serial, predecessor, type, SID, SmID and the serial
+// lists.
+std::vector<std::string> deltas_of(Kes_delta_tree *t) {
+  std::vector<std::string> v;
+  for (int i = 1; i <= t->size; i++) {
+    Kes_delta *d = t->ith_delta(i);
+    if (!d->serial) continue;
+    Kes_smid *id = kes_smid_from_delta(d);
+    char line[200];
+    snprintf(line, sizeof line, "%d %d %c %.40s %x %x %x %x", d->serial, d->pred,
+             d->removed ? 'R' : 'D', d->sid ? d->sid : "", id->word[0], id->word[1], id->word[2],
+             id->word[3]);
+    delete id;
+    std::string s = line;
+    for (Kes_tree_node **list : {d->includes, d->excludes, d->ignores}) {
+      s += " /";
+      for (Kes_tree_node **n = list; n && *n; n++) s += " " + std::to_string((*n)->serial);
+    }
+    v.push_back(s);
+  }
+  return v;
+}
 
 int count_node(Kes_tree_node *, void *count, void *) {
   ++*static_cast<int *>(count);
@@ -61,6 +87,17 @@ void full_mode(const std::string &s_path) {
   if (Kes_delta *sd = sf.find_sdata()) fuzz::check(sd->serial == 2, "the data delta has serial 2");
   for (Kes_pfile *p = sf.pfile_list; p; p = p->next)
     fuzz::check(!p->delta || p->delta->in_pfile, "a p-file entry's delta knows of it");
+
+  // A rewrite of the table keeps every delta as it was.
+  std::vector<std::string> before = deltas_of(t);
+  fuzz::expect_codes(sf.write(), {}, "rewrite");
+  SCCS_sfile again(s_path.c_str());
+  fuzz::expect_codes(again.buildtree(0, 0, 0), {}, "read of the rewritten file");
+  std::vector<std::string> after = deltas_of(again.tree);
+  for (size_t i = 0; i < before.size() && i < after.size(); i++)
+    if (before[i] != after[i])
+      fprintf(stderr, "read:      %s\nrewritten: %s\n", before[i].c_str(), after[i].c_str());
+  fuzz::check(before == after, "a rewritten table reads back the same");
 }
 
 void roots_only(const std::string &s_path) {
@@ -104,8 +141,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fuzz::put("sfile/SCCS/p.f", parts.text[1]);
   else
     unlink(p_path.c_str());
-  full_mode(s_path);
   roots_only(s_path);
   fast_read(s_path);
+  full_mode(s_path);  // last: it rewrites the file
   return 0;
 }
