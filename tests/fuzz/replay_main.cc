@@ -53,6 +53,6 @@ int main(int argc, char **argv) {
   }
   for (int i = 1; i < argc; i++) replay(argv[i]);
   // Standard output may be closed by the target: the count goes to standard error.
-  fprintf(stderr, "%d passed, 0 failed\n", replayed);
+  fprintf(stderr, "replayed %d inputs\n", replayed);
   return replayed ? 0 : 1;
 }
