@@ -148,9 +148,17 @@ void description() {
 void putback_validation() {
   Kes_pbval *v = nullptr;
   if (!fuzz::expect_codes(workspace()->get_pbval(&v), {MD_ERRORS}, "putback_validation")) {
-    fuzz::expect_codes(workspace()->set_pbval(v), {}, "putback_validation rewrite");
+    Kes_md_pbval *m = md<Kes_md_pbval>();
+    fuzz::expect_codes(m->save(v), {}, "putback_validation rewrite");
+    delete m;
     Kes_pbval *back = nullptr;
     fuzz::expect_codes(workspace()->get_pbval(&back), {}, "putback_validation read back");
+    // A program that ends in a backslash is written with a blank behind it,
+    // lest the line be taken for a continued one; the shell ignores the blank.
+    for (Kes_pbval *p : {v, back}) {
+      size_t n = p->prog ? strlen(p->prog) : 0;
+      if (n > 1 && p->prog[n - 1] == ' ' && p->prog[n - 2] == '\\') p->prog[n - 1] = '\0';
+    }
     fuzz::check(v->compare(back), "putback_validation reads back as it was written");
     delete back;
   }
@@ -160,7 +168,9 @@ void putback_validation() {
 void freezept_control() {
   Kes_autofr *v = nullptr;
   if (!fuzz::expect_codes(workspace()->get_autofr(&v), {MD_ERRORS}, "freezept_control")) {
-    fuzz::expect_codes(workspace()->set_autofr(v), {}, "freezept_control rewrite");
+    Kes_md_autofr *m = md<Kes_md_autofr>();
+    fuzz::expect_codes(m->save(v), {}, "freezept_control rewrite");
+    delete m;
     Kes_autofr *back = nullptr;
     fuzz::expect_codes(workspace()->get_autofr(&back), {}, "freezept_control read back");
     fuzz::check(v->compare(back), "freezept_control reads back as it was written");
