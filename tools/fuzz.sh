@@ -40,7 +40,7 @@ run() {  # run TARGET SECONDS
   local runs took=$((SECONDS - start))
   # The count of a run that stopped at a finding is its last status line's.
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
-  [ -n "$runs" ] || runs=$(grep -a -o '^#[0-9]*' "$log" | tail -1 | tr -d '#')
+  [ -n "$runs" ] || runs=$(grep -a -o '^#[0-9]*' "$log" | tail -1 | tr -d '#' || true)
   echo "$t $took ${runs:-0} $status" >>"$b/runs.txt"
   echo "$t: ${runs:-0} executions in $took s, status $status (log: $log)"
   [ "$status" = 0 ] || ls "$b/findings/$t"
