@@ -18,8 +18,7 @@
 #include <string>
 
 #include "bench_common.h"
-#include "../tests/unit/sccs/merge_gen_helpers.cc"
-#include "../tests/unit/sccs/merge_engine_run.h"
+#include "support/merge_engine.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -35,7 +34,8 @@ double now() {
 }
 
 int run_long(int n) {
-  std::string root = make_temp_dir("merge_bench");
+  Temp_dir tmp("merge_bench");
+  std::string root = tmp.path();
   Generator gen(4242, root);
   Gen_params p;
   p.common_ops = 20;
@@ -70,7 +70,7 @@ int run_long(int n) {
     t0 = now();
     Merge_outcome m = engine_merge(r);
     double t = now() - t0;
-    int val = run({sccs_prog("val"), to}).status;
+    int val = run({cssc("val"), to}).status;
     printf("%s route: state %d, %s, val %s, %.3f s\n", route_names[slow], m.contents_state,
            m.ok ? "merged" : m.error.c_str(), val == 0 ? "accepts" : "REFUSES", t);
     if (!m.ok || val != 0) status = 1;
@@ -78,7 +78,7 @@ int run_long(int n) {
   }
   // Both routes give the same versions; a sample of SIDs keeps this quick.
   std::vector<std::string> problems;
-  Run_result sids = run({sccs_prog("prs"), "-e", "-d:I:", outs[0]});
+  Run_result sids = run({cssc("prs"), "-e", "-d:I:", outs[0]});
   int checked = 0, differ = 0, k = 0;
   size_t pos = 0;
   while (pos < sids.out.size()) {
@@ -92,12 +92,12 @@ int run_long(int n) {
   printf("routes compared on %d SIDs: %d differ\n", checked, differ);
   printf("peak RSS %ld KB\n", bench::peak_rss_kb());
   if (differ || !problems.empty()) status = 1;
-  remove_tree(root);
   return status;
 }
 
 int run_judge(unsigned first_seed, int seeds, int count, int scale) {
-  std::string root = make_temp_dir("merge_bench");
+  Temp_dir tmp("merge_bench");
+  std::string root = tmp.path();
   int failures = 0, states[5] = {0, 0, 0, 0, 0}, switches = 0;
   double t0 = now();
   for (unsigned seed = first_seed; seed < first_seed + seeds; seed++) {
@@ -121,7 +121,7 @@ int run_judge(unsigned first_seed, int seeds, int count, int scale) {
          "switches\n",
          seeds * count, now() - t0, failures, states[0], states[1], states[2], states[3],
          states[4], switches);
-  if (!failures) remove_tree(root);
+  if (failures) tmp.keep();  // the pairs with problems stay for a look
   return failures ? 1 : 0;
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "bench_common.h"
+#include "support/support.h"
 #include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "workspace/kes_nametable.h"
@@ -39,33 +40,11 @@ long rss_kb() {
   return kb;
 }
 
-bool run(const std::string &cmd) { return system(cmd.c_str()) == 0; }
-
 void check(Kes_err *e, const char *what) {
   if (!e) return;
   fprintf(stderr, "%s: %s", what, e->text);
   delete e;
   exit(1);
-}
-
-std::string read_all(const std::string &path) {
-  std::string s;
-  FILE *f = fopen(path.c_str(), "r");
-  if (!f) return s;
-  char buf[8192];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
-  fclose(f);
-  return s;
-}
-
-void write_all(const std::string &path, const std::string &text) {
-  FILE *f = fopen(path.c_str(), "w");
-  if (!f || fwrite(text.data(), 1, text.size(), f) != text.size()) {
-    fprintf(stderr, "cannot write %s\n", path.c_str());
-    exit(1);
-  }
-  fclose(f);
 }
 
 void bench_table(const std::string &root, int records) {
@@ -78,7 +57,7 @@ void bench_table(const std::string &root, int records) {
              i % 31, i, (unsigned)rng(), (unsigned)rng(), (unsigned)rng(), (unsigned)rng());
     text += line;
   }
-  write_all(md + "/nametable", text);
+  support::write_file(md + "/nametable", text);
   printf("table of %d records, %zu bytes\n", records, text.size());
 
   Kes_err *err = nullptr;
@@ -136,13 +115,13 @@ void bench_rebuild(const std::string &root, int files) {
   // One history made by SCCS; the others are copies whose first comment is
   // their own, so that every file has a SmID of its own.
   std::string tdir = root + "/template";
-  if (!run("mkdir -p '" + tdir + "' && echo 'first line' > '" + tdir + "/init' && cd '" + tdir +
-           "' && admin -n -iinit -ytemplate s.t.c 2>/dev/null")) {
+  if (support::sh("mkdir -p '" + tdir + "' && echo 'first line' > '" + tdir + "/init' && cd '" + tdir +
+           "' && admin -n -iinit -ytemplate s.t.c 2>/dev/null").status != 0) {
     fprintf(stderr, "admin failed\n");
     exit(1);
   }
-  std::string templ = read_all(tdir + "/s.t.c");
-  run("rm -rf '" + tdir + "'");
+  std::string templ = support::read_file(tdir + "/s.t.c");
+  support::sh("rm -rf '" + tdir + "'");
   size_t c = templ.find("\001c template\n");
   if (c == std::string::npos) {
     fprintf(stderr, "unexpected template\n");
@@ -151,11 +130,11 @@ void bench_rebuild(const std::string &root, int files) {
   for (int i = 0; i < files; i++) {
     char dir[1024], name[1024];
     snprintf(dir, sizeof dir, "%s/src/d%03d/SCCS", root.c_str(), i / 100);
-    if (i % 100 == 0) run(std::string("mkdir -p '") + dir + "'");
+    if (i % 100 == 0) support::sh(std::string("mkdir -p '") + dir + "'");
     snprintf(name, sizeof name, "%s/s.f%05d.c", dir, i);
     std::string t = templ;
     t.replace(c, strlen("\001c template\n"), "\001c file " + std::to_string(i) + "\n");
-    write_all(name, t);
+    support::write_file(name, t);
   }
   Kes_err *err = nullptr;
   Kes_workspace ws(root.c_str(), &err);
@@ -163,7 +142,7 @@ void bench_rebuild(const std::string &root, int files) {
   Kes_md_nametable *nt = nullptr;
   check(ws.get_md_nametable(&nt), "table");
   unlink((root + "/Brindle_wsdata/nametable").c_str());
-  run("sync");
+  support::sh("sync");
   double t0 = now_ms();
   check(nt->read_table(nullptr, nullptr), "rebuild");
   double t1 = now_ms();
@@ -182,22 +161,15 @@ void bench_rebuild(const std::string &root, int files) {
 int main(int argc, char **argv) {
   int records = argc > 1 ? atoi(argv[1]) : 100000;
   int files = argc > 2 ? atoi(argv[2]) : 10000;
-  const char *tmp = argc > 3 ? argv[3] : getenv("TMPDIR");
-  std::string base = std::string(tmp && *tmp ? tmp : "/tmp") + "/nametable-bench-XXXXXX";
-  char *dir = strdup(base.c_str());
-  if (!mkdtemp(dir)) {
-    perror("mkdtemp");
-    return 1;
-  }
-  std::string root = dir;
-  free(dir);
+  if (argc > 3) setenv("TMPDIR", argv[3], 1);
+  support::Temp_dir scratch("nametable-bench");
+  std::string root = scratch.path();
   kes_set_path();
   umask(0);
-  run("mkdir -p '" + root + "/Brindle_wsdata'");
+  support::make_dirs(root + "/Brindle_wsdata");
   bench_table(root, records);
-  run("rm -f '" + root + "/Brindle_wsdata/nametable'");
+  support::sh("rm -f '" + root + "/Brindle_wsdata/nametable'");
   bench_rebuild(root, files);
   printf("peak resident size: %ld KB\n", bench::peak_rss_kb());
-  run("rm -rf '" + root + "'");
   return 0;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "bench_common.h"
+#include "support/support.h"
 #include "util/kes_path.h"
 
 namespace {
@@ -30,9 +31,8 @@ int main() {
     fprintf(stderr, "no files under %s\n", corpus.c_str());
     return 1;
   }
-  char tmpl[] = "/tmp/path_bench.XXXXXX";
-  if (!mkdtemp(tmpl)) return 1;
-  std::string link = std::string(tmpl) + "/corpus";
+  support::Temp_dir scratch("path_bench");
+  std::string link = scratch.file("corpus");
   if (symlink(corpus.c_str(), link.c_str()) != 0) return 1;
 
   char buf[1024];
@@ -62,7 +62,5 @@ int main() {
   for (size_t i = 0; i < rounds; i++) ok += kes_netpath_to_path(net, buf) != nullptr;
   printf("kes_netpath_to_path of %s: %.2f us each (%zu mapped)\n", net, micros_per(t0, rounds), ok);
 
-  unlink(link.c_str());
-  rmdir(tmpl);
   return 0;
 }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "bench_common.h"
+#include "support/support.h"
 #include "sccs/kes_name_history.h"
 #include "sccs/kes_smid.h"
 #include "sccs/sccs_sfile.h"
@@ -164,12 +165,8 @@ int main(int argc, char **argv) {
   report("full read, largest file", t, big_rounds, 1, failures);
   bad += failures;
 
-  char tmpl[] = "/tmp/brindle-bench-XXXXXX";
-  if (!mkdtemp(tmpl)) {
-    perror("mkdtemp");
-    return 1;
-  }
-  std::string work = std::string(tmpl) + "/s.largest";
+  support::Temp_dir scratch("brindle-bench");
+  std::string work = scratch.file("s.largest");
   // Each round starts from the original, so every write adds the data delta.
   double copy_secs = 0;
   t = seconds([&] {
@@ -186,6 +183,5 @@ int main(int argc, char **argv) {
   report("full read + data delta + write, largest", t - copy_secs, big_rounds, 1, failures);
   bad += failures;
   unlink(work.c_str());
-  rmdir(tmpl);
   return bad ? 1 : 0;
 }

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "bench_common.h"
+#include "support/cssc.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
 
@@ -35,58 +36,6 @@ using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point t) {
   return std::chrono::duration<double>(Clock::now() - t).count();
-}
-
-std::string read_all(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
-std::string quote(const std::string &w) {
-  std::string q = "'";
-  for (char c : w) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
-
-// Output and exit status of a shell command.
-int run(const std::string &cmd, std::string *out) {
-  FILE *p = popen(cmd.c_str(), "r");
-  if (!p) return -1;
-  char buf[8192];
-  size_t n;
-  if (out) out->clear();
-  while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-    if (out) out->append(buf, n);
-  int st = pclose(p);
-  return WIFEXITED(st) ? WEXITSTATUS(st) : 128;
-}
-
-std::string cssc_dir() {
-  return access(BRINDLE_SCCS_DIR "/get", X_OK) == 0 ? BRINDLE_SCCS_DIR : "";
-}
-
-// Every live SID's text, as CSSC's get gives it.
-std::string versions(const std::string &cssc, const std::string &s) {
-  std::string sids, all, text;
-  run(cssc + "/prs -e -d:I: " + quote(s) + " 2>/dev/null", &sids);
-  std::istringstream in(sids);
-  std::string sid;
-  while (std::getline(in, sid)) {
-    if (sid.empty()) continue;
-    int rc = run(cssc + "/get -s -k -p -r" + sid + " " + quote(s) + " 2>/dev/null", &text);
-    all += "== " + sid + " " + std::to_string(rc) + "\n" + text;
-  }
-  return all;
-}
-
-// What prs shows of every delta, removed ones included.
-std::string deltas_shown(const std::string &cssc, const std::string &s) {
-  std::string out;
-  int rc = run(cssc + "/prs -e -a '-d:DT: :I: :D: :T: :P: :DS: :DP: :Li:/:Ld:/:Lu: i:Dn: x:Dx: "
-                      "g:Dg:\n:MR:\n:C:\n' " + quote(s) + " 2>&1", &out);
-  return std::to_string(rc) + "\n" + out;
 }
 
 struct Mode_result {
@@ -145,12 +94,8 @@ int main(int argc, char **argv) {
   uintmax_t largest_size = 0;
   for (const std::string &f : files)
     if (fs::file_size(f) > largest_size) largest_size = fs::file_size(f), largest = f;
-  char tmpl[] = "/tmp/sfile-bench-XXXXXX";
-  if (!mkdtemp(tmpl)) {
-    perror("mkdtemp");
-    return 1;
-  }
-  std::string tmp = tmpl;
+  support::Temp_dir scratch("sfile-bench");
+  std::string tmp = scratch.path();
   {
     std::string copy = tmp + "/s.largest";
     fs::copy_file(largest, copy);
@@ -180,17 +125,12 @@ int main(int argc, char **argv) {
 
   int failures = full.failed + roots.failed;
   if (rewrite) {
-    std::string cssc = cssc_dir();
-    if (cssc.empty()) {
-      fprintf(stderr, "CSSC not found\n");
-      return 1;
-    }
     int identical = 0, rewritten = 0, val_bad = 0, sum_bad = 0, text_bad = 0, write_bad = 0,
         prs_bad = 0, refused_before = 0;
     auto t = Clock::now();
     double write_secs = 0;
     for (size_t i = 0; i < files.size(); i++) {
-      if (run(cssc + "/val " + quote(files[i]) + " >/dev/null 2>&1", nullptr) != 0) {
+      if (support::val(files[i]) != 0) {
         refused_before++;
         fprintf(stderr, "val refuses %s as it stands: not judged\n", files[i].c_str());
         continue;
@@ -199,8 +139,7 @@ int main(int argc, char **argv) {
       fs::create_directory(dir);
       std::string copy = dir + "/" + fs::path(files[i]).filename().string();
       fs::copy_file(files[i], copy);
-      std::string before = read_all(copy);
-      std::string before_versions;
+      std::string before = support::read_file(copy);
       {
         SCCS_sfile sf(copy.c_str());
         auto tw = Clock::now();
@@ -215,24 +154,23 @@ int main(int argc, char **argv) {
         }
       }
       rewritten++;
-      std::string after = read_all(copy);
+      std::string after = support::read_file(copy);
       bool same = after == before;
       if (same) identical++;
-      if (run(cssc + "/val " + quote(copy) + " >/dev/null 2>&1", nullptr) != 0) {
+      if (support::val(copy) != 0) {
         val_bad++;
         fprintf(stderr, "val refuses %s\n", files[i].c_str());
       }
-      if (run(cssc + "/admin -h " + quote(copy) + " >/dev/null 2>&1", nullptr) != 0) {
+      if (support::admin_check(copy) != 0) {
         sum_bad++;
         fprintf(stderr, "admin -h refuses %s\n", files[i].c_str());
       }
       if (!same || get_all) {
-        if (deltas_shown(cssc, copy) != deltas_shown(cssc, files[i])) {
+        if (support::cssc_view(copy) != support::cssc_view(files[i])) {
           prs_bad++;
           fprintf(stderr, "prs shows other deltas in %s\n", files[i].c_str());
         }
-        before_versions = versions(cssc, files[i]);
-        if (versions(cssc, copy) != before_versions) {
+        if (support::versions(copy) != support::versions(files[i])) {
           text_bad++;
           fprintf(stderr, "versions differ in %s\n", files[i].c_str());
         }
@@ -246,7 +184,6 @@ int main(int argc, char **argv) {
            write_secs, seconds_since(t));
     failures += write_bad + val_bad + sum_bad + prs_bad + text_bad;
   }
-  fs::remove_all(tmp);
   printf("peak RSS: %ld KB\n", bench::peak_rss_kb());
   return failures ? 1 : 0;
 }

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "bench_common.h"
+#include "support/support.h"
 #include "util/kes_err.h"
 #include "workspace/kes_cmdlock.h"
 #include "workspace/kes_cmdlog.h"
@@ -36,11 +37,10 @@ int main(int argc, char **argv) {
   int lines = argc > 2 ? atoi(argv[2]) : 20;
   int rounds = argc > 3 ? atoi(argv[3]) : 2000;
 
-  char dir[] = "/tmp/brindle-logbench.XXXXXX";
-  if (!mkdtemp(dir)) return 1;
-  std::string md = std::string(dir) + "/Brindle_wsdata";
-  std::string cmd = "mkdir -p '" + md + "'";
-  if (system(cmd.c_str()) != 0) return 1;
+  support::Temp_dir scratch("brindle-logbench");
+  const char *dir = scratch.path().c_str();
+  std::string md = scratch.file("Brindle_wsdata");
+  support::make_dirs(md);
   Kes_err *err = nullptr;
   Kes_workspace ws(dir, &err);
   check(err);
@@ -119,6 +119,5 @@ int main(int argc, char **argv) {
          readers, ms_since(t0) / 100, denials);
   for (Kes_cmdlock *l : held) delete l;
 
-  cmd = std::string("rm -rf '") + dir + "'";
-  return system(cmd.c_str()) == 0 ? 0 : 1;
+  return 0;
 }

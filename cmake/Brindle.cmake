@@ -48,34 +48,29 @@ function(brindle_layer name)
 endfunction()
 
 # brindle_unit_tests(LAYER): one test program per tests/unit/LAYER/*_test.cc, linked
-# with the layer's library (which brings the layers below it), so a test links only
-# the objects it uses and sees no header above its layer.
+# with the layer's library (which brings the layers below it) and the test support
+# library, so a test links only the objects it uses and sees no header above its
+# layer.  Every program works in a directory of its own (tests/support/unit_process.cc).
 function(brindle_unit_tests layer)
   file(GLOB _tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_test.cc)
   file(GLOB _helpers CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*_helpers.cc)
-  set(_defs BRINDLE_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
-            BRINDLE_BINARY_DIR="${PROJECT_BINARY_DIR}"
-            BRINDLE_DATA_DIR="${BRINDLE_DATA_DIR}"
-            BRINDLE_SCCS_DIR="${BRINDLE_SCCS_DIR}")
-  # The helpers are compiled once per layer, not once per test program.
+  set(_defs BRINDLE_SOURCE_DIR="${PROJECT_SOURCE_DIR}" BRINDLE_BINARY_DIR="${PROJECT_BINARY_DIR}")
+  # A layer's own helpers are compiled once per layer, not once per test program.
   set(_helper_lib)
   if(_helpers)
     set(_helper_lib unit_${layer}_helpers)
     add_library(${_helper_lib} STATIC ${_helpers})
     target_include_directories(${_helper_lib} PUBLIC ${PROJECT_SOURCE_DIR}/tests/unit)
-    target_link_libraries(${_helper_lib} PUBLIC brindle_${layer} GTest::gtest)
+    target_link_libraries(${_helper_lib} PUBLIC brindle_${layer} brindle_test_support)
     target_compile_definitions(${_helper_lib} PRIVATE ${_defs})
   endif()
   foreach(_t ${_tests})
     get_filename_component(_n ${_t} NAME_WE)
     set(_exe unit_${layer}_${_n})
-    add_executable(${_exe} ${_t})
+    add_executable(${_exe} ${_t} ${PROJECT_SOURCE_DIR}/tests/support/unit_process.cc)
     target_include_directories(${_exe} PRIVATE ${PROJECT_SOURCE_DIR}/tests/unit)
-    # Helpers are linked whole: some install start-up hooks that no test calls.
-    if(_helper_lib)
-      target_link_libraries(${_exe} PRIVATE "$<LINK_LIBRARY:WHOLE_ARCHIVE,${_helper_lib}>")
-    endif()
-    target_link_libraries(${_exe} PRIVATE brindle_${layer} GTest::gtest_main GTest::gtest)
+    target_link_libraries(${_exe} PRIVATE ${_helper_lib} brindle_${layer} brindle_test_support
+                                          GTest::gtest_main GTest::gtest)
     target_compile_definitions(${_exe} PRIVATE ${_defs})
     add_dependencies(${_exe} brindle_catalogs)
     gtest_discover_tests(${_exe} DISCOVERY_TIMEOUT 60

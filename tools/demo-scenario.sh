@@ -4,6 +4,7 @@
 set -euo pipefail
 bin=${1:?usage: demo-scenario.sh BIN-DIR}
 bin=$(cd "$bin" && pwd)
+tools=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 demo=$(mktemp -d "${TMPDIR:-/tmp}/brindle-demo.XXXXXX")
 demo=$(cd "$demo" && pwd -P)
 echo "Demo tree in $demo"
@@ -33,7 +34,7 @@ printf 'hello: hello.c\n\tcc -o hello hello.c\n' >parent/src/Makefile
 printf 'A greeting program.\n' >parent/doc/README
 for f in src/hello.c src/Makefile doc/README; do
   d=$(dirname "$f"); b=$(basename "$f")
-  (cd "parent/$d" && admin -i"$b" -y"first version" "SCCS/s.$b" 2>/dev/null && rm -f "$b")
+  (cd "parent/$d" && admin -i"$b" -y"first version of $f" "SCCS/s.$b" 2>/dev/null && rm -f "$b")
 done
 (cd parent/src && get -s -e SCCS/s.hello.c &&
   printf '#include <stdio.h>\nint main() { puts("hello, world"); return 0; }\n' >hello.c &&
@@ -74,7 +75,22 @@ show workspace locks -w "$demo/child" -f -r 1
 show bringover -p "$demo/parent" -w "$demo/child2"
 show bringover -p "$demo/parent" -w "$demo/parent/inner" src
 
+# More workspaces make a tree: a second child, and a grandchild below the first.
+show bringover -p "$demo/parent" -w "$demo/child2" src doc
+show bringover -p "$demo/child" -w "$demo/grandchild" src
+
 # The tree of workspaces, and a freezepoint of the parent to get back to.
 show workspace list "$demo"
 show freezept create -w "$demo/parent" -c "before the next change"
 show freezept list -w "$demo/parent"
+
+echo
+echo "The graphical tool draws these workspaces as a tree:"
+echo "  $bin/brindletool $demo/parent $demo/child $demo/child2 $demo/grandchild"
+shot=(bash "$tools/brindletool-shot.sh" -n short "$demo/brindletool.png"
+  "$demo/parent" "$demo/child" "$demo/child2" "$demo/grandchild")
+echo "Without a display, a picture of it:"
+echo "  ${shot[*]}"
+if command -v Xvfb >/dev/null; then
+  BRINDLE_BIN=$bin "${shot[@]}" | sed 's/^/  /'
+fi

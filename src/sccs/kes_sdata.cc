@@ -278,9 +278,9 @@ void uniquify_among_roots(Kes_delta *fake_root, Kes_delta *d, const char *name,
 }  // namespace
 
 Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *name,
-                                 Kes_smid **out) {
+                                 Kes_smid **out, int write) {
   *out = nullptr;
-  Kes_err *err;
+  Kes_err *err = nullptr;
   if (!file->tree && (err = file->buildtree(0, 0, 0))) return err;
   Kes_delta *root = file->root_delta();
   Kes_delta *found = nullptr;
@@ -301,7 +301,7 @@ Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *na
   }
   if (!found)
     return (new Kes_err)->format_msg(2094, 0, BWM_MSG(1506, "Internal error: SmID not found"));
-  if ((err = file->write())) {
+  if (write && (err = file->write())) {
     delete *out;
     *out = nullptr;
   }

@@ -62,8 +62,9 @@ void uniquify_delta(Kes_delta *delta, const char *name, Kes_smid **out);
 // Gives the root of the file that has SmID smid (or, under a fake root, the real
 // root that has it) a new identity, and writes the file.  name is the file's
 // name in its workspace.  Error 2094 when no root has the SmID.  Reads the delta
-// table if the file has none; the file object stays the caller's.
+// table if the file has none; the file object stays the caller's.  With write
+// off the change stays in the object, for a command that only reports.
 [[nodiscard]] Kes_err *kes_uniquify_sfile_smid(Kes_sfile *file, Kes_smid *smid, const char *name,
-                                               Kes_smid **out);
+                                               Kes_smid **out, int write = 1);
 
 #endif

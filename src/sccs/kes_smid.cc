@@ -1,6 +1,8 @@
 // Kes_smid, its lists and hashes, and Kes_smidinfo.
 #include "sccs/kes_smid.h"
 
+#include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -58,9 +60,21 @@ int Kes_smid::scan(FILE *in) {
   return take_words(this, fscanf(in, "%lx %lx %lx %lx", &w[0], &w[1], &w[2], &w[3]), w);
 }
 
+// By hand, as sscanf's "%lx %lx %lx %lx" reads: a name table holds one per
+// record, and sscanf's cost dominated reading a large table.
 int Kes_smid::scan(const char *text) {
   unsigned long w[4];
-  return take_words(this, sscanf(text, "%lx %lx %lx %lx", &w[0], &w[1], &w[2], &w[3]), w);
+  int n = 0;
+  const char *p = text;
+  for (; n < 4; n++) {
+    while (isspace((unsigned char)*p)) p++;
+    char *end;
+    unsigned long v = strtoul(p, &end, 16);
+    if (end == p) break;
+    w[n] = v;
+    p = end;
+  }
+  return take_words(this, n == 0 && !*p ? EOF : n, w);
 }
 
 int Kes_smid::compare(Kes_smid *other) { return kes_smid_equal(this, other); }

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "transaction/kes_file.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
@@ -85,6 +86,7 @@ Kes_blocks::Kes_blocks()
       duplicates(0) {}
 
 Kes_blocks::~Kes_blocks() {
+  if (cross_type) cross_type->delete_wrapper();
   delete from_unresolved;
   delete to_unresolved;
   delete from_co;
@@ -112,6 +114,24 @@ void Kes_blocks::add_from_conflict_add_list(const char *name) { add(&from_confli
 void Kes_blocks::add_to_conflict_remove_list(const char *name) { add(&to_conflict_remove, name); }
 void Kes_blocks::add_from_conflict_remove_list(const char *name) {
   add(&from_conflict_remove, name);
+}
+
+void Kes_blocks::add_cross_type_list(Kes_file *file) {
+  if (!cross_type) cross_type = new Kes_filelist;
+  cross_type->add_new_data(file);
+}
+
+int Kes_blocks::print_cross_type_list() {
+  if (!cross_type || cross_type->count == 0) return 0;
+  fflush(stdout);
+  fprintf(stderr, "\n");
+  fputs(BWM_MSG(13511, "The following files have different file types in the workspaces:\n"), stderr);
+  for (Kes_listelem *e = cross_type->head.next; e != &cross_type->head; e = e->next) {
+    Kes_file *f = (Kes_file *)e->data;
+    fprintf(stderr, "\t%s (%s/%s)\n", f->to->name, f->from->filetype->get_string(),
+            f->to->filetype->get_string());
+  }
+  return 1;
 }
 
 int Kes_blocks::print_from_co_list(const char *wsname) {

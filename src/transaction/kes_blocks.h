@@ -6,12 +6,13 @@
 
 class Kes_strlist;
 class Kes_filelist;
+class Kes_file;
 
 class Kes_blocks {
 public:
   Kes_strlist *from_unresolved;
   Kes_strlist *to_unresolved;
-  Kes_filelist *cross_type;
+  Kes_filelist *cross_type;  // refers to files the transaction owns
   Kes_strlist *from_co;
   Kes_strlist *to_co;
   Kes_strlist *to_chg;
@@ -43,10 +44,14 @@ public:
   void add_to_conflict_remove_list(const char *name);
   void add_from_conflict_remove_list(const char *name);
   void set_duplicates() { duplicates = 1; }
+  // Keeps the file itself, not a copy.
+  void add_cross_type_list(Kes_file *file);
 
   // Each prints a blank line, its heading with the workspace name and the
   // names, and gives 1 if it printed (the reason blocks); on an empty list it
   // prints nothing and gives 0.  The conflict-file corrections never block.
+  // "\tname (type/type)" per file, the from workspace's type first.
+  int print_cross_type_list();
   int print_from_co_list(const char *wsname);
   int print_to_co_list(const char *wsname);
   int print_to_chg_list(const char *wsname);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "transaction/kes_blocks.h"
+#include "transaction/kes_file.h"
 #include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_init.h"
@@ -343,6 +344,62 @@ void Kes_bringover::setup_notification(const char *tmpname, const char *user) {
   }
   free(parent_desc);
   free(child_desc);
+}
+
+// The lists are kept, but a bringover never prints them: a checkout is no
+// reason to stop it.
+void Kes_bringover::checked_out_status(Kes_ws_file *to, Kes_ws_file *from) {
+  if (to->checked_out) blocks->add_to_co_list(to->name);
+  if (from->checked_out) blocks->add_from_co_list(from->name);
+}
+
+// Silent, it keeps a file listed that the printing call, which decides, will
+// look at again.  An edited checkout in the parent is only a warning there:
+// the file still comes over, without the edits.
+int Kes_bringover::report_problems(Kes_file *file, int print) {
+  Kes_ws_file *from = file->from, *to = file->to;
+  int problem = 0;
+  if (file->flags.cross_type) {
+    if (!print) return 1;
+    issue_warning(2606, 0,
+                  BWM_MSG(12040, "File \"%s\" not brought over because\nit is a %s in workspace "
+                                 "\"%s\"\nand a %s in workspace \"%s\""),
+                  from->name, from->filetype->get_string(), name_of(from_ws),
+                  to->filetype->get_string(), name_of(to_ws));
+    counts.cross_type++;
+    problem = 1;
+  }
+  if (from->checked_out == 2 || from->checked_out == 4) {
+    if (!print) return 1;
+    issue_warning(2624, 0,
+                  BWM_MSG(12041, "File \"%s\" is checked out in workspace\n\t\"%s\".  The changes "
+                                 "in the checked out file will not\n\tbe brought over."),
+                  from->name, name_of(from_ws));
+  }
+  if (file->flags.contents_action && (to->checked_out == 3 || to->checked_out == 4)) {
+    if (!print) return 1;
+    issue_warning(2631, 0,
+                  BWM_MSG(12042, "File \"%s\" not brought over because it is\n\tchecked out and "
+                                 "not writable in workspace \"%s\""),
+                  to->name, name_of(to_ws));
+    counts.checked_out_in_to++;
+    problem = 1;
+  }
+  const char *unresolved = BWM_MSG(12043, "File \"%s\" not brought over because it is\n\tunresolved "
+                                          "in workspace \"%s\"");
+  if (from->unresolved) {
+    if (!print) return 1;
+    issue_warning(2626, 0, unresolved, from->name, name_of(from_ws));
+    counts.unresolved_in_from++;
+    problem = 1;
+  }
+  if (to->unresolved) {
+    if (!print) return 1;
+    issue_warning(2626, 0, unresolved, to->name, name_of(to_ws));
+    if (!from->unresolved) counts.unresolved_in_to++;
+    problem = 1;
+  }
+  return problem;
 }
 
 const char *Kes_bringover::get_nofiles_to_do_msg() {

@@ -1,26 +1,33 @@
-// The phases of the driver that pass through: each succeeds and does nothing,
-// for the work it stands for is not built yet.
+// What the transactions do not do yet: the phases of the driver that pass
+// through (each succeeds and does nothing), and the operations whose work is
+// still to come (each ends the program if reached, and no run reaches one).
 //
-// They are all here, and only here, so that what a transaction skips can be read
-// in one place.  The change that builds a phase deletes its entry here and
+// They are all here, and only here, so that what a transaction skips can be
+// read in one place.  The change that builds one deletes its entry here and
 // defines the real one with its class.  With BRINDLE_DEBUG_PHASES set, every
 // pass-through names itself on standard error as it is passed, so a run shows
 // which of them it met.
 //
-//   file states      add_file, add_kes_file, determine_prop_state,
-//                    execute_prop_action, history_file_exists, kes_file_create,
-//                    is_relname_symlink, is_dir_symlink, set_conflict,
-//                    print_errs, checked_out_status, report_problems
-//   file lists       run_dir_flp, run_gen_flp, should_run_dir_flp,
-//                    run_dir_flp_in_ws_bg, run_dir_flp_in_ws, run_gen_flp_in_ws,
-//                    run_flp, read_flp_output, update_args_file
+// Passing through:
+//   propagation      execute_prop_action in a real run (a preview reports
+//                    every action), the delta comments of -d
 //   undo             init_backup, remove_backup
 //   putback          execute_validation_program
+// Not built, never reached:
+//   propagation      the work behind the preview's stop in prop_from_new,
+//                    prop_from_chg, prop_both_chg, rename_file,
+//                    prop_nh_automerge, update_name_history; make_backup,
+//                    get_clear_file
+//   undo             determine_undo_state, execute_undo_action, undo_remove,
+//                    undo_restore, undo_restore_name, and Kes_md_file's own
+#include "transaction/kes_trans_pending.h"
+
 #include <cstdio>
 #include <cstdlib>
 
-#include "transaction/kes_bringover.h"
+#include "transaction/kes_file.h"
 #include "transaction/kes_transaction.h"
+#include "util/kes_msg.h"
 
 namespace {
 void passes(const char *phase) {
@@ -29,110 +36,22 @@ void passes(const char *phase) {
 }
 }  // namespace
 
-// A name is taken as found, so that it stays in the list, and nothing is
-// examined: no file has a state, an error or a problem.
-Kes_err *Kes_transaction::add_file(Kes_workspace *ws, char *name, int *found) {
-  passes("add_file");
-  if (found) *found = 1;
-  return nullptr;
+void kes_not_built(const char *operation) {
+  fflush(stdout);
+  fprintf(stderr, BWM_MSG(9100, "%s() called, exiting\n"), operation);
+  exit(10);
 }
 
-Kes_err *Kes_transaction::add_kes_file(Kes_file *file, char *name, int *found) {
-  passes("add_kes_file");
-  if (found) *found = 1;
-  return nullptr;
+void kes_pending_delta_comments(Kes_transaction *t, Kes_file *) {
+  if (t->flags.show_delta_comments) passes("delta comments");
 }
 
-Kes_err *Kes_transaction::determine_prop_state(Kes_file *file) {
-  passes("determine_prop_state");
-  return nullptr;
-}
-
+// A preview runs every action up to its status line; a real run changes no
+// file until the propagation actions are built.
 int Kes_transaction::execute_prop_action(Kes_file *file) {
+  if (flags.preview) return file->execute_prop_action(this);
   passes("execute_prop_action");
   return 0;
-}
-
-int Kes_transaction::history_file_exists(const char *path, const char *dir) {
-  passes("history_file_exists");
-  return 0;
-}
-
-Kes_file *Kes_transaction::kes_file_create() {
-  passes("kes_file_create");
-  return nullptr;
-}
-
-int Kes_transaction::is_relname_symlink(const char *name, Kes_file *file) {
-  passes("is_relname_symlink");
-  return 0;
-}
-
-int Kes_transaction::is_dir_symlink(const char *name, const char *dir) {
-  passes("is_dir_symlink");
-  return 0;
-}
-
-void Kes_transaction::set_conflict(Kes_ws_file *file) { passes("set_conflict"); }
-
-void Kes_transaction::print_errs() { passes("print_errs"); }
-
-void Kes_bringover::checked_out_status(Kes_ws_file *to, Kes_ws_file *from) {
-  passes("checked_out_status");
-}
-
-int Kes_bringover::report_problems(Kes_file *file, int print) {
-  passes("report_problems");
-  return 0;
-}
-
-// No file list program runs.
-Kes_err *Kes_transaction::run_dir_flp(const char *dir) {
-  passes("run_dir_flp");
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_gen_flp(const char *program) {
-  passes("run_gen_flp");
-  return nullptr;
-}
-
-int Kes_transaction::should_run_dir_flp(Kes_workspace *ws, const char *dir) {
-  passes("should_run_dir_flp");
-  return 0;
-}
-
-Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
-                                               const char *out_path, long *pid) {
-  passes("run_dir_flp_in_ws_bg");
-  if (pid) *pid = 0;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) {
-  passes("run_dir_flp_in_ws");
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran) {
-  passes("run_gen_flp_in_ws");
-  if (ran) *ran = 0;
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
-  passes("run_flp");
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, long pid) {
-  passes("read_flp_output");
-  return nullptr;
-}
-
-Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
-  passes("update_args_file");
-  return nullptr;
 }
 
 // No backup area is made.
@@ -151,3 +70,20 @@ Kes_err *Kes_transaction::execute_validation_program() {
   passes("execute_validation_program");
   return nullptr;
 }
+
+Kes_err *Kes_file::make_backup(Kes_transaction *) { kes_not_built("Kes_file::make_backup"); }
+void Kes_file::get_clear_file(Kes_transaction *) { kes_not_built("Kes_file::get_clear_file"); }
+Kes_err *Kes_file::determine_undo_state(Kes_transaction *) {
+  kes_not_built("Kes_file::determine_undo_state");
+}
+int Kes_file::execute_undo_action(Kes_transaction *) { kes_not_built("Kes_file::execute_undo_action"); }
+Kes_err *Kes_file::undo_remove(Kes_transaction *) { kes_not_built("Kes_file::undo_remove"); }
+Kes_err *Kes_file::undo_restore(Kes_transaction *) { kes_not_built("Kes_file::undo_restore"); }
+Kes_err *Kes_file::undo_restore_name(Kes_transaction *) {
+  kes_not_built("Kes_file::undo_restore_name");
+}
+Kes_err *Kes_md_file::determine_undo_state(Kes_transaction *) {
+  kes_not_built("Kes_md_file::determine_undo_state");
+}
+Kes_err *Kes_md_file::undo_remove(Kes_transaction *) { kes_not_built("Kes_md_file::undo_remove"); }
+Kes_err *Kes_md_file::undo_restore(Kes_transaction *) { kes_not_built("Kes_md_file::undo_restore"); }

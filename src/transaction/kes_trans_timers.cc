@@ -8,12 +8,22 @@
 namespace {
 
 // The labels are instrumentation, printed as they stand and never translated.
-const char *labels[KES_TIMER_COUNT] = {
+const char *const labels[KES_TIMER_COUNT] = {
     "To do the command:",
     "  To determine files:",
     "    To create ws_files:",
     "    To examine creates:",
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+    "      To build hash:",
+    "        To read src nt:",
+    "        To read dst nt:",
+    "      To match files:",
+    "        To verify smids:",
+    "          To get smids:",
+    "      To edit nt's:",
+    "      To execute actions:",
+    "        To add kes_files:",
+    "        To write src nt:",
+    "        To write dst nt:",
     "    To readir dirs:",
     "    To deter. states:",
     "    To sccsmerge test:",
@@ -39,12 +49,6 @@ Kes_timing *kes_trans_timer(int id) {
   if (id < 0 || id >= KES_TIMER_COUNT || !kes_trans_timing_on() || !labels[id]) return nullptr;
   if (!timers[id]) timers[id] = new Kes_timing(labels[id]);
   return timers[id];
-}
-
-Kes_timing *kes_trans_timer_define(int id, const char *label) {
-  if (id < KES_TIMER_RENAMES_FIRST || id > KES_TIMER_RENAMES_LAST) return kes_trans_timer(id);
-  if (!labels[id]) labels[id] = label;
-  return kes_trans_timer(id);
 }
 
 void kes_trans_timers_print() {

@@ -12,8 +12,8 @@ enum Kes_trans_timer_id {
   KES_TIMER_DETERMINE_FILES,
   KES_TIMER_CREATE_WS_FILES,
   KES_TIMER_EXAMINE_CREATES,
-  KES_TIMER_RENAMES_FIRST,  // slots reserved for rename matching
-  KES_TIMER_RENAMES_LAST = KES_TIMER_RENAMES_FIRST + 7,
+  KES_TIMER_RENAMES_FIRST,  // the eleven timers of rename matching
+  KES_TIMER_RENAMES_LAST = KES_TIMER_RENAMES_FIRST + 10,
   KES_TIMER_READDIR,
   KES_TIMER_DETERMINE_STATES,
   KES_TIMER_SCCSMERGE_TEST,
@@ -32,11 +32,8 @@ enum Kes_trans_timer_id {
 
 // 1 if BRINDLE_TIMING is set.
 int kes_trans_timing_on();
-// The timer of that slot, made on first use; null when timing is off or for
-// a reserved slot nobody has labelled.
+// The timer of that slot, made on first use; null when timing is off.
 Kes_timing *kes_trans_timer(int id);
-// Gives a reserved slot its label (a literal, not copied) and makes its timer.
-Kes_timing *kes_trans_timer_define(int id, const char *label);
 // Prints every labelled timer in slot order, those never started too.
 void kes_trans_timers_print();
 // Deletes all timers.

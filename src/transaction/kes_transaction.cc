@@ -11,6 +11,9 @@
 #include <cstring>
 
 #include "transaction/kes_blocks.h"
+#include "transaction/kes_dir_hash.h"
+#include "transaction/kes_file.h"
+#include "transaction/kes_renames.h"
 #include "transaction/kes_trans_timers.h"
 #include "util/kes_err.h"
 #include "util/kes_hash.h"
@@ -22,6 +25,8 @@
 #include "workspace/kes_cmdlock.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
+#include "workspace/kes_md_backupnew.h"
+#include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 
 namespace {
@@ -44,6 +49,11 @@ void put_ws_env(char *buf, const char *name, Kes_workspace *ws) {
 
 }  // namespace
 
+void kes_trans_set_ws_root(const char *root) {
+  snprintf(env_root, sizeof env_root, "BRINDLE_WS_ROOT=%s", root ? root : "");
+  putenv(env_root);
+}
+
 Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
     : argc(argc_in),
       argv(argv_in),
@@ -61,7 +71,7 @@ Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
       flps(new Kes_strlist),
       action_files(nullptr),
       rename_candidates(nullptr),
-      seen_names(new Kes_str_int_hash),
+      seen_names(new Kes_name_hash),
       from_conflicts(nullptr),
       to_conflicts(nullptr),
       cmdlog(new Kes_cmdlog),
@@ -91,7 +101,7 @@ Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
       readdir_timer(nullptr),
       determine_states_timer(nullptr),
       execute_actions_timer(nullptr),
-      symlink_cache(new Kes_str_int_hash(-1)) {
+      symlink_cache(new Kes_name_hash(-1)) {
   flags.backup = 1;
   flags.update_clear_files = 1;
   flags.check_renames = 1;
@@ -122,6 +132,12 @@ Kes_transaction::~Kes_transaction() {
   free(exclude_file);
   delete flps;
   delete seen_names;
+  delete renames;
+  delete action_files;
+  delete rename_candidates;
+  delete backup_list;
+  delete dir_cache[0];
+  delete dir_cache[1];
   delete from_conflicts;
   delete to_conflicts;
   delete blocks;
@@ -180,6 +196,18 @@ Kes_err *Kes_transaction::transaction() {
   if (!result) {
     Kes_err_owner(update_args_file(child_ws)).report();
   }
+  // A later error is printed where an earlier one is kept.
+  auto keep_or_print = [&](Kes_err *err) {
+    if (!err) return;
+    if (!result) {
+      result = err;
+    } else {
+      err->print();
+      delete err;
+    }
+  };
+  if (renames) keep_or_print(renames->update_tables());
+  if (backup_nametable) keep_or_print(backup_nametable->write_table());
   release_locks();
 
   Kes_timing::stop(command_timer);
@@ -266,8 +294,7 @@ Kes_err *Kes_transaction::propagate() {
     snprintf(env_cmd, sizeof env_cmd, "BRINDLE_CMD=%s", kes_get_base_cmdname());
     putenv(env_cmd);
   }
-  snprintf(env_root, sizeof env_root, "BRINDLE_WS_ROOT=");
-  putenv(env_root);
+  kes_trans_set_ws_root("");
 
   // From here on the working directory is the to workspace's root, and
   // relative names mean files there.
@@ -288,7 +315,16 @@ Kes_err *Kes_transaction::propagate() {
                                        to_root ? to_root : "");
   }
 
-  if ((err = determine_files())) return err;
+  delete renames;
+  renames = new Kes_renames(this);
+  if ((err = renames->init())) return err;
+  err = determine_files();
+  if (!err) err = renames->update_tables();
+  for (Kes_dir_hash *&cache : dir_cache) {
+    delete cache;
+    cache = nullptr;
+  }
+  if (err) return err;
 
   printf("\n");
   printf(BWM_MSG(9043, "Examined files: %d\n"), examined);
@@ -308,7 +344,7 @@ Kes_err *Kes_transaction::propagate() {
     if (should_block()) return nullptr;
   }
 
-  if (action_count == 0 && !action_files) {
+  if (action_count == 0 && (!action_files || action_files->count == 0)) {
     // Creating an empty child still leaves a record in it.
     if (!flags.preview && flags.creating_child && cmdlog) {
       if ((err = open_history())) return err;
@@ -337,6 +373,8 @@ Kes_err *Kes_transaction::propagate() {
   if (name_action_count > 0) printf("%s: %d\n", get_changes_name_msg(), name_action_count);
 
   flags.silent = flags.quiet;
+  sort_renames_in_af_list();
+  drop_swaps();
   err = execute_actions();
   flags.silent = 0;
   if (err) return err;
@@ -349,8 +387,81 @@ Kes_err *Kes_transaction::execute_actions() {
   Kes_timing::start(execute_actions_timer);
   printf("\n");
   Kes_err *err = open_history();
+  if (err) {
+    Kes_timing::stop(execute_actions_timer);
+    return err;
+  }
+  int full = 0;
+  for (Kes_listelem *e = action_files ? action_files->head.next : nullptr;
+       e && e != &action_files->head && !full; e = e->next) {
+    Kes_file *f = (Kes_file *)e->data;
+    if (!execute_prop_action(f)) continue;
+    for (Kes_err *fe : {f->rename_error, f->contents_error}) {
+      if (!fe || full) continue;
+      fe->print();
+      log_printf("%s", fe->text);
+      if (fe == f->rename_error)
+        counts.rename_errors++;
+      else
+        counts.contents_errors++;
+      // A full disk stops the run at this file; the files done stay done.
+      full = fe->system_errno == ENOSPC;
+    }
+  }
   Kes_timing::stop(execute_actions_timer);
-  return err;
+  return nullptr;
+}
+
+namespace {
+// A file moves in the rename order if it changes its name, or an undo
+// removes it and so frees its name.
+int takes_part(Kes_file *f) {
+  return f->flags.name_action || f->flags.contents_action == KES_CA_UNDO_REMOVE;
+}
+}  // namespace
+
+// One pass: a file whose name another file wants moves in front of that
+// file, so a chain A to B, B to C runs B to C first.  Cycles stay as they are.
+void Kes_transaction::sort_renames_in_af_list() {
+  if (!action_files) return;
+  for (Kes_listelem *e = action_files->head.next, *next; e != &action_files->head; e = next) {
+    next = e->next;
+    Kes_file *f = (Kes_file *)e->data;
+    if (!takes_part(f)) continue;
+    for (Kes_listelem *y = action_files->head.next; y != e; y = y->next) {
+      Kes_file *other = (Kes_file *)y->data;
+      if (takes_part(other) && strcmp(other->from->name, f->to->name) == 0) {
+        action_files->remove_elem(e);
+        action_files->insert_before(y, e);
+        break;
+      }
+    }
+  }
+}
+
+// Two neighbours that want each other's names are refused: the system does
+// not make up a temporary name for a swap.
+void Kes_transaction::drop_swaps() {
+  if (!action_files) return;
+  for (Kes_listelem *e = action_files->head.next; e != &action_files->head;) {
+    Kes_listelem *n = e->next;
+    if (n == &action_files->head) break;
+    Kes_file *a = (Kes_file *)e->data, *b = (Kes_file *)n->data;
+    if (strcmp(a->from->name, b->to->name) == 0 && strcmp(a->from->name, b->from->name) != 0) {
+      issue_warning(2699, 0,
+                    BWM_MSG(9065, "File \"%s\" ignored because it is renamed to \"%s\" in \"%s\"\n"
+                                  "and both \"%s\" and \"%s\" exist in \"%s\""),
+                    a->from->name, b->from->name, from_ws->wsname ? from_ws->wsname : "",
+                    a->from->name, b->from->name, to_ws->wsname ? to_ws->wsname : "");
+      Kes_listelem *after = n->next;
+      action_files->delete_elem(e);
+      action_files->delete_elem(n);
+      counts.rename_errors += 2;
+      e = after;
+      continue;
+    }
+    e = n;
+  }
 }
 
 // A hook that no command fills: the mail about a run goes out from

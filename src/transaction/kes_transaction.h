@@ -7,6 +7,7 @@
 #define BRINDLE_TRANSACTION_KES_TRANSACTION_H
 
 #include <cstdarg>
+#include <string>
 
 #include "transaction/kes_trans_state.h"
 #include "workspace/kes_nt_client.h"
@@ -232,6 +233,13 @@ public:
   void log_printf(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
   // Prints every timer in the fixed order, when timing is on.
   void print_timers();
+  // Puts the workspace's conflicts file right about file, as its history
+  // says (see kes_trans_files.cc).
+  void reconcile_conflict_file(Kes_ws_file *file);
+  // Renames run in an order that frees each target name first; two files
+  // that want each other's names are dropped with a warning.
+  void sort_renames_in_af_list();
+  void drop_swaps();
 
 protected:
   // transaction(), the exit status from its result and counters, and the mail.
@@ -240,6 +248,13 @@ protected:
   [[nodiscard]] Kes_err *open_history();
   void vprint_out(const char *fmt, va_list ap);
 };
+
+// The canonical form of a name: "dir/SCCS/s.x" is "dir/x" when SCCS is the
+// history directory vcs_dir; with none, "dir/s.x" is "dir/x".
+std::string kes_canonical_name(const char *name, const char *vcs_dir);
+
+// Overwrites the value of BRINDLE_WS_ROOT, which file list programs read.
+void kes_trans_set_ws_root(const char *root);
 
 // The run whose locks and files the signal handlers and the exit step clean
 // up; null outside a run.

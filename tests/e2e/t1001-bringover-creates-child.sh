@@ -3,31 +3,34 @@
 # its metadata directory with the two default files, both workspaces record
 # the link, the output names both, and the parent's history files are left as
 # they were.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
+test_case 'a bringover from a parent of SCCS files makes the child and names both' <<'EOF'
 make_ws parent
 sccs_new parent src/main.c 'int main() { return 0; }'
 sccs_new parent src/util.c 'int util;'
 sccs_edit parent src/util.c 'int util = 1;' 'initialise util'
 sccs_new parent README 'Read me.'
 before=$(tree_sum parent)
-
-user=$(id -un)
 umask 022
 run bringover -p "$T/parent" -w "$T/child" src README
-expect_exit "create child" 0
+expect_exit 0
 expect_eq "output of a create" "Parent workspace: $T/parent
 Child workspace:  $T/child
+Updating names in parent workspace's name table
 
-Examined files: 0
+cd $T/parent/src; $BRINDLE_BIN/def.dir.flp
 
-No changes to bring over" "$OUT"
+Examined files: 3
+
+Bringing over contents changes: 3" "$OUT"
 expect_eq "no errors" "" "$ERR"
+expect_eq "the root gets the user's mask" 0755 "$(stat -c %04a child)"
+EOF
 
-expect_file "child metadata" child/Brindle_wsdata
-expect_eq "root gets the user's mask" 0755 "$(file_mode child)"
-
+test_case 'the child starts with the default access and notification files' <<'EOF'
+user=$(id -un)
 expected_access=$(
   printf 'VERSION 2\n'
   printf '#\n# A workspace'"'"'s access control file.\n# The format is:\n#\n#\toperation [values]\n#\t...\n#\n'
@@ -100,29 +103,31 @@ expected_notification=$(
 )
 expect_eq "default notification" "$expected_notification" \
   "$(cat child/Brindle_wsdata/notification; echo x)"
+EOF
 
-# The links: one line each, naming the other workspace by its network name.
-parent_line=$(sed -n 2p child/Brindle_wsdata/parent)
-child_line=$(sed -n 2p parent/Brindle_wsdata/children)
-expect_eq "parent file version" "VERSION 1" "$(sed -n 1p child/Brindle_wsdata/parent)"
-expect_eq "children file version" "VERSION 1" "$(sed -n 1p parent/Brindle_wsdata/children)"
-# Local directories are known by the host-qualified path.
-expect_eq "parent link names the parent" "$(uname -n):$T/parent" "$parent_line"
-expect_eq "child link names the child" "$(uname -n):$T/child" "$child_line"
-expect_eq "one parent line" 2 "$(wc -l <child/Brindle_wsdata/parent)"
+test_case 'each side records the other by its network name, once' <<'EOF'
+expect_eq "parent file" "VERSION 1
+$(uname -n):$T/parent" "$(cat child/Brindle_wsdata/parent)"
+expect_eq "children file" "VERSION 1
+$(uname -n):$T/child" "$(cat parent/Brindle_wsdata/children)"
+EOF
 
-# Nothing was changed in the parent but its list of children, its history
-# log and the locks file its read lock passed through.
+test_case "the parent's history files are left as they were" <<'EOF'
+# Nothing changed in the parent but its list of children, its history log, the
+# locks file its read lock passed through and its name table.
 expect_eq "parent untouched" "$before" \
-  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history -e Brindle_wsdata/locks)"
+  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history \
+       -e Brindle_wsdata/locks -e Brindle_wsdata/nametable)"
 for f in src/main.c src/util.c README; do
-  sccs_val parent "$f" || fail "val of $f"
+  sccs_sound parent "$f" || fail "val of $f"
 done
 expect_eq "parent history kept" "1.2 1.1 " "$(sccs_sids parent src/util.c)"
+EOF
 
-# Creating it again is no create: the child exists and keeps its one parent.
+test_case 'a second bringover is no create: the child keeps its one link' <<'EOF'
 run bringover -p "$T/parent" -w "$T/child" src
-expect_exit "second bringover" 0
+expect_exit 0
 expect_eq "still one child line" 2 "$(wc -l <parent/Brindle_wsdata/children)"
+EOF
 
-e2e_finish
+test_done

@@ -2,38 +2,45 @@
 # Without -w the child is BRINDLE_WS, else the workspace around the current
 # directory; without operands the child's args file names the files, and a
 # child without one is warned about and nothing is examined.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
-
 make_ws parent
 sccs_new parent d/g.c 'g'
 run bringover -p "$T/parent" -w "$T/child" d
-expect_exit "setup" 0
+[ "$STATUS" = 0 ] || die "setup: create child: $ERR"
 mkdir -p child/d/deeper
+rm child/Brindle_wsdata/args  # the setup's operand went into it
 
+test_case 'from inside the child, without an args file: a warning and nothing examined' <<'EOF'
 run sh -c 'cd child/d/deeper && bringover'
-expect_exit "from inside the child" 0
+expect_exit 0
 expect_contains "child found from the current directory" "Child workspace:  $T/child" "$OUT"
 expect_contains "no args file" \
   "bringover: Workspace $T/child does not have Brindle_wsdata/args file  (Warning 2612)" "$OUT"
 expect_contains "nothing examined" "Examined files: 0" "$OUT"
+EOF
 
+test_case 'BRINDLE_WS names the child, whose record names the parent' <<'EOF'
 printf 'VERSION 1\n# nothing yet\n' >child/Brindle_wsdata/args
 run env BRINDLE_WS="$T/child" bringover
-expect_exit "from BRINDLE_WS" 0
+expect_exit 0
 expect_contains "child from the environment" "Child workspace:  $T/child" "$OUT"
 expect_contains "empty args file" \
   "bringover: Workspace $T/child has empty Brindle_wsdata/args file  (Warning 2612)" "$OUT"
 expect_contains "parent from the child's record" "Parent workspace: $T/parent" "$OUT"
+EOF
 
-# -w wins over the environment.
+test_case '-w wins over the environment' <<'EOF'
 make_ws elsewhere
 run env BRINDLE_WS="$T/elsewhere" bringover -w "$T/child" d
-expect_exit "-w wins" 0
+expect_exit 0
 expect_contains "-w wins" "Child workspace:  $T/child" "$OUT"
+EOF
 
+test_case '-V gives the version' <<'EOF'
 run bringover -V
-expect_exit "version" 0
+expect_exit 0
 expect_eq "version" "bringover: 6.02" "$OUT"
+EOF
 
-e2e_finish
+test_done

@@ -3,16 +3,14 @@
 # command before and after a bringover, each in its own file named by the
 # time, with the bringover's comment; without the command the bringover
 # stops before it starts.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
-
 make_ws parent
 sccs_new parent a.c 'a'
 run bringover -p "$T/parent" -w "$T/child" a.c
-expect_exit "setup" 0
+[ "$STATUS" = 0 ] || die "setup: create child: $ERR"
 printf 'VERSION 2\nbefore_bringover    yes\nafter_bringover     yes\n' \
   >child/Brindle_wsdata/freezept_control
-
 # A freezept that records its arguments and makes the file it is given.
 mkdir tools
 cat >tools/freezept <<'FP'
@@ -26,8 +24,9 @@ done
 FP
 chmod 755 tools/freezept
 
+test_case 'a freezepoint before and after, each in a file named by the time' <<'EOF'
 run env PATH="$T/tools:$PATH" bringover -w "$T/child" -c "line one" -c "it's two" a.c
-expect_exit "bringover with freezepoints" 0
+expect_exit 0
 expect_eq "two freezepoints" 2 "$(grep -c "^\[create\]" tools/calls)"
 fps=$(cd child/Brindle_wsdata/Freezepoints && find . -name '*.fp' | sort)
 expect_eq "two files" 2 "$(printf '%s\n' "$fps" | grep -c '^\./[0-9]\{4\}/[0-9][0-9]/[0-9][0-9]/[0-9]\{6\}\.fp$')"
@@ -39,26 +38,31 @@ expect_contains "the command is shown" "freezept create -w $T/child -k " "$OUT"
 before_line=$(printf '%s\n' "$OUT" | grep -n 'freezept create' | head -1 | cut -d: -f1)
 parent_line=$(printf '%s\n' "$OUT" | grep -n '^Parent workspace:' | cut -d: -f1)
 [ "$before_line" -lt "$parent_line" ] || fail "the first freezepoint comes before the transaction"
+EOF
 
+test_case 'a preview takes none' <<'EOF'
 run bringover -n -w "$T/child" a.c
-expect_exit "a preview takes none" 0
+expect_exit 0
 expect_eq "still two" 2 "$(grep -c "^\[create\]" tools/calls)"
+EOF
 
+test_case 'without the freezept command the bringover stops before it starts' <<'EOF'
 # The built programs' directory holds the real freezept: a PATH without it.
 run env PATH="$CSSC_DIR:/usr/bin:/bin" "$BRINDLE_BIN/bringover" -w "$T/child" a.c
-expect_exit "no freezept command" 1
+expect_exit 1
 expect_contains "command not found" "Could not find the \"freezept\" command in PATH" "$ERR"
 expect_contains "code" "(Error 2028)" "$ERR"
 expect_eq "said once" 1 "$(printf '%s\n' "$ERR" | grep -c 'Could not find')"
 expect_eq "stopped before the transaction" "" "$OUT"
+EOF
 
-# A freezepoint that fails after the transaction makes the status 1, though
-# the transaction itself went through.
+test_case 'a freezepoint that fails after the transaction makes the status 1' <<'EOF'
 printf 'VERSION 2\nafter_bringover yes\n' >child/Brindle_wsdata/freezept_control
 printf '#!/bin/sh\nexit 3\n' >tools/freezept
 run env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
-expect_exit "failed freezepoint after" 1
-expect_contains "the transaction ran" "No changes to bring over" "$OUT"
+expect_exit 1
+expect_contains "the transaction ran" "Examined files: 1" "$OUT"
 expect_contains "the failure" "exited with status 3  (Error 2012)" "$ERR"
+EOF
 
-e2e_finish
+test_done

@@ -4,14 +4,13 @@
 # or with -f), the history log is printed whole or filtered by command and
 # user as the history viewer filters, and the short name is set and shown
 # without losing the description beside it.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
 user=$(id -un)
-lines() { grep -v '^VERSION ' "$1" || true; }
 workspace create "$T/w" >/dev/null || fail "create"
 
-# ---- locks ---------------------------------------------------------------
+test_case "dead commands' locks are listed, and only the chosen go, after a yes or with -f" <<'EOF'
 run workspace locks -w "$T/w"
 expect_eq "none" "Workspace \"$T/w\" has no locks" "$OUT"
 old=$(( $(date +%s) - 2 * 86400 - 3600 ))
@@ -26,26 +25,27 @@ run workspace locks -w "$T/w"
 expect_eq "numbered" "$shown" "$OUT"
 
 run workspace locks -w "$T/w" -f -r 2 -r 3
-expect_exit "a number too many" 1
+expect_exit 1
 expect_eq "which one" "workspace: Workspace \"$T/w\" has no lock 3  (Error 2084)" "$ERR"
 run sh -c "echo no | workspace locks -w '$T/w' -r 1"
-expect_exit "declined" 1
+expect_exit 1
 expect_contains "asked with a warning" "1)     User someone has been running a putback command (pid 11)
         on elsewhere for 2 days, 1 hours, 0 minutes
 Removing a command's lock while the command is running may
 corrupt SCCS files in either the parent or the child workspace.
 Do you still want to remove locks ? [y/n] No locks removed" "$OUT"
 expect_eq "both stay" "$write_lock
-$read_lock" "$(lines w/Brindle_wsdata/locks)"
+$read_lock" "$(md_lines w/Brindle_wsdata/locks)"
 run sh -c "echo y | workspace locks -w '$T/w' -r 1"
-expect_exit "removed" 0
-expect_eq "only the chosen one goes" "$read_lock" "$(lines w/Brindle_wsdata/locks)"
+expect_exit 0
+expect_eq "only the chosen one goes" "$read_lock" "$(md_lines w/Brindle_wsdata/locks)"
 run workspace locks -w "$T/w" -f -r 1
-expect_eq "none left" "" "$(lines w/Brindle_wsdata/locks)"
+expect_eq "none left" "" "$(md_lines w/Brindle_wsdata/locks)"
+EOF
 
-# ---- the history log -------------------------------------------------------
+test_case 'the history log whole, and filtered by command and user' <<'EOF'
 freezept create -w "$T/w" -k "$T/fp" -c "before" >/dev/null || fail "freezept"
-log=$(lines w/Brindle_wsdata/history)
+log=$(md_lines w/Brindle_wsdata/history)
 run workspace history -w "$T/w"
 expect_eq "the whole log" "$log" "$OUT"
 # The records of one command, cut from the log by their COMMAND lines.
@@ -59,16 +59,17 @@ CWD $T" "$(records_of workspace)"
 while IFS='|' read -r args want; do
   eval "run workspace history -w \"\$T/w\" $args"
   expect_eq "filter $args" "$(records_of "$want")" "$OUT"
-done <<EOF
+done <<ROWS
 -c WORK|workspace
 -c freezept|freezept
 -c work -u $user|workspace
-EOF
-[ "$(records_of freezept | grep -c '^COMMAND')" = 1 ] || fail "one freezept record"
+ROWS
+expect_eq "one freezept record" 1 "$(records_of freezept | grep -c '^COMMAND')"
 run workspace history -w "$T/w" -u "not-$user"
 expect_eq "nobody else" "" "$OUT"
+EOF
 
-# ---- the short name ----------------------------------------------------------
+test_case 'the short name is set, shown and removed beside the description' <<'EOF'
 printf 'VERSION 1\nDESCRIPTION\nthe integration area\n' >w/Brindle_wsdata/description
 run workspace name -w "$T/w"
 expect_eq "no name yet" "" "$OUT"
@@ -78,21 +79,23 @@ expect_eq "shown" "gate 7" "$OUT"
 expect_eq "the description stays" "NAME
 gate 7
 DESCRIPTION
-the integration area" "$(lines w/Brindle_wsdata/description)"
+the integration area" "$(md_lines w/Brindle_wsdata/description)"
 run workspace name -w "$T/w" "two
 lines"
-expect_exit "refused" 1
+expect_exit 1
 expect_eq "why" "workspace: A workspace name can't hold a newline  (Error 2070)" "$ERR"
 run workspace name -w "$T/w" ""
 expect_eq "name removed" "DESCRIPTION
-the integration area" "$(lines w/Brindle_wsdata/description)"
+the integration area" "$(md_lines w/Brindle_wsdata/description)"
+EOF
 
-# ---- usage -----------------------------------------------------------------
+test_case "an unknown subcommand gets the command's usage, a bad option its subcommand's" <<'EOF'
 run workspace frobnicate
-expect_exit "unknown subcommand" 1
+expect_exit 1
 expect_contains "usage" "Usage: workspace [ws_subcommand ...]
 	workspace create ws ..." "$ERR"
 run workspace locks -w "$T/w" -r x
 expect_eq "one subcommand's usage" "Usage: workspace locks [-w ws] [-f] [[-r n]...]" "$ERR"
+EOF
 
-e2e_finish
+test_done

@@ -4,7 +4,7 @@
 # keeps it; when that file has gone the user says which copy it became, or
 # that none did; a quit writes nothing.  CSSC judges every file afterwards,
 # and the new name table agrees with the files.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
 workspace create "$T/w" >/dev/null || fail "create"
@@ -24,22 +24,24 @@ table_sound() {
   [ "$(table | awk '{print $(NF-3), $(NF-2), $(NF-1), $NF}' | sort -u | wc -l)" = "$1" ] ||
     fail "$2: a SmID twice"
   while read -r name; do
-    sccs_val w "$name" || fail "$2: val of $name"
+    sccs_sound w "$name" || fail "$2: val of $name"
   done < <(table | sed 's/ [^ ]* [^ ]* [^ ]* [^ ]*$//')
 }
 
+test_case 'the first table names every file once, by its own SmID' <<'EOF'
 run workspace updatenames "$T/w"
-expect_exit "first table" 0
+expect_exit 0
 expect_eq "told" "Updating names in name table of workspace \"$T/w\"" "$OUT"
 table_sound 2 "first table"
 id_a=$(smid_of src/a.c)
 comment_a=$(first_comment src/a.c)
+EOF
 
-# ---- the original is still there: only the copy changes -----------------
+test_case 'a copy beside its original: only the copy changes' <<'EOF'
 cp "$H/s.a.c" "$H/s.copy.c"
 cp "$H/s.a.c" "$T/a.before"
 run workspace updatenames "$T/w"
-expect_exit "copy differentiated" 0
+expect_exit 0
 expect_eq "the copy is named" "Updating names in name table of workspace \"$T/w\"
 differentiate: src/copy.c" "$OUT"
 cmp -s "$H/s.a.c" "$T/a.before" || fail "the original is untouched"
@@ -48,13 +50,14 @@ expect_eq "the copy is marked" "Brindle Uniquification: src/copy.c" "$(first_com
 expect_eq "the copy's text" "alpha" "$(sccs_text w src/copy.c)"
 table_sound 3 "after the copy"
 expect_contains "logged" "differentiate: src/copy.c" "$(cat w/Brindle_wsdata/history)"
+EOF
 
-# ---- the original has gone: the user says which copy it became ----------
+test_case 'the original gone: a quit writes nothing, and the user says which copy it became' <<'EOF'
 mv "$H/s.a.c" "$H/s.b.c"
 cp "$H/s.b.c" "$H/s.c.c"
 before=$(tree_sum w | grep -v Brindle_wsdata/history)
 run sh -c "echo q | workspace updatenames '$T/w'"
-expect_exit "a quit is no failure" 0
+expect_exit 0 "a quit is no failure"
 prompt=$OUT
 expect_contains "the question" "The following SCCS file no longer exists in the workspace.
 	src/a.c
@@ -67,21 +70,22 @@ expect_eq "a quit writes nothing" "$before" "$(tree_sum w | grep -v Brindle_wsda
 n_b=$(printf '%s\n' "$prompt" | sed -n 's/^	 *\([0-9]\) src\/b\.c$/\1/p')
 [ -n "$n_b" ] || fail "src/b.c offered"
 run sh -c "printf 'x\n9\n$n_b\n' | workspace updatenames '$T/w'"
-expect_exit "b chosen" 0
+expect_exit 0
 expect_eq "asked until answered" 3 "$(printf '%s\n' "$OUT" | grep -o 'workspace: ' | wc -l)"
 expect_contains "only c changes" "differentiate: src/c.c" "$OUT"
 expect_eq "b is a" "$id_a" "$(smid_of src/b.c)"
 expect_eq "b unmarked" "$comment_a" "$(first_comment src/b.c)"
 expect_eq "c marked" "Brindle Uniquification: src/c.c" "$(first_comment src/c.c)"
 table_sound 4 "after the choice"
+EOF
 
-# ---- none of the copies is the original ----------------------------------
+test_case 'none of the copies is the original: each gets an identity, and -H a name history' <<'EOF'
 D=w/doc/SCCS
 id_doc=$(smid_of "doc/read me")
 mv "$D/s.read me" "$D/s.read you"
 cp "$D/s.read you" "$D/s.read them"
 run sh -c "echo 3 | workspace updatenames -H '$T/w'"
-expect_exit "nobody keeps it" 0
+expect_exit 0
 for name in "doc/read you" "doc/read them"; do
   expect_eq "$name marked" "Brindle Uniquification: $name" "$(first_comment "$name")"
   [ "$(smid_of "$name")" != "$id_doc" ] || fail "$name has a new identity"
@@ -95,8 +99,9 @@ while read -r name; do
   grep -qxF "$(printf '\001c Name history : 1 0 %s' "$name")" "$s" ||
     fail "name history of $name"
 done < <(table | sed 's/ [^ ]* [^ ]* [^ ]* [^ ]*$//')
+EOF
 
-# ---- killed while it asks: nothing written, the lock goes, the log says why ---
+test_case 'killed while it asks: nothing written, the lock goes, the log says why' <<'EOF'
 mv "$H/s.b.c" "$H/s.g.c"
 cp "$H/s.g.c" "$H/s.h.c"
 before=$(tree_sum w | grep -v Brindle_wsdata/history)
@@ -104,26 +109,27 @@ mkfifo answer
 workspace updatenames "$T/w" <answer >asked.out 2>&1 &
 pid=$!
 exec 3>answer
-for _ in $(seq 1 400); do grep -q "Enter the number" asked.out && break; sleep 0.05; done
-expect_contains "it asks" "Enter the number" "$(cat asked.out)"
+wait_for "the question" grep -q "Enter the number" asked.out
 kill -TERM "$pid"
 wait "$pid"
 STATUS=$?
 exec 3>&-
-expect_exit "killed" 1
+expect_exit 1
 expect_eq "nothing written" "$before" "$(tree_sum w | grep -v Brindle_wsdata/history)"
 expect_eq "no lock left" "" "$(grep -v '^VERSION ' w/Brindle_wsdata/locks)"
 expect_contains "the log says why" "Command exited due to signal 15
 CWD $T" "$(cat w/Brindle_wsdata/history)"
 expect_eq "and how it ended" "STATUS 1" "$(tail -1 w/Brindle_wsdata/history)"
+EOF
 
-# ---- a command's lock keeps it out -----------------------------------------
+test_case "a command's lock keeps it out" <<'EOF'
 printf 'VERSION 1\nwrite putback 5 elsewhere someone %s\n' "$(date +%s)" >w/Brindle_wsdata/locks
 cp "$H/s.c.c" "$H/s.d.c"
 before=$(tree_sum w | grep -v Brindle_wsdata/history)
 run workspace updatenames "$T/w"
-expect_exit "locked" 1
+expect_exit 1
 expect_contains "refused" "workspace: Cannot obtain a write lock in workspace \"$T/w\"" "$ERR"
 expect_eq "nothing changed" "$before" "$(tree_sum w | grep -v Brindle_wsdata/history)"
+EOF
 
-e2e_finish
+test_done

@@ -4,7 +4,7 @@
 # files as they were, judged against CSSC's get -p.  A bringover takes its
 # automatic freezepoint through the real freezept.  Bad input is refused with
 # its code and loses nothing.
-. "$E2E_LIB"
+. "$TEST_LIB"
 e2e_start
 
 workspace create "$T/w" >/dev/null || fail "create"
@@ -19,10 +19,10 @@ two' 'second'
 declare -A then
 for f in src/a.c src/b.c "doc/read me"; do then[$f]=$(sccs_text w "$f"); done
 
-# ---- create, as the transactions call it ------------------------------------
+test_case 'create, as the transactions call it: one line a history, logged, never replaced' <<'EOF'
 run freezept create -w "$T/w" -k "$T/fp1" -c "line one
 it's two" -z .
-expect_exit "create" 0
+expect_exit 0
 expect_eq "nothing said when the file is named" "" "$OUT$ERR"
 sid_a=$(sccs_sids w src/a.c | cut -d' ' -f1)
 expect_eq "the file" "VERSION 1
@@ -36,55 +36,60 @@ FILE 1.1 src/b.c" "$(grep '^FILE ' fp1 | sed 's/ [0-9a-f]*\( [0-9a-f]*\)\{7\} / 
 expect_contains "recorded in the log" "FREEZEPOINT_FILE $T/fp1" "$(cat w/Brindle_wsdata/history)"
 cp fp1 fp1.copy
 run freezept create -w "$T/w" -k "$T/fp1"
-expect_exit "never replaced" 1
+expect_exit 1
 expect_eq "why" "freezept: Freezepoint file \"$T/fp1\" already exists  (Error 2086)" "$ERR"
 cmp -s fp1 fp1.copy || fail "the first freezepoint is intact"
 run freezept create -w "$T/w" -k "$T/fp-src" -z src/
 expect_eq "a scope" "src/a.c src/b.c" "$(grep '^FILE ' fp-src | awk '{print $NF}' | tr '\n' ' ' | sed 's/ $//')"
+EOF
 
-# ---- the workspace moves on ---------------------------------------------------
+test_case 'after a new delta, a rename and name histories, extract gives the files as they were' <<'EOF'
 sccs_edit w src/a.c 'three' 'third'
 mv w/src/SCCS/s.b.c w/src/SCCS/s.renamed.c
 workspace updatenames -H "$T/w" >/dev/null || fail "updatenames"
 
 run freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
-expect_exit "extract" 0
+expect_exit 0
 for f in src/a.c src/b.c "doc/read me"; do
   expect_eq "$f as it was" "${then[$f]}" "$(cat "out/$f")"
 done
 expect_eq "judged by get" "$(cd w/src && get -p -s -r"$sid_a" SCCS/s.a.c)" "$(cat out/src/a.c)"
-sccs_val w src/a.c || fail "val a.c"
+sccs_sound w src/a.c || fail "val a.c"
+EOF
 
+test_case 'extract never writes over files; a history gone is named and the others come' <<'EOF'
 run freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
-expect_exit "never over files" 1
+expect_exit 1
 expect_eq "why" "freezept: Directory \"$T/out\" is not new or empty  (Error 2081)" "$ERR"
 
 rm w/src/SCCS/s.renamed.c
 run freezept extract -w "$T/w" -k "$T/fp1" "$T/out2"
-expect_exit "a history gone" 1
+expect_exit 1
 expect_eq "named" "freezept: History file of \"src/b.c\" is not in workspace \"$T/w\"  (Error 2089)" "$ERR"
 expect_eq "the others come" "${then[src/a.c]}" "$(cat out2/src/a.c)"
+EOF
 
-# ---- damaged and newer freezepoints ----------------------------------------------
+test_case 'damaged and newer freezepoints are refused with their codes and extract nothing' <<'EOF'
 head -c -20 fp1 >cut.fp  # the last line loses its end
 cut_line=$(($(wc -l <cut.fp) + 1))
 sed 's/^VERSION 1$/VERSION 2/' fp1 >newer.fp
 while IFS='|' read -r file text; do
   run freezept extract -w "$T/w" -k "$T/$file" "$T/none"
-  expect_exit "$file" 1
+  expect_exit 1 "$file"
   expect_eq "$file" "freezept: $text" "$ERR"
-  expect_no_file "$file extracts nothing" none
-done <<EOF
+  expect_no_file none
+done <<ROWS
 cut.fp|Freezepoint file "$T/cut.fp" is damaged at line $cut_line  (Error 2087)
 newer.fp|Freezepoint file "$T/newer.fp" is version 2; this program reads version 1  (Error 2046)
+ROWS
 EOF
 
-# ---- list, and the automatic freezepoint of a bringover --------------------------
+test_case "a bringover's freezepoint comes from the real freezept; list gives them oldest first" <<'EOF'
 run bringover -p "$T/w" -w "$T/child" src
-expect_exit "child" 0
+expect_exit 0
 printf 'VERSION 2\nbefore_bringover    yes\n' >child/Brindle_wsdata/freezept_control
 run bringover -w "$T/child" -c "nightly" src
-expect_exit "bringover with a freezepoint" 0
+expect_exit 0
 run freezept create -w "$T/child" -c "by hand"
 made=$OUT
 run freezept list -w "$T/child"
@@ -96,5 +101,6 @@ case "$auto" in
   *) fail "named by its time: $auto" ;;
 esac
 expect_contains "the one by hand" "$made	" "$(printf '%s\n' "$OUT" | tail -1)"
+EOF
 
-e2e_finish
+test_done

@@ -8,7 +8,7 @@
 gui_start
 TR=$T/trace
 run_bg "$BRINDLE_BIN/ss_canvas_driver" "$TR" "$GUI_DATA/ss_node.xpm"
-wait_trace "$TR" '^positions$'
+expect_trace "the driver's first layout" '^positions$'
 WIN=$(xdotool search --sync --name 'ss canvas driver' | head -n1)
 
 # at NAME: X Y W H of the icon in the last positions, and the middle of its
@@ -23,43 +23,45 @@ at() {
 pixel() {
   convert "$1" -crop "1x1+$2+$3" -depth 8 txt:- | grep -o '#[0-9A-F]\{6\}' | head -n1
 }
-expect_line() {  # expect_line WHAT PATTERN [COUNT]
-  wait_trace "$TR" "$2" "${3:-1}"
-  echo "ok: $1"
-}
 
-expect_eq() { [ "$2" = "$3" ] || fail "$1: expected '$2', got '$3'"; }
-
+test_case 'a click with a wiggle inside the drag threshold selects' <<'EOF'
 at left
 xdotool mousemove "$PX" "$PY" mousedown 1 mousemove_relative 3 3 mouseup 1
-expect_line "a click with a wiggle inside the drag threshold selects" '^selected left$'
+expect_trace "left selected" '^selected left$'
+EOF
 
+test_case 'a hidden object lets the click through' <<'EOF'
 at right  # the hidden ghost lies on top of it
 xdotool mousemove "$PX" "$PY" click 1
-expect_line "a hidden object lets the click through" '^selected right$'
+expect_trace "right selected" '^selected right$'
+EOF
 
+test_case 'a double click and keys reach the object under the pointer' <<'EOF'
 at top
 xdotool mousemove "$PX" "$PY" click --repeat 2 --delay 150 1
-expect_line "a double click reaches the object" '^dblclick top$'
+expect_trace "the double click" '^dblclick top$'
 xdotool key Delete
-expect_line "keys reach the object under the pointer" '^key top Delete$'
+expect_trace "the key" '^key top Delete$'
+EOF
 
-# A rubber band from the background round left and right, not reaching leaf.
+test_case 'a rubber band selects what it encloses' <<'EOF'
+# From the background round left and right, not reaching leaf.
 at left
 x0=$((X - 6)) y0=$((Y - 6))
 at right
 x1=$((X + W + 6)) y1=$((Y + H + 6))
 xdotool mousemove "$x0" "$y0" mousedown 1 mousemove $((x0 + 20)) $((y0 + 10)) \
   mousemove "$x1" "$y1" mouseup 1
-expect_line "the rubber band selects what it encloses" '^selected left right$'
+expect_trace "both selected" '^selected left right$'
+EOF
 
-# Drag leaf onto left: the drop links it below left, and the tree reflows.
+test_case 'a drop links the dragged icon below its target and the tree reflows' <<'EOF'
 at leaf
 xdotool mousemove "$PX" "$PY" mousedown 1 mousemove_relative 12 12
 at left
 xdotool mousemove "$PX" "$PY" mouseup 1
-expect_line "the drop names dragged and target" '^drop leaf left$'
-expect_line "the tree is laid out again" '^positions$' 2
+expect_trace "the drop" '^drop leaf left$'
+expect_trace "the new layout" '^positions$' 2
 at left
 lx=$X ly=$Y lw=$W lh=$H
 at leaf
@@ -67,9 +69,11 @@ at leaf
 expect_eq "leaf's column under left" "$((lx + lw / 2))" "$((X + W / 2))"
 expect_eq "leaf's depth under left" "$((ly + lh + 28))" "$Y"
 expect_eq "drops" 1 "$(grep -c '^drop ' "$TR")"
+EOF
 
-# Colours: the card's fill as drawn; the picture's "none" corner in the paper
-# colour on a plain icon and black on the selected (dragged) one.
+test_case 'pictures are drawn with their symbolic colours' <<'EOF'
+# The card's fill as drawn; the picture's "none" corner in the paper colour on
+# a plain icon and black on the selected (dragged) one.
 shot canvas
 at leaf
 ix=$((X + (W - 32) / 2))
@@ -78,22 +82,26 @@ expect_eq "selected corner" "#000000" "$(pixel "$T/canvas.png" $((ix + 1)) $((Y 
 at top
 ix=$((X + (W - 32) / 2))
 expect_eq "plain corner" "#D8D8D8" "$(pixel "$T/canvas.png" $((ix + 1)) $((Y + 1)))"
+EOF
 
-# Cover the tree with another client's window and take it away again.
+test_case 'an uncovered part is repainted as it was' <<'EOF'
 shot before "$WIN"
 run_bg xlogo -geometry 220x160+30+60
-XLOGO=$LAST_PID
 xdotool search --sync --class xlogo >/dev/null
-kill "$XLOGO"
-expect_line "the uncovered part is exposed" '^exposed ' 2
+kill "$LAST_PID"
+expect_trace "the exposure" '^exposed ' 2
 shot after "$WIN"
 expect_eq "pixels that differ after the exposure" 0 \
   "$(compare -metric AE "$T/before.png" "$T/after.png" null: 2>&1)"
+EOF
 
+test_case 'a right press shows the popup menu and Escape takes it away' <<'EOF'
 at top
 xdotool mousemove "$PX" "$PY" click 3
-expect_line "a right press shows the popup menu" '^popup$'
+expect_trace "the popup" '^popup$'
 shot popup
 xdotool key Escape
-expect_line "the menu goes away" '^popdown$'
-gui_finish
+expect_trace "the popdown" '^popdown$'
+EOF
+
+test_done

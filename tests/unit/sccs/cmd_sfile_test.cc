@@ -21,6 +21,7 @@
 #include "util/kes_process.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
@@ -62,8 +63,8 @@ protected:
   // Two edits at once: 1.2 on the trunk and 1.1.1.1 beside it.
   void make_two_edits() {
     make_history("one\n", "", "-fj");  // concurrent edits allowed
-    ASSERT_EQ(run(cssc("get") + " -s -e s.f.c", sdir).status, 0);
-    ASSERT_EQ(run(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g2")) + " s.f.c", sdir).status,
+    ASSERT_EQ(sh(cssc("get") + " -s -e s.f.c", sdir).status, 0);
+    ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g2")) + " s.f.c", sdir).status,
               0);
     std::string both = pfile_text(sdir);
     ASSERT_EQ(both.substr(0, 8), "1.1 1.2 ") << both;
@@ -83,27 +84,13 @@ protected:
   }
   std::vector<std::string> made;
 
-  static mode_t mode_of(const std::string &path) {
-    struct stat st;
-    return stat(path.c_str(), &st) == 0 ? st.st_mode & 0777 : 0;
-  }
+  // The quoted directory part of a shown command: "cd <dir>; " (the temporary
+  // directory's own name needs no quoting).
+  std::string cd_part() const { return "cd " + tmp.path() + "/src\\ dir\\;\\$x\\'\\&\\(y\\); "; }
 
-  // The quoted directory part of a shown command: "cd <dir>; ".
-  std::string cd_part() const { return std::string("cd ") + shell_escape_copy(ws) + "; "; }
-  static std::string shell_escape_copy(const std::string &s);
-
-  TempDir tmp;
+  Temp_dir tmp;
   std::string ws, sdir, spath, clear;
 };
-
-std::string CmdSfile::shell_escape_copy(const std::string &s) {
-  std::string out;
-  for (char c : s) {
-    if (strchr("&;`'\"!|*?~<>^()[]{}$\\\n ", c)) out += '\\';
-    out += c;
-  }
-  return out;
-}
 
 TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   make_history("one\ntwo\n");
@@ -148,7 +135,7 @@ TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
   make_history("one\n", "ONE\n");
   SCCS_sfile f(spath.c_str());
   std::string g = tmp.file("other name.c");
-  std::string g_arg = shell_escape_copy(g);  // the caller quotes the name
+  std::string g_arg = tmp.path() + "/other\\ name.c";  // the caller quotes the name
   Cmd *c = f.check_out("1.1", g_arg.c_str());
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
   EXPECT_EQ(str(c->cmd), cd_part() + "get -e -r1.1 SCCS/s.f.c -G" + g_arg + "\n");
@@ -187,7 +174,7 @@ TEST_F(CmdSfile, UncheckoutOfTwoEdits) {
   EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
   EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
 
-  ASSERT_EQ(run(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
   SCCS_sfile g(spath.c_str());
   c = g.uncheckout(nullptr);
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
@@ -208,7 +195,7 @@ TEST_F(CmdSfile, CheckOutIncludingABranch) {
   EXPECT_EQ(str(c->results), "");  // silent
   delete c;
   EXPECT_EQ(read_file(clear), "A\nb\nC\n");
-  RunResult r = run(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
+  Run_result r = sh(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(get_text(spath, "1.3").out, "A\nb\nC\n");
   EXPECT_EQ(prs(spath, ":Dn:", "1.3"), "3\n");  // the serial of 1.1.1.1
@@ -267,7 +254,8 @@ TEST_F(CmdSfile, ExtractionToPrivateAndSharedPlaces) {
   Cmd *c = f.get_clear_file_cmd("1.1", 3, priv.c_str());
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
   EXPECT_EQ(str(c->cmd),
-            cd_part() + "get -k -s -r1.1 -p SCCS/s.f.c > " + shell_escape_copy(priv) + "\n");
+            cd_part() + "get -k -s -r1.1 -p SCCS/s.f.c > " + priv.substr(0, priv.size() - 11) +
+                "old\\ version\n");
   EXPECT_EQ(str(c->results), "");
   EXPECT_EQ(c->errors, nullptr);
   delete c;
@@ -462,7 +450,7 @@ TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
   }
   ASSERT_EQ(chdir(here), 0);
   EXPECT_EQ(c1->ret_stat, 0) << str(c1->errors);
-  EXPECT_EQ(str(c1->cmd), "cd " + shell_escape_copy("src dir;$x'&(y)") + "; get -e SCCS/s.f.c \n");
+  EXPECT_EQ(str(c1->cmd), "cd src\\ dir\\;\\$x\\'\\&\\(y\\); get -e SCCS/s.f.c \n");
   EXPECT_TRUE(file_exists(clear));
   EXPECT_EQ(c2->ret_stat, 0) << str(c2->errors);
   EXPECT_EQ(str(c2->cmd), "val s.g.c\n");  // no directory: no cd
@@ -496,7 +484,7 @@ TEST(CmdUserLocks, NoDoubles) {
 }
 
 TEST(CmdUserLocks, OnTheListReadFromAHistory) {
-  TempDir tmp;
+  Temp_dir tmp;
   kes_set_path();
   new_history(tmp.path(), "u.c", "x\n", "-acarol -adave");
   SCCS_sfile f(tmp.file("s.u.c").c_str());

@@ -17,7 +17,7 @@
 
 #include "sccs/sccs_helpers.h"
 
-using sccs_test::TempDir;
+using namespace support;
 
 namespace {
 
@@ -56,7 +56,7 @@ TEST(CmdExecute, ConstructorsCopyTheirTextsAndSkipNulls) {
 }
 
 TEST(CmdExecute, RunsInADirectoryWhoseNameNeedsQuoting) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string dir = tmp.file("a b;$HOME'\"`x`&|*");
   ASSERT_EQ(mkdir(dir.c_str(), 0777), 0);
   Cmd c("pwd");
@@ -71,7 +71,7 @@ TEST(CmdExecute, RunsInADirectoryWhoseNameNeedsQuoting) {
 }
 
 TEST(CmdExecute, AFailedCdAndTheCommandShareTheErrorText) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string missing = tmp.file("no such dir");
   Cmd c("sh", "-c", "'echo mine >&2'");
   c.execute(missing.c_str());
@@ -105,11 +105,11 @@ TEST(CmdExecute, TheErrorFileIsPrivateAndRemovedAfterwards) {
   EXPECT_EQ(errfile.rfind("/tmp/excmd", 0), 0u) << errfile;
   EXPECT_EQ(out.substr(nl + 1), "600\n");
   EXPECT_EQ(str(c.errors), "x\n");
-  EXPECT_FALSE(sccs_test::file_exists(errfile));
+  EXPECT_FALSE(file_exists(errfile));
 }
 
 TEST(CmdExecute, ASecondRunReplacesTheResults) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string counter = tmp.file("n");
   std::string cmd = "'echo run >> " + counter + "; wc -l < " + counter + "'";
   Cmd c("sh", "-c", cmd.c_str());

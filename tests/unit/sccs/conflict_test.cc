@@ -11,24 +11,21 @@
 #include <string>
 
 #include "sccs/kes_conflict.h"
-#include "sccs/merge_gen_helpers.h"
+#include "support/cssc.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 
-using namespace merge_gen;
+using namespace support;
 
 namespace {
 
 class ConflictTest : public ::testing::Test {
 protected:
   void SetUp() override {
-    root = make_temp_dir("conflict_test");
-    write_file(root + "/f", "one\n");
-    ASSERT_EQ(run({sccs_prog("admin"), "-if", "-ystart", "s.f"}, root).status, 0);
+    new_history(root, "f", "one\n", "-ystart");
     path = root + "/s.f";
   }
-  void TearDown() override { remove_tree(root); }
 
   // Stores value as the record and writes the file.
   void store(const char *value) {
@@ -43,9 +40,10 @@ protected:
   }
   // The comment lines of the data delta, as the SCCS programs list them.
   std::string data_comments() {
-    return run({sccs_prog("prs"), "-a", "-r1.2", "-d:C:", path}).out;
+    return run({cssc("prs"), "-a", "-r1.2", "-d:C:", path}).out;
   }
-  std::string root, path;
+  Temp_dir tmp;
+  std::string root = tmp.path(), path;
 };
 
 }  // namespace
@@ -75,7 +73,7 @@ TEST_F(ConflictTest, RecordsRoundTripAndEveryFormParses) {
       c.set(k.force, k.child, k.parent, k.ancestor, k.ws);
       ASSERT_EQ(c.write(), nullptr);
       ASSERT_EQ(sf.write(), nullptr);
-      EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
+      EXPECT_EQ(run({cssc("val"), path}).status, 0);
       EXPECT_NE(data_comments().find(std::string("Conflict from ws : ") + k.line), std::string::npos)
           << data_comments();
     }
@@ -142,8 +140,8 @@ TEST_F(ConflictTest, ClearMakesTheDataDeltaAndWritesTheFile) {
     Kes_err *e = c.clear();
     ASSERT_EQ(e, nullptr) << e->text;
   }
-  EXPECT_EQ(run({sccs_prog("val"), path}).status, 0);
-  EXPECT_EQ(run({sccs_prog("admin"), "-h", path}).status, 0);
+  EXPECT_EQ(run({cssc("val"), path}).status, 0);
+  EXPECT_EQ(run({cssc("admin"), "-h", path}).status, 0);
   EXPECT_EQ(data_comments(), "Oakline Brindle data about conflicts, renames, etc...\n\n");
   EXPECT_FALSE(file_exists(root + "/z.f"));
 
@@ -159,5 +157,5 @@ TEST_F(ConflictTest, ClearMakesTheDataDeltaAndWritesTheFile) {
   Kes_conflict c(&sf, 0);
   EXPECT_FALSE(c.in_conflict());
   EXPECT_EQ(data_comments().find("Conflict from ws"), std::string::npos);
-  EXPECT_EQ(run({sccs_prog("get"), "-s", "-k", "-p", path}).out, "one\n");
+  EXPECT_EQ(run({cssc("get"), "-s", "-k", "-p", path}).out, "one\n");
 }

@@ -10,7 +10,7 @@
 #include <set>
 #include <string>
 
-#include "sccs/merge_gen_helpers.h"
+#include "support/merge_gen.h"
 
 using namespace merge_gen;
 
@@ -18,11 +18,8 @@ namespace {
 
 class MergeGen : public ::testing::Test {
 protected:
-  void SetUp() override { root = make_temp_dir("merge_gen"); }
-  void TearDown() override {
-    if (!getenv("MERGE_GEN_KEEP")) remove_tree(root);
-  }
-  std::string root;
+  Temp_dir tmp{"merge_gen"};
+  std::string root = tmp.path();
 };
 
 int count_type(const Snapshot &s, char type) {
@@ -66,8 +63,8 @@ TEST_F(MergeGen, PairsHoldTheRequestedHistories) {
   Snapshot from = snapshot(pair.from_sfile, &problems);
   Snapshot to = snapshot(pair.to_sfile, &problems);
   ASSERT_TRUE(problems.empty()) << problems[0];
-  EXPECT_EQ(run({sccs_prog("val"), pair.from_sfile}).status, 0);
-  EXPECT_EQ(run({sccs_prog("val"), pair.to_sfile}).status, 0);
+  EXPECT_EQ(run({cssc("val"), pair.from_sfile}).status, 0);
+  EXPECT_EQ(run({cssc("val"), pair.to_sfile}).status, 0);
   // A common start: the root and the first common deltas are the same.
   EXPECT_EQ(from.deltas.back().key(), to.deltas.back().key());
   // Both sides went on, with removed deltas, include lists and branches.
@@ -171,7 +168,7 @@ TEST_F(MergeGen, JudgeAcceptsGoodMergesAndRefusesBadOnes) {
     size_t line = s.find("\n\001I 1\n", s.find("\n\001T\n"));
     if (line != std::string::npos) s.insert(line + 6, "planted line\n");
     write_file(r.to_sfile, s);
-    run({sccs_prog("admin"), "-z", r.to_sfile});
+    run({cssc("admin"), "-z", r.to_sfile});
     return m;
   };
   rep = judge_pair(onesided, corrupting);

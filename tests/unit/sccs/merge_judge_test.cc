@@ -8,8 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "sccs/merge_engine_run.h"
-#include "sccs/merge_gen_helpers.h"
+#include "support/merge_engine.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -20,10 +19,7 @@ namespace {
 
 class MergeJudge : public ::testing::Test {
 protected:
-  void SetUp() override { root = make_temp_dir("merge_judge"); }
-  void TearDown() override {
-    if (!getenv("MERGE_GEN_KEEP")) remove_tree(root);
-  }
+
   // Judges `count` pairs of one seed; returns how many ended in each state.
   void judge_many(unsigned seed, int count, int scale, int states[5], int &switches) {
     Generator gen(seed, root);
@@ -36,10 +32,11 @@ protected:
           << rep.summary();
       for (int s = 0; s < 5; s++) states[s] += rep.states[s];
       switches += rep.switches;
-      if (rep.problems.empty() && !getenv("MERGE_GEN_KEEP")) remove_tree(pair.dir);
+      if (rep.problems.empty()) remove_tree(pair.dir);
     }
   }
-  std::string root;
+  Temp_dir tmp{"merge_judge"};
+  std::string root = tmp.path();
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +16,7 @@
 
 #include "sccs/kes_conflict.h"
 #include "sccs/kes_name_history.h"
-#include "sccs/merge_gen_helpers.h"
+#include "support/merge_gen.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -38,63 +39,31 @@ struct Result {
 
 class MergeTest : public ::testing::Test {
 protected:
-  void SetUp() override {
-    root = make_temp_dir("merge_test");
-    unsetenv("BRINDLE_MERGE_BODIES_TEST");
-    kes_merge_bodies_test_reread();
-  }
-  void TearDown() override {
-    unsetenv("BRINDLE_MERGE_BODIES_TEST");
-    kes_merge_bodies_test_reread();
-    if (!getenv("MERGE_GEN_KEEP")) remove_tree(root);
-  }
+  void SetUp() override { unsetenv("BRINDLE_MERGE_BODIES_TEST"), kes_merge_bodies_test_reread(); }
+  void TearDown() override { SetUp(); }
 
   // A workspace-like directory with SCCS/s.f and its first version.
   std::string make(const std::string &name, const std::string &text, const char *comment,
-                   std::vector<std::string> admin_args = {}) {
+                   const std::string &admin_flags = "") {
     std::string dir = root + "/" + name;
-    mkdir(dir.c_str(), 0755);
-    mkdir((dir + "/SCCS").c_str(), 0755);
-    write_file(dir + "/f", text);
-    std::vector<std::string> argv = {sccs_prog("admin"), "-if", std::string("-y") + comment};
-    argv.insert(argv.end(), admin_args.begin(), admin_args.end());
-    argv.push_back("SCCS/s.f");
-    Run_result r = run(argv, dir);
-    EXPECT_EQ(r.status, 0) << r.err;
-    unlink((dir + "/f").c_str());
+    make_dirs(dir + "/SCCS");
+    new_history(dir + "/SCCS", "f", text, "-y" + shq(comment) + " " + admin_flags);
     return dir;
   }
-  // A copy of a workspace directory.
   std::string copy(const std::string &from, const std::string &name) {
-    std::string dir = root + "/" + name;
-    run({"/bin/cp", "-a", from, dir});
-    return dir;
+    run({"cp", "-a", from, root + "/" + name});
+    return root + "/" + name;
   }
-  // get -e [args], the new text, delta.
   void edit(const std::string &dir, const std::string &text, const char *comment,
-            std::vector<std::string> get_args = {}) {
-    std::vector<std::string> argv = {sccs_prog("get"), "-e", "-s"};
-    argv.insert(argv.end(), get_args.begin(), get_args.end());
-    argv.push_back("SCCS/s.f");
-    Run_result g = run(argv, dir);
-    ASSERT_EQ(g.status, 0) << g.err;
-    chmod((dir + "/f").c_str(), 0644);
-    write_file(dir + "/f", text);
-    Run_result d = run({sccs_prog("delta"), "-s", std::string("-y") + comment, "SCCS/s.f"}, dir);
-    ASSERT_EQ(d.status, 0) << d.err;
+            const std::string &get_flags = "") {
+    add_delta(sfile(dir), text, comment, get_flags);
   }
   // Gives one delta of the table another date, and mends the checksum.
-  void set_date(const std::string &dir, const std::string &sid, const char *date,
-                char type = 'D') {
-    std::string path = dir + "/SCCS/s.f";
-    std::string s = read_file(path);
-    std::string key = std::string("\001d ") + type + " " + sid + " ";
+  void set_date(const std::string &dir, const std::string &sid, const char *date, char type = 'D') {
+    std::string key = std::string("\001d ") + type + " " + sid + " ", s = read_file(sfile(dir));
     size_t at = s.find(key);
     ASSERT_NE(at, std::string::npos) << sid;
-    s.replace(at + key.size(), 17, date);
-    chmod(path.c_str(), 0644);
-    write_file(path, s);
-    ASSERT_EQ(run({sccs_prog("admin"), "-z", path}).status, 0);
+    edit_sfile(sfile(dir), s.substr(at, key.size() + 17), key + date);
   }
   std::string sfile(const std::string &dir) { return dir + "/SCCS/s.f"; }
 
@@ -129,24 +98,21 @@ protected:
     Snapshot f = snapshot(sfile(from_copy), &problems);
     Snapshot t = snapshot(sfile(to_before), &problems);
     Snapshot o = snapshot(sfile(merged), &problems);
-    EXPECT_EQ(run({sccs_prog("val"), sfile(merged)}).status, 0);
-    EXPECT_EQ(run({sccs_prog("admin"), "-h", sfile(merged)}).status, 0);
+    EXPECT_EQ(run({cssc("val"), sfile(merged)}).status, 0);
+    EXPECT_EQ(run({cssc("admin"), "-h", sfile(merged)}).status, 0);
     check_output(f, t, o, conflict, ws_path, &problems);
     std::string all;
     for (const std::string &p : problems) all += p + "\n";
     EXPECT_TRUE(problems.empty()) << all;
   }
   std::string sids(const std::string &dir) {
-    std::string out = run({sccs_prog("prs"), "-e", "-a", "-d:I::DT: ", sfile(dir)}).out;
-    std::string joined;
-    for (char c : out)
-      if (c != '\n') joined += c;
-    return joined;
+    std::string out = run({cssc("prs"), "-e", "-a", "-d:I::DT: ", sfile(dir)}).out;
+    out.erase(std::remove(out.begin(), out.end(), '\n'), out.end());
+    return out;
   }
-  std::string text(const std::string &dir, const std::string &sid) {
-    return run({sccs_prog("get"), "-s", "-k", "-p", "-r" + sid, sfile(dir)}).out;
-  }
-  std::string root;
+  std::string text(const std::string &dir, const std::string &sid) { return get_text(sfile(dir), sid).out; }
+  Temp_dir tmp{"merge_test"};
+  std::string root = tmp.path();
 };
 
 }  // namespace
@@ -171,18 +137,18 @@ TEST_F(MergeTest, FilesWithNoCommonDelta) {
   EXPECT_EQ(text(b, "1.3"), "alpha\nbeta\n");
   EXPECT_EQ(text(b, "1.1.1.2"), "other\nmore\n");
   EXPECT_EQ(text(b, "1.1"), "");
-  std::string fake = run({sccs_prog("prs"), "-r1.1", "-d:P:|:D: :T:|:C:", sfile(b)}).out;
+  std::string fake = run({cssc("prs"), "-r1.1", "-d:P:|:D: :T:|:C:", sfile(b)}).out;
   EXPECT_EQ(fake, "Fake|70/01/01 00:00:00|Fake Brindle delta to combine two files with no "
                   "common deltas\n\n");
   judge(a, b0, b, true);
 }
 
 TEST_F(MergeTest, RemovalOnOneSideIsAConflictEvenWithEqualHeads) {
-  std::string a = make("a", "one\n", "start", {"-fb"});
+  std::string a = make("a", "one\n", "start", "-fb");
   edit(a, "one\ntwo\n", "trunk");
-  edit(a, "one\nbranch\n", "on a branch", {"-b", "-r1.2"});
+  edit(a, "one\nbranch\n", "on a branch", "-b -r1.2");
   std::string b = copy(a, "b");
-  ASSERT_EQ(run({sccs_prog("rmdel"), "-r1.2.1.1", "SCCS/s.f"}, b).status, 0);
+  ASSERT_EQ(run({cssc("rmdel"), "-r1.2.1.1", "SCCS/s.f"}, b).status, 0);
   std::string b0 = copy(b, "b0");
   Result r;
   merge(a, b, &r);
@@ -198,7 +164,7 @@ TEST_F(MergeTest, CheckedOutDestination) {
   edit(a, "one\ntwo\n", "second");
   std::string b = copy(a, "b");
   edit(a, "one\ntwo\nthree\n", "from side");
-  ASSERT_EQ(run({sccs_prog("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
+  ASSERT_EQ(run({cssc("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
   EXPECT_EQ(read_file(b + "/SCCS/p.f").substr(0, 8), "1.2 1.3 ");
   chmod((b + "/f").c_str(), 0644);
   write_file(b + "/f", "one\ntwo\nwork\n");
@@ -208,9 +174,9 @@ TEST_F(MergeTest, CheckedOutDestination) {
   ASSERT_EQ(r.err, nullptr) << r.error();
   EXPECT_EQ(r.contents, KES_MERGE_CONFLICT);
   EXPECT_EQ(read_file(b + "/SCCS/p.f").substr(0, 12), "1.2 1.2.1.1 ");
-  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF: :Ds:", sfile(b)}).out, "yes 1.2.1\n");
+  EXPECT_EQ(run({cssc("prs"), "-d:BF: :Ds:", sfile(b)}).out, "yes 1.2.1\n");
   judge(a, b0, b, true);
-  ASSERT_EQ(run({sccs_prog("delta"), "-s", "-ywork", "SCCS/s.f"}, b).status, 0);
+  ASSERT_EQ(run({cssc("delta"), "-s", "-ywork", "SCCS/s.f"}, b).status, 0);
   EXPECT_EQ(text(b, "1.2.1.1"), "one\ntwo\nwork\n");
   EXPECT_EQ(text(b, "1.3"), "one\ntwo\nthree\n");
 }
@@ -223,7 +189,7 @@ TEST_F(MergeTest, RemovedTrunkDeltasAndTheirSids) {
     std::string a = make("a" + tag, "one\n", "start");
     std::string b = copy(a, "b" + tag);
     edit(b, "one\nremoved\n", "to side, removed later");
-    ASSERT_EQ(run({sccs_prog("rmdel"), "-r1.2", "SCCS/s.f"}, b).status, 0);
+    ASSERT_EQ(run({cssc("rmdel"), "-r1.2", "SCCS/s.f"}, b).status, 0);
     edit(a, "one\nlive\n", "from side");
     set_date(a, "1.1", "95/01/01 00:00:00");
     set_date(b, "1.1", "95/01/01 00:00:00");
@@ -251,7 +217,7 @@ TEST_F(MergeTest, RefusedMerges) {
     s.replace(s.find("two\n"), 4, "TWO\n");
     chmod(sfile(b).c_str(), 0644);
     write_file(sfile(b), s);
-    EXPECT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+    EXPECT_EQ(run({cssc("admin"), "-z", sfile(b)}).status, 0);
     edit(a, "one\ntwo\nfrom\n", "from side");
     edit(b, "one\nTWO\nto\n", "to side");
     return std::make_pair(a, b);
@@ -276,7 +242,7 @@ TEST_F(MergeTest, RefusedMerges) {
        },
        false},
       {"text and binary",
-       [&] { return std::make_pair(make("a2", "one\n", "text"), make("b2", "one\n", "binary", {"-b"})); },
+       [&] { return std::make_pair(make("a2", "one\n", "text"), make("b2", "one\n", "binary", "-b")); },
        2537,
        [&](const std::string &a, const std::string &b) {
          return "File \"" + sfile(a) + "\" has incompatible type with file \"" + sfile(b) +
@@ -286,7 +252,7 @@ TEST_F(MergeTest, RefusedMerges) {
       // A damaged file explains a failure better than the type does.
       {"damaged checksum",
        [&] {
-         std::string b = make("b3", "one\n", "binary", {"-b"});
+         std::string b = make("b3", "one\n", "binary", "-b");
          std::string s = read_file(sfile(b));
          s.replace(2, 5, "00000");
          chmod(sfile(b).c_str(), 0644);
@@ -350,10 +316,10 @@ TEST_F(MergeTest, SignaturesAndForcedConflicts) {
   Result r;
   merge(a, b, &r, KES_MO_SIGNATURE);
   ASSERT_EQ(r.err, nullptr) << r.error();
-  std::string c = run({sccs_prog("prs"), "-r1.2", "-d:C:", sfile(b)}).out;
-  std::string date = run({sccs_prog("prs"), "-r1.2", "-d:D: :T:", sfile(b)}).out;
+  std::string c = run({cssc("prs"), "-r1.2", "-d:C:", sfile(b)}).out;
+  std::string date = run({cssc("prs"), "-r1.2", "-d:D: :T:", sfile(b)}).out;
   date.pop_back();
-  std::string user = run({sccs_prog("prs"), "-r1.2", "-d:P:", sfile(b)}).out;
+  std::string user = run({cssc("prs"), "-r1.2", "-d:P:", sfile(b)}).out;
   user.pop_back();
   EXPECT_EQ(c, "from side\nsccsmerge-signature: " + user + " " + date + "\n\n");
   // The signature doesn't part the delta from its unsigned self.
@@ -384,12 +350,12 @@ TEST_F(MergeTest, StripFlagsDropsBranchAndDefault) {
   std::string a = make("a", "one\n", "start");
   std::string b = copy(a, "b");
   write_file(root + "/desc", " *\tdefault\nribbon\nkept\n");
-  run({sccs_prog("admin"), "-fb", "-fd1", "-fqtext", "-t" + root + "/desc", sfile(b)});
+  run({cssc("admin"), "-fb", "-fd1", "-fqtext", "-t" + root + "/desc", sfile(b)});
   edit(a, "one\ntwo\n", "from side");
   Result r;
   merge(a, b, &r, KES_MO_STRIP_FLAGS);
   ASSERT_EQ(r.err, nullptr) << r.error();
-  EXPECT_EQ(run({sccs_prog("prs"), "-d:BF:|:Ds:|:Q:|:FD:", sfile(b)}).out,
+  EXPECT_EQ(run({cssc("prs"), "-d:BF:|:Ds:|:Q:|:FD:", sfile(b)}).out,
             "no|none|text|kept\n\n");
 }
 
@@ -397,7 +363,7 @@ TEST_F(MergeTest, AnalysisOnlyWritesNothing) {
   std::string a = make("a", "one\n", "start");
   std::string b = copy(a, "b");
   edit(a, "one\ntwo\n", "from side");
-  ASSERT_EQ(run({sccs_prog("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
+  ASSERT_EQ(run({cssc("get"), "-e", "-s", "SCCS/s.f"}, b).status, 0);
   std::string before = read_file(sfile(b)), pbefore = read_file(b + "/SCCS/p.f");
   Result r;
   merge(a, b, &r, KES_MO_ANALYSIS_ONLY);
@@ -424,7 +390,7 @@ TEST_F(MergeTest, FastRouteGivesWayToTheRebuild) {
   s.insert(at, "\001E 1\n\001I 1\n");  // one block split in two: the same version
   chmod(sfile(b).c_str(), 0644);
   write_file(sfile(b), s);
-  ASSERT_EQ(run({sccs_prog("admin"), "-z", sfile(b)}).status, 0);
+  ASSERT_EQ(run({cssc("admin"), "-z", sfile(b)}).status, 0);
   edit(a, "one\ntwo\nthree\nfrom\n", "from side");
   edit(b, "zero\none\ntwo\nthree\n", "to side");
   std::string b0 = copy(b, "b0");
@@ -453,7 +419,7 @@ TEST_F(MergeTest, EmptyRootKeepsItsBlock) {
   std::string a = root + "/a";
   mkdir(a.c_str(), 0755);
   mkdir((a + "/SCCS").c_str(), 0755);
-  ASSERT_EQ(run({sccs_prog("admin"), "-n", "-yempty", "SCCS/s.f"}, a).status, 0);
+  ASSERT_EQ(run({cssc("admin"), "-n", "-yempty", "SCCS/s.f"}, a).status, 0);
   std::string b = copy(a, "b");
   edit(a, "from\n", "from side");
   edit(b, "to\n", "to side");
@@ -477,7 +443,7 @@ TEST_F(MergeTest, ConflictFilesAndConflictState) {
   edit(b, "child\none\ntwo\n", "to side");
   std::string anc = root + "/ancestor", par = root + "/parent", chi = root + "/child";
   // The SCCS programs are found on PATH, as the engine sets it at start-up.
-  std::string path = std::string(getenv("PATH")) + ":" + sccs_prog("").substr(0, sccs_prog("").size() - 1);
+  std::string path = std::string(getenv("PATH")) + ":" + cssc("").substr(0, cssc("").size() - 1);
   setenv("PATH", path.c_str(), 1);
   Result c;
   merge(a, b, &c, 0, "/ws/parent", [&](SCCS_merge &m) {
@@ -552,8 +518,8 @@ TEST_F(MergeTest, RenameStates) {
   ASSERT_EQ(r.err, nullptr) << r.error();
   EXPECT_EQ(r.rename, 1);
   EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
-  EXPECT_EQ(run({sccs_prog("val"), ts}).status, 0);
-  std::string c = run({sccs_prog("prs"), "-e", "-a", "-d:C:", ts}).out;
+  EXPECT_EQ(run({cssc("val"), ts}).status, 0);
+  std::string c = run({cssc("prs"), "-e", "-a", "-d:C:", ts}).out;
   EXPECT_NE(c.find("Name history : 2 1 g\nName history : 1 0 f\n"), std::string::npos) << c;
   EXPECT_EQ(text(b, "1.2"), "one\ntwo\n");
 }
@@ -597,7 +563,7 @@ TEST_F(MergeTest, BrokenBlocksOfNewDeltas) {
     ASSERT_NE(r.err, nullptr) << c.text;
     // A checksum mended by nobody: the damaged from file is named instead.
     EXPECT_EQ(r.err->code, 2043) << r.error();
-    run({sccs_prog("admin"), "-z", sfile(from)});
+    run({cssc("admin"), "-z", sfile(from)});
     Result r2;
     merge(from, t, &r2);
     ASSERT_NE(r2.err, nullptr) << c.text;

@@ -12,13 +12,12 @@
 #include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
 #include "sccs/sccs_sfile.h"
-#include "sccs/sdata_helpers.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
 #include "util/kes_mmap.h"
 
 using namespace sccs_test;
-using namespace sdata_test;
+using namespace support;
 
 namespace {
 
@@ -133,9 +132,9 @@ void record_name(const std::string &sfile, const char *name) {
 }
 
 TEST(NamehistFile, RenamesAreRecordedAndReadBack) {
-  TempDir d;
+  Temp_dir d;
   std::string s = make_rich_history(d.path(), "f");
-  std::string versions = all_versions(s);
+  std::string texts = versions(s);
   int gained = -1;
   EXPECT_EQ("1 0 src/f.c;", tree_of(s, "src/f.c", &gained));
   EXPECT_EQ(1, gained);
@@ -143,7 +142,7 @@ TEST(NamehistFile, RenamesAreRecordedAndReadBack) {
   record_name(s, "src/f.c");
   EXPECT_EQ(0, val(s));
   EXPECT_EQ(0, admin_check(s));
-  EXPECT_EQ(versions, all_versions(s));
+  EXPECT_EQ(texts, versions(s));
   EXPECT_EQ(std::vector<std::string>{"1 0 src/f.c"}, stored_lines(s));
   EXPECT_EQ("1 0 src/f.c;", tree_of(s, "src/f.c", &gained));
   EXPECT_EQ(0, gained);
@@ -151,7 +150,7 @@ TEST(NamehistFile, RenamesAreRecordedAndReadBack) {
   record_name(s, "new dir/f  2.c");
   record_name(s, "src/f.c");
   EXPECT_EQ(0, val(s));
-  EXPECT_EQ(versions, all_versions(s));
+  EXPECT_EQ(texts, versions(s));
   EXPECT_EQ((std::vector<std::string>{"3 2 src/f.c", "2 1 new dir/f  2.c", "1 0 src/f.c"}),
             stored_lines(s));
   EXPECT_EQ("1 0 src/f.c;2 1 new dir/f  2.c;3 2 src/f.c;", tree_of(s, "src/f.c", &gained));
@@ -159,7 +158,7 @@ TEST(NamehistFile, RenamesAreRecordedAndReadBack) {
 }
 
 TEST(NamehistFile, GraftedNamesAndFakeRootsSurviveTheRoundTrip) {
-  TempDir d;
+  Temp_dir d;
   std::string s = make_rich_history(d.path(), "f");
   record_name(s, "a");
   record_name(s, "b");
@@ -219,7 +218,7 @@ Kes_err *fast_read(const std::string &sfile, const char *name, Fast *out, Kes_mm
 // Through the caller's window, which stays open: the root and the same tree as
 // a full read; then a conflict record is reported.
 TEST(NamehistFast, GivesTheRootTheTreeAndTheConflictOfAFullRead) {
-  TempDir d;
+  Temp_dir d;
   std::string s = make_rich_history(d.path(), "f");
   record_name(s, "one");
   record_name(s, "two words");
@@ -255,7 +254,7 @@ TEST(NamehistFast, GivesTheRootTheTreeAndTheConflictOfAFullRead) {
 }
 
 TEST(NamehistFast, UnderAFakeRootListsEveryRealRoot) {
-  TempDir d;
+  Temp_dir d;
   std::string s = fake_rooted(d.path(), "\001c a\n", "\001c b\n");
   ASSERT_EQ(0, val(s));
   Fast fast;
@@ -270,7 +269,7 @@ TEST(NamehistFast, UnderAFakeRootListsEveryRealRoot) {
 }
 
 TEST(NamehistFast, FailuresHandOutNothing) {
-  TempDir d;
+  Temp_dir d;
   std::string s = make_rich_history(d.path(), "f");
   std::string rising = d.file("s.rising");
   copy_file(s, rising);
@@ -293,7 +292,7 @@ TEST(NamehistFast, FailuresHandOutNothing) {
 
   Fast c;
   expect_error(fast_read(d.file("s.missing"), "f", &c), 1001,
-               "Open of \"" + d.file("s.missing") + "\" for reading failed",
+               "Open of \"" + d.file("s.missing") + "\" for reading failed  (Error 1001)"
                " - No such file or directory  (System error 2)");
   EXPECT_EQ(nullptr, c.tree);
 }

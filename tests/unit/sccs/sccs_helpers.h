@@ -1,91 +1,40 @@
-// Test helpers for history files: temporary directories, the SCCS programs
-// (made and judged by CSSC, never by our own code), and file contents.
+// History files for the history file layer's tests: made by CSSC with every
+// kind of delta, read by our own reader, and the SmIDs of their roots.
 #ifndef BRINDLE_TESTS_UNIT_SCCS_SCCS_HELPERS_H
 #define BRINDLE_TESTS_UNIT_SCCS_SCCS_HELPERS_H
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "sccs/sccs_sfile.h"
+#include "support/cssc.h"
+
+class Kes_smid;
 
 namespace sccs_test {
-
-// A fresh directory under $TMPDIR (or /tmp), removed with its contents at the end.
-class TempDir {
-public:
-  TempDir();
-  ~TempDir();
-  TempDir(const TempDir &) = delete;
-  TempDir &operator=(const TempDir &) = delete;
-  const std::string &path() const { return path_; }
-  // path()/name
-  std::string file(const std::string &name) const;
-
-private:
-  std::string path_;
-};
-
-struct RunResult {
-  int status;        // exit status, or 128 + signal
-  std::string out;   // standard output
-  std::string err;   // standard error
-};
-
-// Runs a shell command, in dir when given, and collects its output.
-RunResult run(const std::string &cmd, const std::string &dir = "");
-// A word quoted for the shell.
-std::string shq(const std::string &word);
-// Full path of one of CSSC's programs (admin, get, delta, prs, val, rmdel,
-// unget, sact).
-std::string cssc(const std::string &prog);
-
-std::string read_file(const std::string &path);
-void write_file(const std::string &path, const std::string &text);
-void copy_file(const std::string &from, const std::string &to);
-bool file_exists(const std::string &path);
-
-// Building histories with CSSC.  Each returns the result of the last command;
-// a failing command makes the current test fail with its output.
-// A new history dir/s.<name> with the text as its first version;
-// admin_flags go to admin as they stand (e.g. "-fb -tdesc.txt").
-RunResult new_history(const std::string &dir, const std::string &name,
-                      const std::string &text, const std::string &admin_flags = "");
-// get -e <get_flags>, writes text as the new version, delta -y<comment>.
-RunResult add_delta(const std::string &sfile, const std::string &text,
-                    const std::string &comment, const std::string &get_flags = "");
-
-// Judging with CSSC.
-// prs -d<spec> for one SID (all deltas with -e when sid is empty).
-std::string prs(const std::string &sfile, const std::string &spec,
-                const std::string &sid = "");
-// SIDs that prs lists (live deltas), newest first.
-std::vector<std::string> live_sids(const std::string &sfile);
-// Raw "d" lines of the delta table as (type, sid, serial, pred) rows, in table
-// order, removed deltas included (prs doesn't list those).
-struct TableRow {
-  char type;
-  std::string sid;
-  int serial;
-  int pred;
-};
-std::vector<TableRow> table_rows(const std::string &sfile);
-// get -p -k of one SID: its text.  status is 0 on success.
-RunResult get_text(const std::string &sfile, const std::string &sid);
-int val(const std::string &sfile);
-// admin -h: 0 when the checksum and structure are sound.
-int admin_check(const std::string &sfile);
-
-// The real histories under the test data, and every "s." file there, sorted.
-std::string corpus_dir();
-std::vector<std::string> corpus_files();
 
 // A history file read by our own reader in full; a failure fails the test.
 std::unique_ptr<SCCS_sfile> read_full(const std::string &path, int side = 0, int pfile = 1);
 
-// The texts of every live SID, keyed "sid\n" + text, for comparing a file
-// before and after a rewrite.
-std::string all_versions(const std::string &sfile);
+// dir/s.<name> with everything the reader and the writer handle: descriptive
+// text (unless !with_text), flags with values and without, two users, MRs on
+// every delta, a comment of two lines and one with a quote, trunk deltas 1.2
+// and 1.3, a branch 1.2.1.1, a delta 1.4 made with an include list (1.2.1.1)
+// and an exclude list (1.3) whose text has bytes of 0x80 and above (the
+// checksum sums them as signed), and a removed leaf 1.5.  Returns its path.
+std::string make_rich_history(const std::string &dir, const std::string &name,
+                              bool with_text = true);
+// dir/s.<name> with one version, the root's date and, when given, SID set by
+// hand (and the checksum mended by CSSC).
+std::string make_dated_history(const std::string &dir, const std::string &name,
+                               const std::string &date, const std::string &sid = "");
+// dir/s.two: two root deltas, 1.2 and 1.1.1.1, under a fake root, as a merge of
+// unrelated files leaves them; each argument is its delta's "c" lines.
+std::string fake_rooted(const std::string &dir, const std::string &first_comments,
+                        const std::string &second_comments);
+// The root's SmID as a fresh read of the file in the given mode sees it.
+std::string root_smid(const std::string &sfile, int roots_only);
+std::string smid_text(Kes_smid *smid);  // deletes the SmID
 
 }  // namespace sccs_test
 

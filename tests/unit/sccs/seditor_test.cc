@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "sccs/merge_gen_helpers.h"
+#include "support/merge_gen.h"
 #include "sccs/sccs_sfile.h"
 #include "sccs/seditor.h"
 #include "util/kes_err.h"
@@ -124,11 +124,8 @@ Lines random_text(std::mt19937 &rng) {
 
 class SEditorTest : public ::testing::Test {
 protected:
-  void SetUp() override { root = make_temp_dir("seditor"); }
-  void TearDown() override {
-    if (!getenv("MERGE_GEN_KEEP")) remove_tree(root);
-  }
-  std::string root;
+  Temp_dir tmp{"seditor"};
+  std::string root = tmp.path();
 };
 
 }  // namespace
@@ -299,7 +296,7 @@ TEST_F(SEditorTest, BrokenBodies) {
   std::string dir = root + "/broken";
   mkdir(dir.c_str(), 0755);
   write_file(dir + "/f", "one\ntwo\n");
-  ASSERT_EQ(run({sccs_prog("admin"), "-if", "s.f"}, dir).status, 0);
+  ASSERT_EQ(run({cssc("admin"), "-if", "s.f"}, dir).status, 0);
   std::string good = read_file(dir + "/s.f");
   struct Case {
     const char *from, *to;

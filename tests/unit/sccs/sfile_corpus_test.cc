@@ -17,11 +17,10 @@
 #include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
 #include "sccs/sccs_sfile.h"
-#include "sccs/sdata_helpers.h"
 #include "util/kes_err.h"
 
 using namespace sccs_test;
-using sdata_test::prs_summary;
+using namespace support;
 namespace fs = std::filesystem;
 
 namespace {
@@ -47,7 +46,7 @@ TEST(SfileCorpus, EveryFileReadsInEveryMode) {
   int deltas = 0;
   for (const std::string &f : files) {
     SCOPED_TRACE(f);
-    std::vector<TableRow> rows = table_rows(f);
+    std::vector<Table_row> rows = table_rows(f);
     ASSERT_FALSE(rows.empty());
     SCCS_sfile full(f.c_str());
     Kes_err *err = full.buildtree(0, 1, 0);
@@ -63,7 +62,7 @@ TEST(SfileCorpus, EveryFileReadsInEveryMode) {
     ASSERT_EQ(err, nullptr) << err->text;
     // The roots-only tree is the root and its live children.
     std::set<int> want, got;
-    for (const TableRow &r : rows)
+    for (const Table_row &r : rows)
       if (r.pred == 1 && r.type == 'D') want.insert(r.serial);
     for (Kes_tree_node *c = roots.tree->root->first_child; c; c = c->next_sibling)
       got.insert(c->serial);
@@ -81,7 +80,7 @@ std::vector<std::string> smids(SCCS_sfile &sf) {
   std::vector<std::string> v;
   for (int i = 1; i <= sf.tree->size; i++)
     if (sf.tree->ith_node(i)->serial)
-      v.push_back(sdata_test::smid_text(kes_smid_from_delta(sf.tree->ith_delta(i))));
+      v.push_back(smid_text(kes_smid_from_delta(sf.tree->ith_delta(i))));
   return v;
 }
 
@@ -106,7 +105,7 @@ void insert_by_hand(const std::string &sfile, const std::string &at, const std::
 // behind it): one copy gets them in its root, and at the start and the end of
 // another delta's comment.
 TEST(SfileCorpus, SampleHeadsAndRewrites) {
-  TempDir dir;
+  Temp_dir dir;
   std::vector<std::string> files = sample();
   std::string bare = dir.file("s.bare.c");
   copy_file(corpus_dir() + "/bin/df/SCCS/s.df.c", bare);
@@ -121,14 +120,13 @@ TEST(SfileCorpus, SampleHeadsAndRewrites) {
     ASSERT_EQ(mkdir(sub.c_str(), 0755), 0);
     std::string copy = sub + "/" + fs::path(f).filename().string();
     copy_file(f, copy);
-    std::string before = read_file(copy), versions = all_versions(copy);
-    std::string shown = prs_summary(copy);
+    std::string before = read_file(copy), view = cssc_view(copy);
     std::vector<std::string> ids;
     {
       SCCS_sfile sf(copy.c_str());
       Kes_err *err = sf.buildtree(0, 1, 0);
       ASSERT_EQ(err, nullptr) << err->text;
-      RunResult g = run(cssc("get") + " -g " + shq(copy));
+      Run_result g = sh(cssc("get") + " -g " + shq(copy));
       ASSERT_EQ(g.status, 0) << g.err;
       EXPECT_EQ(std::string(sf.head_delta()->sid) + "\n", g.out);
       ids = smids(sf);
@@ -140,8 +138,7 @@ TEST(SfileCorpus, SampleHeadsAndRewrites) {
     }
     EXPECT_EQ(val(copy), 0);
     EXPECT_EQ(admin_check(copy), 0);
-    EXPECT_EQ(all_versions(copy), versions);
-    EXPECT_EQ(prs_summary(copy), shown);
+    EXPECT_EQ(cssc_view(copy), view);
     SCCS_sfile again(copy.c_str());
     Kes_err *err = again.buildtree(0, 0, 0);
     ASSERT_EQ(err, nullptr) << err->text;

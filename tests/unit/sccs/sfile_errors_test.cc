@@ -11,6 +11,7 @@
 #include "util/kes_err.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
@@ -24,7 +25,7 @@ protected:
     good = read_file(s);
   }
 
-  TempDir dir;
+  Temp_dir dir;
   std::string s, good;
 };
 

@@ -19,6 +19,7 @@
 #include "util/kes_list.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
@@ -42,52 +43,21 @@ std::string words(const std::string &text) {
   return s;
 }
 
-RunResult sh(const std::string &cmd, const std::string &dir) {
-  RunResult r = run(cmd, dir);
+Run_result checked(const std::string &cmd, const std::string &dir) {
+  Run_result r = support::sh(cmd, dir);
   EXPECT_EQ(r.status, 0) << cmd << "\n" << r.err;
   return r;
-}
-
-// A history with everything the reader handles: MRs, a branch, a delta with
-// include and exclude lists, a removed delta, flags, users, descriptive text.
-// Every version holds an id keyword: with the i flag set and none in the text,
-// CSSC's get -g fails about every other run.  Returns the s-file path.
-std::string rich_history(const TempDir &dir) {
-  const std::string get = cssc("get"), delta = cssc("delta"), admin = cssc("admin"),
-                    rmdel = cssc("rmdel");
-  std::string me = run("id -un").out;
-  me = me.substr(0, me.find('\n'));
-  write_file(dir.file("desc"), "Descriptive line one\nline two of the text\n");
-  const std::string kw = "%M%\n";
-  write_file(dir.file("init"), kw + "a\nb\nc\n");
-  const std::string d = dir.path();
-  sh(admin + " -n -iinit -mmr0 -y'first' -tdesc -fb -fqQtext -fmmodname -fttype -fj -fn -fl3 "
-             "-fv/bin/true -fc99 -ff1 -aalice -a" + shq(me) + " s.r.c",
-     d);
-  auto edit = [&](const std::string &getargs, const std::string &text, const std::string &deltaargs) {
-    sh(get + " -s -e " + getargs + " s.r.c", d);
-    write_file(dir.file("r.c"), kw + text);
-    sh(delta + " -s " + deltaargs + " s.r.c", d);
-  };
-  edit("", "a\nb\nc\nd\n", "-y'second\nwith two lines' -m'mr1 mr2'");
-  edit("", "a\nb\nc\nd\ne\n", "-y\"third, it's\" -mmr3");
-  edit("-r1.2", "a\nb\nbranch\n", "-y'branch' -mmr4");
-  edit("-i1.2.1.1 -x1.2", "a\nb\nbranch\nmore\n", "-y'incl excl' -mmr5");
-  edit("", "a\nb\nbranch\nmore\nf\n", "-y'to remove' -mmr6");
-  sh(rmdel + " -r1.5 s.r.c", d);
-  sh(admin + " -fi -fd1.2.1 s.r.c", d);
-  return dir.file("s.r.c");
 }
 
 // Every delta's fields against prs, and the removed ones against the table.
 void expect_matches_prs(SCCS_sfile *f, const std::string &s) {
   Kes_delta_tree *t = f->tree;
   ASSERT_NE(t, nullptr);
-  std::vector<TableRow> rows = table_rows(s);
+  std::vector<Table_row> rows = table_rows(s);
   ASSERT_FALSE(rows.empty());
   EXPECT_EQ(t->size, rows.front().serial);
   EXPECT_EQ(t->node_count, (int)rows.size());
-  for (const TableRow &row : rows) {
+  for (const Table_row &row : rows) {
     Kes_delta *d = t->ith_delta(row.serial);
     SCOPED_TRACE("SID " + row.sid);
     ASSERT_EQ(d->serial, row.serial);
@@ -132,14 +102,19 @@ void expect_matches_prs(SCCS_sfile *f, const std::string &s) {
 
 // The SID that CSSC's get would give without -r.
 std::string cssc_default_sid(const std::string &s) {
-  RunResult r = run(cssc("get") + " -g " + shq(s));
+  Run_result r = sh(cssc("get") + " -g " + shq(s));
   EXPECT_EQ(r.status, 0) << r.err;
   return r.out.substr(0, r.out.find('\n'));
 }
 
 TEST(SfileRead, RichHistoryMatchesPrs) {
-  TempDir dir;
-  std::string s = rich_history(dir);
+  Temp_dir dir;
+  std::string s = make_rich_history(dir.path(), "r.c");
+  // A default SID on the branch; the i flag only once get -g has run, for no
+  // version holds an id keyword.
+  checked(cssc("admin") + " -fd1.2.1 s.r.c", dir.path());
+  std::string default_sid = cssc_default_sid(s);
+  checked(cssc("admin") + " -fi s.r.c", dir.path());
   auto f = read_full(s, 1);
   expect_matches_prs(f.get(), s);
   Kes_delta_tree *t = f->tree;
@@ -147,7 +122,7 @@ TEST(SfileRead, RichHistoryMatchesPrs) {
 
   // Head and default delta: CSSC's get -g gives the same SID; the head path
   // runs 1.2.1.1 -> 1.2 -> 1.1 and nothing else.
-  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
+  EXPECT_STREQ(f->head_delta()->sid, default_sid.c_str());
   EXPECT_STREQ(f->default_sid, "1.2.1");
   EXPECT_EQ(f->default_delta, f->head_delta());
   std::set<std::string> on_path;
@@ -197,7 +172,7 @@ TEST(SfileRead, RichHistoryMatchesPrs) {
   EXPECT_EQ(t->get_common_ancestor("1.4", "7.7"), nullptr);
 
   // With the trunk's 1.4 as head, the nth latest walks predecessors, then includes.
-  run(cssc("admin") + " -dd s.r.c", dir.path());
+  sh(cssc("admin") + " -dd s.r.c", dir.path());
   auto g = read_full(s);
   ASSERT_STREQ(g->head_delta()->sid, "1.4");
   int want[] = {5, 3, 2, 1, 4};
@@ -207,9 +182,9 @@ TEST(SfileRead, RichHistoryMatchesPrs) {
 
 // A binary history without flags: encoded, no default SID, no users, no text.
 TEST(SfileRead, DefaultsWithoutFlagsInABinaryHistory) {
-  TempDir dir;
+  Temp_dir dir;
   write_file(dir.file("init"), std::string("\x01\x02\x00\xff binary\n", 12));
-  RunResult r = run(cssc("admin") + " -n -b -iinit s.bin", dir.path());
+  Run_result r = sh(cssc("admin") + " -n -b -iinit s.bin", dir.path());
   ASSERT_EQ(r.status, 0) << r.err;
   auto f = read_full(dir.file("s.bin"));
   EXPECT_EQ(f->flags->encoded, 1);
@@ -224,12 +199,12 @@ TEST(SfileRead, DefaultsWithoutFlagsInABinaryHistory) {
 }
 
 TEST(SfileRead, PfileEntriesMatchSact) {
-  TempDir dir;
+  Temp_dir dir;
   new_history(dir.path(), "q.c", "one\n", "-fj");
   std::string s = dir.file("s.q.c");
   add_delta(s, "one\ntwo\n", "c");
-  ASSERT_EQ(run(cssc("get") + " -s -e s.q.c", dir.path()).status, 0);
-  ASSERT_EQ(run("rm -f q.c && " + cssc("get") + " -s -e -r1.1 s.q.c", dir.path()).status, 0);
+  ASSERT_EQ(sh(cssc("get") + " -s -e s.q.c", dir.path()).status, 0);
+  ASSERT_EQ(sh("rm -f q.c && " + cssc("get") + " -s -e -r1.1 s.q.c", dir.path()).status, 0);
   auto f = read_full(s);
   EXPECT_TRUE(f->has_pfile);
   EXPECT_TRUE(f->state & KES_SF_REWRITE);
@@ -237,7 +212,7 @@ TEST(SfileRead, PfileEntriesMatchSact) {
   for (Kes_pfile *p = f->pfile_list; p; p = p->next)
     mine += std::string(p->old_sid) + " " + p->new_sid + " " + p->user + " " + p->date + " " +
             p->time + "\n";
-  RunResult sact = run(cssc("sact") + " s.q.c", dir.path());
+  Run_result sact = sh(cssc("sact") + " s.q.c", dir.path());
   EXPECT_EQ(mine, sact.out);
   // Each entry points at the delta of its old SID, which is marked.
   ASSERT_NE(f->pfile_list, nullptr);
@@ -255,7 +230,7 @@ TEST(SfileRead, PfileEntriesMatchSact) {
 }
 
 TEST(SfileRead, PfileShortLinesAreSkipped) {
-  TempDir dir;
+  Temp_dir dir;
   new_history(dir.path(), "q.c", "one\n");
   write_file(dir.file("p.q.c"), "1.1 1.2 ann\n1.1 1.2 bob 26/01/02 03:04:05\n");
   auto f = read_full(dir.file("s.q.c"));
@@ -271,8 +246,8 @@ TEST(SfileRead, PfileShortLinesAreSkipped) {
 }
 
 TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
-  TempDir dir;
-  std::string s = rich_history(dir);
+  Temp_dir dir;
+  std::string s = make_rich_history(dir.path(), "r.c");
   SCCS_sfile f(s.c_str());
   Kes_err *err = f.buildtree(0, 0, 1);
   ASSERT_EQ(err, nullptr) << err->text;
@@ -294,7 +269,7 @@ TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
 }
 
 TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
-  TempDir dir;
+  Temp_dir dir;
   new_history(dir.path(), "t.c", "1\n");
   std::string s = dir.file("s.t.c");
   // Three deltas with the same date text, written by hand.
@@ -317,7 +292,7 @@ TEST(SfileRead, SerialGapsLeaveUnusedSlots) {
   // A real history whose table skips serials 6 and 7.
   std::string s = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44/bin/df/SCCS/s.Makefile";
   auto f = read_full(s, 0, 0);
-  std::vector<TableRow> rows = table_rows(s);
+  std::vector<Table_row> rows = table_rows(s);
   EXPECT_EQ(f->tree->node_count, (int)rows.size());
   EXPECT_LT(f->tree->node_count, f->tree->size);
   EXPECT_EQ(f->tree->ith_node(6)->serial, 0);
@@ -331,7 +306,7 @@ TEST(SfileRead, SerialGapsLeaveUnusedSlots) {
 // with 'T' as its second byte, unknown flag letters, a wrong checksum (which
 // CSSC notices and the reader leaves to others).
 TEST(SfileRead, OddFilesStillRead) {
-  TempDir dir;
+  Temp_dir dir;
   write_file(dir.file("desc"), "first\nATM machines\nlast\n");
   new_history(dir.path(), "d.c", "x\n", "-tdesc -fqkeep");
   std::string s = dir.file("s.d.c");
@@ -355,7 +330,7 @@ TEST(SfileRead, DefaultSidChoosesHeadAndDefaultDelta) {
     const char *flag, *head, *default_sid;
   } cases[] = {{"1.2.1", "1.2", "1.2"}, {"1.2", "1.3", "1.2"}};
   for (const Case &c : cases) {
-    TempDir dir;
+    Temp_dir dir;
     new_history(dir.path(), "b.c", "x\n");
     std::string s = dir.file("s.b.c");
     add_delta(s, "x\ny\n", "two");
@@ -370,7 +345,7 @@ TEST(SfileRead, DefaultSidChoosesHeadAndDefaultDelta) {
 }
 
 TEST(SfileRead, ClearPathConstructorReadsOrOnlyLooks) {
-  TempDir dir;
+  Temp_dir dir;
   ASSERT_EQ(mkdir(dir.file("SCCS").c_str(), 0755), 0);
   new_history(dir.file("SCCS"), "m.c", "x\n");
   write_file(dir.file("SCCS/p.m.c"), "1.1 1.2 ann 26/01/02 03:04:05\n");

@@ -12,11 +12,12 @@
 #include "util/kes_err.h"
 
 using namespace sccs_test;
+using namespace support;
 
 namespace {
 
 // 1.1 <- 1.2 <- {1.3, 1.2.1.1 <- 1.2.1.2}
-std::string branched(const TempDir &dir) {
+std::string branched(const Temp_dir &dir) {
   new_history(dir.path(), "t.c", "a\n");
   std::string s = dir.file("s.t.c");
   add_delta(s, "a\nb\n", "two");
@@ -27,7 +28,7 @@ std::string branched(const TempDir &dir) {
 }
 
 // A table written by hand; the body is a single block of the root.
-std::string hand_written(const TempDir &dir, const std::string &table) {
+std::string hand_written(const Temp_dir &dir, const std::string &table) {
   std::string s = dir.file("s.h.c");
   write_file(s, "\001h00000\n" + table + "\001u\n\001U\n\001t\n\001T\n\001I 1\nx\n\001E 1\n");
   return s;
@@ -40,7 +41,7 @@ std::string delta(const char *sid, const char *date, int serial, int pred, const
 
 // One root over every delta; then a fake root over the tree.
 TEST(SfileTree, RootsAndAFakeRootOverTheTree) {
-  TempDir dir;
+  Temp_dir dir;
   auto f = read_full(branched(dir));
   Kes_delta_tree *t = f->tree;
   t->assign_roots();
@@ -75,35 +76,15 @@ TEST(SfileTree, RootsAndAFakeRootOverTheTree) {
   EXPECT_EQ(fake->root, fake);
 }
 
-TEST(SfileTree, SidLevelsOnlyForTheFromSideAndReleaseOne) {
-  struct Case {
-    const char *sid;
-    int side, serial;
-    const char *new_sid;
-    int new_serial;
-  } cases[] = {{"1.3", 0, 3, "1.4", 4}, {"2.5", 0, 7, "2.5", 8}, {"1.3.2.1", 1, 5, "1.3.2.1", 5}};
-  for (const Case &c : cases) {
-    SCCS_delta d;
-    d.set_sid(c.sid);
-    d.side = c.side;
-    d.serial = c.serial;
-    d.pred = c.serial - 1;
-    incr_sid_level(&d);
-    EXPECT_STREQ(d.sid, c.new_sid);
-    EXPECT_EQ(d.serial, c.new_serial) << c.sid;
-    EXPECT_EQ(d.pred, c.new_serial - 1) << c.sid;
-  }
-}
-
 TEST(SfileTree, WalkRootsVisitsRootsWithPeers) {
-  TempDir dir;
+  Temp_dir dir;
   auto f = read_full(branched(dir));
   static int calls;
   calls = 0;
   auto count = [](Kes_delta *, Kes_delta *) { return ++calls, 0; };
   EXPECT_EQ(f->walk_roots(count), 0);
   EXPECT_EQ(calls, 0);  // no peer yet
-  TempDir other;
+  Temp_dir other;
   auto g = read_full(branched(other));
   f->root_delta()->peer = g->root_delta();
   static Kes_delta *seen_root, *seen_peer;
@@ -134,7 +115,7 @@ TEST(SfileTree, ChildrenInSidOrder) {
        "1.1", "1.1.1.1", "1.1.2.1"},
   };
   for (const Case &c : cases) {
-    TempDir dir;
+    Temp_dir dir;
     auto f = read_full(hand_written(dir, c.table));
     Kes_delta *parent = f->tree->find_delta(c.parent);
     ASSERT_NE(parent, nullptr);
@@ -146,7 +127,7 @@ TEST(SfileTree, ChildrenInSidOrder) {
 }
 
 TEST(SfileTree, TimeOrderSkipsUnusedSlots) {
-  TempDir dir;
+  Temp_dir dir;
   // Serial 3 is missing; 4 is older by its text than 2 and must come after it.
   std::string s = hand_written(dir, delta("1.3", "85/01/01 00:00:00", 4, 2, "c") +
                                         delta("1.2", "90/01/02 00:00:00", 2, 1, "b") +
@@ -164,7 +145,7 @@ TEST(SfileTree, TimeOrderSkipsUnusedSlots) {
 }
 
 TEST(SfileTree, LookupBySmid) {
-  TempDir dir;
+  Temp_dir dir;
   auto f = read_full(branched(dir));
   Kes_delta_tree *t = f->tree;
   Kes_smid *root_id = kes_smid_from_delta(f->root_delta());

@@ -1,4 +1,4 @@
-// SmIDs: text form, order, pools, lists, and the tables keyed by them.
+// SmIDs: text form, order, and the tables keyed by them.
 #include "sccs/kes_smid.h"
 
 #include <gtest/gtest.h>
@@ -129,45 +129,6 @@ TEST(SmidHash, IntAndStringTablesMatchKeysByValue) {
   ints.delete_hash();
   strs.delete_hash();
   for (Kes_smid *k : keys) delete k;
-}
-
-TEST(SmidInfo, CopyHasItsOwnListsAndOriginalNames) {
-  char from[] = "src/a.c", to[] = "src/b.c";
-  Kes_smidinfo *info = new Kes_smidinfo;
-  info->from_name = from;
-  info->to_name = to;
-  info->orig_from_name = strdup("old/a.c");
-  info->from_names = new Kes_strlist;
-  info->from_names->add_new_copy((void *)"src/a.c");
-  info->from_names->add_new_copy((void *)"src/a2.c");
-  info->flags = Kes_smidinfo::FROM_MISSING | Kes_smidinfo::VERIFIED;
-
-  Kes_smidinfo *c = info->copy();
-  EXPECT_EQ(from, c->from_name);
-  EXPECT_EQ(to, c->to_name);
-  EXPECT_STREQ("old/a.c", c->orig_from_name);
-  EXPECT_NE(info->orig_from_name, c->orig_from_name);
-  EXPECT_EQ(nullptr, c->orig_to_name);
-  ASSERT_TRUE(c->from_names);
-  EXPECT_NE(info->from_names, c->from_names);
-  EXPECT_EQ(1, info->from_names->compare(c->from_names));
-  EXPECT_NE(info->from_names->head.next->data, c->from_names->head.next->data);
-  EXPECT_EQ(nullptr, c->to_names);
-  EXPECT_EQ(5u, c->flags);
-
-  // The table destroys its records: the sanitizer build sees any leak.
-  Kes_smid *k1 = make(1, 1, 1, 1), *k2 = make(2, 2, 2, 2);
-  Kes_smid_smidinfo_hash *h = new Kes_smid_smidinfo_hash;
-  EXPECT_EQ(0, h->insert(k1, info));
-  EXPECT_EQ(0, h->insert(k2, c));
-  EXPECT_EQ(info, h->lookup(k1));
-  Kes_smidinfo *replacement = new Kes_smidinfo;
-  EXPECT_EQ(1, h->replace(k1, replacement));
-  EXPECT_EQ(replacement, h->lookup(k1));
-  EXPECT_EQ(1, h->remove(k2));
-  delete h;
-  delete k1;
-  delete k2;
 }
 
 }  // namespace

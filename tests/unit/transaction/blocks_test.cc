@@ -1,19 +1,19 @@
-// The block lists and the status labels: what a user reads when a command
-// stops, and the words of the status lines on the terminal and in the log.
+// The block lists: what a user reads when a command stops.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "trans_helpers.h"
+#include "support/support.h"
 #include "transaction/kes_blocks.h"
-#include "transaction/kes_trans_state.h"
+
+using namespace support;
 
 namespace {
 
 TEST(BlocksTest, BlockingListsPrintHeadingAndNamesOnStandardError) {
-  Child_result r = run_in_child([]() {
+  Child r = in_child([]() {
     Kes_blocks b;
     // Empty lists print nothing and do not block.
     int empty = b.print_from_co_list("/p") + b.print_to_co_list("/c") + b.print_to_chg_list("/c") +
@@ -31,7 +31,7 @@ TEST(BlocksTest, BlockingListsPrintHeadingAndNamesOnStandardError) {
                   b.print_from_co_list("/ws/parent");
     return blocked;
   });
-  EXPECT_EQ(r.exit_status, 3);
+  EXPECT_EQ(r.status, 3);
   EXPECT_EQ(r.out, "");
   EXPECT_EQ(r.err,
             "\nThe following files have changed in workspace\n\"/ws/child\" and must be brought "
@@ -43,13 +43,13 @@ TEST(BlocksTest, BlockingListsPrintHeadingAndNamesOnStandardError) {
 }
 
 TEST(BlocksTest, ConflictFileCorrectionsAreReportedButNeverBlock) {
-  Child_result r = run_in_child([]() {
+  Child r = in_child([]() {
     Kes_blocks b;
     b.add_to_conflict_add_list("x.c");
     b.add_from_conflict_remove_list("y.c");
     return b.print_to_conflict_add_list("/c") + b.print_from_conflict_remove_list("/p");
   });
-  EXPECT_EQ(r.exit_status, 0);
+  EXPECT_EQ(r.status, 0);
   EXPECT_EQ(r.err,
             "\nThe conflict file in workspace \"/c\"\nwas incorrect.  The following files are in "
             "conflict and have\nbeen added to the conflict file.\n\tx.c\n"
@@ -58,21 +58,21 @@ TEST(BlocksTest, ConflictFileCorrectionsAreReportedButNeverBlock) {
 }
 
 TEST(BlocksTest, UnresolvedListEndsWithTheResolveCommand) {
-  Child_result r = run_in_child([]() {
+  Child r = in_child([]() {
     setenv("PATH", "/nonexistent", 1);  // no resolve program: the bare name
     Kes_blocks b;
     b.add_to_unresolved_list("m.c");
     return b.print_to_unresolved_list("/ws/c");
   });
-  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err,
             "\nThe following files need to be resolved in workspace\n\"/ws/c\":\n\tm.c\n"
             "Use \"resolve -w /ws/c\" to resolve conflicts\n");
 
-  std::string bin = make_temp_dir();
-  write_file(bin + "/resolve", "#!/bin/sh\n");
-  sh("chmod 755 " + bin + "/resolve");
-  r = run_in_child([&]() {
+  Temp_dir tmp;
+  std::string bin = tmp.path();
+  write_file(bin + "/resolve", "#!/bin/sh\n", 0755);
+  r = in_child([&]() {
     setenv("PATH", bin.c_str(), 1);
     Kes_blocks b;
     b.add_from_unresolved_list("m.c");
@@ -81,36 +81,17 @@ TEST(BlocksTest, UnresolvedListEndsWithTheResolveCommand) {
   EXPECT_NE(r.err.find("Use \"" + bin + "/resolve -w /ws/p\" to resolve conflicts\n"),
             std::string::npos)
       << r.err;
-  remove_tree(bin);
 }
 
 TEST(BlocksTest, DuplicatesBlockOnlyOnceSet) {
-  Child_result r = run_in_child([]() {
+  Child r = in_child([]() {
     Kes_blocks b;
     int before = b.print_duplicates();
     b.set_duplicates();
     return before * 10 + b.print_duplicates();
   });
-  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "\nSome files in the same workspace have identical first deltas.\n");
-}
-
-// The terminal and the log share their words, except the log's lack of one.
-TEST(TransStateTest, TerminalAndLogLabels) {
-  for (int s = 1; s <= 30; s++) {
-    if (s == KES_TS_NO_CHANGES_TO) continue;
-    EXPECT_STREQ(kes_trans_state_localized(s), kes_trans_state_english(s)) << s;
-    EXPECT_STRNE(kes_trans_state_english(s), "Unknown state") << s;
-  }
-  EXPECT_STREQ(kes_trans_state_localized(KES_TS_NO_CHANGES_TO), "No changes to ");
-  EXPECT_STREQ(kes_trans_state_english(KES_TS_NO_CHANGES_TO), "Unknown state");
-  // "rename from" and "to" lines align their names.
-  EXPECT_STREQ(kes_trans_state_english(KES_TS_RENAME_TO), "         to");
-  EXPECT_EQ(strlen(kes_trans_state_english(KES_TS_RENAME_FROM)), 11u);
-  for (int s : {0, -1, 31}) {
-    EXPECT_STREQ(kes_trans_state_localized(s), "Unknown state") << s;
-    EXPECT_STREQ(kes_trans_state_english(s), "Unknown state") << s;
-  }
 }
 
 }  // namespace

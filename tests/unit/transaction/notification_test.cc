@@ -6,46 +6,44 @@
 #include <cstdlib>
 #include <string>
 
-#include "trans_helpers.h"
+#include "support/support.h"
 #include "transaction/kes_bringover.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "workspace/kes_mailer.h"
 #include "workspace/kes_workspace.h"
 
+using namespace support;
+
 namespace {
 
 class NotificationTest : public ::testing::Test {
 protected:
-  std::string dir, mailer_fmt, host_mailer = kes_get_mail_command();
+  Temp_dir tmp;
+  std::string dir = tmp.path(), mailer_fmt, host_mailer = kes_get_mail_command();
 
   void SetUp() override {
-    static char name[] = "bringover";
-    static char *argv[] = {name, nullptr};
-    kes_set_full_cmdname(argv);
-    dir = make_temp_dir();
-    sh("mkdir -p " + dir + "/parent/Brindle_wsdata " + dir + "/child/Brindle_wsdata " + dir +
-       "/mail");
+    set_cmdname("bringover");
+    for (const char *d : {"/parent/Brindle_wsdata", "/child/Brindle_wsdata", "/mail"}) make_dirs(dir + d);
     // Each mail becomes a file named after its number, address first.
     write_file(dir + "/mailer",
                "#!/bin/sh\nn=$(ls " + dir + "/mail | wc -l)\n{ echo \"$1\"; cat; } > " + dir +
-                   "/mail/$((n + 1))\n");
-    sh("chmod 755 " + dir + "/mailer");
+                   "/mail/$((n + 1))\n",
+               0755);
     mailer_fmt = dir + "/mailer %s < %s";
     kes_set_mail_command(mailer_fmt.c_str());
   }
   void TearDown() override {
     kes_set_mail_command(host_mailer.c_str());
-    remove_tree(dir);
   }
 
   std::string mail(int n) { return read_file(dir + "/mail/" + std::to_string(n)); }
-  int mails() { return sh("exit $(ls " + dir + "/mail | wc -l)"); }
+  int mails() { return sh("exit $(ls " + dir + "/mail | wc -l)").status; }
 
   // A bringover between the two workspaces, as far as its mail needs.
-  Child_result notify(const std::function<void(Kes_bringover &)> &setup,
+  Child notify(const std::function<void(Kes_bringover &)> &setup,
                       const std::string &mail_file = "composed") {
-    return run_in_child([&]() {
+    return in_child([&]() {
       Kes_bringover b(0, nullptr);
       Kes_err *err = nullptr;
       b.parent_ws = b.from_ws = new Kes_workspace((dir + "/parent").c_str(), &err);
@@ -67,13 +65,13 @@ TEST_F(NotificationTest, EachSideMailsItsRegistrationsWithTheirPaths) {
              "VERSION 1\ndev@example bringover-to\nBEGIN\nsrc\ndoc/guide\nEND\n");
   write_file(dir + "/child/Brindle_wsdata/description",
              "VERSION 1\nNAME\nfeature-x\nDESCRIPTION\nwork on x\n");
-  Child_result r = notify([](Kes_bringover &b) {
+  Child r = notify([](Kes_bringover &b) {
     b.examined = 4;
     b.counts.updates = 3;
     b.counts.renamed = 1;
     b.comment->add_new_copy(const_cast<char *>("sync with the trunk"));
   });
-  ASSERT_EQ(r.exit_status, 0) << r.err;
+  ASSERT_EQ(r.status, 0) << r.err;
   ASSERT_EQ(mails(), 3) << r.out << r.err;
 
   std::string p = dir + "/parent", c = dir + "/child";
@@ -99,15 +97,15 @@ TEST_F(NotificationTest, EachSideMailsItsRegistrationsWithTheirPaths) {
   EXPECT_NE(mail(2).find("Event:            bringover-to\nChild workspace:  " + c), std::string::npos)
       << mail(2);
   EXPECT_NE(mail(3).find("Subject: Brindle notification (doc/guide)\n"), std::string::npos);
-  EXPECT_FALSE(path_exists(dir + "/composed")) << "the composed mail is removed";
+  EXPECT_FALSE(file_exists(dir + "/composed")) << "the composed mail is removed";
 }
 
 TEST_F(NotificationTest, DamagedFileMailsTheUserAndTheOtherSideStillGetsItsMail) {
   write_file(dir + "/parent/Brindle_wsdata/notification",
              "VERSION 1\nlead@example bringover-from\nBEGIN extra\nsrc\nEND\n");
   write_file(dir + "/child/Brindle_wsdata/notification", "VERSION 1\ndev@example bringover-to\n");
-  Child_result r = notify([](Kes_bringover &) {});
-  ASSERT_EQ(r.exit_status, 0) << r.err;
+  Child r = notify([](Kes_bringover &) {});
+  ASSERT_EQ(r.status, 0) << r.err;
   ASSERT_EQ(mails(), 2);
   EXPECT_EQ(mail(1), "alice\nSubject: Brindle notification error\nTo: alice\n\nbringover: "
                      "Corrupted file - \"" + dir +
@@ -121,8 +119,8 @@ TEST_F(NotificationTest, DamagedFileMailsTheUserAndTheOtherSideStillGetsItsMail)
 TEST_F(NotificationTest, MisplacedWordsAreWarnedAboutAndOptionLikeAddressesGetNoMail) {
   write_file(dir + "/parent/Brindle_wsdata/notification",
              "VERSION 1\n-C/tmp/other.conf bringover-from\nlead@example second@example bringover-from\n");
-  Child_result r = notify([](Kes_bringover &) {});
-  ASSERT_EQ(r.exit_status, 0) << r.err;
+  Child r = notify([](Kes_bringover &) {});
+  ASSERT_EQ(r.status, 0) << r.err;
   ASSERT_EQ(mails(), 1);
   EXPECT_EQ(mail(1).substr(0, mail(1).find('\n')), "lead@example");
   EXPECT_NE(r.out.find("Mail_addr \"second@example\" is in wrong position in file " + dir +
@@ -134,7 +132,7 @@ TEST_F(NotificationTest, MisplacedWordsAreWarnedAboutAndOptionLikeAddressesGetNo
 
 TEST_F(NotificationTest, UnwritableMailFileIsAWarningAndNoMail) {
   write_file(dir + "/parent/Brindle_wsdata/notification", "VERSION 1\nlead@example bringover-from\n");
-  Child_result r = notify([](Kes_bringover &) {}, "no/such/dir/mail");
+  Child r = notify([](Kes_bringover &) {}, "no/such/dir/mail");
   EXPECT_EQ(mails(), 0);
   EXPECT_NE(r.out.find("Can't open \"" + dir + "/no/such/dir/mail\" - can't send notification "
                        "mail  (Warning 2618)"),

@@ -10,13 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "trans_helpers.h"
+#include "support/support.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
+
+using namespace support;
 
 namespace {
 
@@ -69,9 +71,7 @@ protected:
   // Every test starts and ends with the default handlers, so that a run in
   // one test does not catch the signals of the next.
   void SetUp() override {
-    static char name[] = "bringover";
-    static char *argv[] = {name, nullptr};
-    kes_set_full_cmdname(argv);
+    set_cmdname("bringover");
     for (int s : caught_signals) signal(s, SIG_DFL);
   }
   void TearDown() override {
@@ -123,7 +123,7 @@ TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
       {"", 0, 1, 0, 1},          {"propagate", 0, 0, 0, 1},
   };
   for (const Case &c : cases) {
-    Child_result r = run_in_child([&]() {
+    Child r = in_child([&]() {
       Recording_transaction t;
       t.fail_in = c.fail_in;
       t.counts.contents_errors = c.contents_errors;
@@ -133,7 +133,7 @@ TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
       t.command();
       return t.exit_status;
     });
-    EXPECT_EQ(r.exit_status, c.status) << c.fail_in << c.contents_errors << c.conflicts;
+    EXPECT_EQ(r.status, c.status) << c.fail_in << c.contents_errors << c.conflicts;
     if (*c.fail_in) {
       EXPECT_NE(r.err.find("propagate failed  (Error 2000)"), std::string::npos);
     }
@@ -141,7 +141,7 @@ TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
 }
 
 TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
-  Child_result r = run_in_child([]() {
+  Child r = in_child([]() {
     Recording_transaction t;
     t.printf("one %d\n", 1);
     t.status_printf(KES_TS_UPDATE, "a/b.c");
@@ -160,33 +160,12 @@ TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
   EXPECT_EQ(r.err, "");
 }
 
-TEST_F(TransactionTest, SummaryPrintsOnlyPositiveCountsInTheirOrder) {
-  Child_result r = run_in_child([]() {
-    Recording_transaction t;
-    t.summarize();  // all counts zero: nothing at all
-    t.examined = 7;
-    t.counts.updates = 2;
-    t.counts.creates = 1;
-    t.counts.unchanged = 4;
-    t.counts.renamed = 3;
-    t.counts.cross_type = 1;
-    t.summarize();
-    return 0;
-  });
-  EXPECT_EQ(r.out,
-            "\nExamined files: 7\n"
-            "\nContents Summary:\n"
-            "       1   create\n"
-            "       2   update\n"
-            "       4   no action (unchanged)\n"
-            "\nNames Summary:\n"
-            "       3   renamed\n"
-            "\n       1   cross type\n");
-
-  // Errors and conflicts: a real run warns first and points to resolve; a
-  // preview says instead that nothing was done.
+// The counts and their order are the stories' (t1101, t1102); here what errors
+// and conflicts add: a real run warns first and points to resolve; a preview
+// says instead that nothing was done.
+TEST_F(TransactionTest, SummaryOfErrorsAndConflicts) {
   for (int preview = 0; preview < 2; preview++) {
-    r = run_in_child([&]() {
+    Child r = in_child([&]() {
       Recording_transaction t;
       t.flags.preview = preview;
       t.counts.conflicts = 1;
@@ -206,62 +185,25 @@ TEST_F(TransactionTest, SummaryPrintsOnlyPositiveCountsInTheirOrder) {
   }
 }
 
-TEST_F(TransactionTest, TimersPrintInTheirFixedOrderOnlyWhenAskedFor) {
-  Child_result quiet = run_in_child([]() {
-    unsetenv("BRINDLE_TIMING");
-    Recording_transaction t;
-    delete t.transaction();
-    return t.command_timer == nullptr ? 0 : 1;
-  });
-  EXPECT_EQ(quiet.exit_status, 0);
-  EXPECT_EQ(quiet.out.find("To do the command:"), std::string::npos);
-
-  Child_result timed = run_in_child([]() {
-    setenv("BRINDLE_TIMING", "", 1);
-    Recording_transaction t;
-    delete t.transaction();
-    return 0;
-  });
-  const char *order[] = {"To do the command:",       "  To determine files:",
-                         "    To create ws_files:",  "    To examine creates:",
-                         "    To readir dirs:",      "    To deter. states:",
-                         "    To sccsmerge test:",   "  To execute actions:",
-                         "    To sccsmerge update:", "    To copy files:",
-                         "    To smart copy files:", "    To do smarts():",
-                         "    To do SCCS gets:",     "    To do utimes before gets:",
-                         "    To exec commands:",    "To do mallocs",
-                         "To do free"};
-  // One line per timer, each at the start of a line, in this order.
-  size_t at = 0;
-  for (const char *label : order) {
-    char line[128];
-    snprintf(line, sizeof line, "%-40s %4d sec ", label, 0);
-    size_t found = timed.out.find(line, at);
-    ASSERT_NE(found, std::string::npos) << label << " in\n" << timed.out;
-    EXPECT_TRUE(found == 0 || timed.out[found - 1] == '\n') << label;
-    at = found + 1;
-  }
-  EXPECT_NE(timed.out.find("count =     1\n"), std::string::npos) << "the command ran once";
-}
-
 // A signal during the run removes the file being written and ends the
 // process with status 1 (a crash aborts); the line about the signal is not
 // for the terminal.  A cleared name is left alone, and a run that ended before
 // the signals were taken does not catch them.
 TEST_F(TransactionTest, SignalsRemoveTheIncompleteFileAndEndTheRun) {
-  std::string dir = make_temp_dir();
+  Temp_dir tmp;
+  std::string dir = tmp.path();
   struct {
     int sig;
     bool cleared, early;
     int status, killed_by;
   } cases[] = {{SIGTERM, false, false, 1, 0},  {SIGINT, false, false, 1, 0},
                {SIGHUP, false, false, 1, 0},   {SIGQUIT, false, false, 1, 0},
-               {SIGPIPE, false, false, 1, 0},  {SIGSEGV, false, false, -1, SIGABRT},
-               {SIGTERM, true, false, 1, 0},   {SIGTERM, false, true, -1, SIGTERM}};
+               {SIGPIPE, false, false, 1, 0},  {SIGSEGV, false, false, 128 + SIGABRT, SIGABRT},
+               {SIGTERM, true, false, 1, 0},   {SIGTERM, false, true, 128 + SIGTERM, SIGTERM}};
   for (const auto &c : cases) {
     std::string half = dir + "/s.half-written";
     write_file(half, "partial");
-    Child_result r = run_in_child([&]() {
+    Child r = in_child([&]() {
       Recording_transaction *t = new Recording_transaction;
       t->flags.preview = 1;
       if (c.early) t->fail_in = "determine_workspaces";
@@ -272,14 +214,13 @@ TEST_F(TransactionTest, SignalsRemoveTheIncompleteFileAndEndTheRun) {
       raise(c.sig);
       return 42;  // not reached
     });
-    EXPECT_EQ(r.exit_status, c.status) << "signal " << c.sig;
+    EXPECT_EQ(r.status, c.status) << "signal " << c.sig;
     EXPECT_EQ(r.signal, c.killed_by) << "signal " << c.sig;
-    EXPECT_EQ(path_exists(half), c.cleared || c.early) << "signal " << c.sig;
+    EXPECT_EQ(file_exists(half), c.cleared || c.early) << "signal " << c.sig;
     if (!c.killed_by) {  // an abort loses what was buffered
       EXPECT_EQ(r.out, "running\n") << "signal " << c.sig;
     }
   }
-  remove_tree(dir);
 }
 
 }  // namespace
@@ -315,21 +256,21 @@ public:
 
 class PropagateTest : public TransactionTest {
 protected:
-  std::string dir;
+  Temp_dir tmp;
+  std::string dir = tmp.path();
   void SetUp() override {
     TransactionTest::SetUp();
-    dir = make_temp_dir();
-    sh("mkdir -p " + dir + "/from/Brindle_wsdata " + dir + "/to/Brindle_wsdata");
-  }
-  void TearDown() override {
-    remove_tree(dir);
-    TransactionTest::TearDown();
+    for (const char *d : {"/from/Brindle_wsdata", "/to/Brindle_wsdata", "/other/Brindle_wsdata"})
+      make_dirs(dir + d);
+    // Name tables, as every workspace that has seen a transaction has.
+    write_file(dir + "/from/Brindle_wsdata/nametable", "VERSION 1\n");
+    write_file(dir + "/to/Brindle_wsdata/nametable", "VERSION 1\n");
   }
   // Runs propagate in a child with the two workspaces in place; fn may set
   // the transaction up and returns what the child reports.
-  Child_result propagate(const std::function<void(Propagating_transaction &)> &setup,
+  Child propagate(const std::function<void(Propagating_transaction &)> &setup,
                          const std::function<int(Propagating_transaction &, Kes_err *)> &check) {
-    return run_in_child([&]() {
+    return in_child([&]() {
       Propagating_transaction t;
       Kes_err *err = nullptr;
       t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
@@ -347,7 +288,7 @@ protected:
 
 TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
   std::string seen;
-  Child_result r = propagate([](Propagating_transaction &) {},
+  Child r = propagate([](Propagating_transaction &) {},
                              [&](Propagating_transaction &t, Kes_err *err) {
                                if (err) return 1;
                                char cwd[1024];
@@ -360,7 +301,7 @@ TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
                                printf("%s\n", joined(t.calls).c_str());
                                return 0;
                              });
-  ASSERT_EQ(r.exit_status, 0) << r.err;
+  ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "\nExamined files: 0\n\nNothing to do\n"
                    "cwd=" + dir + "/to\n"
                    "BRINDLE_WS_PARENT=" + dir + "/from\n"
@@ -391,7 +332,7 @@ TEST_F(PropagateTest, ExaminationDecidesWhatRunsAndWhatIsSaid) {
        "\nExamined files: 0\n\nMoving contents: 1\n\n[execute_actions should_block ] silent=0\n"},
   };
   for (const auto &c : cases) {
-    Child_result r = propagate(
+    Child r = propagate(
         [&](Propagating_transaction &t) {
           t.block = c.block;
           t.flags.quiet = c.quiet;
@@ -406,7 +347,7 @@ TEST_F(PropagateTest, ExaminationDecidesWhatRunsAndWhatIsSaid) {
           printf("[%s] silent=%d\n", joined(t.calls).c_str(), (int)t.flags.silent);
           return err ? 1 : 0;
         });
-    EXPECT_EQ(r.exit_status, 0) << c.story << ": the counters make the status, not an error";
+    EXPECT_EQ(r.status, 0) << c.story << ": the counters make the status, not an error";
     EXPECT_EQ(r.out, c.out) << c.story;
   }
 }
@@ -414,7 +355,7 @@ TEST_F(PropagateTest, ExaminationDecidesWhatRunsAndWhatIsSaid) {
 // The to workspace's history log is open from the actions on: a signal then
 // ends the record with its own line and status 1, out of the user's sight.
 TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
-  Child_result r = propagate(
+  Child r = propagate(
       [](Propagating_transaction &t) {
         static char a0[] = "bringover", a1[] = "src";
         static char *args[] = {a0, a1, nullptr};
@@ -433,24 +374,24 @@ TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
         raise(SIGTERM);
         return 3;
       });
-  EXPECT_EQ(r.exit_status, 1) << r.err;
+  EXPECT_EQ(r.status, 1) << r.err;
   EXPECT_EQ(r.out, "\nExamined files: 2\n\nMoving contents: 1\n\nlast words\n");
   std::string log = read_file(dir + "/to/Brindle_wsdata/history");
   EXPECT_EQ(log.substr(0, log.find("CWD ")),
             "VERSION 1\nCOMMAND bringover src \nlast words\nCommand exited due to signal 15\n");
   EXPECT_NE(log.find("\nSTATUS 1\n"), std::string::npos) << log;
-  EXPECT_NE(sh("ls -A " + dir + "/to/Brindle_wsdata | grep -q '^history\\.'"), 0)
+  EXPECT_NE(sh("ls -A " + dir + "/to/Brindle_wsdata | grep -q '^history\\.'").status, 0)
       << "no record left half composed";
 }
 
 TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
   remove_tree(dir + "/to");
-  Child_result r = propagate([](Propagating_transaction &) {},
+  Child r = propagate([](Propagating_transaction &) {},
                              [](Propagating_transaction &, Kes_err *err) {
                                if (err) fputs(err->text, stderr);
                                return err ? 1 : 0;
                              });
-  EXPECT_EQ(r.exit_status, 1);
+  EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "bringover: Chdir to \"" + dir +
                        "/to\" failed  (Error 1023) - No such file or directory  (System error 2)\n");
 
@@ -460,7 +401,7 @@ TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
         t.flags.creating_child = 1;
       },
       [](Propagating_transaction &, Kes_err *err) { return err ? 1 : 0; });
-  EXPECT_EQ(r.exit_status, 0) << r.err;
+  EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_NE(r.out.find("Nothing to do"), std::string::npos);
 }
 
@@ -468,7 +409,6 @@ TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
 // A name table rebuilt during a run tells which workspace it scans, through the
 // transaction; the child this run creates has nothing to scan.
 TEST_F(PropagateTest, ARebuiltNameTableSaysWhichWorkspaceItScans) {
-  sh("mkdir -p " + dir + "/other/Brindle_wsdata");
   const struct {
     const char *ws;
     int creating;
@@ -481,7 +421,7 @@ TEST_F(PropagateTest, ARebuiltNameTableSaysWhichWorkspaceItScans) {
   };
   for (const auto &c : cases) {
     sh("rm -f " + dir + "/" + c.ws + "/Brindle_wsdata/nametable");
-    Child_result r = run_in_child([&]() {
+    Child r = in_child([&]() {
       Propagating_transaction t;
       Kes_err *err = nullptr;
       t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
@@ -497,7 +437,7 @@ TEST_F(PropagateTest, ARebuiltNameTableSaysWhichWorkspaceItScans) {
       delete err;
       return status;
     });
-    EXPECT_EQ(r.exit_status, 0) << c.ws << r.err;
+    EXPECT_EQ(r.status, 0) << c.ws << r.err;
     EXPECT_EQ(r.out, c.said) << c.ws << " creating " << c.creating;
   }
 }
@@ -515,7 +455,7 @@ TEST_F(PropagateTest, IncludeAndExcludeFilesAddNamesAndExpandPatternsInTheFromWo
   write_file(dir + "/include", "# the sources\n\nsrc/*.c\n" + dir + "/from/doc/x.txt\nREADME\n");
   write_file(dir + "/exclude", "src/b.c\n");
   for (const char *include : {"include", "none"}) {
-    Child_result r = run_in_child([&]() {
+    Child r = in_child([&]() {
       Propagating_transaction t;
       Kes_err *err = nullptr;
       t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
@@ -530,10 +470,10 @@ TEST_F(PropagateTest, IncludeAndExcludeFilesAddNamesAndExpandPatternsInTheFromWo
       return 1;
     });
     if (std::string(include) == "include") {
-      EXPECT_EQ(r.exit_status, 0) << r.err;
+      EXPECT_EQ(r.status, 0) << r.err;
       EXPECT_EQ(r.out, "src/a.c;src/b.c;doc/x.txt;README;|src/b.c;");
     } else {
-      EXPECT_EQ(r.exit_status, 1);
+      EXPECT_EQ(r.status, 1);
       EXPECT_EQ(r.err, "bringover: Open of include file \"" + dir +
                            "/none\" for reading failed  (Error 1001) - No such file or directory  "
                            "(System error 2)\n");

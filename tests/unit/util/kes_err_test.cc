@@ -6,13 +6,14 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 using testing::internal::CaptureStderr;
 using testing::internal::CaptureStdout;
@@ -103,18 +104,18 @@ TEST(CheckedOutput, WriteAndCloseFailuresCarry1001) {
   FILE *f = fopen("/dev/full", "w");
   ASSERT_NE(f, nullptr);
   setvbuf(f, nullptr, _IONBF, 0);
-  EXPECT_EQ(Err(fprintf_N_check(f, "/dev/full", "%s", "data")).text(),
+  EXPECT_EQ(take(fprintf_N_check(f, "/dev/full", "%s", "data")).text,
             "bringover: Writing to \"/dev/full\" failed  (Error 1001)" + full);
-  EXPECT_EQ(Err(fputs_N_check("data", f, "/dev/full")).code(), 1001);
+  EXPECT_EQ(take(fputs_N_check("data", f, "/dev/full")).code, 1001);
   fclose(f);
 
   // A buffered write to a full disk shows only at the close.
   f = fopen("/dev/full", "w");
   ASSERT_NE(f, nullptr);
   EXPECT_EQ(fprintf_N_check(f, "/dev/full", "buffered"), nullptr);
-  Err closing(fclose_N_check(f, "/dev/full"));
-  EXPECT_EQ(closing.code(), 1001);
-  EXPECT_NE(closing.text().find("Closing of the \"/dev/full\" failed"), std::string::npos);
+  Err closing = take(fclose_N_check(f, "/dev/full"));
+  EXPECT_EQ(closing.code, 1001);
+  EXPECT_NE(closing.text.find("Closing of the \"/dev/full\" failed"), std::string::npos);
 }
 
 TEST(Catalogues, WithoutNlspathInitFailsAndEnglishStays) {
@@ -136,16 +137,10 @@ TEST(Catalogues, WithoutNlspathInitFailsAndEnglishStays) {
 
 TEST(Catalogues, TranslatedTextsComeFromTheCatalogue) {
   // A catalogue with another text for the error suffix: the codes stay numbers.
-  char dir[] = "/tmp/kes_cat_test.XXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  std::string msg = std::string(dir) + "/libutil_1.msg";
-  {
-    std::ofstream m(msg);
-    m << "$set 1\n$quote \"\n1 \"  (Fehler %d)\"\n";
-  }
-  std::string cmd = "gencat -o " + std::string(dir) + "/libutil_1.cat " + msg;
-  ASSERT_EQ(system(cmd.c_str()), 0);
-  setenv("NLSPATH", (std::string(dir) + "/%N.cat").c_str(), 1);
+  Temp_dir dir;
+  write_file(dir.file("libutil_1.msg"), "$set 1\n$quote \"\n1 \"  (Fehler %d)\"\n");
+  ASSERT_EQ(run({"gencat", "-o", dir.file("libutil_1.cat"), dir.file("libutil_1.msg")}).status, 0);
+  setenv("NLSPATH", dir.file("%N.cat").c_str(), 1);
   libutil_fini();
   ASSERT_EQ(libutil_init(), 0);
   set_cmdname("bringover");
@@ -157,7 +152,6 @@ TEST(Catalogues, TranslatedTextsComeFromTheCatalogue) {
   f.format_msg(2001, 0, "x");
   EXPECT_STREQ(f.text, "bringover: x  (Error 2001)\n");
   unsetenv("NLSPATH");
-  system((std::string("rm -rf ") + dir).c_str());
 }
 
 TEST(Startup, VersionOptionAnywhere) {

@@ -45,45 +45,27 @@ constexpr bool kAddressSanitizer = false;
 
 }  // namespace
 
-TEST_F(HeapTest, NodesComeFromBlocksAndFreedNodesAreReused) {
-  const int per_block = 4;
-  std::vector<char *> nodes;
-  for (int i = 0; i < per_block; i++)
-    nodes.push_back(static_cast<char *>(kes_heap_new(&heap, sizeof(Node24), per_block)));
-  ASSERT_NE(heap, nullptr);
-  void *first_block = heap->blocks;
-  // One block holds the first per_block nodes side by side.
-  for (int i = 1; i < per_block; i++) EXPECT_EQ(nodes[i] - nodes[i - 1], 24);
-  EXPECT_EQ(heap->in_use, per_block);
-
-  char *fifth = static_cast<char *>(kes_heap_new(&heap, sizeof(Node24), per_block));
-  EXPECT_NE(heap->blocks, first_block);
-  EXPECT_EQ(*static_cast<void **>(heap->blocks), first_block);  // chained
-  memset(fifth, 0xa5, 24);  // usable memory of its own
-  kes_heap_delete(heap, nodes[1]);
-  kes_heap_delete(heap, nodes[2]);
-  EXPECT_EQ(heap->in_use, per_block + 1 - 2);
-  // The free list gives back the last freed node first.
-  EXPECT_EQ(kes_heap_new(&heap, sizeof(Node24), per_block), nodes[2]);
-  EXPECT_EQ(kes_heap_new(&heap, sizeof(Node24), per_block), nodes[1]);
-  EXPECT_EQ(heap->in_use, per_block + 1);
-}
-
-TEST_F(HeapTest, TinyNodesHoldTheFreeLinkAndDestroyStartsAfresh) {
-  char *a = static_cast<char *>(kes_heap_new(&heap, 1, 8));
-  char *b = static_cast<char *>(kes_heap_new(&heap, 1, 8));
-  EXPECT_GE((size_t)(b - a), sizeof(void *));
-  EXPECT_EQ((uintptr_t)a % alignof(void *), 0u);
-  kes_heap_delete(heap, a);
-  kes_heap_delete(heap, b);
-  EXPECT_EQ(kes_heap_new(&heap, 1, 8), b);
-  EXPECT_EQ(kes_heap_new(&heap, 1, 8), a);
-  kes_heap_destroy(&heap);
-  EXPECT_EQ(heap, nullptr);
-  kes_heap_destroy(&heap);  // twice is harmless
-  void *p = kes_heap_new(&heap, 40, 10);  // another node size is fine now
-  EXPECT_EQ(heap->in_use, 1);
-  kes_heap_delete(heap, p);
+// Freed nodes are used again, before a new block is taken; nodes smaller than
+// a pointer still hold the free list's link; a destroyed heap starts afresh.
+TEST_F(HeapTest, FreedNodesAreReusedAndDestroyStartsAfresh) {
+  for (size_t size : {sizeof(Node24), size_t(1)}) {
+    std::set<char *> nodes;
+    for (int i = 0; i < 6; i++) nodes.insert(static_cast<char *>(kes_heap_new(&heap, size, 4)));
+    ASSERT_EQ(nodes.size(), 6u);
+    for (char *p : nodes) {
+      EXPECT_EQ((uintptr_t)p % alignof(void *), 0u);
+      memset(p, 0xa5, size);  // usable memory of its own
+    }
+    for (char *p : nodes) kes_heap_delete(heap, p);
+    EXPECT_EQ(heap->in_use, 0);
+    std::set<char *> again;
+    for (int i = 0; i < 6; i++) again.insert(static_cast<char *>(kes_heap_new(&heap, size, 4)));
+    EXPECT_EQ(again, nodes);
+    EXPECT_EQ(heap->in_use, 6);
+    kes_heap_destroy(&heap);
+    EXPECT_EQ(heap, nullptr);
+    kes_heap_destroy(&heap);  // twice is harmless
+  }
 }
 
 TEST_F(HeapTest, NoPoolingWhenTheEnvironmentSaysSoAtCreation) {

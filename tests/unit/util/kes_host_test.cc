@@ -12,7 +12,9 @@
 
 #include "util/kes_err.h"
 #include "util/kes_host.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 TEST(Host, HostnameIsTheNodeName) {
   struct utsname u;
@@ -42,7 +44,7 @@ TEST(Host, UserWithoutEntry) {
   if (getpwuid(stranger)) GTEST_SKIP() << "uid 54321 has an entry here";
   set_cmdname("thost");
   kes_get_user(0, 0);  // fill the cache for the present user first
-  Child c = run_in_child([&] {
+  Child c = in_child([&] {
     if (setuid(stranger) < 0) _exit(77);
     std::string report;
     report += kes_get_user(0, 0) ? "named" : "null";

@@ -15,15 +15,15 @@
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
-#include "util/scratch_helpers.h"
+#include "support/support.h"
 
 namespace {
 const std::string kBin = std::string(BRINDLE_BINARY_DIR) + "/bin";
 
 // kes_init changes process-wide state (umask, environment, command name), so each
 // story runs in a child and sends back what it saw.
-std::string in_child(const std::function<std::string()> &fn) {
-  Child c = run_in_child(fn);
+std::string seen_in_child(const std::function<std::string()> &fn) {
+  support::Child c = support::in_child(fn);
   return c.status == 0 ? c.out : c.out + "[child failed]";
 }
 
@@ -35,7 +35,7 @@ std::string env(const char *name) {
 
 TEST(Startup, InitSetsUmaskNameSearchPathsAndCatalogues) {
   std::string prog = kBin + "/bringover";  // need not exist: only its directory counts
-  std::string seen = in_child([&] {
+  std::string seen = seen_in_child([&] {
     unsetenv("NLSPATH");
     setenv("PATH", "/bin", 1);
     unsetenv("TILEWINHOME");
@@ -76,7 +76,7 @@ TEST(Startup, InitSetsUmaskNameSearchPathsAndCatalogues) {
 TEST(Startup, BuiltCataloguesAreFound) {
   // The catalogues built beside the programs open through the search path that
   // start-up makes: a text read back through catgets proves it.
-  std::string seen = in_child([&] {
+  std::string seen = seen_in_child([&] {
     unsetenv("NLSPATH");
     unsetenv("LANG");
     unsetenv("LC_ALL");
@@ -100,7 +100,7 @@ TEST(Startup, ExistingSearchPathMembersAreNotRepeated) {
   char *c = maybe_append_str_to_env_var("X=/ab", "/a");
   EXPECT_STREQ(c, "X=/ab:/a");  // members compare whole, not by prefix
   free(c);
-  std::string seen = in_child([] {
+  std::string seen = seen_in_child([] {
     setenv("PATH", "/usr/bin:" BRINDLE_SCCS_DIR, 1);
     setenv("TILEWINHOME", "/opt/tw", 1);
     kes_set_path();
@@ -111,7 +111,7 @@ TEST(Startup, ExistingSearchPathMembersAreNotRepeated) {
 }
 
 TEST(Startup, RunDirectoryUnknownWithoutName) {
-  std::string seen = in_child([] {
+  std::string seen = seen_in_child([] {
     char *none[] = {nullptr};
     kes_set_full_cmdname(none);
     char *dir = reinterpret_cast<char *>(1);

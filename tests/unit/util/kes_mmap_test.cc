@@ -14,7 +14,9 @@
 #include <vector>
 
 #include "util/kes_mmap.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 namespace {
 
@@ -52,16 +54,15 @@ protected:
   Lines lines_of(const std::string &data, int window = 0) {
     write_file("f", data);
     Kes_mmap m("f", dir.c_str(), window);
-    EXPECT_EQ(Err(m.open()).err, nullptr);
+    EXPECT_EQ(take(m.open()).text, "");
     Kes_err *err = nullptr;
     Lines got = all_lines(m, &err);
-    EXPECT_EQ(Err(err).err, nullptr);
+    EXPECT_EQ(take(err).text, "");
     return got;
   }
   size_t page = 0;
 };
 
-std::string text_of(Kes_err *e) { return Err(e).text(); }
 
 // Lines of many lengths, so that line ends fall everywhere relative to the
 // window edges.
@@ -80,19 +81,6 @@ std::string varied_lines(int count, Lines *lines) {
 
 }  // namespace
 
-TEST_F(MmapTest, NamesAndWindowSizes) {
-  Kes_mmap a("SCCS/s.main.c", "/ws/child");
-  EXPECT_STREQ(a.get_fullname(), "/ws/child/SCCS/s.main.c");
-  EXPECT_EQ(a.window, 2 * page);
-  Kes_mmap b("/abs/s.x", "/ws");
-  EXPECT_STREQ(b.get_fullname(), "/abs/s.x");
-  Kes_mmap d("s.x", "", 5 * page + 17);  // whole pages only
-  EXPECT_STREQ(d.get_fullname(), "s.x");
-  EXPECT_EQ(d.window, 5 * page);
-  Kes_mmap e("s.x", nullptr, 100);  // at least two
-  EXPECT_EQ(e.window, 2 * page);
-}
-
 TEST_F(MmapTest, LinesAndDataAcrossManyWindowsAndAfterRewind) {
   Lines want;
   std::string data = varied_lines(4000, &want);
@@ -100,19 +88,19 @@ TEST_F(MmapTest, LinesAndDataAcrossManyWindowsAndAfterRewind) {
   write_file("lines", data);
   for (size_t w : {size_t(0), 3 * page, 16 * page}) {
     Kes_mmap m("lines", dir.c_str(), (int)w);
-    ASSERT_EQ(text_of(m.open()), "(no error)");
+    ASSERT_EQ(take(m.open()).text, "");
     Kes_err *err = nullptr;
     EXPECT_EQ(all_lines(m, &err), want) << "window " << m.window;
     EXPECT_EQ(err, nullptr);
     EXPECT_EQ(m.eof(), 1);
-    ASSERT_EQ(text_of(m.rewind()), "(no error)");
+    ASSERT_EQ(take(m.rewind()).text, "");
     EXPECT_EQ(m.eof(), 0);
     EXPECT_EQ(all_data(m, &err), data);
     EXPECT_EQ(m.eof(), 1);
     char *p;
     int len;
     EXPECT_EQ(m.read(&p, &len, &err), 0);  // stays at the end
-    EXPECT_EQ(text_of(m.close()), "(no error)");
+    EXPECT_EQ(take(m.close()).text, "");
     EXPECT_EQ(m.fd, -1);
   }
 }
@@ -148,7 +136,7 @@ TEST_F(MmapTest, LineRulesAtTheWindowEdges) {
   EXPECT_EQ(lines_of(prefix + fits + "tail\n"), want);
   write_file("over", prefix + over + "tail\n");
   Kes_mmap b("over", dir.c_str());
-  ASSERT_EQ(text_of(b.open()), "(no error)");
+  ASSERT_EQ(take(b.open()).text, "");
   Kes_err *err = nullptr;
   EXPECT_EQ(all_lines(b, &err), lead);
   EXPECT_EQ(err, nullptr);
@@ -158,7 +146,7 @@ TEST_F(MmapTest, LineRulesAtTheWindowEdges) {
   // A last line without its newline is left for read.
   write_file("partial", "one\ntwo\nno newline");
   Kes_mmap m("partial", dir.c_str());
-  ASSERT_EQ(text_of(m.open()), "(no error)");
+  ASSERT_EQ(take(m.open()).text, "");
   EXPECT_EQ(all_lines(m, &err), (Lines{"one\n", "two\n"}));
   EXPECT_EQ(m.eof(), 0);
   EXPECT_EQ(all_data(m, &err), "no newline");
@@ -167,7 +155,7 @@ TEST_F(MmapTest, LineRulesAtTheWindowEdges) {
 TEST_F(MmapTest, LineTooLongForTheBufferIsError2000) {
   write_file("long", "1234567\n12345678\nnext\n");
   Kes_mmap m("long", dir.c_str());
-  ASSERT_EQ(text_of(m.open()), "(no error)");
+  ASSERT_EQ(take(m.open()).text, "");
   char buf[9];
   Kes_err *err = nullptr;
   // Eight bytes with the newline fit a buffer of nine; nine do not.
@@ -177,7 +165,7 @@ TEST_F(MmapTest, LineTooLongForTheBufferIsError2000) {
   EXPECT_STREQ(buf, "");
   ASSERT_NE(err, nullptr);
   EXPECT_EQ(err->system_errno, 0);
-  EXPECT_EQ(text_of(err), "bringover: Line too long or unexpected end of file in \"" +
+  EXPECT_EQ(take(err).text, "bringover: Line too long or unexpected end of file in \"" +
                               at("long") + "\"  (Error 2000)\n");
   // A larger buffer gets the same line.
   char big[64];
@@ -187,7 +175,7 @@ TEST_F(MmapTest, LineTooLongForTheBufferIsError2000) {
 TEST_F(MmapTest, EmptyFileGivesNoData) {
   write_file("empty", "");
   Kes_mmap m("empty", dir.c_str());
-  ASSERT_EQ(text_of(m.open()), "(no error)");
+  ASSERT_EQ(take(m.open()).text, "");
   EXPECT_EQ(m.addr, nullptr);
   char buf[16] = "junk";
   Kes_err *err = nullptr;
@@ -199,7 +187,7 @@ TEST_F(MmapTest, EmptyFileGivesNoData) {
   EXPECT_EQ(len, 0);
   EXPECT_EQ(err, nullptr);
   EXPECT_EQ(m.eof(), 1);
-  EXPECT_EQ(text_of(m.rewind()), "(no error)");
+  EXPECT_EQ(take(m.rewind()).text, "");
 }
 
 TEST_F(MmapTest, OpenFailuresLeaveNothingOpen) {
@@ -225,14 +213,14 @@ TEST_F(MmapTest, OpenFailuresLeaveNothingOpen) {
     ASSERT_NE(err, nullptr) << c.name;
     EXPECT_EQ(err->code, c.code);
     EXPECT_EQ(err->system_errno, c.sys);
-    EXPECT_EQ(text_of(err), c.text);
+    EXPECT_EQ(take(err).text, c.text);
     EXPECT_EQ(m.fd, -1);
   }
 
   // Permissions do not stop root, so the open runs as the user nobody.
   write_file("secret", "hidden\n", 0);
   ASSERT_EQ(chmod(dir.c_str(), 0755), 0);
-  Child c = run_in_child([&] {
+  Child c = in_child([&] {
     if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
     Kes_mmap m("secret", dir.c_str());
     Kes_err *err = m.open();
@@ -250,21 +238,21 @@ TEST_F(MmapTest, CloseAndUnmapFailures) {
   write_file("f", std::string(3 * page, 'z'));
   {
     Kes_mmap m("f", dir.c_str());
-    ASSERT_EQ(text_of(m.open()), "(no error)");
+    ASSERT_EQ(take(m.open()).text, "");
     ::close(m.fd);  // the descriptor goes away behind the reader's back
-    EXPECT_EQ(text_of(m.close()), "bringover: Close of \"" + at("f") +
+    EXPECT_EQ(take(m.close()).text, "bringover: Close of \"" + at("f") +
                                       "\" failed  (Error 1009) - Bad file descriptor"
                                       "  (System error 9)\n");
     EXPECT_EQ(m.fd, -1);
     EXPECT_EQ(m.addr, nullptr);
   }
   Kes_mmap m("f", dir.c_str());
-  ASSERT_EQ(text_of(m.open()), "(no error)");
+  ASSERT_EQ(take(m.open()).text, "");
   char *real = m.addr;
   m.addr = real + 1;  // not page aligned: the unmap is refused
-  EXPECT_EQ(text_of(m.munmap()), "bringover: Munmap of \"" + at("f") +
+  EXPECT_EQ(take(m.munmap()).text, "bringover: Munmap of \"" + at("f") +
                                      "\" failed  (Error 1034) - Invalid argument"
                                      "  (System error 22)\n");
   m.addr = real;
-  EXPECT_EQ(text_of(m.close()), "(no error)");
+  EXPECT_EQ(take(m.close()).text, "");
 }

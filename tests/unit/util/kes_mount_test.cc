@@ -19,7 +19,9 @@
 #include "util/kes_host.h"
 #include "util/kes_mount.h"
 #include "util/kes_path.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 namespace {
 std::string host() {
@@ -84,9 +86,9 @@ TEST(Mountinfo, ParsesNetworkAutomounterAndEscapedEntries) {
 }
 
 TEST_F(MountTest, BindSourceIsTheNearestWiderMount) {
-  mkdirs("fs");
-  mkdirs("bind");
-  mkdirs("again");
+  make_dirs("fs");
+  make_dirs("bind");
+  make_dirs("again");
   std::string d = devstr(dev);
   std::string text = "1 0 " + d + " / / rw - ext4 /dev/x rw\n" +
                      "2 1 " + d + " /exp " + at("fs") + " rw - ext4 /dev/x rw\n" +
@@ -119,7 +121,7 @@ TEST_F(MountTest, BindSourceIsTheNearestWiderMount) {
 
 TEST_F(MountTest, HostTableGivesLocalHostForPlainPathsAndBack) {
   ASSERT_FALSE(host().empty());
-  mkdirs("ws/src");
+  make_dirs("ws/src");
   ASSERT_EQ(symlink(at("ws").c_str(), at("link").c_str()), 0);
   ASSERT_EQ(chdir(at("ws").c_str()), 0);
   // Links and dots resolve; a missing tail stays.
@@ -152,10 +154,10 @@ TEST_F(MountTest, LocalHostNetpathIsCutWithoutLookingAtTheDisk) {
 }
 
 TEST_F(MountTest, NetworkMountNamesServerAndPath) {
-  mkdirs("nfs/sub/dir");
+  make_dirs("nfs/sub/dir");
   write_file("nfs/sub/dir/f", "x");
-  mkdirs("other");
-  mkdirs("ign/x");
+  make_dirs("other");
+  make_dirs("ign/x");
   write_file("mounts",
         "srv:/export " + at("nfs") + " nfs rw,vers=4 0 0\n" +
         "old:/gone " + at("ign") + " nfs rw,ignore 0 0\n" +
@@ -182,7 +184,7 @@ TEST_F(MountTest, NetworkMountNamesServerAndPath) {
 TEST_F(MountTest, MountPointNameAloneIsNotEnough) {
   // /proc is a file system of its own: an entry naming "/" must not claim it,
   // and one naming /proc must.
-  mkdirs("x");
+  make_dirs("x");
   write_file("liar", "liar:/e / nfs rw 0 0\n");
   write_file("truth", "liar:/e / nfs rw 0 0\ntruth:/p /proc nfs rw 0 0\n");
   std::string none = at("none");
@@ -203,9 +205,9 @@ TEST_F(MountTest, MountPointNameAloneIsNotEnough) {
 }
 
 TEST_F(MountTest, BindMountsAreFollowedToTheirDirectory) {
-  mkdirs("nfs/sub/d");
-  mkdirs("dst");
-  mkdirs("lo");
+  make_dirs("nfs/sub/d");
+  make_dirs("dst");
+  make_dirs("lo");
   std::string d = devstr(dev);
   write_file("mounts",
         "srv:/export " + at("nfs") + " nfs rw 0 0\n" +
@@ -224,8 +226,8 @@ TEST_F(MountTest, BindMountsAreFollowedToTheirDirectory) {
 }
 
 TEST_F(MountTest, LoopbackCyclesEndAndUnreadableTablesFail) {
-  mkdirs("a/x");
-  mkdirs("b/x");
+  make_dirs("a/x");
+  make_dirs("b/x");
   write_file("mounts", at("a") + " " + at("b") + " lofs rw 0 0\n" + at("b") + " " + at("a") +
                       " lofs rw 0 0\n");
   std::string net = to_net(at("b/x"), at("mounts").c_str(), at("none").c_str());
@@ -235,10 +237,10 @@ TEST_F(MountTest, LoopbackCyclesEndAndUnreadableTablesFail) {
 }
 
 TEST_F(MountTest, AutomounterDirectoriesFromTheTable) {
-  mkdirs("net/host/d");
-  mkdirs("home2");
-  mkdirs("direct");
-  mkdirs("netx/a");
+  make_dirs("net/host/d");
+  make_dirs("home2");
+  make_dirs("direct");
+  make_dirs("netx/a");
   write_file("mounts",
         "auto.net " + at("net") + " autofs rw,fd=5,indirect 0 0\n" +
         "auto_home " + at("home2") + " nfs ignore,map=auto_home,indirect 0 0\n" +
@@ -270,7 +272,7 @@ TEST_F(MountTest, AutomounterPathBehindAMountPrefix) {
     std::string cmd;
     ~Cleanup() { (void)!system(cmd.c_str()); }
   } cleanup{"rm -rf '" + same + "' '" + differs + "' '" + other + "'"};
-  mkdirs("net/host/d");
+  make_dirs("net/host/d");
   ASSERT_EQ(system(("mkdir -p '" + other + "/net/host/d'").c_str()), 0);
   ASSERT_TRUE(mkdir("/tmp/tmp", 01777) == 0 || errno == EEXIST);
   ASSERT_EQ(symlink(dir.c_str(), same.c_str()), 0);
@@ -297,12 +299,12 @@ TEST_F(MountTest, AutomounterPathBehindAMountPrefix) {
 
 TEST_F(MountTest, RealBindMountGivesTheSameNetpath) {
   if (geteuid() != 0) GTEST_SKIP() << "bind mounts need root";
-  mkdirs("src/sub");
+  make_dirs("src/sub");
   write_file("src/sub/f", "x");
-  mkdirs("dst");
-  mkdirs("net/host/d");
+  make_dirs("dst");
+  make_dirs("net/host/d");
   write_file("am", "a " + at("net") + " autofs rw 0 0\n");
-  Child c = run_in_child([&] {
+  Child c = in_child([&] {
     // A mount namespace of our own, so that nothing shows outside this child.
     if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
       _exit(77);

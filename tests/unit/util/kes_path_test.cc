@@ -15,7 +15,9 @@
 
 #include "util/kes_err.h"
 #include "util/kes_path.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 namespace {
 class PathTest : public Scratch {
@@ -41,9 +43,9 @@ protected:
 }  // namespace
 
 TEST_F(PathTest, AbspathFollowsLinksAndKeepsWhatIsNotThere) {
-  mkdirs("real/sub");
+  make_dirs("real/sub");
   write_file("real/sub/file", "");
-  mkdirs("other");
+  make_dirs("other");
   link_at(at("real"), "abs");                // absolute target
   link_at("real/sub", "rel");                // relative target
   link_at("../real", "other/up");            // relative with ".."
@@ -54,7 +56,7 @@ TEST_F(PathTest, AbspathFollowsLinksAndKeepsWhatIsNotThere) {
   link_at("b", "a");                         // cycles
   link_at("a", "b");
   link_at("self", "self");
-  mkdirs("target");  // l1 -> l2 -> ... -> l20 -> target: twenty links
+  make_dirs("target");  // l1 -> l2 -> ... -> l20 -> target: twenty links
   for (int i = 1; i <= 20; i++)
     link_at(i == 20 ? "target" : "l" + std::to_string(i + 1), "l" + std::to_string(i));
   link_at("l1", "l0");
@@ -111,7 +113,7 @@ TEST_F(PathTest, AbspathLengthLimits) {
 }
 
 TEST_F(PathTest, LabspathDoesNotFollowLinks) {
-  mkdirs("real");
+  make_dirs("real");
   write_file("real/file", "");
   link_at("real", "ldir");
   link_at("nothere", "dangling");
@@ -135,14 +137,14 @@ TEST(PathRemoveDots, TextualRemovalAndTooManyDotDots) {
   set_cmdname("bringover");
   for (const auto &c : cases) {
     char buf[1024] = "old";
-    Err err(kes_path_remove_dots(c.in, buf));
+    Err err = take(kes_path_remove_dots(c.in, buf));
     if (c.out) {
-      EXPECT_EQ(err.err, nullptr) << c.in;
+      EXPECT_EQ(err.text, "") << c.in;
       EXPECT_STREQ(buf, c.out) << c.in;
       continue;
     }
-    EXPECT_EQ(err.code(), 2006);
-    EXPECT_EQ(err.text(), std::string("bringover: Filename \"") + c.in +
+    EXPECT_EQ(err.code, 2006);
+    EXPECT_EQ(err.text, std::string("bringover: Filename \"") + c.in +
                               "\" has too many \"..\" path components in it  (Error 2006)\n");
     EXPECT_STREQ(buf, "");
   }
@@ -232,33 +234,33 @@ TEST_F(PathTest, FullyQualifyExpandsHomesAndRelativeNames) {
 
 TEST_F(PathTest, ChdirByDescriptorOrNameAndItsFailures) {
   set_cmdname("putback");
-  mkdirs("one");
-  mkdirs("two");
+  make_dirs("one");
+  make_dirs("two");
   write_file("file", "");
   EXPECT_EQ(kes_fchdir_supported(), 1);
   int fd = open(at("one").c_str(), O_RDONLY);
   ASSERT_GE(fd, 0);
-  EXPECT_EQ(Err(kes_chdir("two", fd)).err, nullptr);  // the descriptor wins over the name
+  EXPECT_EQ(take(kes_chdir("two", fd)).text, "");  // the descriptor wins over the name
   close(fd);
   EXPECT_EQ(cwd(), at("one"));
-  EXPECT_EQ(Err(kes_chdir(at("two").c_str(), -1)).err, nullptr);
+  EXPECT_EQ(take(kes_chdir(at("two").c_str(), -1)).text, "");
   EXPECT_EQ(cwd(), at("two"));
 
   fd = open(at("file").c_str(), O_RDONLY);
   ASSERT_GE(fd, 0);
-  Err by_fd(kes_chdir("somewhere", fd));
+  Err by_fd = take(kes_chdir("somewhere", fd));
   close(fd);
-  EXPECT_EQ(by_fd.text(), "putback: Fchdir to \"somewhere\" failed  (Error 1031) - Not a directory"
+  EXPECT_EQ(by_fd.text, "putback: Fchdir to \"somewhere\" failed  (Error 1031) - Not a directory"
                           "  (System error 20)\n");
-  Err by_name(kes_chdir(at("missing").c_str(), -1));
-  EXPECT_EQ(by_name.text(), "putback: Chdir to \"" + at("missing") +
+  Err by_name = take(kes_chdir(at("missing").c_str(), -1));
+  EXPECT_EQ(by_name.text, "putback: Chdir to \"" + at("missing") +
                                 "\" failed  (Error 1023) - No such file or directory"
                                 "  (System error 2)\n");
   EXPECT_EQ(cwd(), at("two"));
 }
 
 TEST_F(PathTest, IsReadableDirAndEmptyLine) {
-  mkdirs("open");
+  make_dirs("open");
   write_file("file", "");
   ASSERT_EQ(mkdir(at("closed").c_str(), 0), 0);
   ASSERT_EQ(mkdir(at("noexec").c_str(), 0644), 0);
@@ -267,7 +269,7 @@ TEST_F(PathTest, IsReadableDirAndEmptyLine) {
   EXPECT_EQ(kes_is_readable_dir(at("missing").c_str()), 0);
   // Permissions do not stop root: ask as the user nobody.
   ASSERT_EQ(chmod(dir.c_str(), 0755), 0);
-  Child c = run_in_child([&] {
+  Child c = in_child([&] {
     if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
     std::string r;
     for (const char *d : {"open", "closed", "noexec"})

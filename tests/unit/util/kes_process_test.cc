@@ -14,7 +14,9 @@
 
 #include "util/kes_err.h"
 #include "util/kes_process.h"
-#include "util/scratch_helpers.h"
+#include "support/scratch.h"
+
+using namespace support;
 
 using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
@@ -69,35 +71,35 @@ TEST_F(Process, StatusesOfShellsPipesAndProgramsAreDecoded) {
       err = kes_execute_cmd_with_rc("/bin/sh", argv, &rc);
       c.cmd = "/bin/sh -c " + c.cmd;  // the message shows the whole line
     }
-    Err e(err);
-    EXPECT_EQ(e.code(), c.code) << c.cmd;
+    Err e = take(err);
+    EXPECT_EQ(e.code, c.code) << c.cmd;
     if (c.code) {
-      EXPECT_EQ(e.text(), "tproc: Command \"" + c.cmd + "\"\n" + c.text);
+      EXPECT_EQ(e.text, "tproc: Command \"" + c.cmd + "\"\n" + c.text);
     }
     EXPECT_EQ(rc, c.rc) << c.cmd;
   }
   // No shell ran at all.
   int rc = -1;
-  EXPECT_EQ(Err(kes_decode_sh_wait(-1, "x", &rc)).code(), 2010);
+  EXPECT_EQ(take(kes_decode_sh_wait(-1, "x", &rc)).code, 2010);
   EXPECT_EQ(rc, 0);
 }
 
 TEST_F(Process, SystemQuotesMetacharactersButKeepsWords) {
   std::string cmd = "touch " + dir + "/a;touch " + dir + "/b";
-  Err quoted(kes_system(cmd.c_str()));
-  EXPECT_EQ(quoted.err, nullptr) << quoted.text();
+  Err quoted = take(kes_system(cmd.c_str()));
+  EXPECT_EQ(quoted.text, "") << quoted.text;
   // One touch with two names: "a;touch" and "b".
-  EXPECT_TRUE(exists("a;touch"));
-  EXPECT_FALSE(exists("a"));
+  EXPECT_TRUE(file_exists("a;touch"));
+  EXPECT_FALSE(file_exists("a"));
   std::string plain = "touch " + dir + "/c;touch " + dir + "/d";
-  EXPECT_EQ(Err(kes_system_no_quoting(plain.c_str())).err, nullptr);
-  EXPECT_TRUE(exists("d"));
+  EXPECT_EQ(take(kes_system_no_quoting(plain.c_str())).text, "");
+  EXPECT_TRUE(file_exists("d"));
   // The message names the command as the caller gave it.
   std::string failing = "ls " + dir + "/nothing>x";
-  Err err(kes_system(failing.c_str()));
-  EXPECT_EQ(err.code(), 2012);
-  EXPECT_NE(err.text().find("Command \"" + failing + "\"\nexited with status"), std::string::npos);
-  EXPECT_FALSE(exists("x"));
+  Err err = take(kes_system(failing.c_str()));
+  EXPECT_EQ(err.code, 2012);
+  EXPECT_NE(err.text.find("Command \"" + failing + "\"\nexited with status"), std::string::npos);
+  EXPECT_FALSE(file_exists("x"));
 }
 
 TEST_F(Process, ExecFailureIsReportedByChildAndParent) {
@@ -105,23 +107,23 @@ TEST_F(Process, ExecFailureIsReportedByChildAndParent) {
   int rc = 0;
   std::string path = dir + "/no-such-program";
   CaptureStderr();
-  Err err(kes_execute_cmd_with_rc(path.c_str(), argv, &rc));
+  Err err = take(kes_execute_cmd_with_rc(path.c_str(), argv, &rc));
   std::string child_said = GetCapturedStderr();
   EXPECT_EQ(child_said, "tproc: Execv of \"" + path +
                             "\" failed  (Error 1028) - No such file or directory"
                             "  (System error 2)\n");
-  EXPECT_EQ(err.code(), 1028);
-  EXPECT_EQ(err.text(), "tproc: Execv of \"" + path + "\" failed  (Error 1028)\n");
+  EXPECT_EQ(err.code, 1028);
+  EXPECT_EQ(err.text, "tproc: Execv of \"" + path + "\" failed  (Error 1028)\n");
   EXPECT_EQ(rc, 127);
 
   // A file that is not a program: permission denied.
   write_file("text", "not a program\n");
   std::string text = at("text");
   CaptureStderr();
-  Err denied(kes_execute_cmd(text.c_str(), argv));
+  Err denied = take(kes_execute_cmd(text.c_str(), argv));
   EXPECT_NE(GetCapturedStderr().find("(Error 1028) - Permission denied  (System error 13)"),
             std::string::npos);
-  EXPECT_EQ(denied.code(), 1028);
+  EXPECT_EQ(denied.code, 1028);
 }
 
 TEST_F(Process, LongCommandLineIsCutAtWordBoundary) {
@@ -129,14 +131,14 @@ TEST_F(Process, LongCommandLineIsCutAtWordBoundary) {
   std::string word(924 - 18, 'w');
   std::vector<char *> argv = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"),
                               const_cast<char *>("exit 3"), &word[0], nullptr};
-  Err fits(kes_execute_cmd("/bin/sh", argv.data()));
-  EXPECT_EQ(fits.text(), "tproc: Command \"/bin/sh -c exit 3 " + word +
+  Err fits = take(kes_execute_cmd("/bin/sh", argv.data()));
+  EXPECT_EQ(fits.text, "tproc: Command \"/bin/sh -c exit 3 " + word +
                              "\"\nexited with status 3  (Error 2012)\n");
 
   std::string longer = word + "w";
   argv[3] = &longer[0];
-  Err cut(kes_execute_cmd("/bin/sh", argv.data()));
-  EXPECT_EQ(cut.text(), "tproc: Command \"/bin/sh -c exit 3 ...\"\nexited with status 3"
+  Err cut = take(kes_execute_cmd("/bin/sh", argv.data()));
+  EXPECT_EQ(cut.text, "tproc: Command \"/bin/sh -c exit 3 ...\"\nexited with status 3"
                         "  (Error 2012)\n");
 }
 
@@ -144,13 +146,13 @@ TEST_F(Process, BackgroundStartsGivePidsWithoutWaiting) {
   std::string script = "echo $0 > " + dir + "/mark; exit 4";
   char *argv[] = {const_cast<char *>("/bin/sh"), const_cast<char *>("-c"), &script[0], nullptr};
   long pid = 0;
-  ASSERT_EQ(Err(kes_execute_cmd_bg("/bin/sh", argv, &pid)).err, nullptr);
+  ASSERT_EQ(take(kes_execute_cmd_bg("/bin/sh", argv, &pid)).text, "");
   ASSERT_GT(pid, 0);
   int status = 0;
   ASSERT_EQ(waitpid(static_cast<pid_t>(pid), &status, 0), pid);
   EXPECT_EQ(read_file("mark"), "/bin/sh\n");
   int rc = 0;
-  EXPECT_EQ(Err(kes_decode_wait(status, "/bin/sh", argv, &rc)).code(), 2012);
+  EXPECT_EQ(take(kes_decode_wait(status, "/bin/sh", argv, &rc)).code, 2012);
   EXPECT_EQ(rc, 4);
 
   // A command runs through the shell; a text longer than the buffer is cut.
@@ -171,16 +173,16 @@ TEST_F(Process, WaitFailureIsError1029) {
   ignore.sa_handler = SIG_IGN;
   sigaction(SIGCHLD, &ignore, &old);
   char *argv[] = {const_cast<char *>("true"), nullptr};
-  Err err(kes_execute_cmd("/bin/true", argv));
+  Err err = take(kes_execute_cmd("/bin/true", argv));
   sigaction(SIGCHLD, &old, nullptr);
-  EXPECT_EQ(err.code(), 1029);
-  EXPECT_EQ(err.text(), "tproc: Waitpid failed  (Error 1029) - No child processes"
+  EXPECT_EQ(err.code, 1029);
+  EXPECT_EQ(err.text, "tproc: Waitpid failed  (Error 1029) - No child processes"
                         "  (System error 10)\n");
 }
 
 TEST_F(Process, VforkFailureIsReported) {
   // As the user nobody with no further processes allowed, vfork fails.
-  Child c = run_in_child(
+  Child c = in_child(
       [] {
         struct rlimit none = {0, 0};
         if (setgid(65534) < 0 || setuid(65534) < 0 || setrlimit(RLIMIT_NPROC, &none) < 0) _exit(77);
@@ -193,11 +195,10 @@ TEST_F(Process, VforkFailureIsReported) {
         KesGCommand cmd("echo hi");
         if (cmd.invoke() != -1) fputs("invoke did not give -1\n", stderr);
         return std::string();
-      },
-      true);
+      });
   if (c.status == 77) GTEST_SKIP() << "cannot change to the user nobody";
   EXPECT_EQ(c.status, 0);
-  EXPECT_EQ(c.out,
+  EXPECT_EQ(c.err,
             "tproc: Cannot start command \"/bin/true\" because vfork failed  (Error 1032)"
             " - Resource temporarily unavailable  (System error 11)\n"
             "Cannot start command \"echo hi\" because vfork failed\n");
@@ -226,8 +227,8 @@ protected:
   void program(const std::string &name, mode_t mode = 0755) { write_file(name, "#!/bin/sh\n", mode); }
   std::string find(const char *cmd) {
     char buf[1024] = "untouched";
-    Err err(kes_find_executable(cmd, buf));
-    return err.err ? err.text() : buf;
+    Err err = take(kes_find_executable(cmd, buf));
+    return err.code ? err.text : buf;
   }
   std::string old_path;
 };
@@ -261,7 +262,7 @@ TEST_F(FindExecutable, MissingEverywhereOrOnlyOutsidePath) {
   program("path/kes_fe_none");
   EXPECT_EQ(find("kes_fe_none"), dir + "/path/kes_fe_none");
   char buf[1024];  // a name with a slash is not looked up
-  EXPECT_EQ(Err(kes_find_cmd_in_path("./rel/prog", buf)).err, nullptr);
+  EXPECT_EQ(take(kes_find_cmd_in_path("./rel/prog", buf)).text, "");
   EXPECT_STREQ(buf, "./rel/prog");
 
   setenv("BRINDLE_PATH_ONLY", "1", 1);

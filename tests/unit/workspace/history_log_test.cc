@@ -10,8 +10,10 @@
 #include "util/kes_host.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
+#include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -60,7 +62,7 @@ std::vector<std::string> leftovers(const std::string &dir) {
 
 class HistoryLog : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string mdir = make_ws(tmp.path()) + "/Brindle_wsdata";
   std::string log = mdir + "/history";
   Kes_md_history md{nullptr, mdir.c_str()};
@@ -234,30 +236,28 @@ TEST_F(HistoryLog, CommandLogLinesWithoutValues) {
   EXPECT_EQ(got[1][10], "");
 }
 
-TEST_F(HistoryLog, PreviewLeavesNoTrace) {
-  Kes_cmdlog cmdlog;
-  EXPECT_EQ(take(md.start(1)).code, 0);
-  Kes_strlist *comment = strlist({"c"});
-  EXPECT_EQ(take(md.print_comment(comment)).code, 0);
-  delete comment;
-  EXPECT_EQ(take(md.printf("x\n")).code, 0);
-  cmdlog.finish(0);
-  md.done(&cmdlog);
-  EXPECT_FALSE(file_exists(log));
-  EXPECT_TRUE(leftovers(mdir).empty());
+// Each child says on a pipe when it first finds the log's file lock held.
+int waiting_fd = -1;
+void say_waiting(const char *, time_t, time_t, int) {
+  if (waiting_fd >= 0 && write(waiting_fd, "w", 1) == 1) close(waiting_fd);
+  waiting_fd = -1;
 }
 
 TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
   const int kProcs = 3, kLines = 2000;
   // The children compose their records, then append them at the same moment
   // when the parent closes the pipe.
-  int gate[2];
+  int gate[2], waiting[2];
   ASSERT_EQ(pipe(gate), 0);
+  ASSERT_EQ(pipe(waiting), 0);
   std::vector<pid_t> pids;
   for (int p = 0; p < kProcs; p++) {
     pid_t pid = fork();
     ASSERT_GE(pid, 0);
     if (pid == 0) {
+      close(waiting[0]);
+      waiting_fd = waiting[1];
+      kes_file_lock_set_observer(say_waiting);
       Kes_md_history m(nullptr, mdir.c_str());
       Kes_cmdlog cl;
       std::string name = "proc" + std::to_string(p);
@@ -279,11 +279,17 @@ TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
     pids.push_back(pid);
   }
   close(gate[0]);
-  // While another holds the log's file lock, nobody appends.
+  close(waiting[1]);
+  // While another holds the log's file lock, nobody appends: every child has
+  // come to the lock and waits.
   Kes_md_history holder(nullptr, mdir.c_str());
   ASSERT_EQ(take(holder.lock()).code, 0);
   close(gate[1]);
-  usleep(500000);
+  char c;
+  int arrived = 0;
+  while (arrived < kProcs && read(waiting[0], &c, 1) == 1) arrived++;
+  close(waiting[0]);
+  EXPECT_EQ(arrived, kProcs);
   EXPECT_FALSE(file_exists(log));
   holder.unlock();
   for (pid_t pid : pids) {
@@ -336,7 +342,7 @@ TEST_F(HistoryLog, FailedAppendLosesOnlyTheRecord) {
       if (Kes_err *e = m.printf("%040d\n", i)) return e->print(), 3;
     m.done(nullptr);
     return 0;
-  });
+  }).status;
   EXPECT_EQ(status, 0) << read_file(errfile);
   EXPECT_EQ(read_file(log), old);
   EXPECT_NE(read_file(errfile).find("Writing to \"" + log + "\" failed"), std::string::npos)
@@ -358,7 +364,7 @@ TEST_F(HistoryLog, WriteAndStartFailuresAreReturned) {
                    e.text.find("Writing to \"" + mdir + "/history.") != std::string::npos
                ? 0
                : 1;
-  });
+  }).status;
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(leftovers(mdir).empty());  // the child's destructor dropped it
 
@@ -382,7 +388,7 @@ TEST_F(HistoryLog, CrashBeforeDoneLeavesOnlyTheTemporaryFile) {
     if (m.printf("half a record\n")) return 3;
     fflush(nullptr);
     _exit(0);  // no destructor, no done
-  });
+  }).status;
   EXPECT_EQ(status, 0);
   EXPECT_EQ(read_file(log), "VERSION 1\nCOMMAND old\n");
   std::vector<std::string> left = leftovers(mdir);
@@ -412,7 +418,7 @@ TEST(HistoryRecord, CompareLeavesOutTheChildName) {
 }
 
 TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
-  TempDir tmp;
+  Temp_dir tmp;
   std::string gone = tmp.file("gone");
   make_dirs(gone);
   std::string errfile = tmp.file("stderr");
@@ -422,7 +428,7 @@ TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {
     if (chdir(gone.c_str()) != 0 || rmdir(gone.c_str()) != 0) return 5;
     Kes_cmdlog cl;
     return 0;
-  });
+  }).status;
   EXPECT_EQ(status, 1);
   std::string err = read_file(errfile);
   EXPECT_NE(err.find(": Could not get current working directory\n"), std::string::npos) << err;

@@ -8,6 +8,7 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -58,7 +59,7 @@ TEST(AccessValuesTest, ListsAreReadLeftToRightAndNamesCompareOn32Bytes) {
 
 class AccessFileTest : public ::testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string dir = tmp.path();
   Kes_workspace *ws = nullptr;
   std::string file;
@@ -156,21 +157,6 @@ TEST_F(AccessFileTest, PrintedListLinesUpTheValues) {
                      long_op + "   -\n");
 }
 
-TEST_F(AccessFileTest, DefaultFileGivesTheCreatorTheWorkspaceAndEverybodyTheTransfers) {
-  Kes_md_access *md = nullptr;
-  ASSERT_EQ(ws->get_md_access(&md), nullptr);
-  ASSERT_EQ(md->create_default_file(VCS_SCCS), nullptr);
-  delete md;
-  // The file's text is checked byte for byte where a bringover makes it; here
-  // what the checks make of it.
-  EXPECT_EQ(granted("workspace-delete", user.c_str()), 1);
-  EXPECT_EQ(granted("workspace-delete", "somebody-else"), 0);
-  EXPECT_EQ(granted("bringover-from", "somebody-else"), 1);
-  EXPECT_EQ(granted("bringover-to", "somebody-else"), 0);
-  EXPECT_EQ(granted("workspace-reparent-to", "somebody-else"), 1);
-  EXPECT_EQ(read_file(file).compare(0, 10, "VERSION 2\n"), 0);
-}
-
 TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
   EXPECT_EQ(granted("workspace-delete", "anybody"), 1) << "no file: everything is allowed";
 
@@ -199,25 +185,6 @@ TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
   int g = -1;
   EXPECT_EQ(take(ws->access_granted("undo", user.c_str(), &g)).code, 2046)
       << "a newer file stops the command";
-}
-
-TEST_F(AccessFileTest, ChecksGiveTheOperationsOwnTextAsErrorOrWarning) {
-  write_file(file, "VERSION 2\nbringover-to\t\t-\nworkspace-reparent\t-\n");
-  Err e = take(kes_check_access("bringover-to", ws));
-  EXPECT_EQ(e.code, 2065);
-  std::string expected = "User " + user + " does not have access to bringover to workspace \"" +
-                         std::string(ws->wsname) + "\"  (Error 2065)\n";
-  EXPECT_NE(e.text.find(expected), std::string::npos) << e.text;
-  e = take(kes_check_access("workspace-reparent", ws));
-  EXPECT_NE(e.text.find("does not have access to change the parent of workspace"),
-            std::string::npos);
-  EXPECT_EQ(kes_check_access("bringover-from", ws), nullptr);
-
-  // The warning form prints on standard output and lets the caller go on.
-  std::string out =
-      capture_stdout([&] { EXPECT_EQ(kes_check_access_warning("bringover-to", ws), nullptr); });
-  EXPECT_NE(out.find("does not have access to bringover to workspace"), std::string::npos);
-  EXPECT_NE(out.find("(Warning 2065)"), std::string::npos);
 }
 
 TEST_F(AccessFileTest, DirectoryAcceptedInPlaceOfAWorkspaceIsNotChecked) {

@@ -4,20 +4,21 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
 class Args : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   std::string root = make_ws(tmp.file("ws"));
   Kes_workspace ws{root.c_str(), nullptr};
   std::string md = root + "/Brindle_wsdata";
   std::string backup = md + "/backup/files";
   // Names in the backup directory, recursively, sorted.
   std::string backup_listing() {
-    return sh("cd '" + backup + "' 2>/dev/null && find . -type f | sort");
+    return sh("cd '" + backup + "' 2>/dev/null && find . -type f | sort").out;
   }
 };
 

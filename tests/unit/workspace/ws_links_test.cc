@@ -9,42 +9,27 @@
 #include "workspace/kes_workspace.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
 
-std::vector<std::string> names(Kes_wslist *l) {
-  std::vector<std::string> v;
-  for (Kes_listelem *e = l->head.next; e != &l->head; e = e->next)
-    v.push_back(static_cast<Kes_workspace *>(e->data)->wsname);
-  return v;
-}
-
 class Links : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
 };
 
-TEST_F(Links, ParentAndChildrenRoundTrip) {
+// Links made by bringover and the workspace command are the stories' (t1001,
+// t1401); here what they don't reach.
+TEST_F(Links, ParentFilesAsPeopleWriteThemAndRemovals) {
   std::string p = make_ws(tmp.file("parent")), c1 = make_ws(tmp.file("c1")),
               c2 = make_ws(tmp.file("c2"));
   Kes_workspace parent(p.c_str(), nullptr), child1(c1.c_str(), nullptr),
       child2(c2.c_str(), nullptr);
-
   ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);
   ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);  // no duplicate
   EXPECT_EQ(read_file(md_file(c1, "parent")), "VERSION 1\n" + net(p) + "\n");
-  ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
-  ASSERT_EQ(take(parent.add_child(&child2)).code, 0);
-  ASSERT_EQ(take(parent.add_child(&child1)).code, 0);
-  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(c1) + "\n" + net(c2) + "\n");
-
   Kes_workspace *got = nullptr;
-  ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
-  ASSERT_NE(got, nullptr);
-  EXPECT_TRUE(got->compare(&parent));
-  EXPECT_STREQ(got->wsname, p.c_str());
-  delete got;
   ASSERT_EQ(take(child1.get_kes_parent(&got)).code, 0);
   ASSERT_NE(got, nullptr);
   EXPECT_TRUE(got->compare(&parent));
@@ -52,18 +37,9 @@ TEST_F(Links, ParentAndChildrenRoundTrip) {
   ASSERT_EQ(take(child2.get_parent(&got)).code, 0);
   EXPECT_EQ(got, nullptr);  // no parent file
 
-  Kes_wslist *kids = nullptr;
-  ASSERT_EQ(take(parent.get_children(&kids)).code, 0);
-  EXPECT_EQ(names(kids), (std::vector<std::string>{c1, c2}));
-  delete kids;
-
-  ASSERT_EQ(take(parent.remove_child(&child1)).code, 0);
-  EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(c2) + "\n");
   ASSERT_EQ(take(child1.remove_parent()).code, 0);
   EXPECT_FALSE(file_exists(md_file(c1, "parent")));
   ASSERT_EQ(take(child1.remove_parent()).code, 0);  // nothing to remove
-  ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
-  EXPECT_EQ(got, nullptr);
 
   // Set by hand: comments are skipped and only the first line counts.
   write_file(md_file(c1, "parent"), "VERSION 1\n# set by hand\n" + c2 + "\n" + p + "\n");
@@ -245,7 +221,7 @@ TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
   Kes_autofr before_resolve(0, 0, 0, 0, 0, 0, 1, 0), zero, *af = nullptr;
   ASSERT_EQ(take(ws.set_pbval(&want)).code, 0);
   ASSERT_EQ(take(ws.set_autofr(&before_resolve)).code, 0);
-  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata"), "");
+  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata").out, "");
   Kes_md_pbval *mdp = nullptr;
   ASSERT_EQ(take(ws.get_md_pbval(&mdp)).code, 0);
   ASSERT_EQ(take(mdp->save(&want)).code, 0);

@@ -6,6 +6,7 @@
 #include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -113,7 +114,7 @@ int reader(const char *dir, const std::string &stop) {
 }
 
 TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
-  TempDir tmp;
+  Temp_dir tmp;
   const char *dir = tmp.path().c_str();
   std::string stop = tmp.file("stop");
   {
@@ -178,7 +179,7 @@ TEST(MetadataConcurrency, NoLineLostNoFileTorn) {
     for (int n = 0; n < kRewrites; n++)
       expected["r" + std::to_string(i) + "-" + std::to_string(n)] = 1;
   EXPECT_EQ(seen, expected);
-  EXPECT_EQ(sh("ls '" + tmp.path() + "'"), "shared\nstop\n");
+  EXPECT_EQ(sh("ls '" + tmp.path() + "'").out, "shared\nstop\n");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "workspace/kes_metadata.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -71,7 +72,7 @@ public:
 
 class Metadata : public testing::Test {
 protected:
-  TempDir tmp;
+  Temp_dir tmp;
   const char *dir() { return tmp.path().c_str(); }
   std::string file(const char *name) { return tmp.file(name); }
 };
@@ -454,8 +455,10 @@ struct Look {
   int broken;
 };
 std::vector<Look> looks;
+std::function<void()> at_look;  // a test may act at each look
 void record(const char *, time_t lock_mtime, time_t probe_mtime, int broken) {
   looks.push_back({lock_mtime, probe_mtime, broken});
+  if (at_look) at_look();
 }
 
 // Sets a lock link's own modification time to now - age seconds.
@@ -470,9 +473,13 @@ class FileLock : public Metadata {
 protected:
   void SetUp() override {
     looks.clear();
+    at_look = nullptr;
     kes_file_lock_set_observer(record);
   }
-  void TearDown() override { kes_file_lock_set_observer(nullptr); }
+  void TearDown() override {
+    kes_file_lock_set_observer(nullptr);
+    at_look = nullptr;
+  }
 };
 
 TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
@@ -487,7 +494,7 @@ TEST_F(FileLock, StaleLockIsBrokenByTheProbeTime) {
   EXPECT_EQ(read_file(file("f")), "VERSION 1\nafter\n");
   EXPECT_FALSE(file_exists(lk));
   // The probe files are gone too.
-  EXPECT_EQ(sh("ls '" + tmp.path() + "'"), "f\n");
+  EXPECT_EQ(sh("ls '" + tmp.path() + "'").out, "f\n");
 
   // An explicit timeout counts the same way, and the new lock is fresh.
   looks.clear();
@@ -524,12 +531,14 @@ TEST_F(FileLock, LockOfAKilledProcessIsBroken) {
   close(pipefd[1]);
   ASSERT_TRUE(file_exists(lk));  // left behind by the killed holder
 
-  // Let the lock be 13 seconds old by its own time stamp, so the next locker
-  // breaks it within a few seconds instead of fifteen.
-  age_link(lk, 13);
+  // The lock is fresh at the next locker's first look; then it is made old by
+  // its own time stamp, and the second look breaks it.
+  at_look = [&] {
+    if (looks.size() == 1) age_link(lk, 60);
+  };
   Kes_metadata md(nullptr, dir(), "f", 1);
   ASSERT_EQ(take(md.add_line("survivor")).code, 0);
-  ASSERT_GE(looks.size(), 2u);
+  ASSERT_EQ(looks.size(), 2u);
   EXPECT_FALSE(looks.front().broken);
   EXPECT_TRUE(looks.back().broken);
   for (const Look &l : looks) EXPECT_EQ(l.broken, l.lock_mtime + 15 < l.probe_mtime);

@@ -7,6 +7,7 @@
 #include "workspace/kes_md_putback_validation.h"
 #include "workspace/ws_helpers.h"
 
+using namespace support;
 using namespace ws_test;
 
 namespace {
@@ -18,7 +19,7 @@ std::string lines(int from, int to) {
 }
 
 TEST(BackupJournal, SyncedEveryTenLines) {
-  TempDir tmp;
+  Temp_dir tmp;
   Kes_md_backupnew md(nullptr, tmp.path().c_str());
   ASSERT_EQ(take(md.open()).code, 0);
   std::string path = tmp.file("backup/new");
@@ -48,7 +49,7 @@ TEST(BackupJournal, SyncedEveryTenLines) {
 }
 
 TEST(BackupJournal, Failures) {
-  TempDir tmp;
+  Temp_dir tmp;
   // The directory can't be made: a plain file is in the way.
   write_file(tmp.file("backup"), "");
   Kes_md_backupnew blocked(nullptr, tmp.path().c_str());
@@ -89,7 +90,7 @@ TEST(BackupJournal, Failures) {
 }
 
 TEST(Description, ReadsTheFileAsItStands) {
-  TempDir tmp;
+  Temp_dir tmp;
   write_file(tmp.file("description"),
              "VERSION 1\nNAME\nGateway # not a comment\nDESCRIPTION\n  first line\n\n"
              "third \\\n");
@@ -165,7 +166,7 @@ const char kAutofrHead[] =
     "# Examples:\n# before_putback yes\n# after_resolve yes\n# before_undo no\n\n";
 
 TEST(AutoFreezepoints, SavedReadBackWithoutTheResolveKeys) {
-  TempDir tmp;
+  Temp_dir tmp;
   Kes_md_autofr md(nullptr, tmp.path().c_str());
   Kes_autofr all_on(1, 1, 1, 1, 1, 1, 1, 1);
   ASSERT_EQ(take(md.save(&all_on)).code, 0);
@@ -195,7 +196,7 @@ TEST(AutoFreezepoints, SavedReadBackWithoutTheResolveKeys) {
 }
 
 TEST(AutoFreezepoints, HandWrittenFile) {
-  TempDir tmp;
+  Temp_dir tmp;
   write_file(tmp.file("freezept_control"),
              "VERSION 2\nbefore_bringover\tyes\nafter_bringover Yes\n  before_putback   yes  # ok\n"
              "after_putback\nbefore_undo yes please\nafter_undo maybe\nbefore_resolve yes\n"
@@ -223,7 +224,7 @@ TEST(AutoFreezepoints, HandWrittenFile) {
 }
 
 TEST(PutbackValidation, DefaultsRoundTripAndProgramLine) {
-  TempDir tmp;
+  Temp_dir tmp;
   Kes_md_pbval md(nullptr, tmp.path().c_str());
   Kes_pbval defaults;
   Kes_strlist unused;

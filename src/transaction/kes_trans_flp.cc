@@ -1,0 +1,211 @@
+// File list programs: a directory named to a transaction is listed by each
+// workspace's directory program, and -f programs are run in both workspaces.
+// The to workspace's program runs in the background into a temporary file
+// while the from workspace's one is read through a pipe.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "transaction/kes_transaction.h"
+#include "util/kes_err.h"
+#include "util/kes_msg.h"
+#include "util/kes_process.h"
+#include "util/kes_quote.h"
+#include "workspace/kes_workspace.h"
+
+namespace {
+
+std::string esc(const char *text) { return shell_escape(text ? text : ""); }
+
+// A blank line stands before the first program line of the process.
+void blank_line_once(Kes_transaction *t) {
+  static int printed;
+  if (!printed++) t->printf("\n");
+}
+
+// The older output form: blank-separated names.
+int compat_2_1() {
+  static int on = getenv("BRINDLE_COMPAT_2_1") != nullptr;
+  return on;
+}
+
+// A temporary file for a background program's output.
+Kes_err *make_output_file(char *name) {
+  snprintf(name, 1024, "/tmp/flp.XXXXXX");
+  int fd = mkstemp(name);
+  if (fd < 0)
+    return (new Kes_err)->format_msg(
+        2044, errno, BWM_MSG(10010, "Unable to create a temporary name from template \"%s\""),
+        "/tmp/flp.XXXXXX");
+  ::close(fd);
+  return nullptr;
+}
+
+Kes_err *start_in_background(const std::string &cmd, long *pid) {
+  char sh[] = "/bin/sh", dash_c[] = "-c";
+  char *argv[] = {sh, dash_c, const_cast<char *>(cmd.c_str()), nullptr};
+  return kes_execute_cmd_bg("/bin/sh", argv, pid);
+}
+
+// The background program is waited for and its names read whatever happened
+// in the foreground; the first error is the one returned.
+Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_err *err) {
+  Kes_err *read_err = t->read_flp_output(t->to_ws, out, pid);
+  unlink(out);
+  if (!err) return read_err;
+  delete read_err;
+  return err;
+}
+
+}  // namespace
+
+// Names from a program's output go to add_file one by one; an error stops
+// the reading.  In the line form a blank in the first line is worth a word.
+static Kes_err *read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp) {
+  Kes_err *err = nullptr;
+  if (compat_2_1()) {
+    char name[1024];
+    while (!err && fscanf(fp, "%1023s", name) == 1) err = t->add_file(ws, name, nullptr);
+    return err;
+  }
+  char *line = nullptr;
+  size_t cap = 0;
+  ssize_t n;
+  int first = 1;
+  while (!err && (n = getline(&line, &cap, fp)) > 0) {
+    if (line[n - 1] == '\n') line[--n] = '\0';
+    if (first && strchr(line, ' '))
+      t->issue_warning(2634, 0, "%s",
+                       BWM_MSG(10011, "flp program output contains white-spaces.  It is quite  "
+                                      "possible\n\tit is old output style or there are white-spaces "
+                                      "in name of file.\n\tIf your flp program writes white-space "
+                                      "separated list of files,\n\tset BRINDLE_COMPAT_2_1 "
+                                      "environment variable."));
+    first = 0;
+    err = t->add_file(ws, line, nullptr);
+  }
+  free(line);
+  return err;
+}
+
+int Kes_transaction::should_run_dir_flp(Kes_workspace *ws, const char *dir) {
+  if (!ws || !ws->get_def_flp() || !ws->get_absname()) return 0;
+  std::string path = std::string(ws->get_absname()) + "/" + dir;
+  struct stat st;
+  return stat(path.c_str(), &st) == 0;
+}
+
+Kes_err *Kes_transaction::run_dir_flp(const char *dir) {
+  char out[1024];
+  Kes_err *err = make_output_file(out);
+  if (err) return err;
+  long pid = 0;
+  err = run_dir_flp_in_ws_bg(to_ws, dir, out, &pid);
+  if (!err) err = run_dir_flp_in_ws(from_ws, dir);
+  return finish_background(this, out, pid, err);
+}
+
+Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *dir,
+                                               const char *out_path, long *pid) {
+  *pid = 0;
+  if (!should_run_dir_flp(ws, dir)) return nullptr;
+  const char *root = ws->get_absname(), *flp = ws->get_def_flp();
+  blank_line_once(this);
+  printf("cd %s/%s; %s &\n", root, dir, flp);
+  kes_trans_set_ws_root(root);
+  std::string cmd = "cd " + esc(root) + "/" + esc(dir) + "; " + esc(flp) + " > " + esc(out_path);
+  return start_in_background(cmd, pid);
+}
+
+Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) {
+  if (!should_run_dir_flp(ws, dir)) return nullptr;
+  const char *root = ws->get_absname(), *flp = ws->get_def_flp();
+  blank_line_once(this);
+  printf("cd %s/%s; %s\n", root, dir, flp);
+  return run_flp(ws, ("cd " + esc(root) + "/" + esc(dir) + "; " + esc(flp)).c_str());
+}
+
+namespace {
+// How a -f program is run in ws, if it is there: a relative one from the
+// root, an absolute one as it stands.  Empty when it isn't there.
+std::string program_in(Kes_workspace *ws, const char *program) {
+  if (!ws || !ws->get_absname()) return "";
+  struct stat st;
+  if (program[0] == '/') return stat(program, &st) == 0 ? program : "";
+  std::string path = std::string(ws->get_absname()) + "/" + program;
+  return stat(path.c_str(), &st) == 0 ? std::string("./") + program : "";
+}
+}  // namespace
+
+Kes_err *Kes_transaction::run_gen_flp(const char *program_in_arg) {
+  char rel[1024];
+  const char *program = program_in_arg;
+  // A program inside a workspace is run from each workspace's own copy.
+  if (program[0] == '/' &&
+      ((from_ws && from_ws->is_under_ws(program, rel)) || (to_ws && to_ws->is_under_ws(program, rel))))
+    program = rel;
+  char out[1024];
+  Kes_err *err = make_output_file(out);
+  if (err) return err;
+  long pid = 0;
+  std::string in_to = program_in(to_ws, program);
+  if (!in_to.empty()) {
+    const char *root = to_ws->get_absname();
+    blank_line_once(this);
+    printf("cd %s; %s &\n", root, in_to.c_str());
+    kes_trans_set_ws_root(root);
+    err = start_in_background("cd " + esc(root) + "; " + esc(in_to.c_str()) + " > " + esc(out), &pid);
+  }
+  int ran = 0;
+  if (!err) err = run_gen_flp_in_ws(from_ws, program, &ran);
+  if (!err && !ran && in_to.empty())
+    err = (new Kes_err)->format_msg(
+        2013, 0, BWM_MSG(10012, "FLP \"%s\" does not exist in either parent or child workspace"),
+        program_in_arg);
+  return finish_background(this, out, pid, err);
+}
+
+Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *program, int *ran) {
+  *ran = 0;
+  std::string run = program_in(ws, program);
+  if (run.empty()) return nullptr;
+  *ran = 1;
+  const char *root = ws->get_absname();
+  blank_line_once(this);
+  printf("cd %s; %s\n", root, run.c_str());
+  return run_flp(ws, ("cd " + esc(root) + "; " + esc(run.c_str())).c_str());
+}
+
+Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
+  kes_trans_set_ws_root(ws->get_absname());
+  fflush(stdout);
+  FILE *fp = popen(command, "r");
+  if (!fp)
+    return (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""), command);
+  Kes_err *err = read_flp_names(this, ws, fp);
+  // A program that fails has said why on standard error; its names count.
+  pclose(fp);
+  return err;
+}
+
+Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, long pid) {
+  if (pid == 0) return nullptr;
+  int status;
+  while (waitpid((pid_t)pid, &status, 0) < 0) {
+    if (errno != EINTR)
+      return (new Kes_err)->format_msg(1029, errno, BWM_MSG(10013, "Waitpid failed"));
+  }
+  FILE *fp = fopen(path, "r");
+  if (!fp)
+    return (new Kes_err)->format_msg(1001, errno,
+                                     BWM_MSG(10014, "Open of \"%s\" for reading failed"), path);
+  Kes_err *err = read_flp_names(this, ws, fp);
+  fclose(fp);
+  return err;
+}

@@ -1,0 +1,181 @@
+#!/usr/bin/env bash
+# Files keep their identity across renames: after a first bringover has
+# written both name tables, files renamed, deleted (moved under
+# deleted_files), copied by hand and swapped on either side are matched by
+# SmID, and the preview tells what the real run would do with each.  The
+# tables go stale behind the users' backs; the preview checks them against
+# the disk and writes nothing.
+. "$TEST_LIB"
+e2e_start
+
+new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
+sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
+# mv_file WS OLD NEW [recorded]: a rename, with the name history brought up
+# to date as the system's own rename does, or by hand.
+mv_file() {
+  mkdir -p "$(dirname "$(sfile "$1" "$3")")"
+  mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")"
+  [ "${4:-}" = recorded ] && e2e_sdata names "$(sfile "$1" "$3")" "$3"
+}
+# child_of PARENT CHILD: the child as a first bringover leaves it, with both
+# name tables written.
+child_of() {
+  cp -a "$1" "$2"
+  printf 'VERSION 1\n%s\n' "$T/$1" >"$2/Brindle_wsdata/parent"
+  run bringover -w "$T/$2" src
+  expect_exit 0 "first bringover into $2"
+  expect_contains "nothing to bring over into $2" "No changes to bring over" "$OUT"
+  expect_file "$1/Brindle_wsdata/nametable"
+  expect_file "$2/Brindle_wsdata/nametable"
+}
+
+make_ws parent
+for f in kept moved mine both gone copied; do new_file parent "src/$f.c" "$f"; done
+child_of parent child
+
+mv_file parent src/moved.c src/moved-there.c            # by hand
+mv_file child src/mine.c src/mine-here.c recorded
+mv_file parent src/both.c src/both-there.c recorded
+mv_file child src/both.c src/both-here.c recorded
+mv_file parent src/gone.c deleted_files/src/gone.c recorded
+cp "$(sfile parent src/copied.c)" "$(sfile parent src/copy.c)"
+new_file parent src/twin.c 'parent twin'
+new_file child src/twin.c 'child twin
+made on its own'
+before=$(tree_sum parent; tree_sum child)
+
+test_case 'renamed, deleted, copied and twin files are matched by SmID in the preview' <<'EOF'
+# Every matched file is looked at under both its names; its contents are
+# the same on both sides, and its names decide.
+run bringover -n -v -w "$T/child" src deleted_files
+expect_exit 4
+expect_eq "what the preview tells" "Parent workspace: $T/parent
+Child workspace:  $T/child
+
+cd $T/child/src; $BRINDLE_BIN/def.dir.flp &
+cd $T/parent/src; $BRINDLE_BIN/def.dir.flp
+no action (unchanged): src/copied.c
+no action (unchanged): src/kept.c
+cd $T/parent/deleted_files; $BRINDLE_BIN/def.dir.flp
+no action (unchanged): src/both-here.c
+differentiate parent: src/copy.c
+no action (unchanged): src/mine-here.c
+no action (renamed in child only): src/mine-here.c
+no action (unchanged): src/moved.c
+no action (unchanged): src/gone.c
+
+Examined files: 8
+
+Would bring over contents changes: 2
+Would bring over name changes: 3
+
+rename conflict: src/both-here.c
+rename from: src/both-here.c
+         to: src/both-there.c
+merge name history: src/both-here.c
+create: src/copy.c
+rename from: src/moved.c
+         to: src/moved-there.c
+update parent's name history: src/moved-there.c
+conflict: src/twin.c
+rename from: src/gone.c
+         to: deleted_files/src/gone.c
+
+Examined files: 8
+
+Contents Summary:
+       1   create
+       1   conflict
+       6   no action (unchanged)
+       1   differentiate parent
+
+Names Summary:
+       3   renamed
+       1   rename conflict
+       1   update parent's name history
+       1   merge name history
+       1   no action (renamed in child only)
+
+No changes were brought over" "$OUT"
+expect_eq "no complaints" "" "$ERR"
+expect_eq "nothing written, the copy not made unique" "$before" "$(tree_sum parent; tree_sum child)"
+EOF
+
+test_case 'a real run makes the copy unique: the next preview sees no copy' <<'EOF'
+# The copy gets its identity in the parent's history and its name table,
+# though nothing is brought over yet.
+run bringover -w "$T/child" src deleted_files
+expect_contains "the real run examines the same" "Examined files: 8" "$OUT"
+expect_contains "the copy has its own identity" "Brindle Uniquification: src/copy.c" \
+  "$(cd parent/src && "$CSSC_DIR/prs" -d:C: -r1.1 SCCS/s.copy.c)"
+sccs_sound parent src/copy.c || fail "val of the uniquified copy"
+expect_eq "and the same text" "copied" "$(sccs_text parent src/copy.c)"
+run bringover -n -v -w "$T/child" src
+expect_eq "differentiated once" "" "$(printf '%s\n' "$OUT" | grep differentiate)"
+expect_contains "still a create" "create: src/copy.c" "$OUT"
+EOF
+
+test_case 'two files that swapped names are refused: two rename errors' <<'EOF'
+# Each wants the other's name, so neither can move.
+make_ws left
+new_file left src/x.c 'x'
+new_file left src/y.c 'y'
+child_of left right
+mv_file left src/x.c src/tmp.c recorded
+mv_file left src/y.c src/x.c recorded
+mv_file left src/tmp.c src/y.c recorded
+run bringover -n -w "$T/right" src
+expect_exit 1
+expect_contains "the swap refused" "bringover: File \"src/x.c\" ignored because it is renamed to \"src/y.c\" in \"$T/left\"
+and both \"src/x.c\" and \"src/y.c\" exist in \"$T/right\"  (Warning 2699)" "$OUT"
+expect_contains "two rename errors" "Names Summary:
+       2   rename errors" "$OUT"
+EOF
+
+test_case 'a chain of renames is told last link first' <<'EOF'
+# a to b, b to c, c to d: the name a file is to take must be free first, so
+# the file that holds it moves before it.
+make_ws one
+for f in a b c; do new_file one "src/$f.c" "$f"; done
+child_of one two
+mv_file one src/c.c src/d.c recorded
+mv_file one src/b.c src/c.c recorded
+mv_file one src/a.c src/b.c recorded
+run bringover -n -w "$T/two" src
+expect_exit 0
+expect_eq "the last link first" "rename from: src/c.c
+         to: src/d.c
+rename from: src/b.c
+         to: src/c.c
+rename from: src/a.c
+         to: src/b.c" "$(printf '%s\n' "$OUT" | grep -A1 '^rename from')"
+EOF
+
+test_case 'copies made before any name table are both made unique' <<'EOF'
+# Nothing tells which file came first.
+make_ws early
+new_file early src/a.c 'a'
+cp "$(sfile early src/a.c)" "$(sfile early src/b.c)"
+run bringover -n -v -p "$T/early" -w "$T/late" src
+expect_exit 0
+expect_eq "both made unique" "differentiate parent: src/a.c
+differentiate parent: src/b.c" "$(printf '%s\n' "$OUT" | grep '^differentiate' | sort)"
+EOF
+
+test_case 'copies whose original is gone: the table is left alone, the user told how to mend it' <<'EOF'
+# Such a copy can't be told from the original.
+make_ws up
+new_file up src/a.c 'a'
+child_of up down
+cp "$(sfile up src/a.c)" "$(sfile up src/b.c)"
+cp "$(sfile up src/a.c)" "$(sfile up src/c.c)"
+rm "$(sfile up src/a.c)"
+run bringover -n -w "$T/down" src
+expect_exit 1
+expect_contains "told how to mend it" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
+Run the following command and then re-execute the \"bringover\" command:
+	\"$BRINDLE_BIN/workspace updatenames $T/up\"
+  (Error 2092)" "$ERR"
+EOF
+
+test_done

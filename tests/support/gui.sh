@@ -1,0 +1,121 @@
+# The GUI stories' part of the shell library: a private X server, programs the
+# story's end stops, brindletool started with its debug trace, expectations on
+# that trace, the menus and dialogs by keyboard, and screenshots.  A GUI story
+# sources this file ($GUI_LIB) alone: it brings lib.sh along.
+
+WAIT_SECONDS=${WAIT_SECONDS:-60}  # every step of a story waits on the tool
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+# Starts Xvfb on a display number that the server picks itself, so that tests
+# and other servers on the machine never collide, and exports DISPLAY.  There is
+# no skipping: a machine that cannot run an X server fails these tests.
+gui_start() {
+  local tool
+  for tool in Xvfb xdotool import compare; do
+    command -v "$tool" >/dev/null || die "$tool is not installed (see tools/debian-packages.txt)"
+  done
+  make_scratch gui
+  GUI_PIDS=() MARK=0
+  trap 'gui_cleanup' EXIT
+  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$T/display" 2>"$T/xvfb.log" &
+  GUI_PIDS+=($!)
+  # The server writes its number once it accepts clients: the handshake.
+  wait_for "the X server" test -s "$T/display" || die "no X server"
+  export DISPLAY=":$(head -n1 "$T/display")"
+}
+
+gui_cleanup() {
+  local pid
+  for pid in "${GUI_PIDS[@]}"; do kill "$pid" 2>/dev/null; done
+  for pid in "${GUI_PIDS[@]}"; do wait "$pid" 2>/dev/null; done
+  rm -rf "$T"
+}
+
+# run_bg CMD...: starts a program that the cleanup stops; its pid in LAST_PID.
+run_bg() {
+  "$@" &
+  GUI_PIDS+=($!)
+  LAST_PID=$!
+}
+
+# shot NAME [WINDOW]: a screenshot into $T/NAME.png, kept in BRINDLE_GUI_SHOTS.
+shot() {
+  import -window "${2:-root}" "$T/$1.png" || die "no screenshot $1"
+  if [ -n "${BRINDLE_GUI_SHOTS:-}" ]; then
+    mkdir -p "$BRINDLE_GUI_SHOTS" && cp "$T/$1.png" "$BRINDLE_GUI_SHOTS/"
+  fi
+}
+
+# ---- the trace a program under test writes, one line an event, into $TR ----
+
+# mark: later expectations look at the trace from here on.
+mark() { MARK=$(wc -l <"$TR"); }
+
+# expect_trace WHAT PATTERN [COUNT]: waits until COUNT lines (default 1) of the
+# trace after the mark match the extended regular expression PATTERN.
+expect_trace() {
+  wait_for "$1 ('$2' in the trace)" bash -c \
+    '[ "$(tail -n +"$1" "$2" | grep -cE -- "$3")" -ge "$4" ]' _ $((MARK + 1)) "$TR" "$2" "${3:-1}"
+}
+
+# ---- brindletool --------------------------------------------------------------
+
+# make_forest: real workspaces under $T, made by bringover: a parent p holding
+# one history file, its children c1, c2 and c3, c1's children g1 and g2, and o,
+# a child of x.  Then c3 and x are removed: p lists a missing child, and o is
+# an orphan whose parent is gone.
+make_forest() {
+  mkdir -p "$T/p/Brindle_wsdata" "$T/p/src/SCCS" "$T/x/Brindle_wsdata" "$T/x/src/SCCS"
+  printf 'int a;\n' >"$T/a.c"
+  (cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) >/dev/null 2>&1 || die "admin"
+  cp "$T/p/src/SCCS/s.a.c" "$T/x/src/SCCS/"
+  local pair
+  for pair in p:c1 p:c2 p:c3 c1:g1 c1:g2 x:o; do
+    "$BRINDLE_BIN/bringover" -p "$T/${pair%%:*}" -w "$T/${pair#*:}" src >/dev/null 2>&1 ||
+      die "bringover $pair"
+  done
+  rm -rf "$T/c3" "$T/x"
+}
+
+# tool_start ARGS...: brindletool with its home in $T/home (where the story puts
+# .brindletoolrc) and its trace in a new file $TR, marked from its start.
+# Double clicks may be slow.
+tool_start() {
+  TR=$T/trace.$((TOOL_RUNS = ${TOOL_RUNS:-0} + 1))
+  : >"$TR"
+  mkdir -p "$T/home"
+  printf '*multiClickTime: 1500\n' >"$T/home/xresources"
+  run_bg env HOME="$T/home" XENVIRONMENT="$T/home/xresources" BRINDLE_GUI_DEBUG="$TR" \
+    "$BRINDLE_BIN/brindletool" "$@"
+  TOOL_PID=$LAST_PID
+  MARK=0
+}
+
+# tool_stop: ends the tool (its status, that of a killed process, says nothing).
+tool_stop() {
+  kill "$TOOL_PID" 2>/dev/null
+  wait "$TOOL_PID" 2>/dev/null
+  return 0
+}
+
+# node_at PATH: the workspace's icon in the last layout: NX NY NW NH, its state,
+# cycle mark, tree number and label; PX PY the middle of its picture.
+node_at() {
+  read -r NX NY NW NH NSTATE NCIRC NGRAPH NLABEL < <(grep "^node $1 " "$TR" | tail -n1 | cut -d' ' -f3-)
+  [ -n "$NLABEL" ] || die "no place for $1"
+  PX=$((NX + NW / 2))
+  PY=$((NY + 20))
+}
+
+# menu KEYS...: the menu bar by keyboard (F10, then mnemonics).
+menu() {
+  xdotool windowfocus --sync "$(xdotool search --onlyvisible --name 'Lathe Fathom Weaving' | head -n1)"
+  xdotool key F10 "$@"
+}
+
+# dialog_ok TITLE: presses OK (Return) in the dialog of that title.
+dialog_ok() {
+  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
+    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return &&
+    expect_trace "the dialog $1 closes" "^dialog $1 closed"
+}

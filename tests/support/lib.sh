@@ -1,0 +1,174 @@
+# The shell library of the scenario and GUI tests.  A story sources it (a GUI
+# story sources gui.sh beside it, which brings it along), calls e2e_start or
+# gui_start (a scratch directory T, the programs on PATH), runs titled cases
+# and ends with test_done:
+#
+#   test_case 'a bringover makes the child' '
+#     run bringover -p "$T/parent" -w "$T/child" src &&
+#     expect_exit 0
+#   '
+#
+# Cases run in order in the same shell, so a later case may build on an earlier
+# one; CASES="1 3" runs only those (and counts the others as skipped).  Any
+# failed expect_* or a false body fails its case.  Environment from CTest:
+# BRINDLE_BIN (programs), BRINDLE_DATA (test data), CSSC_DIR (SCCS programs),
+# TEST_LIB (this file), GUI_LIB (gui.sh), GUI_DATA (tests/gui).
+
+TEST_FAILS=0 TEST_N=0 CASE_FAILS=0
+WAIT_SECONDS=${WAIT_SECONDS:-120}  # a wait that gives up is a failure, not a pace
+
+# fail fails the case it is called in; outside a case (a story's setup) it
+# stops the story.
+fail() {
+  echo "FAIL: $*"
+  [ -n "${IN_CASE:-}" ] || exit 1
+  CASE_FAILS=$((CASE_FAILS + 1))
+}
+die() {
+  echo "FAIL: $*"
+  exit 1
+}
+
+# test_case TITLE [BODY]: runs BODY, or the shell text on standard input, as
+# the next numbered case.
+test_case() {
+  local body
+  if [ $# -gt 1 ]; then body=$2; else body=$(cat); fi
+  TEST_N=$((TEST_N + 1))
+  case " ${CASES:-$TEST_N} " in
+    *" $TEST_N "*) ;;
+    *) echo "skip $TEST_N - $1"; return 0 ;;
+  esac
+  CASE_FAILS=0 CASE_SKIP= IN_CASE=1
+  case_body || [ "$CASE_FAILS" -ne 0 ] || fail "the case's last command failed"
+  IN_CASE=
+  if [ "$CASE_FAILS" -ne 0 ]; then
+    echo "not ok $TEST_N - $1"
+    TEST_FAILS=$((TEST_FAILS + 1))
+  elif [ -n "$CASE_SKIP" ]; then
+    echo "skip $TEST_N - $1: $CASE_SKIP"
+  else
+    echo "ok $TEST_N - $1"
+  fi
+}
+
+# The body runs in a function of its own, so that it may return early.
+case_body() { eval "$body"; }
+
+# test_skip REASON; return: the case cannot run here (a missing prerequisite).
+test_skip() { CASE_SKIP=$1; }
+
+test_done() {
+  [ "$TEST_FAILS" -eq 0 ] || { echo "FAILED: $TEST_FAILS of $TEST_N case(s)"; exit 1; }
+  echo "PASSED: $TEST_N case(s)"
+  exit 0
+}
+
+make_scratch() {
+  T=$(mktemp -d "${TMPDIR:-/tmp}/brindle-$1.XXXXXX")
+  T=$(cd "$T" && pwd -P)
+  cd "$T" || exit 1
+}
+
+# ---- checks ----------------------------------------------------------------
+
+# run CMD...: standard output in $OUT, standard error in $ERR, status in $STATUS.
+run() {
+  "$@" >"$T/.out" 2>"$T/.err"
+  STATUS=$?
+  OUT=$(cat "$T/.out")
+  ERR=$(cat "$T/.err")
+  return 0
+}
+
+# expect_exit STATUS [WHAT]: the status of the last run.
+expect_exit() {
+  [ "$STATUS" = "$1" ] && return 0
+  fail "${2:-exit status}: $STATUS, expected $1"
+  printf 'stdout: %s\nstderr: %s\n' "$OUT" "$ERR"
+}
+
+# expect_eq WHAT EXPECTED ACTUAL
+expect_eq() {
+  [ "$2" = "$3" ] && return 0
+  fail "$1"
+  printf -- '--- expected:\n%s\n--- actual:\n%s\n---\n' "$2" "$3"
+}
+
+# expect_contains WHAT NEEDLE HAYSTACK
+expect_contains() {
+  case "$3" in
+    *"$2"*) return 0 ;;
+  esac
+  fail "$1: \"$2\" not found in:"
+  printf '%s\n' "$3"
+}
+
+expect_file() { [ -e "$1" ] || fail "$1 missing"; }
+expect_no_file() { [ ! -e "$1" ] && [ ! -L "$1" ] || fail "$1 exists"; }
+
+# wait_for WHAT CMD...: polls until CMD succeeds, for something that another
+# process makes; fails after WAIT_SECONDS.
+wait_for() {
+  local what=$1 i
+  shift
+  for ((i = 0; i < WAIT_SECONDS * 20; i++)); do
+    "$@" 2>/dev/null && return 0
+    sleep 0.05
+  done
+  fail "gave up waiting for $what"
+  return 1
+}
+
+# ---- workspaces and histories made without the programs under test ----------
+
+e2e_start() {
+  [ -x "${BRINDLE_BIN:-}/bringover" ] || { echo "SKIP: no bringover in BRINDLE_BIN"; exit 77; }
+  [ -x "${CSSC_DIR:-}/admin" ] || { echo "SKIP: SCCS programs not found in ${CSSC_DIR:-}"; exit 77; }
+  make_scratch e2e
+  # E2E_KEEP keeps the tree and names it: the fuzz seeds are harvested from it.
+  if [ -n "${E2E_KEEP:-}" ]; then
+    echo "E2E_KEEP: $T" >&2
+  else
+    trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+  fi
+  export PATH="$BRINDLE_BIN:$CSSC_DIR:/usr/bin:/bin"
+  unset BRINDLE_WS BRINDLE_TIMING
+}
+
+make_ws() { mkdir -p "$1/Brindle_wsdata"; }
+
+# sccs_new WS NAME TEXT: WS/dir/SCCS/s.base made by admin, with no clear file.
+# The comment names the file, so that files made in one second have distinct
+# root deltas (and so distinct SmIDs).
+sccs_new() {
+  local dir base
+  dir=$1/$(dirname "$2") base=$(basename "$2")
+  mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base.init" &&
+    (cd "$dir" && admin -i"$base.init" -y"first version of $2" "SCCS/s.$base") >/dev/null 2>&1 &&
+    rm -f "$dir/$base.init" || { fail "admin of $2"; return 1; }
+}
+
+# sccs_edit WS NAME TEXT COMMENT: a new delta with TEXT as the whole file.
+sccs_edit() {
+  (cd "$1/$(dirname "$2")" && get -e "SCCS/s.$(basename "$2")" >/dev/null 2>&1 &&
+    printf '%s\n' "$3" >"$(basename "$2")" &&
+    delta -y"$4" "SCCS/s.$(basename "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
+}
+
+# sccs_sound WS NAME: val accepts the history; sccs_text WS NAME: the newest
+# text by get -p; sccs_sids WS NAME: its SIDs by prs, newest first.
+sccs_sound() { (cd "$1/$(dirname "$2")" && val "SCCS/s.$(basename "$2")") >/dev/null 2>&1; }
+sccs_text() { (cd "$1/$(dirname "$2")" && get -p -s "SCCS/s.$(basename "$2")" 2>/dev/null); }
+sccs_sids() {
+  (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
+}
+
+# md_lines FILE: a metadata file's lines but its version line.
+md_lines() { grep -v '^VERSION ' "$1" || true; }
+
+# A tree's fingerprint, to show that a command changed nothing (run's own
+# files left out, for the tree $T).
+tree_sum() {
+  (cd "$1" && find . -type f ! -path ./.out ! -path ./.err -print0 | sort -z | xargs -0 md5sum)
+}
