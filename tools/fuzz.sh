@@ -20,12 +20,10 @@ data=${BRINDLE_DATA_DIR:-$top/../shared/data}
 
 targets() { ls "$fuzz"/*/*_fuzz.cc | sed 's|.*/||; s|_fuzz\.cc$||'; }
 
-build() {  # build DIR CMAKE-ARGS...: the fuzz targets' tree, configured once
-  local dir=$1; shift
-  if [ ! -f "$dir/CMakeCache.txt" ]; then
-    CC=clang CXX=clang++ cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-      -DBRINDLE_TESTS=OFF -DBRINDLE_BENCH=OFF -DBRINDLE_DATA_DIR="$data" "$@" >/dev/null
-  fi
+build() {  # build DIR CMAKE-ARGS...: the fuzz targets' tree, configured again
+  local dir=$1; shift    # each time, so that a new target is found
+  CC=clang CXX=clang++ cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DBRINDLE_TESTS=OFF -DBRINDLE_BENCH=OFF -DBRINDLE_DATA_DIR="$data" "$@" >/dev/null
 }
 
 run() {  # run TARGET SECONDS
