@@ -60,14 +60,16 @@ bool read_load(Hw_message m, Tp_job *job, int *autosave) {
          !job->title.empty();
 }
 
-void load(Hw_message m, int preset) {
+// Returns false when the file ended without a decision: the session ends, and
+// the resolve side learns from Quitted that the file is still in conflict.
+bool load(Hw_message m, int preset) {
   Tp_job job;
   int autosave = 0;
   if (!read_load(m, &job, &autosave)) {
     fprintf(stderr, BWM_MSG(15011, "%s: a Load message without its files is refused\n"),
             kes_get_base_cmdname());
     hw_message_reject(m);
-    return;
+    return true;
   }
   hw_message_reply(m);
   std::string pane = hw_message_sender(m);
@@ -77,9 +79,9 @@ void load(Hw_message m, int preset) {
   if (Kes_err *err = tp_resolve(job, preset, &decision)) {
     err->print();
     delete err;
-    return;
+    return false;
   }
-  if (decision == TP_SKIP) return;
+  if (decision == TP_SKIP) return false;
   notify(pane, HW_TP_SAVED, [&](Hw_message saved) {  // in the order of Hw_tp_saved_arg
     const std::string *names[] = {&job.ancestor, &job.child, &job.parent, &job.merged};
     for (const std::string *name : names)
@@ -87,6 +89,7 @@ void load(Hw_message m, int preset) {
     hw_message_int_arg_add(saved, HW_MODE_IN, decision == TP_PARENT);
     hw_message_int_arg_add(saved, HW_MODE_IN, decision == TP_CHILD);
   });
+  return true;
 }
 }  // namespace
 
@@ -116,7 +119,10 @@ int tp_serve(const char *caller, int preset) {
     std::string op = hw_message_op(m);
     bool quit = false;
     if (op == HW_TP_LOAD) {
-      load(m, preset);
+      if (!load(m, preset)) {
+        notify(caller, HW_TP_QUITTED);
+        quit = true;
+      }
     } else if (op == HW_TP_SET_LFTR) {
       // The resolve side's progress line, shown here too.
       std::string line;

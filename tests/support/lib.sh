@@ -172,3 +172,18 @@ md_lines() { grep -v '^VERSION ' "$1" || true; }
 tree_sum() {
   (cd "$1" && find . -type f ! -path ./.out ! -path ./.err -print0 | sort -z | xargs -0 md5sum)
 }
+
+# sccs_conflict PARENT CHILD NAME: a history both workspaces hold, changed on
+# both sides (the parent adds a last line "parent", the child a first line
+# "child") and merged into CHILD as a bringover leaves a conflict: both lines
+# in CHILD's history, the record naming PARENT, and NAME in CHILD's conflicts.
+sccs_conflict() {
+  local s=SCCS/s.$(basename "$3")
+  sccs_edit "$1" "$3" "$(sccs_text "$1" "$3")
+parent" "parent's $3" && sccs_edit "$2" "$3" "child
+$(sccs_text "$2" "$3")" "child's $3" || return 1
+  e2e_sdata merge "$1/$(dirname "$3")/$s" "$2/$(dirname "$3")/$s" "$(cd "$1" && pwd -P)" "$3"
+  [ $? = 4 ] || { fail "no conflict in $3"; return 1; }
+  [ -s "$2/Brindle_wsdata/conflicts" ] || echo 'VERSION 1' >"$2/Brindle_wsdata/conflicts"
+  echo "$3" >>"$2/Brindle_wsdata/conflicts"
+}

@@ -1,0 +1,162 @@
+// The resolve side's own formats: the user's ~/.brindle_resrc, read and
+// written by its rules, and the merge-tool messages as another process on the
+// bus receives them.  Settling files end to end is told by the stories
+// t1501 and t1502.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "hailway/bus_helpers.h"
+#include "hailway/hailway.h"
+#include "support/scratch.h"
+#include "support/support.h"
+#include "transaction/kes_resolve.h"
+
+using namespace support;
+
+namespace {
+
+class ResolveRc : public Scratch {
+protected:
+  void SetUp() override {
+    Scratch::SetUp();
+    const char *home = getenv("HOME");
+    saved_home = home ? home : "";
+    setenv("HOME", dir.c_str(), 1);
+  }
+  void TearDown() override {
+    setenv("HOME", saved_home.c_str(), 1);
+    Scratch::TearDown();
+  }
+  static std::string fields(const Kes_resolve_rc &rc) {
+    return std::to_string(rc.start_twinpane) + std::to_string(rc.autoadvance) +
+           std::to_string(rc.checkin_comments) + std::to_string(rc.reuse_twinpane) +
+           std::to_string(rc.autosave);
+  }
+  std::string saved_home;
+};
+
+// Fields in the order start_twinpane, autoadvance, checkin_comments,
+// reuse_twinpane, autosave; the defaults are 01000.
+TEST_F(ResolveRc, ReadsSetLinesByTheirRules) {
+  struct {
+    const char *text;  // null: no file
+    const char *fields;
+    int code;
+  } cases[] = {
+      {nullptr, "01000", 0},
+      {"# mine\n\nset start_twinpane\nset noautoadvance\n", "10000", 0},
+      {"set noauto\n", "00000", 0},                    // a prefix of the first key in order
+      {"set noskipcomments\n", "01100", 0},            // the opposite of skipping
+      {"set checkin_comments\nset skipcomments\n", "01000", 0},
+      {"set\treuse\nset autosave_later\nset frobnicate\n", "01011", 0},  // "_" ends a word
+      {"set no\nset\n", "01000", 0},
+      {"set autosave\nunset autosave\nset reuse\n", "01001", 2032},  // stops at the bad line
+  };
+  for (auto &c : cases) {
+    SCOPED_TRACE(c.text ? c.text : "(no file)");
+    unlink(at(".brindle_resrc").c_str());
+    if (c.text) write_file(at(".brindle_resrc"), c.text);
+    Kes_resolve_rc rc;
+    Err e = take(rc.read());
+    EXPECT_EQ(e.code, c.code) << e.text;
+    EXPECT_EQ(e.text.find("unset autosave") != std::string::npos, c.code != 0) << e.text;
+    EXPECT_EQ(fields(rc), c.fields);
+  }
+}
+
+TEST_F(ResolveRc, WritesOneLinePerFieldAndReadsItBack) {
+  Kes_resolve_rc rc;
+  rc.start_twinpane = 1;
+  rc.autoadvance = 0;
+  rc.autosave = 1;
+  ASSERT_EQ(take(rc.write()).text, "");
+  EXPECT_EQ(read_file(at(".brindle_resrc")),
+            "set start_twinpane\nset noautoadvance\nset nocheckin_comments\n"
+            "set noreuse_twinpane\nset autosave\n");
+  Kes_resolve_rc back;
+  back.checkin_comments = 1;
+  ASSERT_EQ(take(back.read()).text, "");
+  EXPECT_EQ(fields(back), "10001");
+  // A home that can't take the file keeps what was there: nothing.
+  setenv("HOME", at("gone").c_str(), 1);
+  EXPECT_EQ(take(rc.write()).code, 2031);
+  EXPECT_FALSE(file_exists(at("gone")));
+}
+
+// The messages as the tool receives them: this process registers for Load
+// itself and is its own tool.
+TEST(ResolveMessages, LoadAndUnloadCarryTheirArgumentsInPlace) {
+  Private_bus bus;
+  char *me = hw_open();
+  ASSERT_NE(me, nullptr);
+  ASSERT_EQ(hw_op_register("Oakline_Twinpane_Load"), HW_OK);
+  Kes_resolve r;
+  r.path = strdup("/w/f.c");
+  r.child_file = strdup("/w/f.c.C.aaaaaa");
+  r.parent_file = strdup("/w/f.c.P.aaaaaa");
+  r.merged_file = strdup("/w/f.c.M.aaaaaa");
+  std::vector<std::string> seen;
+  auto on_message = [&](Hw_message m) {
+    std::string line = hw_message_op(m);
+    for (int i = 0; i < hw_message_args_count(m); i++) line += "|" + hw_arg(m, i);
+    seen.push_back(line);
+    hw_message_reply(m);
+    hw_message_destroy(m);
+  };
+  const std::string rest = "|(null)|/w/f.c.C.aaaaaa|/w/f.c.P.aaaaaa|/w/f.c.M.aaaaaa|/w/f.c|"
+                           "Merged Result|1|";
+  // Two-way, to whoever registered; then with an ancestor, to the tool itself.
+  ASSERT_EQ(take(resolve_send_hw_load_msg(0, &r, nullptr, 1, nullptr)).text, "");
+  r.ancestor_file = strdup("/w/f.c.A.aaaaaa");
+  ASSERT_EQ(take(resolve_send_hw_load_msg(1, &r, me, 0, nullptr)).text, "");
+  ASSERT_EQ(resolve_send_hw_unload_msg(me), HW_OK);
+  ASSERT_TRUE(hw_pump([&] { return seen.size() == 4; }, on_message));
+  EXPECT_EQ(seen, (std::vector<std::string>{
+                      "Oakline_Twinpane_Load|0|0|(null)|Child|parent" + rest + "1|/w/f.c",
+                      "Oakline_Twinpane_Load|1|0|/w/f.c.A.aaaaaa|Child vs. Ancestor|"
+                      "Parent vs. Ancestor" + rest + "0|/w/f.c",
+                      "Oakline_Twinpane_Set_LFtr| |0", "Oakline_Twinpane_Unload|1"}));
+}
+
+// A Saved report names files that resolve will rename and unlink: only the
+// temporary files of one clear file are taken.
+TEST(ResolveMessages, ASavedReportOnForeignFilesIsRefused) {
+  Private_bus bus;
+  char *me = hw_open();
+  ASSERT_NE(me, nullptr);
+  struct {
+    const char *ancestor, *child, *parent, *merged;
+  } cases[] = {
+      {nullptr, "/w/f.c.C.aaaaaa", "/w/f.c.P.aaaaaa", "/etc/passwd"},
+      {"/w/g.c.A.aaaaaa", "/w/f.c.C.aaaaaa", "/w/f.c.P.aaaaaa", "/w/f.c.M.aaaaaa"},
+      {nullptr, "/w/f.c.C.aa/aaa", "/w/f.c.P.aaaaaa", "/w/f.c.M.aaaaaa"},
+      {nullptr, "/w/f.c.C.aaaaaa", nullptr, "/w/f.c.M.aaaaaa"},
+      {nullptr, "C.aaaaaa", "/w/f.c.P.aaaaaa", "/w/f.c.M.aaaaaa"},
+  };
+  int received = 0;
+  for (auto &c : cases) {
+    Hw_message m = hw_message_create("Oakline_Twinpane_Saved", HW_CLASS_NOTICE, HW_SCOPE_SESSION,
+                                     HW_ADDRESS_HANDLER, me);
+    for (const char *s : {c.ancestor, c.child, c.parent, c.merged})
+      hw_message_string_arg_add(m, HW_MODE_IN, s);
+    hw_message_int_arg_add(m, HW_MODE_IN, 0);
+    hw_message_int_arg_add(m, HW_MODE_IN, 0);
+    ASSERT_EQ(hw_message_send(m), HW_OK);
+    hw_message_destroy(m);
+  }
+  ASSERT_TRUE(hw_pump([&] { return received == 5; }, [&](Hw_message m) {
+    Kes_resolve *r = nullptr;
+    int parent = -1, child = -1;
+    Err e = take(resolve_get_hw_save_msg(m, nullptr, &r, &parent, &child));
+    EXPECT_EQ(e.code, 2073) << "case " << received;
+    EXPECT_EQ(r, nullptr);
+    received++;
+    hw_message_destroy(m);
+  }));
+}
+
+}  // namespace
