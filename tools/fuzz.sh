@@ -3,7 +3,7 @@
 # AddressSanitizer and UBSan), in build-fuzz/.
 #   tools/fuzz.sh list                  the targets
 #   tools/fuzz.sh TARGET SECONDS        runs one target that long
-#   tools/fuzz.sh all SECONDS           runs every target that long, two at a time
+#   tools/fuzz.sh all SECONDS           runs every target that long, one after another
 #   tools/fuzz.sh coverage              source coverage of replaying the kept inputs
 #                                       (build-cov/, llvm-cov report per target)
 # Fuzzers run at the lowest priority, with a time limit of 10 s per input and
@@ -67,14 +67,8 @@ case "${1:-}" in
     build build-fuzz -DBRINDLE_FUZZ=ON
     cmake --build build-fuzz -j2 --target $(targets | sed 's/^/fuzz_/') >/dev/null
     secs=${2:?usage: tools/fuzz.sh all SECONDS}
-    # Two at a time: the machine is shared.
-    set -- $(targets)
-    while [ $# -gt 0 ]; do
-      run "$1" "$secs" &
-      [ $# -gt 1 ] && run "$2" "$secs" &
-      wait
-      shift; [ $# -gt 0 ] && shift
-    done
+    # One at a time: the machine is shared.
+    for t in $(targets); do run "$t" "$secs"; done
     ;;
   ''|-h|--help) sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//'; exit 2 ;;
   *)
