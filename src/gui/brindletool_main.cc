@@ -59,23 +59,6 @@ void gui_set_xerror_handler(const char *name) {
   XSetErrorHandler(x_error_handler);
 }
 
-// A 48 by 48 window showing the picture becomes the shell's icon window.
-int kes_set_icon(const char *picture, Widget shell) {
-  char path[1024];
-  gui_icon_path(picture, path);
-  Display *dpy = XtDisplay(shell);
-  Screen *screen = XtScreen(shell);
-  Pixmap pixmap = None;
-  if (SSXpmFileToPixmap(dpy, RootWindowOfScreen(screen), path, BlackPixelOfScreen(screen),
-                        WhitePixelOfScreen(screen), &pixmap, nullptr, nullptr))
-    return 1;
-  Window icon = XCreateSimpleWindow(dpy, RootWindowOfScreen(screen), 0, 0, 48, 48, 0,
-                                    BlackPixelOfScreen(screen), WhitePixelOfScreen(screen));
-  XSetWindowBackgroundPixmap(dpy, icon, pixmap);
-  XtVaSetValues(shell, XmNiconWindow, icon, nullptr);
-  return 0;
-}
-
 // The arguments behind the name, each escaped for the shell and followed by a
 // blank, in a buffer of 8192 bytes.
 char *startup_list(int argc, char **argv) {

@@ -8,6 +8,9 @@
 #include "gui/kes_canvas.h"
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
+#include "gui/kes_gui_trans.h"
+#include "gui/kes_trans_forms.h"
+#include "gui/kes_ws_choosers.h"
 #include "gui/shells/action_select_dlg.h"
 #include "gui/shells/main_shell.h"
 #include "toolkit/ss_canvas.h"
@@ -158,6 +161,7 @@ void Kes_canvas::setup_propagation(Kes_graph_node *source, Kes_graph_node *targe
   static const char *const kinds[] = {"bringover-create", "bringover-update", "putback",
                                       "resolve", "undo"};
   Kes_gui_util_trans_enum kind = KES_GUI_BRINGOVER_CREATE;
+  Kes_graph_node *arguments = nullptr;  // the child, whose args file fills the list
   if (target) {
     if (strcmp(source->get_full_name(), target->get_full_name()) == 0) return;
     Kes_workspace *read = nullptr;
@@ -180,10 +184,30 @@ void Kes_canvas::setup_propagation(Kes_graph_node *source, Kes_graph_node *targe
       if (answer != 0 && answer != 1) return;
       kind = answer == 0 ? KES_GUI_BRINGOVER_UPDATE : KES_GUI_PUTBACK;
     }
+    arguments = kind == KES_GUI_PUTBACK ? source : target;
   }
   gui_debug("propagation %s %s %s", kinds[kind], source->get_full_name(),
             target ? target->get_full_name() : "-");
-  init_trans_shell(get_main_shell(), kind);
+  if (!init_trans_shell(get_main_shell(), kind)) return;
+  Kes_gui_trans *base = get_gui_trans();
+  base->clear_footer(KES_GUI_LEFT_FOOTER);
+  base->clear_footer(KES_GUI_RIGHT_FOOTER);
+  set_source_ws_dir(source->get_full_name());
+  set_destination_ws_dir(target ? target->get_full_name() : "");
+  WSSfileChooser *chooser = get_gui()->get_add_files_chooser();
+  if (chooser && chooser->isUp()) chooser->setWsDirectory(source->get_full_name());
+  set_file_list_switch();
+  if (arguments)
+    set_argument_lists(arguments->get_workspace());
+  else
+    clear_argument_lists();
+  if (kind == KES_GUI_BRINGOVER_CREATE)
+    base->print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("Enter a Child Workspace Directory"));
+  else if (args_lists_empty())
+    base->print_footer(KES_GUI_LEFT_FOOTER,
+                       kind == KES_GUI_PUTBACK
+                           ? GUI_MSG("No files to putback - Select File=>Add Files to List...")
+                           : GUI_MSG("No files to bringover - Select File=>Add Files to List..."));
 }
 
 int Kes_canvas::ask_on_the_fly_propagation(const char *source, const char *target) {

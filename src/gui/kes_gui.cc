@@ -6,7 +6,6 @@
 #include <Xm/MessageB.h>
 #include <Xm/ToggleB.h>
 #include <Xm/Xm.h>
-#include <X11/cursorfont.h>
 
 #include <cctype>
 #include <cstdio>
@@ -17,10 +16,16 @@
 
 #include "gui/kes_canvas.h"
 #include "gui/kes_gui_debug.h"
+#include "gui/kes_gui_engine.h"
+#include "gui/kes_gui_trans.h"
+#include "gui/kes_ws_choosers.h"
 #include "gui/kes_gui_load.h"
 #include "gui/kes_gui_props.h"
 #include "gui/shells/main_shell.h"
 #include "hailway/hailway.h"
+#include "toolkit/modal_dialog.h"
+#include "toolkit/ss_trace.h"
+#include "toolkit/ss_xpm.h"
 #include "util/kes_err.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
@@ -36,7 +41,6 @@ char *startup_load_list;
 int hw_connected;
 char *hw_procid;
 Kes_cleanup *the_cleanup;
-int busy_depth;
 
 const char *const kNoneLoaded = "No workspaces loaded - Select File=>Load Workspaces...";
 
@@ -90,15 +94,23 @@ void gui_issue_errdialog(const char *message) {
 }
 
 void gui_set_busy(int busy) {
-  main_shell_c *shell = get_main_shell();
-  if (!shell || !XtIsRealized(shell->app_shell)) return;
-  static Cursor watch = None;
-  if (watch == None) watch = XCreateFontCursor(XtDisplay(shell->app_shell), XC_watch);
-  busy_depth += busy ? 1 : -1;
-  if (busy_depth < 0) busy_depth = 0;
-  XDefineCursor(XtDisplay(shell->app_shell), XtWindow(shell->app_shell),
-                busy_depth ? watch : None);
-  XFlush(XtDisplay(shell->app_shell));
+  if (main_shell_c *shell = get_main_shell()) ss_set_busy_cursor(shell->app_shell, busy);
+}
+
+int kes_set_icon(const char *picture, Widget shell) {
+  char path[1024];
+  gui_icon_path(picture, path);
+  Display *dpy = XtDisplay(shell);
+  Screen *screen = XtScreen(shell);
+  Pixmap pixmap = None;
+  if (SSXpmFileToPixmap(dpy, RootWindowOfScreen(screen), path, BlackPixelOfScreen(screen),
+                        WhitePixelOfScreen(screen), &pixmap, nullptr, nullptr))
+    return 1;
+  Window icon = XCreateSimpleWindow(dpy, RootWindowOfScreen(screen), 0, 0, 48, 48, 0,
+                                    BlackPixelOfScreen(screen), WhitePixelOfScreen(screen));
+  XSetWindowBackgroundPixmap(dpy, icon, pixmap);
+  XtVaSetValues(shell, XmNiconWindow, icon, nullptr);
+  return 0;
 }
 
 int join_hailway() {
@@ -115,11 +127,12 @@ int join_hailway() {
   if (hw_connected) {
     gui_debug("hailway joined as %s", hw_procid);
   } else {
-    main_shell_c *shell = get_main_shell();
-    show_message_box(shell ? shell->app_shell : nullptr,
-                     GUI_MSG("Weaving: Hailway Initialization Error"),
-                     GUI_MSG("Unable to open Hailway channel. Some features might not work."),
-                     XmDIALOG_INFORMATION);
+    const char *text = GUI_MSG("Unable to open Hailway channel. Some features might not work.");
+    if (main_shell_c *shell = get_main_shell())
+      show_message(shell->app_shell, GUI_MSG("Weaving: Hailway Initialization Error"), text,
+                   MODAL_INFORMATION | MODAL_OK);
+    else
+      fprintf(stderr, "%s\n", text);
   }
   return hw_connected;
 }
@@ -134,6 +147,9 @@ Kes_gui::Kes_gui(main_shell_c *shell) : main_shell(shell) {
                 nullptr);
   Widget popup = create_canvas_menu(shell->main_draw);
   canvas = new Kes_canvas(shell->app_shell, nullptr, 0, 0, popup);
+  undo_engine = kes_gui_make_undo_engine();
+  bringover_engine = kes_gui_make_bringover_engine();
+  putback_engine = kes_gui_make_putback_engine();
 
   props = new Kes_gui_props;
   props->init();
@@ -155,12 +171,40 @@ Kes_gui::Kes_gui(main_shell_c *shell) : main_shell(shell) {
 
   set_canvas_callbacks(canvas);
   load_workspaces_auto();
+
+  auto *base = new Kes_gui_trans;
+  base->file_list = new Kes_strlist;
+  base->flp_list = new Kes_strlist;
+  set_gui_trans(base);
+  auto *undo = new Kes_gui_undo;
+  undo->undo_list = new Kes_strlist;
+  set_gui_undo(undo);
 }
 
 Kes_gui::~Kes_gui() {
   delete canvas;
   delete props;
+  delete undo_engine;
+  delete bringover_engine;
+  delete putback_engine;
+  delete add_files_chooser;
+  delete add_flp_chooser;
   if (the_gui == this) the_gui = nullptr;
+}
+
+Kes_gui_engine *Kes_gui::get_engine(int kind) const {
+  switch (kind) {
+    case KES_TRANS_PUTBACK: return putback_engine;
+    case KES_TRANS_UNDO: return undo_engine;
+    default: return bringover_engine;
+  }
+}
+
+void Kes_gui::set_choosers(WSSfileChooser *files, WSFLPChooser *programs) {
+  add_files_chooser = files;
+  add_flp_chooser = programs;
+  gui_trace_places_on_map(files->getDialog()->shell);
+  gui_trace_places_on_map(programs->getDialog()->shell);
 }
 
 void Kes_gui::print_footer(Kes_gui_footer_enum footer, const char *text) {
@@ -203,21 +247,17 @@ void Kes_gui::load_workspaces_auto() {
 
   char message[Kes_gui_load::MESSAGE_SIZE];
   char path[1024];
-  Kes_err *err = kes_find_executable("workspace", path);
-  std::unique_ptr<Kes_wslist> list;
-  if (err) {
-    // Installed without the workspace command: the tool lists the names itself.
-    err->print();
+  // Names are resolved by the workspace command alone: without it nothing loads.
+  if (Kes_err *err = kes_find_executable("workspace", path)) {
+    gui_issue_errdialog(err->text);
     delete err;
-    gui_debug("workspace command not found: the tool lists the names itself");
-    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
-    list.reset(Kes_gui_load::list_in_tool(names.c_str(), message));
-  } else {
-    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
-    std::string command = std::string(shell_escape(path)) + " list " + names + " 2>/dev/null";
-    gui_debug("command %s", command.c_str());
-    list.reset(Kes_gui_load::build_workspace_list(command.c_str(), message));
+    print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG(kNoneLoaded));
+    return;
   }
+  print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG("loading workspaces..."));
+  std::string command = std::string(shell_escape(path)) + " list " + names + " 2>/dev/null";
+  gui_debug("command %s", command.c_str());
+  std::unique_ptr<Kes_wslist> list(Kes_gui_load::build_workspace_list(command.c_str(), message));
   if (message[0]) {
     gui_issue_errdialog(message);
     print_footer(KES_GUI_LEFT_FOOTER, GUI_MSG(kNoneLoaded));

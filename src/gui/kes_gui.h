@@ -16,10 +16,12 @@
 
 class Kes_canvas;
 class Kes_gui_props;
-class Kes_undo;
-class Kes_bringover;
-class Kes_putback;
+class Kes_gui_engine;
+class Kes_gui_trans;
 class Kes_wslist;
+class WSSfileChooser;
+class WSFLPChooser;
+class BW_wsviewer;
 class main_shell_c;
 
 enum Kes_gui_footer_enum { KES_GUI_LEFT_FOOTER = 0, KES_GUI_RIGHT_FOOTER = 1 };
@@ -47,6 +49,17 @@ public:
   Pixel get_foreground() const { return foreground; }
   Pixel get_background() const { return background; }
 
+  // The engine object of a kind of transaction (Kes_gui_trans_kind), whose
+  // words the output parser compares with.
+  Kes_gui_engine *get_engine(int kind) const;
+  // The panel of the transaction in progress; null between transactions.
+  Kes_gui_trans *get_current_panel() const { return current_panel; }
+  void set_current_panel(Kes_gui_trans *panel) { current_panel = panel; }
+  WSSfileChooser *get_add_files_chooser() const { return add_files_chooser; }
+  WSFLPChooser *get_add_flp_chooser() const { return add_flp_chooser; }
+  // The transaction window's choosers, made with it; owned from then on.
+  void set_choosers(WSSfileChooser *files, WSFLPChooser *programs);
+
   // An absent or empty text clears the footer.
   void print_footer(Kes_gui_footer_enum footer, const char *text);
   void clear_footer(Kes_gui_footer_enum footer);
@@ -54,18 +67,18 @@ public:
 
 private:
   main_shell_c *main_shell;
-  // The engines are there only for the localised action words that the
-  // transaction panels compare output with; they are made with the panels.
-  Kes_undo *undo_engine = nullptr;
-  Kes_bringover *bringover_engine = nullptr;
-  Kes_putback *putback_engine = nullptr;
+  // The engines are there only for the words that the command line programs
+  // print, which the output parser compares with; no transaction runs here.
+  Kes_gui_engine *undo_engine = nullptr;
+  Kes_gui_engine *bringover_engine = nullptr;
+  Kes_gui_engine *putback_engine = nullptr;
   Widget bringover_stop_button = nullptr;
   Widget putback_stop_button = nullptr;
   Widget undo_stop_button = nullptr;
-  void *current_panel = nullptr;
-  void *add_files_chooser = nullptr;
-  void *add_flp_chooser = nullptr;
-  void *load_chooser = nullptr;
+  Kes_gui_trans *current_panel = nullptr;
+  WSSfileChooser *add_files_chooser = nullptr;
+  WSFLPChooser *add_flp_chooser = nullptr;
+  BW_wsviewer *load_chooser = nullptr;
   Kes_canvas *canvas = nullptr;
   Kes_gui_props *props = nullptr;
   int colour_screen = 0;
@@ -99,6 +112,9 @@ void gui_issue_errdialog(const char *message);
 // The path of a picture that the tool reads, in ../lib/icons beside its own
 // directory; buf holds 1024 bytes.
 const char *gui_icon_path(const char *name, char *buf);
+// A 48 by 48 window showing the picture becomes the shell's icon window; 0
+// on success.
+int kes_set_icon(const char *picture, Widget shell);
 
 // The object whose destructor closes the libraries at exit.
 class Kes_cleanup {

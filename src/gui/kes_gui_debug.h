@@ -9,6 +9,7 @@
 #ifndef BRINDLE_GUI_KES_GUI_DEBUG_H
 #define BRINDLE_GUI_KES_GUI_DEBUG_H
 
+#include <X11/Intrinsic.h>
 #include <libintl.h>
 
 // Every text the user sees, fetched from the text domain "brindle".
@@ -18,5 +19,10 @@
 void gui_debug_init();
 int gui_debug_on();
 void gui_debug(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// "place NAME X Y W H" for every widget shown below w (screen coordinates),
+// so that a test can aim at a widget by its name.
+void gui_trace_places(Widget w);
+// The same each time the shell is mapped.
+void gui_trace_places_on_map(Widget shell);
 
 #endif

@@ -23,26 +23,6 @@ void add_once(Kes_wslist *list, Kes_workspace *ws) {
   if (!listed(list, ws)) list->add_new_copy(ws);
 }
 
-// The words of a text in shell syntax as shell_escape writes it: blanks
-// separate, a backslash takes the next character as it is.
-void split_words(const char *text, std::string *words, int max, int *count) {
-  *count = 0;
-  std::string word;
-  int in_word = 0;
-  for (const char *p = text;; p++) {
-    if (*p == '\0' || *p == ' ' || *p == '\t' || *p == '\n') {
-      if (in_word && *count < max) words[(*count)++] = word;
-      word.clear();
-      in_word = 0;
-      if (*p == '\0') return;
-      continue;
-    }
-    if (*p == '\\' && p[1]) p++;
-    word += *p;
-    in_word = 1;
-  }
-}
-
 }  // namespace
 
 Kes_wslist *Kes_gui_load::build_workspace_list(const char *command, char *message) {
@@ -70,26 +50,6 @@ Kes_wslist *Kes_gui_load::build_workspace_list(const char *command, char *messag
   }
   if (pclose(fp) != 0 && !message[0])
     snprintf(message, MESSAGE_SIZE, "%s", GUI_MSG("Could not get list of workspaces"));
-  return list;
-}
-
-Kes_wslist *Kes_gui_load::list_in_tool(const char *names, char *message) {
-  message[0] = '\0';
-  auto *list = new Kes_wslist;
-  static std::string words[1024];
-  int count = 0;
-  split_words(names, words, 1024, &count);
-  for (int i = 0; i < count; i++) {
-    Kes_err *err = nullptr;
-    Kes_workspace ws(words[i].c_str(), &err);
-    if (err || !ws.exists()) {
-      gui_debug("list: %s is not a workspace", words[i].c_str());
-      snprintf(message, MESSAGE_SIZE, "%s", GUI_MSG("Could not get list of workspaces"));
-      delete err;
-      continue;
-    }
-    add_once(list, &ws);
-  }
   return list;
 }
 

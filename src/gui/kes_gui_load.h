@@ -15,10 +15,6 @@ public:
   // one beginning "./".  A complaint goes to message (MESSAGE_SIZE bytes), empty
   // when all went well; the list holds what was read either way.
   static Kes_wslist *build_workspace_list(const char *command, char *message);
-  // The same list made in this process, for a tool installed without the
-  // workspace command: names (in shell syntax) that are workspaces are listed,
-  // and any other name makes the complaint the command's failure would give.
-  static Kes_wslist *list_in_tool(const char *names, char *message);
   // list and the parents and children of its workspaces, each once.  A parent
   // that does not exist stops with error 2082; a missing child is recorded as
   // error 2083 and the rest goes on.

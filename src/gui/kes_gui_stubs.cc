@@ -151,14 +151,6 @@ void gui_not_available(const char *what) {
   footer(text);
 }
 
-int init_trans_shell(main_shell_c *, Kes_gui_util_trans_enum kind) {
-  static const char *const labels[] = {"Bringover Create...", "Bringover Update...", "Putback...",
-                                       "Resolve...", "Undo..."};
-  gui_debug("hook transaction %d", kind);
-  gui_not_available(GUI_MSG(labels[kind]));
-  return 0;
-}
-
 // ---- actions that work in this version
 
 void gui_stubs_unload_workspaces() {

@@ -17,11 +17,14 @@ gui_start() {
   make_scratch gui
   GUI_PIDS=() MARK=0
   trap 'gui_cleanup' EXIT
-  Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>"$T/display" 2>"$T/xvfb.log" &
+  Xvfb -displayfd 3 -screen 0 "${GUI_SCREEN:-1024x768x24}" -nolisten tcp 3>"$T/display" \
+    2>"$T/xvfb.log" &
   GUI_PIDS+=($!)
   # The server writes its number once it accepts clients: the handshake.
   wait_for "the X server" test -s "$T/display" || die "no X server"
   export DISPLAY=":$(head -n1 "$T/display")"
+  # As installed: the system's programs on PATH, where the tool finds them.
+  export PATH="$BRINDLE_BIN:$CSSC_DIR:$PATH"
 }
 
 gui_cleanup() {
@@ -91,11 +94,12 @@ tool_start() {
   MARK=0
 }
 
-# tool_stop: ends the tool (its status, that of a killed process, says nothing).
+# tool_stop: ends the tool (its status, that of a killed process, says nothing)
+# and fails the case or story if the tool did not find the workspace command.
 tool_stop() {
   kill "$TOOL_PID" 2>/dev/null
   wait "$TOOL_PID" 2>/dev/null
-  return 0
+  ! grep -q 'Could not find the "workspace" command' "$TR" || fail "the tool found no workspace command"
 }
 
 # node_at PATH: the workspace's icon in the last layout: NX NY NW NH, its state,
@@ -118,4 +122,23 @@ dialog_ok() {
   wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
     xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return &&
     expect_trace "the dialog $1 closes" "^dialog $1 closed"
+}
+
+# ---- the tool's other windows, aimed at by widget name
+
+# click NAME: the middle of the widget where the tool last traced its place;
+# its window gets the keyboard too.
+click() {
+  local x y w h shell
+  read -r x y w h shell < <(awk -v n="$1" '$1 == "place" && $2 == n { p = $3 " " $4 " " $5 " " $6 }
+    $1 == "places" && p != "" { last = p " " $2; p = "" } END { print last }' "$TR")
+  [ -n "$shell" ] || die "no place for $1"
+  xdotool mousemove $((x + w / 2)) $((y + h / 2)) click 1
+  xdotool windowfocus --sync "$(xdotool search --onlyvisible --classname "^$shell\$" | head -n1)"
+}
+
+# type_in NAME TEXT: clicks the text field and types into it.
+type_in() {
+  click "$1"
+  xdotool type --delay 5 "$2"
 }

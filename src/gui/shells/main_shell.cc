@@ -22,6 +22,7 @@
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_stubs.h"
+#include "toolkit/modal_dialog.h"
 
 namespace {
 
@@ -198,8 +199,6 @@ Widget make_entry(Widget menu, const Entry &e) {
   return w;
 }
 
-void message_done(Widget, XtPointer client, XtPointer) { *static_cast<int *>(client) = 1; }
-
 }  // namespace
 
 main_shell_c *get_main_shell() { return the_main_shell; }
@@ -276,7 +275,7 @@ void main_shell_c::create(Display *display, const char *name, int argc, char **a
 }
 
 void main_shell_c::issue_errdialog(const char *message) {
-  show_message_box(app_shell, GUI_MSG("Error Dialog"), message, XmDIALOG_ERROR);
+  show_message(app_shell, GUI_MSG("Error Dialog"), message, MODAL_ERROR | MODAL_OK);
 }
 
 void main_exit_btn_callback(Widget, XtPointer, XtPointer) {
@@ -289,30 +288,4 @@ Widget create_canvas_menu(Widget drawing_area) {
   Widget menu = XmCreatePopupMenu(drawing_area, const_cast<char *>("canvas_menu"), nullptr, 0);
   for (const Entry &e : kPopup) make_entry(menu, e);
   return menu;
-}
-
-void show_message_box(Widget parent, const char *title, const char *text, unsigned char type) {
-  std::string flat = text;  // the trace keeps one line per event
-  for (size_t i = 0; (i = flat.find('\n', i)) != std::string::npos;) flat.replace(i, 1, "\\n");
-  gui_debug("dialog %s: %s", title, flat.c_str());
-  if (!parent) {
-    fprintf(stderr, "%s\n", text);
-    return;
-  }
-  XmString message = make_string(text);
-  XmString heading = make_string(title);
-  Widget box = XmCreateMessageDialog(parent, const_cast<char *>("message_box"), nullptr, 0);
-  XtVaSetValues(box, XmNdialogType, type, XmNdialogStyle, XmDIALOG_FULL_APPLICATION_MODAL,
-                XmNmessageString, message, XmNdialogTitle, heading, nullptr);
-  XmStringFree(message);
-  XmStringFree(heading);
-  XtUnmanageChild(XmMessageBoxGetChild(box, XmDIALOG_CANCEL_BUTTON));
-  XtUnmanageChild(XmMessageBoxGetChild(box, XmDIALOG_HELP_BUTTON));
-  int done = 0;
-  XtAddCallback(box, XmNokCallback, message_done, &done);
-  XtAddCallback(box, XmNunmapCallback, message_done, &done);  // closed by the window manager
-  XtManageChild(box);
-  while (!done) XtAppProcessEvent(XtWidgetToApplicationContext(parent), XtIMAll);
-  XtDestroyWidget(XtParent(box));
-  gui_debug("dialog %s closed", title);
 }

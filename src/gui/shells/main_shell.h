@@ -67,8 +67,4 @@ Widget create_canvas_menu(Widget drawing_area);
 // File, Exit, and the window manager's close.
 void main_exit_btn_callback(Widget w, XtPointer client, XtPointer call);
 
-// A modal message box over parent: type is XmDIALOG_ERROR, XmDIALOG_INFORMATION
-// and the like.  Runs a nested event loop until OK is pressed.
-void show_message_box(Widget parent, const char *title, const char *text, unsigned char type);
-
 #endif
