@@ -1,15 +1,19 @@
 // Examining a large workspace pair: a bringover preview with nothing to do,
-// against the floor of any such command, a plain loop that lists both trees
-// and reads the first page of every history file in both.
+// and a real bringover with nothing to do, against the floor of any such
+// command, a plain loop that lists both trees and reads the first page of
+// every history file in both.  Then a bringover that carries a change to 1% of
+// the files (three deltas each) against `hg pull -u` of the same change
+// between two Mercurial clones of the same texts.
 //
 // usage: examine_bench [scratch-dir [files [rounds]]]
 //        (defaults /work/scratch/examine or $TMPDIR/examine, 50000, 3)
 //
 // The parent and child (files history files each, every one with its own
 // SmID, and name tables) are made on the first run and reused while their
-// size stays the same.  Each round times the floor, then the preview, with
-// warm caches; the best of each is reported, with the ratio and the peak
-// memory of the preview process.
+// size stays the same, as are the changed parent and the two Mercurial
+// clones.  Each round times the floor, then the commands, with warm caches;
+// the best of each is reported, with the ratios and the peak memory of each
+// process.  A round's changed child and clone are fresh copies, made untimed.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -59,7 +63,9 @@ void write_file(const std::string &path, const std::string &text) {
 // A history of two deltas, as CSSC writes one: the second appends lines.
 // The first comment names the file, so every root delta, and so every SmID,
 // is its own.
-std::string history_text(const std::string &name, int index) {
+// With later > 0 the history has that many more deltas, each adding a line:
+// the parent's side of the changed pair.
+std::string history_text(const std::string &name, int index, int later = 0) {
   char buf[256];
   int first = 40 + index % 60, added = 1 + index % 7;
   std::string body = "\001I 1\n";
@@ -72,6 +78,16 @@ std::string history_text(const std::string &name, int index) {
   for (int i = 0; i < added; i++) body += "an added line\n";
   body += "\001E 2\n";
   std::string rest;
+  for (int k = 1; k <= later; k++) {
+    snprintf(buf, sizeof buf, "\001I %d\nchange %d in the parent\n\001E %d\n", k + 2, k, k + 2);
+    body += buf;
+  }
+  for (int k = later; k >= 1; k--) {
+    snprintf(buf, sizeof buf, "\001s 00001/00000/%05d\n\001d D 1.%d 24/03/01 09:00:%02d bench %d %d\n",
+             first + added + k - 1, k + 2, k, k + 2, k + 1);
+    rest += buf;
+    rest += "\001c parent change " + std::to_string(k) + " to " + name + "\n\001e\n";
+  }
   snprintf(buf, sizeof buf, "\001s %05d/00000/%05d\n", added, first);
   rest += buf;
   snprintf(buf, sizeof buf, "\001d D 1.2 24/02/%02d 11:%02d:%02d bench 2 1\n", 1 + index % 28,
@@ -168,16 +184,20 @@ struct Run {
   std::string out;
 };
 
-Run run_preview(const std::string &bin, const std::string &dir) {
-  std::string out_path = dir + "/preview.out";
+// Runs a program in cwd, its output kept; time, peak memory, status.
+Run run_prog(const std::vector<std::string> &argv, const std::string &cwd,
+             const std::string &out_path) {
   double t0 = now_ms();
   pid_t pid = fork();
   if (pid == 0) {
     int fd = open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     dup2(fd, 1);
     dup2(fd, 2);
-    std::string child = dir + "/child";
-    execl((bin + "/bringover").c_str(), "bringover", "-n", "-w", child.c_str(), (char *)nullptr);
+    if (chdir(cwd.c_str()) != 0) _exit(126);
+    std::vector<char *> args;
+    for (const std::string &a : argv) args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    execvp(args[0], args.data());
     _exit(127);
   }
   int status;
@@ -190,6 +210,75 @@ Run run_preview(const std::string &bin, const std::string &dir) {
   while (f && (n = fread(buf, 1, sizeof buf, f)) > 0) r.out.append(buf, n);
   if (f) fclose(f);
   return r;
+}
+
+void shell(const std::string &cmd) {
+  if (system(cmd.c_str()) != 0) die("failed: " + cmd);
+}
+
+// The text of a history's newest version: its body without control lines.
+std::string text_of(const std::string &history) {
+  std::string out;
+  size_t at = history.find("\001T\n") + 3;
+  while (at < history.size()) {
+    size_t nl = history.find('\n', at);
+    if (history[at] != '\001') out.append(history, at, nl + 1 - at);
+    at = nl + 1;
+  }
+  return out;
+}
+
+const int kLater = 3;  // deltas added to each changed file
+
+// The changed pair beside the pair: the parent with every 100th history three
+// deltas ahead, the child as it was (copied afresh for each round), and two
+// Mercurial clones of the texts, the first three commits behind the second.
+void make_changed(const std::string &dir, int files, const std::string &cssc) {
+  std::string c = dir + "/changed";
+  std::string marker = c + "/made-" + std::to_string(files);
+  struct stat st;
+  if (stat(marker.c_str(), &st) == 0) return;
+  printf("making the changed parent and the Mercurial clones in %s ...\n", c.c_str());
+  fflush(stdout);
+  shell("rm -rf '" + c + "' && mkdir -p '" + c + "' && cp -a '" + dir + "/parent' '" + c +
+        "/parent' && cp -a '" + dir + "/child' '" + c + "/child0'");
+  write_file(c + "/child0/Brindle_wsdata/parent", "VERSION 1\n" + c + "/parent\n");
+  for (int i = 0; i < files; i += 100) {
+    std::string name = rel_name(i);
+    size_t slash = name.rfind('/');
+    write_file(c + "/parent/" + name.substr(0, slash) + "/SCCS/s." + name.substr(slash + 1),
+               history_text(name, i, kLater));
+    // The child has them checked out, as Mercurial's clone has its files:
+    // both commands write the new texts.
+    write_file(c + "/child0/" + name, text_of(history_text(name, i)));
+    chmod((c + "/child0/" + name).c_str(), 0444);
+  }
+  for (int i : {0, files / 2 / 100 * 100}) {
+    std::string name = rel_name(i);
+    size_t slash = name.rfind('/');
+    shell("cd '" + c + "/parent/" + name.substr(0, slash) + "' && '" + cssc + "/val' SCCS/s." +
+          name.substr(slash + 1) + " && '" + cssc + "/get' -s -p SCCS/s." +
+          name.substr(slash + 1) + " | grep -q 'change 3 in the parent'");
+  }
+  // The clones hold the texts as the two workspaces' newest versions.
+  std::string hg = "hg --config ui.username=bench -q";
+  mkdirs(c + "/hgparent");
+  for (int i = 0; i < files; i++) {
+    std::string name = rel_name(i);
+    if (i % 100 == 0) mkdirs(c + "/hgparent/" + name.substr(0, name.rfind('/')));
+    write_file(c + "/hgparent/" + name, text_of(history_text(name, i)));
+  }
+  shell("cd '" + c + "/hgparent' && " + hg + " init && " + hg + " add && " + hg +
+        " commit -m 'the first texts' && " + hg + " clone . ../hgchild0");
+  for (int k = 1; k <= kLater; k++) {
+    for (int i = 0; i < files; i += 100) {
+      std::string name = rel_name(i);
+      write_file(c + "/hgparent/" + name, text_of(history_text(name, i, k)));
+    }
+    shell("cd '" + c + "/hgparent' && " + hg + " commit -m 'parent change " +
+          std::to_string(k) + "'");
+  }
+  write_file(marker, "");
 }
 
 }  // namespace
@@ -214,30 +303,69 @@ int main(int argc, char **argv) {
 
   make_pair(dir, files, BRINDLE_SCCS_DIR);
 
-  double best_floor = 1e30, best_preview = 1e30;
-  long peak = 0;
+  make_changed(dir, files, BRINDLE_SCCS_DIR);
+
+  struct Best {
+    double ms = 1e30;
+    long peak_kb = 0;
+    void add(const Run &r) {
+      ms = r.ms < ms ? r.ms : ms;
+      peak_kb = r.peak_kb > peak_kb ? r.peak_kb : peak_kb;
+    }
+  } floor, preview, noop, carry, hg;
   static char page[4096];
-  Run last{};
+  std::string c = dir + "/changed";
+  int changed = (files + 99) / 100;
   for (int r = 0; r < rounds + 1; r++) {  // the first round only warms the caches
+    // The fresh copies first, so that the floor is read from the same warm
+    // caches as the commands.
+    shell("rm -rf '" + c + "/child' '" + c + "/hgchild' && cp -a '" + c + "/child0' '" + c +
+          "/child' && cp -a '" + c + "/hgchild0' '" + c + "/hgchild' && sync");
     double t0 = now_ms();
     long seen = floor_walk(dir + "/parent", page) + floor_walk(dir + "/child", page);
-    double floor_ms = now_ms() - t0;
+    Run fl{now_ms() - t0, 0, 0, ""};
     if (seen != 2L * files) die("the floor read " + std::to_string(seen) + " histories");
-    last = run_preview(bin, dir);
-    if (last.status != 0) die("bringover -n failed:\n" + last.out);
+    Run pv = run_prog({"bringover", "-n", "-w", dir + "/child"}, dir, dir + "/preview.out");
+    if (pv.status != 0 || pv.out.find("No changes to bring over") == std::string::npos)
+      die("bringover -n did not find every file unchanged:\n" + pv.out);
+    Run no = run_prog({"bringover", "-w", dir + "/child"}, dir, dir + "/noop.out");
+    if (no.status != 0 || no.out.find("No changes to bring over") == std::string::npos ||
+        no.out.find("Examined files: " + std::to_string(files) + "\n") == std::string::npos)
+      die("the no-op bringover did not find every file unchanged:\n" + no.out);
+
+    Run cb = run_prog({"bringover", "-w", c + "/child"}, c, c + "/carry.out");
+    char want[64];
+    snprintf(want, sizeof want, "%8d   update\n", changed);
+    if (cb.status != 0 || cb.out.find(want) == std::string::npos)
+      die("the bringover did not carry " + std::to_string(changed) + " updates:\n" + cb.out);
+    Run hp = run_prog({"hg", "pull", "-u"}, c + "/hgchild", c + "/hg.out");
+    if (hp.status != 0) die("hg pull -u failed:\n" + hp.out);
     if (r == 0) continue;
-    best_floor = floor_ms < best_floor ? floor_ms : best_floor;
-    best_preview = last.ms < best_preview ? last.ms : best_preview;
-    peak = last.peak_kb > peak ? last.peak_kb : peak;
-    printf("round %d: floor %8.1f ms   bringover -n %8.1f ms\n", r, floor_ms, last.ms);
+    floor.add(fl);
+    preview.add(pv);
+    noop.add(no);
+    carry.add(cb);
+    hg.add(hp);
+    printf("round %d: floor %7.1f ms  bringover -n %7.1f ms  no-op bringover %7.1f ms  "
+           "1%% bringover %7.1f ms  hg pull -u %7.1f ms\n",
+           r, fl.ms, pv.ms, no.ms, cb.ms, hp.ms);
   }
-  std::string examined = "Examined files: " + std::to_string(files) + "\n";
-  if (last.out.find(examined) == std::string::npos ||
-      last.out.find("No changes to bring over") == std::string::npos)
-    die("the preview did not find every file unchanged:\n" + last.out);
-  printf("\nno-op bringover -n over %d files: %.1f ms\n", files, best_preview);
-  printf("floor (list both trees, read the first page of each history): %.1f ms\n", best_floor);
-  printf("ratio: %.2f\n", best_preview / best_floor);
-  printf("peak memory of bringover -n: %ld KB\n", peak);
+  // CSSC judges a changed file as the bringover left it.
+  std::string name = rel_name(0);
+  size_t slash = name.rfind('/');
+  shell("cd '" + c + "/child/" + name.substr(0, slash) + "' && val SCCS/s." +
+        name.substr(slash + 1) + " && get -s -p SCCS/s." + name.substr(slash + 1) +
+        " | grep -q 'change 3 in the parent' && grep -q 'change 3 in the parent' " +
+        name.substr(slash + 1));
+  printf("\n%d files; floor (list both trees, read the first page of each history): %.1f ms\n",
+         files, floor.ms);
+  printf("no-op bringover -n: %.1f ms, ratio %.2f, peak %ld KB\n", preview.ms,
+         preview.ms / floor.ms, preview.peak_kb);
+  printf("no-op bringover:    %.1f ms, ratio %.2f, peak %ld KB\n", noop.ms, noop.ms / floor.ms,
+         noop.peak_kb);
+  printf("1%% bringover (%d files, %d deltas each): %.1f ms, peak %ld KB\n", changed, kLater,
+         carry.ms, carry.peak_kb);
+  printf("hg pull -u of the same change: %.1f ms, peak %ld KB\n", hg.ms, hg.peak_kb);
+  printf("ratio to hg pull -u: %.2f\n", carry.ms / hg.ms);
   return 0;
 }

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The demo itself: a parent workspace with a few SCCS files, and a child made from
-# it by bringover.  Argument: the directory of the built programs.
+# it by bringover; the parent moves on and the next bringover carries its edit,
+# new file and rename into the child; a change on both sides is a conflict.
+# Argument: the directory of the built programs.
 set -euo pipefail
 bin=${1:?usage: demo-scenario.sh BIN-DIR}
 bin=$(cd "$bin" && pwd)
@@ -74,6 +76,33 @@ show workspace locks -w "$demo/child" -f -r 1
 # Mistakes a newcomer makes, and what the command says.
 show bringover -p "$demo/parent" -w "$demo/child2"
 show bringover -p "$demo/parent" -w "$demo/parent/inner" src
+
+# The parent moves on: an edit, a new file and a rename.  The next bringover
+# carries each change into the child, and -d says why each was made.
+(cd parent/src && get -s -e SCCS/s.Makefile &&
+  printf 'hello: hello.c\n\tcc -O2 -o hello hello.c\n' >Makefile &&
+  delta -s -y"build with optimisation" SCCS/s.Makefile 2>/dev/null)
+printf '#!/bin/sh\n./hello\n' >parent/src/run.sh
+(cd parent/src && admin -irun.sh -y"first version of src/run.sh" SCCS/s.run.sh 2>/dev/null && rm -f run.sh)
+mkdir -p parent/doc/guide/SCCS
+mv parent/doc/SCCS/s.README parent/doc/guide/SCCS/s.README
+show bringover -d -p "$demo/parent" -w "$demo/child" src doc
+echo "The child's files now, each with the parent's latest text:"
+for f in src/Makefile src/run.sh doc/guide/README; do
+  echo "  $f:"; (cd "child/$(dirname "$f")" && get -s -p "SCCS/s.$(basename "$f")" 2>/dev/null) | sed 's/^/    /'
+done
+
+# Both sides change the same line of hello.c: the bringover records the
+# conflict in the child's history and ends with exit status 4.
+(cd parent/src && get -s -e SCCS/s.hello.c &&
+  printf '#include <stdio.h>\nint main() { puts("hello, parent"); return 0; }\n' >hello.c &&
+  delta -s -y"the parent's greeting" SCCS/s.hello.c 2>/dev/null)
+(cd child/src && get -s -e SCCS/s.hello.c &&
+  printf '#include <stdio.h>\nint main() { puts("hello, child"); return 0; }\n' >hello.c &&
+  delta -s -y"the child's greeting" SCCS/s.hello.c 2>/dev/null)
+show bringover -p "$demo/parent" -w "$demo/child" src doc
+echo "The conflict, as the child's history of src/hello.c holds it:"
+(cd child/src && prs -e -d'  :I: :P: :C:' SCCS/s.hello.c) | sed '/^$/d'
 
 # More workspaces make a tree: a second child, and a grandchild below the first.
 show bringover -p "$demo/parent" -w "$demo/child2" src doc

@@ -70,7 +70,12 @@ Kes_err *Kes_sdata::find_sdata() {
     Kes_err *err = file->buildtree(0, 0, 0);
     if (err) return err;
   }
-  sdata = file->sdata_delta ? file->sdata_delta : file->find_sdata();
+  // The data delta found when the file was read stops counting when a fake
+  // root goes over it: it is no longer under the root, and the merged file
+  // gets a data delta of its own there.
+  Kes_delta *known = file->sdata_delta;
+  if (known && file->fake_was_added() && known->parent != file->tree->root) known = nullptr;
+  sdata = known ? known : file->find_sdata();
   return nullptr;
 }
 

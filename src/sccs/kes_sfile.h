@@ -10,6 +10,7 @@
 #include <ctime>
 
 class Kes_err;
+class Kes_list;
 class Kes_mmap;
 class Kes_smid;
 class Kes_strlist;
@@ -365,6 +366,11 @@ public:
   Kes_delta *head_delta() { return static_cast<Kes_delta *>(tree ? tree->head : nullptr); }
   Kes_delta *root_delta() { return static_cast<Kes_delta *>(tree ? tree->root : nullptr); }
 };
+
+// The delta list of build_nametree_deltalist as the list it is, for code that
+// knows only the abstract classes: its elements are Kes_delta, and deleting it
+// deletes them.
+Kes_list *kes_deltalist_list(SCCS_deltalist *list);
 
 // Ends the process with text on standard error and status 10: the body of the
 // operations that the abstract classes must never have called.

@@ -3,6 +3,8 @@
 
 #include "sccs/sccs_sfile.h"
 
+Kes_list *kes_deltalist_list(SCCS_deltalist *list) { return list; }
+
 SCCS_deltalist::~SCCS_deltalist() { clear(); }
 
 Kes_list *SCCS_deltalist::create_list() { return new SCCS_deltalist; }

@@ -97,6 +97,9 @@ Kes_sfile::~Kes_sfile() {
   free(tmp_pfile_path);
   free(default_sid);
   free(zfile_path);
+  // A rewrite that failed (a full disk, a bad line) leaves its temporary
+  // copy behind; one put in place has no name here any more.
+  if (tmp_sfile_path) unlink(tmp_sfile_path);
   free(tmp_sfile_path);
   kes_strv_free(desc_text);
   delete flags;

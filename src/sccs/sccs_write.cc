@@ -15,6 +15,7 @@
 
 #include "sccs/kes_zlock.h"
 #include "sccs/sccs_sfile.h"
+#include "util/kes_crash.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
@@ -213,20 +214,26 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
 
   struct stat tst;
   chmod(tmp, stat(target, &tst) == 0 ? (tst.st_mode & 0555) : 0444);
-  unlink(target);
+  // A p-file rewritten for the new table goes first.  A process killed
+  // between the two renames leaves the new p-file beside the old history:
+  // its SIDs are those of the old history wherever the merge kept them, and
+  // where it did not, the next merge finds the p-file invalid and says so,
+  // rather than a stale p-file naming the wrong deltas of a new history.
+  struct stat pst;
+  if (pfile_list && pfile_path && tmp_pfile_path && stat(tmp_pfile_path, &pst) == 0 &&
+      S_ISREG(pst.st_mode)) {
+    kes_crash_point();
+    rename(tmp_pfile_path, pfile_path);
+  }
+  // rename replaces the old file in one step: a process killed at any moment
+  // leaves the old history or the new one, never none.
+  kes_crash_point();
   if (rename(tmp, target) != 0) {
     return (new Kes_err)
         ->format_msg(1017, errno, BWM_MSG(1001, "Open of \"%s\" for writing failed"), target);
   }
   free(tmp_sfile_path);
   tmp_sfile_path = nullptr;
-  // A p-file rewritten for the new table replaces the old one.
-  struct stat pst;
-  if (pfile_list && pfile_path && tmp_pfile_path && stat(tmp_pfile_path, &pst) == 0 &&
-      S_ISREG(pst.st_mode)) {
-    unlink(pfile_path);
-    rename(tmp_pfile_path, pfile_path);
-  }
   return nullptr;
 }
 

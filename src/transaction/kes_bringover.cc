@@ -31,23 +31,6 @@ namespace {
 char stdout_buffer[1024];
 
 const char *name_of(Kes_workspace *ws) { return ws && ws->wsname ? ws->wsname : ""; }
-const char *net_of(Kes_workspace *ws) { return ws && ws->netname ? ws->netname : ""; }
-
-// Comment lines from a file, each cut at 1024 bytes and without its newline.
-Kes_err *read_comment_file(const char *path, Kes_strlist *comment) {
-  FILE *f = fopen(path, "r");
-  if (!f)
-    return (new Kes_err)->format_msg(
-        1001, errno, BWM_MSG(12001, "Open of comment file \"%s\" for reading failed"), path);
-  char line[1024];
-  while (fgets(line, sizeof line, f)) {
-    size_t len = strlen(line);
-    if (len > 0 && line[len - 1] == '\n') line[len - 1] = '\0';
-    comment->add_new_copy(line);
-  }
-  fclose(f);
-  return nullptr;
-}
 
 }  // namespace
 
@@ -88,7 +71,6 @@ Kes_err *Kes_bringover::parse_args() {
   while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
     Kes_err *err;
     switch (c) {
-      case 'n': flags.preview = 1; break;
       case 'w': child_name = optarg; break;
       case 'p':
         delete parent_ws;
@@ -98,20 +80,10 @@ Kes_err *Kes_bringover::parse_args() {
           return (new Kes_err)->format_msg(
               2041, 0, BWM_MSG(12004, "\"%s\" is not a workspace or a directory"), optarg);
         break;
-      case 'f': flps->add_new_copy(optarg); break;
-      case 'c': comment->add_new_copy(optarg); break;
-      case 'm':
-        if ((err = read_comment_file(optarg, comment))) return err;
-        break;
-      case 'i': kes_str_replace(&include_file, optarg); break;
-      case 'x': kes_str_replace(&exclude_file, optarg); break;
-      case 'q': flags.quiet = 1; flags.verbose = 0; break;
-      case 'v': flags.verbose = 1; flags.quiet = 0; break;
-      case 'g': flags.update_clear_files = 0; break;
-      case 'd': flags.show_delta_comments = 1; break;
       case 'C': flags.force_conflict = 1; break;
-      case 'B': flags.no_backup = 1; break;
-      default: usage();
+      default:
+        if (!take_shared_option(c, &err)) usage();
+        if (err) return err;
     }
   }
 
@@ -297,53 +269,12 @@ void Kes_bringover::command() {
 // Those registered for "bringover-from" in the parent and "bringover-to" in
 // the child each get one mail, or one per path they listed.
 void Kes_bringover::setup_notification(const char *tmpname, const char *user) {
-  if (!parent_ws || !child_ws) return;
-  if (!user) user = kes_get_user(1, 0);
-  char *parent_desc = parent_ws->make_descnm_notif_line(18);
-  char *child_desc = child_ws->make_descnm_notif_line(18);
-  struct Side {
-    const char *event;
-    Kes_workspace *ws;
-    const char *fmt;
-  } sides[] = {
-      {"bringover-from", parent_ws,
-       BWM_MSG(12030, "Event:            %s\nParent workspace: %s\n                  (%s)%s\n"
-                      "Child workspace:  %s\n                  (%s)%s\nUser:             %s\n")},
-      {"bringover-to", child_ws,
-       BWM_MSG(12031, "Event:            %s\nChild workspace:  %s\n                  (%s)%s\n"
-                      "Parent workspace: %s\n                  (%s)%s\nUser:             %s\n")},
-  };
-  for (const Side &side : sides) {
-    Kes_notifylist *list = nullptr;
-    Kes_err *err = side.ws->get_notifications(side.event, &list);
-    if (err) {
-      mail_err(user, err);
-      delete err;
-      delete list;
-      continue;
-    }
-    Kes_workspace *first = side.ws == parent_ws ? parent_ws : child_ws;
-    Kes_workspace *second = side.ws == parent_ws ? child_ws : parent_ws;
-    const char *first_desc = side.ws == parent_ws ? parent_desc : child_desc;
-    const char *second_desc = side.ws == parent_ws ? child_desc : parent_desc;
-    char *body = nullptr;
-    if (asprintf(&body, side.fmt, side.event, name_of(first), net_of(first), first_desc,
-                 name_of(second), net_of(second), second_desc, user) < 0)
-      kes_new_handler();
-    for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next) {
-      Kes_notify *n = (Kes_notify *)e->data;
-      if (!n->files) {
-        send_notification(side.event, nullptr, n->email_addr, tmpname, body);
-        continue;
-      }
-      for (Kes_listelem *p = n->files->head.next; p != &n->files->head; p = p->next)
-        send_notification(side.event, (const char *)p->data, n->email_addr, tmpname, body);
-    }
-    free(body);
-    delete list;
-  }
-  free(parent_desc);
-  free(child_desc);
+  notify_pair(tmpname, user, "bringover-from", parent_ws, child_ws,
+              BWM_MSG(12030, "Event:            %s\nParent workspace: %s\n                  (%s)%s\n"
+                             "Child workspace:  %s\n                  (%s)%s\nUser:             %s\n"),
+              "bringover-to",
+              BWM_MSG(12031, "Event:            %s\nChild workspace:  %s\n                  (%s)%s\n"
+                             "Parent workspace: %s\n                  (%s)%s\nUser:             %s\n"));
 }
 
 // The lists are kept, but a bringover never prints them: a checkout is no

@@ -11,11 +11,14 @@
 // since a run makes one of each per file.
 //
 // Where the members are defined:
-//   kes_ws_file.cc     Kes_filetype, Kes_ws_file
-//   kes_file.cc        Kes_file: state determination and the quick check
-//   kes_file_prop.cc   Kes_file: the actions as a preview reports them
-//   kes_trans_pending.cc  the actions' real work, backups and undo, which
-//                      stop the program if reached (they are not built yet)
+//   kes_ws_file.cc        Kes_filetype, Kes_ws_file
+//   kes_file.cc           Kes_file: state determination and the quick check
+//   kes_file_prop.cc      Kes_file: the actions, update_name_history, unlink_file
+//   kes_backup.cc         make_backup
+//   kes_file_gets.cc      the clear files refreshed in the background
+//   kes_file_comments.cc  the delta comments of -d
+//   kes_smart_copy.cc     kes_smart_copy_file
+//   kes_undo_file.cc      the undo's state and actions, and Kes_md_file's
 #ifndef BRINDLE_TRANSACTION_KES_FILE_H
 #define BRINDLE_TRANSACTION_KES_FILE_H
 
@@ -26,8 +29,10 @@
 class Kes_err;
 class Kes_merge;
 class Kes_name_tree;
+class Kes_sfile;
 class Kes_smidlist;
 class Kes_transaction;
+class SCCS_deltalist;
 class Kes_workspace;
 
 // The kinds of file.  fillin never makes 2 and 4; they are kept so that the
@@ -186,12 +191,33 @@ public:
   // A new file with copies of both records and the same flags; no merge, no
   // errors.
   Kes_file *copy();
+  // The comments of the deltas that the from history brings, into comments:
+  // "delta SID, owner USER:", the lines, an empty line.  For a create every
+  // delta counts, for an update those the to history lacks.  A history that
+  // can't be read gives none: comments are a courtesy.
+  void gather_file_create_comments();
+  void gather_file_update_comments();
 };
 
 void kes_file_delete_heap();
 
-// The undo form: decides from the backup area on disk rather than from the
-// histories.  Its operations come with the undo command.
+// Removes a file; one that is not there is no error.
+[[nodiscard]] Kes_err *unlink_file(const char *name);
+
+// Copies the history source to dest with one read of the source, which also
+// gives its name history (current name name), its root deltas and whether
+// it carries a conflict; the caller owns *tree and *deltas.  dest appears
+// whole or not at all.  sf is the source's history object.
+[[nodiscard]] Kes_err *kes_smart_copy_file(const char *dest, const char *source, const char *name,
+                                           Kes_name_tree **tree, SCCS_deltalist **deltas,
+                                           int *unresolved, Kes_sfile *sf);
+
+// Waits for every background refresh of a clear file that is pending or
+// running; their failures count as contents errors.
+void kes_gets_finish(Kes_transaction *t);
+
+// A metadata file in an undo (the args file): decided from the backup area
+// on disk rather than from histories, and copied back whole.
 class Kes_md_file : public Kes_file {
 public:
   [[nodiscard]] Kes_err *determine_undo_state(Kes_transaction *t) override;

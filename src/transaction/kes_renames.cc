@@ -452,6 +452,45 @@ Kes_err *Kes_renames::uniquify_duplicate_smids(Kes_smid *smid, int side, int *ch
   return nullptr;
 }
 
+// Into an empty root a copy arrives at once: each from name but the
+// original is made unique in the from workspace, and where the to workspace
+// has it too, there as well.  The marker depends on the name alone, so both
+// get the same new identity.
+Kes_err *Kes_renames::uniquify_duplicate_smids_in_both(Kes_smid *smid) {
+  Kes_smidinfo *info = smid_table->lookup(smid);
+  if (!info || !info->from_names) return nullptr;
+  std::string original = info->orig_from_name ? info->orig_from_name : "";
+  int has_original = info->orig_from_name != nullptr;
+  for (const std::string &name : names_of(info, KES_FROM_SIDE)) {
+    if (has_original && name == original) continue;
+    Kes_smid *fresh[2] = {nullptr, nullptr};
+    Kes_ws_file from_copy(transaction->from_ws, name.c_str());
+    Kes_err *err = uniquify_smid_in_ws(&from_copy, smid, &fresh[0], KES_FROM_SIDE);
+    info = smid_table->lookup(smid);
+    std::vector<std::string> to_names = info ? names_of(info, KES_TO_SIDE) : std::vector<std::string>();
+    int in_to = 0;
+    for (const std::string &n : to_names) in_to |= n == name;
+    if (!err && in_to) {
+      Kes_ws_file to_copy(transaction->to_ws, name.c_str());
+      err = uniquify_smid_in_ws(&to_copy, smid, &fresh[1], KES_TO_SIDE);
+      if (!err && !kes_smid_equal(fresh[0], fresh[1]))
+        err = (new Kes_err)->format_msg(2093, 0,
+                                        BWM_MSG(11506, "Internal error: SmIDs not equivalent"));
+    }
+    delete fresh[0];
+    delete fresh[1];
+    if (err) return err;
+    info = smid_table->lookup(smid);
+    if (!info) break;
+  }
+  return nullptr;
+}
+
+std::vector<std::string> Kes_renames::names_of_smid(Kes_smid *smid, int side) {
+  Kes_smidinfo *info = smid_table->lookup(smid);
+  return info ? names_of(info, side) : std::vector<std::string>();
+}
+
 Kes_err *Kes_renames::uniquify_smid_in_ws(Kes_ws_file *file, Kes_smid *smid, Kes_smid **out,
                                           int side) {
   Kes_transaction *t = transaction;
@@ -494,6 +533,14 @@ Kes_err *Kes_renames::uniquify_smid_in_ws(Kes_ws_file *file, Kes_smid *smid, Kes
   return err;
 }
 
+Kes_err *kes_nt_update_or_forget(Kes_md_nametable *nt) {
+  Kes_err *err = nt->update_table();
+  // The file on disk no longer tells the truth: without it, the next reader
+  // builds the table from the files.
+  if (err && nt->dirty) unlink(nt->fullname);
+  return err;
+}
+
 Kes_err *Kes_renames::update_tables() {
   Kes_err *err = nullptr;
   std::vector<Kes_smid *> dups;
@@ -516,12 +563,12 @@ Kes_err *Kes_renames::update_tables() {
   if (err) return err;
   if (!(flags & KEEP_TO_TABLE)) {
     Kes_timing::start(timer(T_WRITE_DST));
-    err = to_nt->update_table();
+    err = kes_nt_update_or_forget(to_nt);
     Kes_timing::stop(timer(T_WRITE_DST));
   }
   if (!err && !(flags & KEEP_FROM_TABLE)) {
     Kes_timing::start(timer(T_WRITE_SRC));
-    err = from_nt->update_table();
+    err = kes_nt_update_or_forget(from_nt);
     Kes_timing::stop(timer(T_WRITE_SRC));
   }
   return err;

@@ -32,6 +32,7 @@ class Kes_strlist;
 class Kes_transaction;
 class Kes_workspace;
 class Kes_ws_file;
+class SCCS_deltalist;
 
 // The two sides of a transaction.
 enum { KES_FROM_SIDE = 0, KES_TO_SIDE = 1 };
@@ -73,6 +74,20 @@ public:
   // that changed (unless told to keep them).
   [[nodiscard]] Kes_err *update_tables();
 
+  // What the actions ask (kes_renames_prop.cc).
+  // A history copied into the to workspace: its SmIDs, from its root deltas,
+  // enter the to table under the to name.  Into an empty root, a copy the
+  // from workspace holds under two names is made unique in both workspaces
+  // alike, and if that fails the new file is taken out again.
+  [[nodiscard]] Kes_err *update_rename_info_on_prop_from_new(Kes_file *file,
+                                                             SCCS_deltalist *deltas);
+  // Moves the file within the to workspace from its to name to its from
+  // name: history, p-file, clear file.  The table holds both names while the
+  // history moves, so a crash loses no entry.
+  [[nodiscard]] Kes_err *rename_kes_file(Kes_file *file);
+  // The names the SmID has on a side now: its list, or its one name.
+  std::vector<std::string> names_of_smid(Kes_smid *smid, int side);
+
 private:
   std::set<std::string> names;  // names that SmID records point at when no table holds them
   // Uniquifications of this run, so that a preview, which writes nothing,
@@ -102,10 +117,20 @@ private:
   [[nodiscard]] Kes_err *uniquify_duplicate_smids(Kes_smid *smid, int side, int *changed);
   [[nodiscard]] Kes_err *uniquify_smid_in_ws(Kes_ws_file *file, Kes_smid *smid, Kes_smid **out,
                                              int side);
+  [[nodiscard]] Kes_err *uniquify_duplicate_smids_in_both(Kes_smid *smid);
+  [[nodiscard]] Kes_err *remove_file_in_dst_ws(const char *name);
   [[nodiscard]] Kes_err *match_kes_file(Kes_listelem *elem, Kes_listelem **next_elem);
   [[nodiscard]] Kes_err *match_ws_file(Kes_ws_file *file, int side, Kes_ws_file **out);
   [[nodiscard]] Kes_err *add_matched_kes_file(Kes_file *file, const char *name);
 };
+
+// Writes a changed name table; when that fails, the file goes, since it no
+// longer tells the truth, and the next reader builds the table anew.
+[[nodiscard]] Kes_err *kes_nt_update_or_forget(Kes_md_nametable *nt);
+
+// Moves a file, making the target's directory if need be; across file
+// systems by the mv program.
+[[nodiscard]] Kes_err *mv_file(const char *from, const char *to);
 
 // The SmIDs of the file's root deltas, read once into file->smids.  With
 // exists given, a missing history is no error and *exists says so.

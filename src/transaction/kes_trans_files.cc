@@ -512,15 +512,6 @@ Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
     }
     if (!covered && !listed(&additions, arg)) additions.add_new_copy(const_cast<char *>(arg));
   }
-  if (additions.count && !md->exists() && flags.backup) {
-    // This run makes the args file: an undo removes it.
-    if (!backup_list) {
-      err = ws->get_md_backupnew(&backup_list);
-      if (!err) err = backup_list->open();
-    }
-    char rel[1024];
-    if (!err) err = backup_list->add_line(md->get_relname(rel));
-  }
   int removed = 0;
   for (Kes_listelem *c = current.head.next, *next; c != &current.head; c = next) {
     next = c->next;
@@ -529,7 +520,17 @@ Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
       removed = 1;
     }
   }
-  if (!err && (additions.count || removed)) err = md->rewrite(&additions, &current);
+  if (additions.count || removed) {
+    // A change of the args file belongs to this run's backup, begun here if
+    // no file moved before.
+    if (ws == to_ws) err = start_backup();
+    if (!err && additions.count && !md->exists() && flags.backup && ws == to_ws && backup_list) {
+      // This run makes the args file: an undo removes it.
+      char rel[1024];
+      err = backup_list->add_line(md->get_relname(rel));
+    }
+    if (!err) err = md->rewrite(&additions, &current);
+  }
   delete md;
   return err;
 }

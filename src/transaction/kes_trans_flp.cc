@@ -119,7 +119,8 @@ Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *di
   blank_line_once(this);
   printf("cd %s/%s; %s &\n", root, dir, flp);
   kes_trans_set_ws_root(root);
-  std::string cmd = "cd " + esc(root) + "/" + esc(dir) + "; " + esc(flp) + " > " + esc(out_path);
+  // The program is a command line of its own, as a workspace names it.
+  std::string cmd = "cd " + esc(root) + "/" + esc(dir) + "; " + flp + " > " + esc(out_path);
   return start_in_background(cmd, pid);
 }
 
@@ -128,7 +129,7 @@ Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) 
   const char *root = ws->get_absname(), *flp = ws->get_def_flp();
   blank_line_once(this);
   printf("cd %s/%s; %s\n", root, dir, flp);
-  return run_flp(ws, ("cd " + esc(root) + "/" + esc(dir) + "; " + esc(flp)).c_str());
+  return run_flp(ws, ("cd " + esc(root) + "/" + esc(dir) + "; " + flp).c_str());
 }
 
 namespace {

@@ -7,12 +7,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "transaction/kes_renames.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
 #include "util/kes_host.h"
 #include "util/kes_msg.h"
 #include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
+#include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 
 Kes_transaction *current_transaction = nullptr;
@@ -67,8 +69,16 @@ void kes_trans_take_signals() {
 
 void kes_trans_cleanup(int sig) {
   if (incomplete_file[0]) unlink(incomplete_file);
-  kes_trans_exit_step();
   Kes_transaction *t = current_transaction;
+  if (t) {
+    // A name table half written goes; its journal stays for the next reader.
+    if (t->renames) {
+      if (t->renames->from_nt) t->renames->from_nt->cleanup_on_intr();
+      if (t->renames->to_nt) t->renames->to_nt->cleanup_on_intr();
+    }
+    if (t->backup_nametable) t->backup_nametable->cleanup_on_intr();
+  }
+  kes_trans_exit_step();
   if (t) {
     // The terminal has seen the signal already; the line is for the log.
     t->flags.silent = 1;

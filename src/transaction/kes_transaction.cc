@@ -136,6 +136,8 @@ Kes_transaction::~Kes_transaction() {
   delete action_files;
   delete rename_candidates;
   delete backup_list;
+  delete backup_nametable;
+  delete backup_area;
   delete dir_cache[0];
   delete dir_cache[1];
   delete from_conflicts;
@@ -207,7 +209,10 @@ Kes_err *Kes_transaction::transaction() {
     }
   };
   if (renames) keep_or_print(renames->update_tables());
-  if (backup_nametable) keep_or_print(backup_nametable->write_table());
+  if (backup_nametable) {
+    backup_nametable->dirty = 1;  // written whole, as it was begun empty
+    keep_or_print(kes_nt_update_or_forget(backup_nametable));
+  }
   release_locks();
 
   Kes_timing::stop(command_timer);
@@ -363,10 +368,7 @@ Kes_err *Kes_transaction::propagate() {
     return err;
   }
 
-  if (!flags.preview && flags.backup) {
-    if ((err = init_backup())) return err;
-    if (flags.no_backup) flags.backup = 0;
-  }
+  if ((err = start_backup())) return err;
 
   if (contents_action_count > 0 || name_action_count > 0) printf("\n");
   if (contents_action_count > 0) printf("%s: %d\n", get_changes_contents_msg(), contents_action_count);
@@ -408,9 +410,14 @@ Kes_err *Kes_transaction::execute_actions() {
       full = fe->system_errno == ENOSPC;
     }
   }
+  // The clear files being refreshed in the background are waited for, but
+  // not after a full disk: nothing more is written then.
+  if (!full && flags.update_clear_files && !flags.preview) kes_gets_finish(this);
   Kes_timing::stop(execute_actions_timer);
   return nullptr;
 }
+
+int Kes_transaction::execute_prop_action(Kes_file *file) { return file->execute_prop_action(this); }
 
 namespace {
 // A file moves in the rename order if it changes its name, or an undo

@@ -222,6 +222,22 @@ public:
                          const char *tmpname, const char *body);
   // Tells address, if known, that the mail could not be sent.
   void mail_err(const char *address, Kes_err *err);
+  // Those registered for event in ws each get one mail with body, or one
+  // per path they listed.
+  void notify_event(const char *tmpname, const char *user, const char *event, Kes_workspace *ws,
+                    const char *body);
+  // The mail of a transaction between two workspaces: those registered for
+  // first_event in first and for second_event in second each get one mail,
+  // or one per path they listed.  Each body format takes the event, then
+  // name, path and description line of its own workspace and of the other,
+  // then the user.
+  void notify_pair(const char *tmpname, const char *user, const char *first_event,
+                   Kes_workspace *first, Kes_workspace *second, const char *first_fmt,
+                   const char *second_event, const char *second_fmt);
+  // Runs the putback validation program with the user, the to and from
+  // workspaces, the integration request and a file of the changed names; a
+  // refusal is error 2023.
+  [[nodiscard]] Kes_err *run_mrs(const char *program);
   // Records the state of the to workspace in a freezepoint file by the
   // freezept command, as the workspace's settings ask before or after a
   // transaction.
@@ -237,12 +253,18 @@ public:
   // Puts the workspace's conflicts file right about file, as its history
   // says (see kes_trans_files.cc).
   void reconcile_conflict_file(Kes_ws_file *file);
+  // init_backup once per run, unless a preview or backups are off; then -B
+  // stops new entries (kes_backup.cc).
+  [[nodiscard]] Kes_err *start_backup();
   // Renames run in an order that frees each target name first; two files
   // that want each other's names are dropped with a warning.
   void sort_renames_in_af_list();
   void drop_swaps();
 
 protected:
+  // The options bringover and putback share (-n -f -c -m -i -x -q -v -g -d
+  // -B): 1 when c is one of them, with *err set if its argument was bad.
+  int take_shared_option(int c, Kes_err **err);
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
@@ -257,6 +279,10 @@ std::string kes_canonical_name(const char *name, const char *vcs_dir);
 // Reads the names a file list program wrote and adds each to t's files, as
 // found in ws; an error stops the reading.
 [[nodiscard]] Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp);
+
+// Comment lines from a file (-m), each cut at 1024 bytes and without its
+// newline, appended to comment.
+[[nodiscard]] Kes_err *kes_read_comment_file(const char *path, Kes_strlist *comment);
 
 // Overwrites the value of BRINDLE_WS_ROOT, which file list programs read.
 void kes_trans_set_ws_root(const char *root);

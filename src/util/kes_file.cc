@@ -37,10 +37,19 @@ Kes_err *copy_contents(const char *to, const char *from, int in, off_t size, int
       err = (new Kes_err)->format_msg(1030, errno, UTIL_MSG(320, "Mmap of \"%s\" failed"), from);
       break;
     }
+    // A short write is continued: the next one tells why it stopped, and a
+    // full disk is then ENOSPC, which callers act on.
+    const char *p = static_cast<const char *>(base);
+    size_t left = window;
+    ssize_t n = 0;
     errno = 0;
-    ssize_t n = write(out, base, window);
-    if (n != static_cast<ssize_t>(window)) {
-      // A short write sets no errno: the disk is full as a rule.
+    while (left > 0 && (n = write(out, p, left)) > 0) {
+      p += n;
+      left -= static_cast<size_t>(n);
+      errno = 0;
+    }
+    if (left > 0) {
+      // No progress and no errno: the disk is full as a rule.
       if (errno == 0)
         err = (new Kes_err)->format_msg(
             1008, 0, UTIL_MSG(321, "Write to \"%s\" failed; maybe no space left on device"), to);

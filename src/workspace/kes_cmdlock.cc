@@ -241,6 +241,31 @@ Kes_err *Kes_workspace::obtain_lock(Kes_cmdlocktype type, Kes_cmdlock **lock) {
   return err;
 }
 
+namespace {
+
+// A lock this process took, as against one taken away from another command.
+int own_lock(Kes_cmdlock *lock) {
+  const char *host = kes_hostname();
+  return lock->pid == (int)getpid() && host && lock->machine && strcmp(host, lock->machine) == 0;
+}
+
+// A write lock taken from another command by hand: the command may have died
+// in the middle of its work, and nothing tells which names it had changed.
+// The name tables of the workspace and of its backup area go, and the next
+// command that reads one builds it anew from the files.
+void forget_name_tables(Kes_workspace *ws) {
+  char md[1024];
+  Kes_err *err = ws->get_full_metadata_dir(md);
+  if (err) {
+    delete err;
+    return;
+  }
+  for (const char *table : {"/nametable", "/backup/files/" KES_METADATA_DIR "/nametable"})
+    unlink((std::string(md) + table).c_str());
+}
+
+}  // namespace
+
 Kes_err *Kes_workspace::release_lock(Kes_cmdlock *lock) {
   if (not_real) return nullptr;
   write_locked = 0;
@@ -266,6 +291,7 @@ Kes_err *Kes_workspace::release_lock(Kes_cmdlock *lock) {
     }
   }
   delete md;
+  if (!err && lock->type == KES_WRITE_LOCK && !own_lock(lock)) forget_name_tables(this);
   return err;
 }
 

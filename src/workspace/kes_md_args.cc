@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "util/kes_crash.h"
 #include "util/kes_err.h"
 #include "util/kes_file.h"
 #include "util/kes_list.h"
@@ -71,6 +72,7 @@ Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
   if (Kes_err *e = kes_copy_file(tmpl, from)) return e;
   char to[4096];
   snprintf(to, sizeof to, "%s/%s/%s", md, "backup/files", relname);
+  kes_crash_point();
   if (rename(tmpl, to) != 0) {
     Kes_err *e = (new Kes_err)->format_msg(
         1018, errno, BWM_MSG(7506, "Rename of \"%s\" to \"%s\" failed"), tmpl, to);

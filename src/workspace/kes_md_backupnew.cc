@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <unistd.h>
 
+#include "util/kes_crash.h"
 #include "util/kes_err.h"
 #include "util/kes_file.h"
 #include "util/kes_msg.h"
@@ -19,6 +20,7 @@ Kes_err *Kes_md_backupnew::add_line(const char *line) {
     errno = EBADF;
     return fprintf_err_message(fullname);
   }
+  kes_crash_point();
   if (Kes_err *e = fprintf_N_check(stream, fullname, "%s\n", line)) return e;
   sync_counter++;
   // What the journal names must survive a crash of the transaction.

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "sccs/kes_smid.h"
+#include "util/kes_crash.h"
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
@@ -371,6 +372,7 @@ Kes_err *Kes_md_nametable::write_table() {
   if ((err = fclose_N_check(fp, temp_name))) return give_up(err);
   // Rename and the end of the journal under one lock: a reader sees the old
   // table with its journal, or the new table alone.
+  kes_crash_point();
   if ((err = lock())) return give_up(err);
   auto unlock_at_end = kes_scope_exit([this] { unlock(); });
   if (rename(temp_name, fullname) != 0)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # A newcomer makes a child of a parent that holds SCCS files: the child gets
 # its metadata directory with the two default files, both workspaces record
-# the link, the output names both, and the parent's history files are left as
-# they were.
+# the link, the output names both, and every history comes over whole, the
+# parent's gaining only the name history that any reader may write.
 . "$TEST_LIB"
 e2e_start
 
@@ -24,7 +24,20 @@ cd $T/parent/src; $BRINDLE_BIN/def.dir.flp
 
 Examined files: 3
 
-Bringing over contents changes: 3" "$OUT"
+Bringing over contents changes: 3
+
+create: src/main.c
+create: src/util.c
+create: README
+
+Examined files: 3
+
+Contents Summary:
+       3   create
+
+Names Summary:
+       3   update parent's name history
+       3   update children's name history" "$OUT"
 expect_eq "no errors" "" "$ERR"
 expect_eq "the root gets the user's mask" 0755 "$(stat -c %04a child)"
 EOF
@@ -112,21 +125,26 @@ expect_eq "children file" "VERSION 1
 $(uname -n):$T/child" "$(cat parent/Brindle_wsdata/children)"
 EOF
 
-test_case "the parent's history files are left as they were" <<'EOF'
-# Nothing changed in the parent but its list of children, its history log, the
-# locks file its read lock passed through and its name table.
-expect_eq "parent untouched" "$before" \
-  "$(tree_sum parent | grep -v -e Brindle_wsdata/children -e Brindle_wsdata/history \
+test_case "every history came over whole; the parent's only gained its name history" <<'EOF'
+# Besides its list of children, history log, locks file and name table, only
+# the parent's histories changed, by the name history each gained; their
+# deltas and texts are those of before, and the child has the same.
+expect_eq "parent's other files untouched" "$(printf '%s\n' "$before" | grep -v /s\.)" \
+  "$(tree_sum parent | grep -v -e /s\. -e Brindle_wsdata/children -e Brindle_wsdata/history \
        -e Brindle_wsdata/locks -e Brindle_wsdata/nametable)"
 for f in src/main.c src/util.c README; do
-  sccs_sound parent "$f" || fail "val of $f"
+  for ws in parent child; do sccs_sound "$ws" "$f" || fail "val of $f in $ws"; done
+  expect_eq "same text of $f" "$(sccs_text parent "$f")" "$(sccs_text child "$f")"
+  expect_eq "same deltas of $f" "$(sccs_sids parent "$f")" "$(sccs_sids child "$f")"
 done
 expect_eq "parent history kept" "1.2 1.1 " "$(sccs_sids parent src/util.c)"
+expect_eq "the clear files" "int main() { return 0; }" "$(cat child/src/main.c)"
 EOF
 
 test_case 'a second bringover is no create: the child keeps its one link' <<'EOF'
 run bringover -p "$T/parent" -w "$T/child" src
 expect_exit 0
+expect_contains "nothing more" "No changes to bring over" "$OUT"
 expect_eq "still one child line" 2 "$(wc -l <parent/Brindle_wsdata/children)"
 EOF
 

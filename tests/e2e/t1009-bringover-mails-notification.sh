@@ -41,7 +41,12 @@ expect_contains "body" "Event:            bringover-from
 Parent workspace: $T/parent" "$mail"
 expect_contains "child in the body" "Child workspace:  $T/child" "$mail"
 expect_contains "user in the body" "User:             $(id -un)" "$mail"
-expect_contains "summary" "Examined files: 1" "$mail"
+expect_contains "the files it brought, and the summary" "Files:
+create: src/main.c
+Examined files: 1
+
+Contents Summary:
+       1   create" "$mail"
 EOF
 
 test_done

@@ -24,6 +24,18 @@ END (time) (time GMT)
 STATUS 0"
 expect_eq "the child's record" "VERSION 1
 COMMAND bringover -p $T/parent -w $T/child src 
+create: src/main.c
+update children's name history: src/main.c
+update parent's name history: src/main.c
+
+Examined files: 1
+
+Contents Summary:
+       1   create
+
+Names Summary:
+       1   update parent's name history
+       1   update children's name history
 $facts" "$(untimed child/Brindle_wsdata/history)"
 expect_eq "the parent's record" "VERSION 1
 COMMAND bringover -p $T/parent -w $T/child src 

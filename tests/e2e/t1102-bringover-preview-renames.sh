@@ -101,18 +101,33 @@ expect_eq "no complaints" "" "$ERR"
 expect_eq "nothing written, the copy not made unique" "$before" "$(tree_sum parent; tree_sum child)"
 EOF
 
-test_case 'a real run makes the copy unique: the next preview sees no copy' <<'EOF'
-# The copy gets its identity in the parent's history and its name table,
-# though nothing is brought over yet.
+test_case 'the real run does what the preview told, and leaves the twins for resolve' <<'EOF'
+# The copy is made unique in the parent and then created, the renames are
+# carried out, the twins' conflict is recorded in the child.  Every history
+# stays sound, the name table follows the files, and the next preview has
+# nothing more to bring.
 run bringover -w "$T/child" src deleted_files
-expect_contains "the real run examines the same" "Examined files: 8" "$OUT"
+expect_exit 4
 expect_contains "the copy has its own identity" "Brindle Uniquification: src/copy.c" \
-  "$(cd parent/src && "$CSSC_DIR/prs" -d:C: -r1.1 SCCS/s.copy.c)"
-sccs_sound parent src/copy.c || fail "val of the uniquified copy"
-expect_eq "and the same text" "copied" "$(sccs_text parent src/copy.c)"
-run bringover -n -v -w "$T/child" src
+  "$(cd parent/src && prs -d:C: -r1.1 SCCS/s.copy.c)"
+for f in src/kept.c src/copied.c src/copy.c src/moved-there.c src/both-there.c \
+         deleted_files/src/gone.c; do
+  expect_eq "$f came over whole" "$(sccs_text parent "$f")" "$(sccs_text child "$f")"
+done
+for f in src/moved.c src/both-here.c src/gone.c; do expect_no_file "$(sfile child "$f")"; done
+expect_eq "the child's own rename kept" "mine" "$(sccs_text child src/mine-here.c)"
+expect_eq "the twins in conflict" "src/twin.c" "$(grep -v '^VERSION' child/Brindle_wsdata/conflicts)"
+for s in $(find child -path '*/Brindle_wsdata' -prune -o -name 's.*' -print); do
+  (cd "$(dirname "$s")" && val "$(basename "$s")" 2>/dev/null) || fail "val of $s"
+done
+expect_eq "the name table names the files" \
+  "deleted_files/src/gone.c src/both-there.c src/copied.c src/copy.c src/kept.c src/mine-here.c src/moved-there.c src/twin.c src/twin.c " \
+  "$(grep -v '^VERSION' child/Brindle_wsdata/nametable | cut -d' ' -f1 | sort | tr '\n' ' ')"
+run bringover -n -v -w "$T/child" src deleted_files
 expect_eq "differentiated once" "" "$(printf '%s\n' "$OUT" | grep differentiate)"
-expect_contains "still a create" "create: src/copy.c" "$OUT"
+expect_contains "the twins wait for resolve" "File \"src/twin.c\" not brought over because it is
+	unresolved in workspace \"$T/child\"" "$OUT"
+expect_eq "nothing else to bring" "" "$(printf '%s\n' "$OUT" | grep -e '^create' -e '^update' -e '^rename')"
 EOF
 
 test_case 'two files that swapped names are refused: two rename errors' <<'EOF'

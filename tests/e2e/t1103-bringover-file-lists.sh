@@ -49,12 +49,6 @@ expect_contains "and in the parent" "cd $T/parent; ./list.sh
 expect_eq "each run knew its own root" "$T/child
 $T/parent" "$(sort roots)"
 expect_eq "a preview writes no args file" "$args_before" "$(cat child/Brindle_wsdata/args)"
-run bringover -w "$T/child" src
-expect_exit 0
-expect_eq "the directory covers its entry" "VERSION 1
-old/gone.c
--f list.sh
-src" "$(cat child/Brindle_wsdata/args)"
 EOF
 
 test_case 'a program found nowhere stops the command; one that fails has said why, its names count' <<'EOF'
@@ -79,6 +73,17 @@ expect_contains "old form noticed" "bringover: flp program output contains white
 	set BRINDLE_COMPAT_2_1 environment variable.  (Warning 2634)" "$OUT"
 run env BRINDLE_COMPAT_2_1=1 bringover -n -w "$T/child" -f old.sh
 expect_eq "old form read" "src/a.c src/b.c " "$(creates)"
+EOF
+
+test_case 'a real run brings the files, and the args file up to date' <<'EOF'
+# It comes last: the previews above find the child empty.
+run bringover -w "$T/child" src
+expect_exit 0
+expect_eq "the directory covers its entry" "VERSION 1
+old/gone.c
+-f list.sh
+src" "$(cat child/Brindle_wsdata/args)"
+expect_eq "the files are there" "src/a.c" "$(sccs_text child src/a.c)"
 EOF
 
 test_done

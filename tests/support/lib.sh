@@ -164,6 +164,32 @@ sccs_sids() {
   (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
 }
 
+# sccs_judged WS NAME: val and admin -h both accept the history.
+sccs_judged() {
+  (cd "$1/$(dirname "$2")" && val "SCCS/s.$(basename "$2")" && admin -h "SCCS/s.$(basename "$2")") \
+    >/dev/null 2>&1
+}
+
+# sccs_versions WS NAME: one line per delta of the history, by what makes it
+# that delta wherever its SID lands: date, time, user, first comment line, and
+# the md5 of its text by get -p.  Sorted, for comm.
+sccs_versions() {
+  (cd "$1/$(dirname "$2")" && b="SCCS/s.$(basename "$2")" &&
+    prs -e -d':DT: :I: :D: :T: :P: :C:' "$b" 2>/dev/null | grep '^D ' |
+    while read -r _ sid rest; do
+      echo "$rest $(get -p -s -r"$sid" "$b" 2>/dev/null | md5sum | cut -c1-32)"
+    done | sort)
+}
+
+# sccs_holds WHAT FROM_WS FROM_NAME WS NAME: WS's history, sound for CSSC,
+# holds every version of FROM_WS's, each with its text.
+sccs_holds() {
+  sccs_judged "$4" "$5" || { fail "$1: val or admin -h refuses $4/$5"; return 1; }
+  local lost
+  lost=$(comm -23 <(sccs_versions "$2" "$3") <(sccs_versions "$4" "$5"))
+  [ -z "$lost" ] || { fail "$1: versions of $2/$3 missing in $4/$5:"; printf '%s\n' "$lost"; }
+}
+
 # md_lines FILE: a metadata file's lines but its version line.
 md_lines() { grep -v '^VERSION ' "$1" || true; }
 

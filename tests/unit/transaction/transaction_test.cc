@@ -114,32 +114,6 @@ TEST_F(TransactionTest, PhasesRunInOrderAndStopAtTheFirstError) {
   }
 }
 
-TEST_F(TransactionTest, CommandTurnsCountersIntoTheExitStatus) {
-  struct Case {
-    const char *fail_in;
-    int contents_errors, rename_errors, conflicts, status;
-  } cases[] = {
-      {"", 0, 0, 0, 0},          {"", 0, 0, 2, 4}, {"", 1, 0, 2, 1},
-      {"", 0, 1, 0, 1},          {"propagate", 0, 0, 0, 1},
-  };
-  for (const Case &c : cases) {
-    Child r = in_child([&]() {
-      Recording_transaction t;
-      t.fail_in = c.fail_in;
-      t.counts.contents_errors = c.contents_errors;
-      t.counts.rename_errors = c.rename_errors;
-      t.counts.conflicts = c.conflicts;
-      t.flags.preview = 1;  // no mail child
-      t.command();
-      return t.exit_status;
-    });
-    EXPECT_EQ(r.status, c.status) << c.fail_in << c.contents_errors << c.conflicts;
-    if (*c.fail_in) {
-      EXPECT_NE(r.err.find("propagate failed  (Error 2000)"), std::string::npos);
-    }
-  }
-}
-
 TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
   Child r = in_child([]() {
     Recording_transaction t;

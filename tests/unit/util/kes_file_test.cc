@@ -145,10 +145,10 @@ TEST_F(FileTest, CopyToFullFileSystemFails) {
   Err err = take(kes_copy_file(at("small/big").c_str(), at("big").c_str()));
   bool left = file_exists("small/big");
   umount2(at("small").c_str(), MNT_DETACH);
-  // The first window is written in part: a short write without errno.
+  // The first window is written in part; the write of the rest says why.
   EXPECT_EQ(err.code, 1008);
   EXPECT_EQ(err.text, "tfile: Write to \"" + at("small/big") +
-                            "\" failed; maybe no space left on device  (Error 1008)\n");
+                          "\" failed  (Error 1008) - No space left on device  (System error 28)\n");
   EXPECT_FALSE(left);
 }
 

@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# A putback of 1% changed files into a parent of FILES history files, against
+# hg push of the same change between two repositories of the same files; then
+# ws_undo of that putback.  Best of ROUNDS each, the ratio putback / hg push,
+# and the peak memory of putback and ws_undo.
+#
+# usage: bash bench/putback_bench.sh [SCRATCH [FILES [ROUNDS]]]
+#        (defaults /work/scratch/putback-bench, 50000, 3; run from anywhere
+#        after a build of build/ with the benchmarks)
+#
+# The parent and child workspaces come from examine_bench's generator (one
+# SmID per file, name tables written); each round copies them afresh, gives
+# every hundredth file of the child a new delta by CSSC's get -e and delta,
+# and makes the same change in the hg child by an appended line.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+bin=$top/build/bin
+scratch=${1:-/work/scratch/putback-bench}
+files=${2:-50000}
+rounds=${3:-3}
+cssc=$(dirname "$(ls /usr/lib/*/cssc/admin | head -1)")
+export PATH=$bin:$cssc:/usr/bin:/bin
+unset BRINDLE_WS BRINDLE_TIMING BRINDLE_KILL_AT
+command -v hg >/dev/null || { echo "hg is not installed"; exit 1; }
+[ -x "$bin/examine_bench" ] || { echo "build examine_bench first"; exit 1; }
+
+mkdir -p "$scratch"
+# The pair, made once by examine_bench (which also times a preview on it).
+[ -e "$scratch/pair/made-$files" ] || "$bin/examine_bench" "$scratch/pair" "$files" 0 >/dev/null
+changed=$(cd "$scratch/pair/child" && find . -name 's.*' | sort | awk 'NR % 100 == 1' | sed 's|^\./||')
+nchanged=$(wc -l <<<"$changed")
+
+# The hg pair: the newest text of every history as a clear file, committed.
+if [ ! -e "$scratch/hg-made-$files" ]; then
+  rm -rf "$scratch/hg-parent" "$scratch/hg-child"
+  python3 - "$scratch/pair/parent" "$scratch/hg-parent" <<'PY'
+import os, sys
+src, dst = sys.argv[1], sys.argv[2]
+for root, dirs, names in os.walk(src):
+    dirs[:] = [d for d in dirs if d != "Brindle_wsdata"]
+    for n in names:
+        if not n.startswith("s."):
+            continue
+        rel = os.path.relpath(root, src)
+        out = os.path.join(dst, os.path.dirname(rel), n[2:])
+        os.makedirs(os.path.dirname(out), exist_ok=True)
+        with open(os.path.join(root, n), "rb") as f, open(out, "wb") as o:
+            o.writelines(l for l in f if not l.startswith(b"\x01"))
+PY
+  (cd "$scratch/hg-parent" && hg init && hg add -q . && hg commit -q -u bench -m 'the files')
+  touch "$scratch/hg-made-$files"
+fi
+
+best() { sort -n | head -1; }
+measure() {  # measure OUTFILE CMD...: the seconds and peak KB of one run
+  local out=$1
+  shift
+  /usr/bin/time -f '%e %M' -o "$scratch/time" "$@" >"$out" 2>&1 || { cat "$out"; exit 1; }
+  cat "$scratch/time"
+}
+
+pb_times=() pb_mem=() undo_times=() undo_mem=() hg_times=()
+for ((r = 1; r <= rounds; r++)); do
+  w=$scratch/round
+  rm -rf "$w" && mkdir -p "$w"
+  cp -a "$scratch/pair/parent" "$w/parent" && cp -a "$scratch/pair/child" "$w/child"
+  printf 'VERSION 1\n%s\n' "$w/parent" >"$w/child/Brindle_wsdata/parent"
+  while read -r s; do
+    d=$w/child/$(dirname "$(dirname "$s")") b=$(basename "$s")
+    (cd "$d" && get -e -s "SCCS/$b" >/dev/null && echo "a line added in round $r" >>"${b#s.}" &&
+      delta -s -y"round $r" "SCCS/$b" >/dev/null 2>&1)
+  done <<<"$changed"
+  read -r t m < <(measure "$w/putback.out" putback -w "$w/child" -c "round $r")
+  grep -q "Putting back contents changes: $nchanged" "$w/putback.out" ||
+    { echo "the putback did not carry $nchanged files:"; cat "$w/putback.out"; exit 1; }
+  pb_times+=("$t") pb_mem+=("$m")
+  read -r t m < <(measure "$w/undo.out" ws_undo -w "$w/parent")
+  grep -q "Undoing contents changes: $nchanged" "$w/undo.out" || { cat "$w/undo.out"; exit 1; }
+  undo_times+=("$t") undo_mem+=("$m")
+  # CSSC judges a sample of what the putback and the undo wrote.
+  for s in $(head -3 <<<"$changed"); do
+    (cd "$w/parent/$(dirname "$s")" && val "$(basename "$s")") || { echo "val refuses $s"; exit 1; }
+  done
+
+  rm -rf "$scratch/hg-child" "$scratch/hg-parent-copy"
+  cp -a "$scratch/hg-parent" "$scratch/hg-parent-copy"
+  hg clone -q "$scratch/hg-parent-copy" "$scratch/hg-child"
+  while read -r s; do
+    c=$(dirname "$(dirname "$s")")/$(basename "$s")
+    echo "a line added in round $r" >>"$scratch/hg-child/${c%/*}/${c##*/s.}"
+  done <<<"$changed"
+  (cd "$scratch/hg-child" && hg commit -q -u bench -m "round $r")
+  read -r t m < <(cd "$scratch/hg-child" && measure "$scratch/push.out" hg push -q "$scratch/hg-parent-copy")
+  hg_times+=("$t")
+  printf 'round %d: putback %ss  ws_undo %ss  hg push %ss\n' "$r" "${pb_times[-1]}" "${undo_times[-1]}" "$t"
+done
+
+pb=$(printf '%s\n' "${pb_times[@]}" | best)
+hgb=$(printf '%s\n' "${hg_times[@]}" | best)
+echo
+echo "putback of $nchanged changed files of $files: best $pb s, peak $(printf '%s\n' "${pb_mem[@]}" | sort -n | tail -1) KB"
+echo "ws_undo of it: best $(printf '%s\n' "${undo_times[@]}" | best) s, peak $(printf '%s\n' "${undo_mem[@]}" | sort -n | tail -1) KB"
+echo "hg push of the same change: best $hgb s"
+awk -v a="$pb" -v b="$hgb" 'BEGIN { printf "ratio putback / hg push: %.2f\n", (b > 0 ? a / b : 0) }'
