@@ -42,9 +42,9 @@ struct Roots {
 const Roots &roots() {
   static const Roots r = [] {
     Roots r;
-    r.parent = fuzz::path("p/" KES_METADATA_DIR "/x");
+    fuzz::path("p/" KES_METADATA_DIR "/x");  // the metadata directories
+    fuzz::path("c/" KES_METADATA_DIR "/x");
     r.parent = fuzz::scratch() + "/p";
-    r.child = fuzz::path("c/" KES_METADATA_DIR "/x");
     r.child = fuzz::scratch() + "/c";
     fuzz::put("p/SCCS/s.a", kHistory);
     fuzz::put("p/d/SCCS/s.b", kHistory);
