@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # The demo itself: a parent workspace with a few SCCS files, and a child made from
 # it by bringover; the parent moves on and the next bringover carries its edit,
-# new file and rename into the child; a change on both sides is a conflict.
+# new file and rename into the child; a change on both sides is a conflict,
+# which resolve settles before a putback carries the child's work back; ws_undo
+# takes that putback back again.
 # Argument: the directory of the built programs.
 set -euo pipefail
 bin=${1:?usage: demo-scenario.sh BIN-DIR}
@@ -103,6 +105,19 @@ done
 show bringover -p "$demo/parent" -w "$demo/child" src doc
 echo "The conflict, as the child's history of src/hello.c holds it:"
 (cd child/src && prs -e -d'  :I: :P: :C:' SCCS/s.hello.c) | sed '/^$/d'
+
+# A putback with the conflict still open is blocked, and says what is in the way.
+show putback -w "$demo/child" -c "greetings"
+# The user settles the conflict (resolve alone asks file by file and can start a
+# three-way merge tool); here the child's line is kept for every file.
+show resolve -w "$demo/child" -c
+show putback -w "$demo/child" -c "the child's greeting wins"
+echo "The parent's src/hello.c now:"
+(cd parent/src && get -s -p SCCS/s.hello.c 2>/dev/null) | sed 's/^/    /'
+# Any transaction can be taken back: ws_undo in the parent undoes the putback.
+show ws_undo -w "$demo/parent"
+echo "The parent's src/hello.c after the undo:"
+(cd parent/src && get -s -p SCCS/s.hello.c 2>/dev/null) | sed 's/^/    /'
 
 # More workspaces make a tree: a second child, and a grandchild below the first.
 show bringover -p "$demo/parent" -w "$demo/child2" src doc

@@ -79,7 +79,7 @@ Kes_err *run_shell(const std::string &cmd, int *rc) {
   return err;
 }
 
-std::string quoted(const std::string &s) { return shell_escape(s.c_str()); }
+std::string quoted(const std::string &s) { return kes_shell_path(s.c_str()); }
 
 // What tells whether meld wrote its output: its exit status doesn't.
 struct Stamp {

@@ -24,7 +24,7 @@
 
 namespace {
 
-const char *const kVersion = "1.0";
+const char *const kVersion = kes_gui_version;
 
 // Used when no application defaults file for the class XBrindle is installed.
 String fallback_resources[] = {

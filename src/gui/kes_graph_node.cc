@@ -195,6 +195,7 @@ void Kes_graph_node::change_state(kes_ws_state state) {
   if (plain == None) return;
   ws_state = state;
   set_images(plain, calculate_hilite_image(state, circular));
+  gui_debug("state %s %d", get_full_name(), state);
 }
 
 void Kes_graph_node::update_state() {

@@ -62,6 +62,8 @@ void receive_hw_message(XtPointer, int *, XtInputId *) {
 
 }  // namespace
 
+const char *const kes_gui_version = "1.0";
+
 Kes_gui *get_gui() { return the_gui; }
 Display *get_display() { return the_display; }
 XtAppContext get_app_context() { return the_context; }

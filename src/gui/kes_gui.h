@@ -86,6 +86,9 @@ private:
   Pixel background = 0;
 };
 
+// The version that -V prints and the About box shows.
+extern const char *const kes_gui_version;
+
 Kes_gui *get_gui();
 Display *get_display();
 XtAppContext get_app_context();

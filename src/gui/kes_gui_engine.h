@@ -2,11 +2,8 @@
 // object, so that it compares each output line with the very words that the
 // command line programs print, never with a copy of them.
 //
-// Kes_gui holds one per kind of transaction.  Bringover's is the real engine
-// object.  Putback and undo are not built into the engine yet: until they are,
-// their objects answer the action words from the table that every transaction
-// shares, and no announcement line; when Kes_putback and Kes_undo exist, only
-// kes_gui_make_putback_engine and kes_gui_make_undo_engine change.
+// Kes_gui holds one per kind of transaction: the real engine object of
+// bringover, putback and ws_undo.
 #ifndef BRINDLE_GUI_KES_GUI_ENGINE_H
 #define BRINDLE_GUI_KES_GUI_ENGINE_H
 
@@ -16,7 +13,7 @@ public:
   // The localised action word of a state: "create", "update", "No changes to ".
   virtual const char *localized_str(int state) = 0;
   // "Bringing over contents changes" and the like; they follow the preview
-  // flag.  Null where the engine of the kind is not built in.
+  // flag.
   virtual const char *get_changes_contents_msg() = 0;
   virtual const char *get_changes_name_msg() = 0;
   virtual void set_preview(int preview) = 0;

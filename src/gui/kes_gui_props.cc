@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "gui/kes_gui_debug.h"
 #include "util/kes_path.h"
@@ -141,4 +142,32 @@ void Kes_gui_props::load_failure(const char *file) {
   snprintf(text, sizeof text, GUI_MSG("Could not open tool properties file (%s)"), file);
   replace(&failure_text, text);
   gui_debug("props: %s", text);
+}
+
+int Kes_gui_props::store_tool_props(char *why) {
+  why[0] = '\0';
+  if (!rc_path || (::access(rc_path, F_OK) == 0 && ::access(rc_path, W_OK) != 0)) {
+    snprintf(why, 1024, GUI_MSG("Unable to write into file %s.\nPlease check permission bits of this file."),
+             rc_path ? rc_path : "~/.brindletoolrc");
+    return 0;
+  }
+  for (const Prop &p : kProps) {
+    char name[128];
+    snprintf(name, sizeof name, "brindletool.%s", p.key);
+    const char *value = p.text ? this->*p.text : p.words[this->*p.number];
+    XrmPutStringResource(&database, name, value ? value : "");
+  }
+  // A whole new file renamed into place: a failed write leaves the old one.
+  std::string tmp = std::string(rc_path) + ".XXXXXX";
+  int fd = mkstemp(&tmp[0]);
+  if (fd >= 0) close(fd);
+  if (fd >= 0) XrmPutFileDatabase(database, tmp.c_str());
+  if (fd < 0 || rename(tmp.c_str(), rc_path) != 0) {
+    if (fd >= 0) unlink(tmp.c_str());
+    snprintf(why, 1024, GUI_MSG("Unable to write into file %s.\nPlease check permission bits of this file."),
+             rc_path);
+    return 0;
+  }
+  gui_debug("props: saved %s", rc_path);
+  return 1;
 }

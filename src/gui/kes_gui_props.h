@@ -31,6 +31,9 @@ public:
   // 1 when the file is there but could not be read: worth telling the user.
   int file_unreadable() const { return unreadable; }
   const char *get_rc_path() const { return rc_path; }
+  // Writes every property into the file, keeping its other resources.  0 with
+  // the message in why (1024 bytes) when the file cannot be written.
+  int store_tool_props(char *why);
 
   char *current_dir = nullptr;
   char *normal_double_click = nullptr;

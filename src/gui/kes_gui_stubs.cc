@@ -1,6 +1,5 @@
 // The menu actions and the canvas's callbacks: unload, load parent, refresh,
-// double click, the reparent and rename hooks, and the entries whose dialogs
-// are not in this version.
+// double click, and the reparent and rename hooks.
 #include "gui/kes_gui_stubs.h"
 
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_props.h"
 #include "gui/shells/main_shell.h"
+#include "gui/shells/ws_ops.h"
 #include "util/kes_err.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
@@ -52,7 +52,7 @@ void start_in(Kes_workspace *ws, const char *command) {
   snprintf(text, sizeof text, GUI_MSG("Starting %s..."), command);
   gui_set_busy(1);
   footer(text);
-  std::string line = std::string("cd ") + shell_escape(ws->wsname) + "; " + command + "&";
+  std::string line = std::string("cd ") + kes_shell_word(ws->wsname) + "; " + command + "&";
   gui_debug("command %s", line.c_str());
   if (system(line.c_str()) == -1) perror("brindletool");
   gui_set_busy(0);
@@ -82,7 +82,7 @@ void dbl_click_notify(Kes_wslist *list) {
         continue;
       }
       footer(GUI_MSG("Starting fathomversion..."));
-      std::string line = std::string("cd ") + shell_escape(ws->wsname) + "; " + path + "&";
+      std::string line = std::string("cd ") + kes_shell_word(ws->wsname) + "; " + kes_shell_word(path) + "&";
       gui_debug("command %s", line.c_str());
       if (system(line.c_str()) == -1) perror("brindletool");
     } else if (strcmp(action, "<history viewer>") == 0) {
@@ -107,7 +107,7 @@ int rename_init_notify(Kes_workspace *ws) {
 
 void rename_notify(Kes_workspace *ws) {
   gui_debug("hook rename %s", ws->wsname);
-  gui_not_available(GUI_MSG("Rename..."));
+  rename_by_click(ws);
 }
 
 void abort_notify(const char *text) {
@@ -124,12 +124,10 @@ void props_key_notify() {
     gui_stubs_bw_props();
 }
 
-// The reparent dialog and the workspace command's reparent are not in this
-// version: the hook says what was asked and leaves the picture as it is.
+// The question, then the workspace command; the canvas moves the node on 1.
 int reparent_notify(Kes_workspace *child, Kes_workspace *new_parent) {
   gui_debug("hook reparent %s %s", child->wsname, new_parent ? new_parent->wsname : "-");
-  gui_not_available(GUI_MSG("Reparent..."));
-  return 0;
+  return reparent_by_drag(child, new_parent);
 }
 
 }  // namespace
@@ -145,13 +143,7 @@ void set_canvas_callbacks(Kes_canvas *c) {
   c->set_reparent_abort_callback(abort_notify);
 }
 
-void gui_not_available(const char *what) {
-  char text[512];
-  snprintf(text, sizeof text, GUI_MSG("%s: not available in this version"), what);
-  footer(text);
-}
-
-// ---- actions that work in this version
+// ---- actions without dialogs of their own
 
 void gui_stubs_unload_workspaces() {
   std::unique_ptr<Kes_wslist> selected(canvas()->get_selected_workspaces());
@@ -236,21 +228,8 @@ void gui_stubs_commands_menu_resolve() {
     init_trans_shell(get_main_shell(), KES_GUI_RESOLVE);
 }
 
-// ---- entries whose dialogs are not in this version
+// ---- the Actions menu: the transaction window on its tabs
 
-void gui_stubs_load_workspaces() { gui_not_available(GUI_MSG("Load Workspaces...")); }
-void gui_stubs_create_workspace() { gui_not_available(GUI_MSG("Create Workspace...")); }
-void gui_stubs_create_child() { gui_not_available(GUI_MSG("Create Child...")); }
-void gui_stubs_load_children() { gui_not_available(GUI_MSG("Load Children...")); }
-void gui_stubs_delete_workspaces() { gui_not_available(GUI_MSG("Delete...")); }
-void gui_stubs_edit_locks() { gui_not_available(GUI_MSG("Edit Locks...")); }
-void gui_stubs_rename_workspaces() { gui_not_available(GUI_MSG("Rename...")); }
-void gui_stubs_reparent_workspaces() { gui_not_available(GUI_MSG("Reparent...")); }
-void gui_stubs_updatenames() { gui_not_available(GUI_MSG("Update Nametable...")); }
-void gui_stubs_history_browser() { gui_not_available(GUI_MSG("View History...")); }
-void gui_stubs_ws_props() { gui_not_available(GUI_MSG("Properties...")); }
-void gui_stubs_bw_props() { gui_not_available(GUI_MSG("Weaving...")); }
-void gui_stubs_help() { gui_not_available(GUI_MSG("Help")); }
 void gui_stubs_trans_create() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_CREATE); }
 void gui_stubs_trans_update() { init_trans_shell(get_main_shell(), KES_GUI_BRINGOVER_UPDATE); }
 void gui_stubs_trans_putback() { init_trans_shell(get_main_shell(), KES_GUI_PUTBACK); }

@@ -1,11 +1,8 @@
 // The actions behind the menus and the canvas's popup menu, and the callbacks
-// that connect the canvas with the rest of the tool.  Actions whose dialogs are
-// not in this version name themselves on the left footer and do nothing else.
+// that connect the canvas with the rest of the tool.  The dialogs behind most
+// of them live in gui/shells/, one file each.
 #ifndef BRINDLE_GUI_KES_GUI_STUBS_H
 #define BRINDLE_GUI_KES_GUI_STUBS_H
-
-// Tells on the left footer that what (a menu label) is not in this version.
-void gui_not_available(const char *what);
 
 void gui_stubs_load_workspaces();
 void gui_stubs_create_workspace();
@@ -22,7 +19,10 @@ void gui_stubs_history_browser();
 void gui_stubs_ws_props();
 void gui_stubs_bw_props();
 void gui_stubs_commands_menu_resolve();
+// Help, Overview: the help's contents page in the user's browser.
 void gui_stubs_help();
+// Help, About: the version and what the tool is.
+void gui_stubs_about();
 void gui_stubs_trans_create();
 void gui_stubs_trans_update();
 void gui_stubs_trans_putback();

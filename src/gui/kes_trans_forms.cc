@@ -2,6 +2,7 @@
 // the selected workspaces give them, the field checks and footers, the action
 // buttons, and the output window.
 #include "gui/kes_trans_forms.h"
+#include "gui/shells/form_dialog.h"
 
 #include <Xm/List.h>
 #include <Xm/Protocols.h>
@@ -221,7 +222,7 @@ void close_callback(Widget, XtPointer, XtPointer) {
   gui_debug("trans closed");
 }
 
-void help_callback(Widget, XtPointer, XtPointer) { gui_not_available(GUI_MSG("Help")); }
+void help_callback(Widget, XtPointer, XtPointer) { gui_help_topic("index"); }
 
 void hook_files_form(trans_files_form *f, intptr_t panel) {
   XtAddCallback(f->parent_text, XmNactivateCallback, parent_field_callback, nullptr);

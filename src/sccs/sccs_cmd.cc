@@ -94,8 +94,7 @@ int Cmd::execute(const char *directory) {
 
   std::string head;
   if (directory) {
-    // shell_escape keeps its result in a buffer of its own: copy it at once.
-    head = std::string("cd ") + shell_escape(directory);
+    head = std::string("cd ") + kes_shell_path(directory);
     head += " 2>";
     head += errfile;
     head += "; ";
@@ -105,7 +104,7 @@ int Cmd::execute(const char *directory) {
   append_part(&body, subcmd);
   append_part(&body, args);
 
-  std::string shown = directory ? std::string("cd ") + shell_escape(directory) + "; " : "";
+  std::string shown = directory ? std::string("cd ") + kes_shell_path(directory) + "; " : "";
   shown += body;
   shown += '\n';
   free(cmd);
@@ -201,8 +200,6 @@ void Kes_sc_locks::remove_user_lock(const char *name) {
 
 namespace {
 
-std::string esc(const char *s) { return shell_escape(s ? s : ""); }
-
 // The directory of the clear file; empty when the name has none.
 std::string clear_dir(const Kes_sfile *f) {
   const char *p = f->clr_path ? f->clr_path : "";
@@ -291,20 +288,20 @@ Cmd *SCCS_sfile::check_in(const char *sid, const char *comment, const char *flag
     a += std::string("-y'") + q + "' ";
     free(q);
   }
-  a += esc(clear_base(this).c_str()) + " < /dev/null";
+  a += kes_shell_path(clear_base(this).c_str()) + " < /dev/null";
   return run(new Cmd("sccs", "delget", a.c_str()), this);
 }
 
 Cmd *SCCS_sfile::uncheckout(const char *sid) {
   need_pfile(this);
-  std::string clear = esc(clear_base(this).c_str());
+  std::string clear = kes_shell_path(clear_base(this).c_str());
   if (sid && *sid && pfile_entries(this) > 1)
     return run(new Cmd("sccs", "unget", (std::string("-r") + sid + " " + clear).c_str()), this);
   return run(new Cmd("sccs", "unedit", clear.c_str()), this);
 }
 
 Cmd *SCCS_sfile::check_out(const char *sid, const char *gfile) {
-  std::string s = esc(sfile_arg(this).c_str());
+  std::string s = kes_shell_path(sfile_arg(this).c_str());
   std::string a = sid && *sid ? std::string("-e -r") + sid + " " + s + " " : "-e " + s + " ";
   // The caller gives gfile ready for the shell.
   if (gfile) a += std::string("-G") + gfile;
@@ -315,19 +312,19 @@ Cmd *SCCS_sfile::check_out_n_include(const char *sid, const char *include) {
   std::string a;
   if (sid && *sid) a += std::string("-r") + sid + " ";
   if (include && *include) a += std::string("-i") + include;
-  a += " -s -e " + esc(sfile_arg(this).c_str());
+  a += " -s -e " + kes_shell_path(sfile_arg(this).c_str());
   return run(new Cmd("get", a.c_str()), this);
 }
 
 Cmd *SCCS_sfile::check_different(int flags) {
   std::string a = (flags & 1) ? "-k " : "";
-  a += "-s -p " + esc(sfile_arg(this).c_str()) + " 2>/dev/null | /bin/diff -s - " +
-       esc(clear_base(this).c_str());
+  a += "-s -p " + kes_shell_path(sfile_arg(this).c_str()) + " 2>/dev/null | /bin/diff -s - " +
+       kes_shell_path(clear_base(this).c_str());
   return run(new Cmd("get", a.c_str()), this);
 }
 
 Cmd *SCCS_sfile::check_sfile() {
-  return run(new Cmd("val", esc(sfile_arg(this).c_str()).c_str()), this);
+  return run(new Cmd("val", kes_shell_path(sfile_arg(this).c_str()).c_str()), this);
 }
 
 Cmd *SCCS_sfile::get_clear_file_cmd(const char *sid, int flags, const char *out) {
@@ -341,7 +338,7 @@ Cmd *SCCS_sfile::get_clear_file_cmd(const char *sid, int flags, const char *out)
   if (flags & 1) a += "-k ";
   if (flags & 2) a += "-s ";
   if (sid && *sid) a += std::string("-r") + sid + " ";
-  a += "-p " + esc(sfile_arg(this).c_str()) + " > " + esc(target.c_str());
+  a += "-p " + kes_shell_path(sfile_arg(this).c_str()) + " > " + kes_shell_word(target.c_str());
   Cmd *c = new Cmd("get", a.c_str());
   if (target.compare(0, 4, "/tmp") == 0) return run_masked(c, this, 0177);
   return run(c, this);
@@ -357,7 +354,7 @@ int SCCS_sfile::get_clear_file(const char *sid, int flags, const char *out) {
 Cmd *SCCS_sfile::put_under_sc(const char *comment) {
   char *q = escape_comment(comment);
   std::string base = clear_base(this);
-  std::string a = std::string("-y'") + q + "' " + esc(base.c_str());
+  std::string a = std::string("-y'") + q + "' " + kes_shell_path(base.c_str());
   free(q);
   Cmd *c = run(new Cmd("sccs", "create", a.c_str()), this);
   if (c->ret_stat == 0) {
@@ -371,7 +368,7 @@ Cmd *SCCS_sfile::put_under_sc(const char *comment) {
 
 Cmd *SCCS_sfile::diff_two_deltas(const char *sid1, const char *sid2, int context) {
   need_pfile(this);
-  std::string clear = esc(clear_base(this).c_str());
+  std::string clear = kes_shell_path(clear_base(this).c_str());
   std::string name1 = temp_name("vertl"), name2 = temp_name("vertl");
   std::string left, right;
   // A p-file's new SID is the clear file being edited: it stands for itself.
@@ -387,15 +384,15 @@ Cmd *SCCS_sfile::diff_two_deltas(const char *sid1, const char *sid2, int context
   };
   if (out && is_next_delta(sid1)) {
     left = clear;
-    right = esc(name2.c_str());
+    right = kes_shell_word(name2.c_str());
     extract(sid2, name2);
   } else if (out && is_next_delta(sid2)) {
-    left = esc(name1.c_str());
+    left = kes_shell_word(name1.c_str());
     right = clear;
     extract(sid1, name1);
   } else {
-    left = esc(name1.c_str());
-    right = esc(name2.c_str());
+    left = kes_shell_word(name1.c_str());
+    right = kes_shell_word(name2.c_str());
     extract(sid1, name1);
     extract(sid2, name2);
   }
@@ -410,15 +407,15 @@ Cmd *SCCS_sfile::diff_two_deltas(const char *sid1, const char *sid2, int context
 }
 
 Cmd *SCCS_sfile::set_flag(const char *f) {
-  std::string a = "-f" + esc(f) + " " + esc(clear_base(this).c_str());
+  std::string a = "-f" + kes_shell_word(f) + " " + kes_shell_path(clear_base(this).c_str());
   return run(new Cmd("sccs", "admin", a.c_str()), this);
 }
 
 Cmd *SCCS_sfile::unset_flag(const char *f) {
-  std::string a = "-d" + esc(f) + " " + esc(clear_base(this).c_str());
+  std::string a = "-d" + kes_shell_word(f) + " " + kes_shell_path(clear_base(this).c_str());
   return run(new Cmd("sccs", "admin", a.c_str()), this);
 }
 
 Cmd *SCCS_sfile::unset_branch() {
-  return run(new Cmd("admin", ("-dd -db " + esc(sfile_arg(this).c_str())).c_str()), this);
+  return run(new Cmd("admin", ("-dd -db " + kes_shell_path(sfile_arg(this).c_str())).c_str()), this);
 }

@@ -275,7 +275,7 @@ Kes_err *SCCS_sfile::rewrite_pfile() {
 
 Kes_err *SCCS_sfile::test_corrupted() {
   std::string cmd = "sccs admin -h ";
-  cmd += shell_escape(s_path);
+  cmd += kes_shell_path(s_path);
   cmd += " > /dev/null 2>&1";
   struct stat st;
   int ok = stat(s_path, &st) == 0;

@@ -55,10 +55,9 @@ Kes_err *Kes_transaction::autofreezepoint() {
     sleep(1);
   }
 
-  // shell_escape gives one static buffer: each result is copied at once.
-  std::string cmd = std::string(shell_escape(prog)) + " create";
-  cmd += " -w " + std::string(shell_escape(to_ws->get_absname()));
-  cmd += " -k " + std::string(shell_escape(file.c_str()));
+  std::string cmd = kes_shell_word(prog) + " create";
+  cmd += " -w " + kes_shell_word(to_ws->get_absname());
+  cmd += " -k " + kes_shell_word(file.c_str());
   cmd += " -c '" + std::string(escaped_comment) + "' -z .";
   free(escaped_comment);
   ::printf("%s\n", cmd.c_str());

@@ -57,11 +57,19 @@ std::string take_text(const std::string &path) {
   return text;
 }
 
-void start(Kes_transaction *t, Kes_file *f) {
-  char clr[1024], sdot[1024];
-  std::string gopt = std::string("-G") + f->to->get_rel_clrname(clr);
+// The history's name as get's operand: one that begins with "-" gets "./" in
+// front, so that get does not take it for an option.
+std::string operand(Kes_file *f) {
+  char sdot[1024];
   f->to->get_rel_sdotname(sdot);
-  char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], sdot, nullptr};
+  return sdot[0] == '-' ? std::string("./") + sdot : std::string(sdot);
+}
+
+void start(Kes_transaction *t, Kes_file *f) {
+  char clr[1024];
+  std::string gopt = std::string("-G") + f->to->get_rel_clrname(clr);
+  std::string sdot = operand(f);
+  char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], &sdot[0], nullptr};
   char errpath[] = "/tmp/brindle_get.XXXXXX";
   int errfd = mkstemp(errpath);
   int saved = -1;
@@ -112,10 +120,10 @@ void finished(Kes_transaction *t, size_t i, int status) {
     pending.push_back(f);
     return;
   }
-  char clr[1024], sdot[1024];
+  char clr[1024];
   std::string gopt = std::string("-G") + f->to->get_rel_clrname(clr);
-  f->to->get_rel_sdotname(sdot);
-  char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], sdot, nullptr};
+  std::string sdot = operand(f);
+  char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], &sdot[0], nullptr};
   Kes_err *err = kes_decode_wait(status, get_path, argv, nullptr);
   if (err && !said.empty()) {
     Kes_err *told = (new Kes_err(strlen(err->text) + said.size() + 8))

@@ -96,9 +96,10 @@ Kes_err *read_name_file(Kes_transaction *t, const char *path, const char *open_f
       add_list_name(t, line, list);
       continue;
     }
+    // "--": a name the pattern matches may begin with "-".
     std::string cmd = std::string("cd ") +
-                      shell_escape(t->from_ws ? t->from_ws->get_absname() : ".") +
-                      "; ls -1 -d " + quote_pattern(line) + " 2>/dev/null";
+                      kes_shell_word(t->from_ws ? t->from_ws->get_absname() : ".") +
+                      "; ls -1 -d -- " + quote_pattern(line) + " 2>/dev/null";
     FILE *ls = popen(cmd.c_str(), "r");
     if (!ls) {
       err = (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""),

@@ -21,8 +21,6 @@
 
 namespace {
 
-std::string esc(const char *text) { return shell_escape(text ? text : ""); }
-
 // A blank line stands before the first program line of the process.
 void blank_line_once(Kes_transaction *t) {
   static int printed;
@@ -120,7 +118,7 @@ Kes_err *Kes_transaction::run_dir_flp_in_ws_bg(Kes_workspace *ws, const char *di
   printf("cd %s/%s; %s &\n", root, dir, flp);
   kes_trans_set_ws_root(root);
   // The program is a command line of its own, as a workspace names it.
-  std::string cmd = "cd " + esc(root) + "/" + esc(dir) + "; " + flp + " > " + esc(out_path);
+  std::string cmd = "cd " + kes_shell_word(root) + "/" + kes_shell_word(dir) + "; " + flp + " > " + kes_shell_word(out_path);
   return start_in_background(cmd, pid);
 }
 
@@ -129,7 +127,7 @@ Kes_err *Kes_transaction::run_dir_flp_in_ws(Kes_workspace *ws, const char *dir) 
   const char *root = ws->get_absname(), *flp = ws->get_def_flp();
   blank_line_once(this);
   printf("cd %s/%s; %s\n", root, dir, flp);
-  return run_flp(ws, ("cd " + esc(root) + "/" + esc(dir) + "; " + flp).c_str());
+  return run_flp(ws, ("cd " + kes_shell_word(root) + "/" + kes_shell_word(dir) + "; " + flp).c_str());
 }
 
 namespace {
@@ -161,7 +159,7 @@ Kes_err *Kes_transaction::run_gen_flp(const char *program_in_arg) {
     blank_line_once(this);
     printf("cd %s; %s &\n", root, in_to.c_str());
     kes_trans_set_ws_root(root);
-    err = start_in_background("cd " + esc(root) + "; " + esc(in_to.c_str()) + " > " + esc(out), &pid);
+    err = start_in_background("cd " + kes_shell_word(root) + "; " + kes_shell_word(in_to.c_str()) + " > " + kes_shell_word(out), &pid);
   }
   int ran = 0;
   if (!err) err = run_gen_flp_in_ws(from_ws, program, &ran);
@@ -180,7 +178,7 @@ Kes_err *Kes_transaction::run_gen_flp_in_ws(Kes_workspace *ws, const char *progr
   const char *root = ws->get_absname();
   blank_line_once(this);
   printf("cd %s; %s\n", root, run.c_str());
-  return run_flp(ws, ("cd " + esc(root) + "; " + esc(run.c_str())).c_str());
+  return run_flp(ws, ("cd " + kes_shell_word(root) + "; " + kes_shell_word(run.c_str())).c_str());
 }
 
 Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {

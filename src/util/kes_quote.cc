@@ -12,7 +12,7 @@
 #include "util/kes_msg.h"
 
 namespace {
-const char kShellSpecial[] = "&;`'\"!|*?~<>^()[]{}$\\\n ";
+const char kShellSpecial[] = "&;`'\"!|*?~<>^()[]{}$\\ ";
 const char kCommandSpecial[] = "\"#$&'()*;<>?[\\]^`{|}";
 // Longest escaped text, without its terminating null.
 const size_t kEscapeMax = 2049;
@@ -23,6 +23,14 @@ char *shell_escape(const char *text) {
   if (!text) return nullptr;
   size_t o = 0;
   for (const char *p = text; *p; p++) {
+    // A backslash before a newline would join two lines into one word without
+    // it: the newline goes in single quotes instead.
+    if (*p == '\n') {
+      if (o + 3 > kEscapeMax) break;
+      memcpy(buf + o, "'\n'", 3);
+      o += 3;
+      continue;
+    }
     bool special = strchr(kShellSpecial, *p) != nullptr;
     // Never end on a lone backslash: it would escape whatever follows.
     if (o + (special ? 2 : 1) > kEscapeMax) break;
@@ -31,6 +39,13 @@ char *shell_escape(const char *text) {
   }
   buf[o] = '\0';
   return buf;
+}
+
+std::string kes_shell_word(const char *text) { return text ? shell_escape(text) : ""; }
+
+std::string kes_shell_path(const char *path) {
+  if (path && path[0] == '-') return std::string("./") + shell_escape(path);
+  return kes_shell_word(path);
 }
 
 char *kes_quote_str(const char *in, char *out) {

@@ -311,12 +311,7 @@ Kes_err *Kes_md_access::create_default_file(VCS vcs) {
     free(text);
     delete a;
   }
-  Kes_err *close_err = close();
-  if (err) {
-    delete close_err;
-    return err;
-  }
-  if (close_err) return close_err;
+  if ((err = close_whole(err))) return err;
   if (unknown_user)
     kes_issue_warning(2065, 0,
                       BWM_MSG(6522,

@@ -59,13 +59,7 @@ void Kes_md_autofr::format_entry(void *entry, char **text) {
 }
 
 Kes_err *Kes_md_autofr::create_default_file() {
-  Kes_err *e = open("w");
-  Kes_err *c = close();
-  if (e) {
-    delete c;
-    return e;
-  }
-  return c;
+  return close_whole(open("w"));
 }
 
 void Kes_md_autofr::make_lines(Kes_autofr *s, int with_comment, Kes_strlist *out) {

@@ -230,7 +230,11 @@ Kes_err *Kes_metadata::open(const char *mode) {
   if (stream) delete close();
   Kes_err *err = nullptr;
   switch (mode[0]) {
-  case 'a':
+  case 'a': {
+    // A file this open makes goes again if it can't get its version line:
+    // left empty, it would fail every later reader.
+    struct stat st;
+    bool made = stat(fullname, &st) != 0 && errno == ENOENT;
     stream = fopen(fullname, "a+");
     if (!stream)
       return (new Kes_err)->format_msg(
@@ -238,7 +242,9 @@ Kes_err *Kes_metadata::open(const char *mode) {
     rewind(stream);
     err = check_vernum();
     if (!err && fseek(stream, 0, SEEK_END) != 0) err = fprintf_err_message(fullname);
+    if (err && made) unlink(fullname);
     break;
+  }
   case 'w':
     stream = fopen(fullname, "w+");
     if (!stream)
@@ -268,6 +274,13 @@ Kes_err *Kes_metadata::close() {
   Kes_err *err = fclose_N_check(stream, fullname);
   stream = nullptr;
   return err;
+}
+
+Kes_err *Kes_metadata::close_whole(Kes_err *err) {
+  Kes_err_owner first(err);
+  first.keep(close());
+  if (first) delete remove();
+  return first.release();
 }
 
 Kes_err *Kes_metadata::lock() {

@@ -64,6 +64,10 @@ public:
   // read, a missing file leaves stream null and is no error; "w": truncate.
   [[nodiscard]] Kes_err *open(const char *mode);
   [[nodiscard]] Kes_err *close();
+  // Closes a file written whole through open("w"); after err, or a failed
+  // close, the fragment is removed, as one would stop every later reader.
+  // Returns the first error.
+  [[nodiscard]] Kes_err *close_whole(Kes_err *err);
   [[nodiscard]] Kes_err *lock();
   void unlock();
   // Drops every line equal to line; found, if given, says whether one was.

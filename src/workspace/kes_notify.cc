@@ -93,12 +93,7 @@ Kes_err *Kes_md_notify::create_default_file() {
   if (!err) err = fputs_N_check(two, stream, fullname);
   free(one);
   free(two);
-  Kes_err *close_err = close();
-  if (err) {
-    delete close_err;
-    return err;
-  }
-  return close_err;
+  return close_whole(err);
 }
 
 Kes_notify::Kes_notify() : comments(nullptr), email_addr(nullptr), events(new Kes_strlist), files(nullptr) {}

@@ -30,9 +30,6 @@ namespace {
 
 const char *or_empty(const char *s) { return s ? s : ""; }
 
-// shell_escape hands out one static buffer; each use gets its own copy.
-std::string esc(const char *s) { return shell_escape(or_empty(s)); }
-
 // A neighbour's link file could not be updated: say so, show why, go on.
 void neighbour_warning(Kes_err *err, const char *fmt, const char *neighbour, const char *ws) {
   kes_issue_warning(2608, 0, fmt, or_empty(neighbour), or_empty(ws));
@@ -60,7 +57,7 @@ Kes_err *lock_for_delete(Kes_workspace *ws, Kes_cmdlock **lock) {
   delete list;
   if (err) return err;
   // Every name but those beginning with "l": the locks file stays.
-  std::string cmd = kes_format("rm -f %s/%s/[a-km-z]*", esc(ws->get_absname()).c_str(),
+  std::string cmd = kes_format("rm -f %s/%s/[a-km-z]*", kes_shell_word(ws->get_absname()).c_str(),
                            KES_METADATA_DIR);
   Kes_err_owner(kes_system_no_quoting(cmd.c_str())).report();
   err = ws->obtain_lock(KES_WRITE_LOCK, lock);
@@ -123,7 +120,7 @@ Kes_err *Kes_workspace::delete_ws(int metadata_only) {
     return err;
   }
 
-  std::string root = esc(get_absname());
+  std::string root = kes_shell_word(get_absname());
   std::string cmd;
   if (metadata_only) {
     cmd = kes_format("rm -rf %s/%s", root.c_str(), KES_METADATA_DIR);
@@ -213,10 +210,10 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
     // The pipeline's status is that of the receiving end; the sender's comes
     // through the status file.
     std::string cmd = kes_format("(cd %s; tar -cf - .; echo $? > %s) | (cd %s; tar -xpf -)",
-                             esc(old_root.c_str()).c_str(), status_file,
-                             esc(new_root.c_str()).c_str());
+                             kes_shell_word(old_root.c_str()).c_str(), status_file,
+                             kes_shell_word(new_root.c_str()).c_str());
     std::string drop_copy =
-        kes_format("rm -rf %s/%s", esc(new_root.c_str()).c_str(), KES_METADATA_DIR);
+        kes_format("rm -rf %s/%s", kes_shell_word(new_root.c_str()).c_str(), KES_METADATA_DIR);
     err = kes_system_no_quoting(cmd.c_str());
     if (err) {
       unlink(status_file);
@@ -270,7 +267,7 @@ Kes_err *Kes_workspace::move_ws(Kes_workspace *target) {
   delete parent;
 
   if (old_tree_stays) {
-    std::string cmd = kes_format("rm -rf %s", esc(old_root.c_str()).c_str());
+    std::string cmd = kes_format("rm -rf %s", kes_shell_word(old_root.c_str()).c_str());
     if (Kes_err *re = kes_system_no_quoting(cmd.c_str())) {
       Kes_err_owner(kept).report();
       kept = re;

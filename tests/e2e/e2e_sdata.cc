@@ -4,16 +4,11 @@
 //   e2e_sdata names SFILE NAME        the name history, ending at NAME
 //   e2e_sdata conflict SFILE WSPATH   a conflict record between the newest
 //                                     delta and its predecessor
-//   e2e_sdata merge FROM TO WSPATH NAME   the merge a bringover runs when
-//                                     both sides of NAME changed: TO gets
-//                                     FROM's deltas and, in conflict, the
-//                                     record naming WSPATH; exits 4 then
 #include <cstdio>
 #include <cstring>
 
 #include "sccs/kes_conflict.h"
 #include "sccs/kes_name_history.h"
-#include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
 
@@ -25,27 +20,9 @@ int fail(Kes_err *err) {
 }
 }  // namespace
 
-int merge(const char *from, const char *to, const char *ws_path, const char *name) {
-  SCCS_sfile f(from), t(to);
-  SCCS_merge m;
-  m.from_sname = from;
-  m.to_sname = to;
-  m.from_name = m.to_name = name;
-  m.ws_path = ws_path;
-  m.from_file = &f;
-  m.to_file = &t;
-  m.options |= KES_MO_NAMES;
-  if (Kes_err *err = m.merge()) return fail(err);
-  return m.conflict_obj ? 4 : 0;
-}
-
 int main(int argc, char **argv) {
-  if (argc == 6 && strcmp(argv[1], "merge") == 0)
-    return merge(argv[2], argv[3], argv[4], argv[5]);
   if (argc != 4) {
-    fprintf(stderr,
-            "usage: e2e_sdata names|conflict SFILE NAME|WSPATH\n"
-            "       e2e_sdata merge FROM TO WSPATH NAME\n");
+    fprintf(stderr, "usage: e2e_sdata names|conflict SFILE NAME|WSPATH\n");
     return 2;
   }
   SCCS_sfile sf(argv[2]);

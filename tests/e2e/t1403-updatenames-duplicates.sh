@@ -3,7 +3,9 @@
 # gives the copies identities of their own: the file the old name table knew
 # keeps it; when that file has gone the user says which copy it became, or
 # that none did; a quit writes nothing.  CSSC judges every file afterwards,
-# and the new name table agrees with the files.
+# and the new name table agrees with the files.  In a child, copies whose
+# original has gone stop a bringover until updatenames has run; the next one
+# then matches every file with its parent's.
 . "$TEST_LIB"
 e2e_start
 
@@ -130,6 +132,42 @@ run workspace updatenames "$T/w"
 expect_exit 1
 expect_contains "refused" "workspace: Cannot obtain a write lock in workspace \"$T/w\"" "$ERR"
 expect_eq "nothing changed" "$before" "$(tree_sum w | grep -v Brindle_wsdata/history)"
+EOF
+
+test_case 'copies in a child whose original has gone: bringover refuses, updatenames repairs, the next one matches every file' <<'EOF'
+make_ws p
+sccs_new p src/a.c 'alpha'
+sccs_new p src/b.c 'beta'
+run bringover -p "$T/p" -w "$T/c" src
+expect_exit 0
+C=c/src/SCCS
+mv "$C/s.a.c" "$C/s.moved.c" && cp "$C/s.moved.c" "$C/s.copied.c" && rm -f c/src/a.c
+sccs_edit p src/a.c 'alpha: parent' 'the parent edits a'
+before=$(tree_sum c | grep -v Brindle_wsdata/history)
+run bringover -w "$T/c" src
+expect_exit 1
+expect_contains "refused" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
+Run the following command and then re-execute the \"bringover\" command:
+	\"$BRINDLE_BIN/workspace updatenames $T/c\"
+  (Error 2092)" "$ERR"
+expect_eq "nothing changed in the child" "$before" "$(tree_sum c | grep -v Brindle_wsdata/history)"
+# a.c became copied.c; moved.c is the copy.
+n=$(printf 'q\n' | workspace updatenames "$T/c" | sed -n 's/^	 *\([0-9]\) src\/copied\.c$/\1/p')
+run sh -c "echo $n | workspace updatenames '$T/c'"
+expect_exit 0
+expect_contains "the copy is told apart" "differentiate: src/moved.c" "$OUT"
+run bringover -w "$T/c" src
+expect_exit 0
+expect_contains "matched by identity" "update: src/copied.c" "$OUT"
+expect_contains "every file" "Examined files: 3" "$OUT"
+case "$OUT" in *create:*|*conflict:*) fail "a file left unmatched: $OUT" ;; esac
+expect_eq "the parent's change" "alpha: parent" "$(sccs_text c src/copied.c)"
+expect_eq "the copy as it was" "alpha" "$(sccs_text c src/moved.c)"
+run putback -w "$T/c" -c 'the copies go home'
+expect_exit 0
+sccs_holds "a, now copied.c" c src/copied.c p src/copied.c
+sccs_holds "the copy, new in the parent" c src/moved.c p src/moved.c
+expect_no_file "p/src/SCCS/s.a.c"
 EOF
 
 test_done

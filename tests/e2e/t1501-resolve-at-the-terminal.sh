@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# A bringover left files in conflict in a child: both lines in each history,
-# the record, the names in the conflicts file.  resolve settles them at the
-# terminal, as the user answers or as a script says (-c, -p, -m): the chosen
-# version becomes a new trunk delta, and the history log, the conflicts file
-# and the record all say so.  Bad input is refused with its code and nothing
-# is lost.  CSSC judges every history file.  No message service here: the
-# merge tool is "twinpane -x" with a scripted three-way tool.
+# The conflict loop end to end.  A parent and its child change the same line
+# of the same files; the next bringover leaves them in conflict, and a putback
+# is blocked until they are settled.  resolve settles them at the terminal, as
+# the user answers or as a script says (-c, -p, -m): the chosen version
+# becomes a new trunk delta, and the history log, the conflicts file and the
+# record all say so; bad input is refused with its code and nothing is lost.
+# Then the putback goes through and the parent holds every resolution.  CSSC
+# judges every history file.  No message service here: the merge tool is
+# "twinpane -x" with a scripted three-way tool.
 . "$TEST_LIB"
 e2e_start
 unset DBUS_SESSION_BUS_ADDRESS
@@ -13,36 +15,65 @@ unset DBUS_SESSION_BUS_ADDRESS
 sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
 files="a-child b-merge c-parent d-settled e-skip x-one y-two z-bad"
 make_ws parent
-for f in $files; do
-  sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" &&
-    e2e_sdata names "$(sfile parent "src/$f.c")" "src/$f.c" || die "setup of $f"
-done
-cp -a parent child
-printf 'VERSION 1\n%s\n' "$T/parent" >child/Brindle_wsdata/parent
+for f in $files; do sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" || die "setup of $f"; done
+run bringover -p "$T/parent" -w "$T/child" src
+[ "$STATUS" = 0 ] || die "the child: $OUT $ERR"
 sccs_edit child src/a-child.c "$(printf 'one\ntwo\nthree\nagain')" "again" || die "edit"
-# d-settled is listed though nothing conflicts.
 for f in $files; do
-  if [ $f = d-settled ]; then echo src/$f.c >>child/Brindle_wsdata/conflicts; continue; fi
-  sccs_conflict parent child "src/$f.c" || die "conflict in $f"
+  [ $f = d-settled ] && continue
+  for ws in parent child; do
+    sccs_edit $ws "src/$f.c" "$(sccs_text $ws "src/$f.c" | sed "s/^two\$/two: $ws/")" "$ws's src/$f.c" ||
+      die "$ws's edit of $f"
+  done
 done
+run bringover -w "$T/child" src
+[ "$STATUS" = 4 ] || die "the bringover that makes the conflicts: $OUT $ERR"
 
 # The user's three-way tool: it checks that it was given the versions that
-# BRINDLE_RS_* name, and writes a merge of its own.
+# BRINDLE_RS_* name, each side's own, and writes a merge of its own.
 cat >"$T/tool" <<'EOF'
 #!/bin/sh
-[ "$1 $2 $3 $4" = "$BRINDLE_RS_ANCEST $BRINDLE_RS_CHILD $BRINDLE_RS_PARENT $BRINDLE_RS_MERGED" ] ||
-  echo "the tool's files are not those of BRINDLE_RS_*" >&2
-{ head -n 1 "$2"; cat "$1"; echo 'by hand'; } >"$4"
+[ "$1 $2 $3 $4" = "$BRINDLE_RS_ANCEST $BRINDLE_RS_CHILD $BRINDLE_RS_PARENT $BRINDLE_RS_MERGED" ] &&
+  grep -qx 'two' "$1" && grep -qx 'two: child' "$2" && grep -qx 'two: parent' "$3" ||
+  echo "the tool's files are not those of BRINDLE_RS_*, or not each side's" >&2
+sed 's/^two$/two: by hand/' "$1" >"$4"
 EOF
 chmod +x "$T/tool"
 export TWINPANE_TOOL="$T/tool %B %L %O %M"
-conflicts() { grep -v '^VERSION ' child/Brindle_wsdata/conflicts | tr '\n' ' '; }
+conflicts() { md_lines child/Brindle_wsdata/conflicts | tr '\n' ' '; }
 record() { grep -ac 'Conflict from ws' "$(sfile child "src/$1.c")"; }
 comment_of() { (cd child/src && prs -d':C:' -r"$2" "SCCS/s.$1.c"); }
 answers() { printf "$1" | "${@:2}"; }
+# texts WS: each listed file's newest text, "one", the second line, "three"
+# (and a-child its own last line), by get -p.
+texts() {
+  while read -r f text; do
+    expect_eq "$1's $f" "one
+$text
+three$([ $f = a-child ] && printf '\nagain')" "$(sccs_text "$1" "src/$f.c")"
+  done
+}
 last_record() { awk '/^COMMAND /{r = ""} {r = r $0 "\n"} END {printf "%s", r}' child/Brindle_wsdata/history; }
 
+test_case 'a putback before the conflicts are settled is blocked, and names resolve' <<'EOF'
+listed="src/a-child.c src/b-merge.c src/c-parent.c src/e-skip.c src/x-one.c src/y-two.c src/z-bad.c"
+expect_eq "the bringover's list" "$listed " "$(conflicts)"
+before=$(tree_sum parent)
+run putback -w "$T/child" -c 'too early'
+expect_exit 2
+expect_eq "the block" "
+The following files need to be resolved in workspace
+\"$T/child\":
+$(printf '\t%s\n' $listed)
+Use \"$BRINDLE_BIN/resolve -w $T/child\" to resolve conflicts
+
+Your putback command was blocked and no files were putback." "$ERR"
+expect_eq "the parent untouched" "$before" "$(tree_sum parent)"
+EOF
+
 test_case 'the user settles file after file: child, merge, parent, skip, quit' <<'EOF'
+# d-settled is listed though nothing conflicts.
+echo src/d-settled.c >>child/Brindle_wsdata/conflicts
 run answers 'c\nm\np\ns\nq\n' resolve -w "$T/child"
 expect_exit 4 "files are left in conflict"
 expect_eq "the tool agrees with BRINDLE_RS_*" "" "$ERR"
@@ -51,14 +82,14 @@ expect_eq "what the user sees of the first file" "
 Resolving src/a-child.c (1 of 8)
 
 Changes in the child workspace \"$T/child\":
-1.1.1.2	DATE USER N N	00001/00000/00004
+1.1.1.2	DATE USER N N	00001/00001/00003
 child's src/a-child.c
 
 1.1.1.1	DATE USER N N	00001/00000/00003
 again
 
 Changes in the parent workspace \"$T/parent\":
-1.2	DATE USER N N	00001/00000/00003
+1.2	DATE USER N N	00001/00001/00002
 parent's src/a-child.c
 
 ${question}Checking out src/a-child.c
@@ -68,24 +99,12 @@ accepted child: src/a-child.c" \
     sed -E 's#\t[0-9]{2}/[0-9]{2}/[0-9]{2} [0-9:]{8} [^ ]+ [0-9]+ [0-9]+\t#\tDATE USER N N\t#')"
 expect_contains "the others" "merged: src/b-merge.c" "$OUT"
 expect_contains "a file without a record" "File \"src/d-settled.c\" is not in conflict according to its SCCS file; it is removed from the conflict list." "$OUT"
-expect_eq "the child's version" "child
-one
-two
-three
-again" "$(sccs_text child src/a-child.c)"
-expect_eq "the tool's merge" "child
-one
-two
-three
-by hand" "$(sccs_text child src/b-merge.c)"
-expect_eq "the parent's version" "one
-two
-three
-parent" "$(sccs_text child src/c-parent.c)"
-expect_eq "skipped: still the child's" "child
-one
-two
-three" "$(sccs_text child src/e-skip.c)"
+texts child <<ROWS
+a-child two: child
+b-merge two: by hand
+c-parent two: parent
+e-skip two: child
+ROWS
 expect_eq "a new trunk delta but for the parent's" "1.3 1.3 -" \
   "$(for f in a-child b-merge c-parent; do sccs_sids child "src/$f.c" | grep -o '1\.3' || echo -; done | xargs)"
 expect_eq "the default comments" "Accepted child's version in workspace \"$T/child\".
@@ -105,26 +124,10 @@ expect_eq "no temporary files left" "" "$(ls child/src | grep -E '\.[ACMP]\.|\.c
 for f in $files; do sccs_sound child "src/$f.c" || fail "val of $f"; done
 EOF
 
-test_case 'scripts: a merged file given, one side for named files, the other for the rest' <<'EOF'
-printf 'child\none\ntwo\nthree\nparent\n' >"$T/hand.c"
-run resolve -w "$T/child" -m "$T/hand.c" "$T/child/src/e-skip.c"
-expect_exit 0 "named by its full path"
-expect_eq "the given merge" "$(cat "$T/hand.c")" "$(sccs_text child src/e-skip.c)"
-expect_file "$T/hand.c"
-run sh -c 'cd child/src && exec resolve -p src/x-one.c'
-expect_exit 0 "named from the workspace's root"
-expect_eq "the parent's" "parent" "$(sccs_text child src/x-one.c | tail -n 1)"
-expect_eq "the rest untouched" "src/y-two.c src/z-bad.c " "$(conflicts)"
-run resolve -w "$T/child" -c src/y-two.c
-expect_exit 0
-expect_eq "the child's" "child" "$(sccs_text child src/y-two.c | head -n 1)"
-expect_contains "logged" "merged: src/e-skip.c" "$(cat child/Brindle_wsdata/history)"
-for f in e-skip x-one y-two; do sccs_sound child "src/$f.c" || fail "val of $f"; done
-EOF
-
 test_case 'bad input: the error and its code, and the workspace as it was' <<'EOF'
 s=$T/$(sfile child src/z-bad.c)
 cp "$s" "$T/z.saved"
+listed=$(conflicts)
 lock_line="write putback 11 elsewhere someone $(date +%s)"
 while IFS='|' read -r fault args code error; do
   eval "$fault"
@@ -146,8 +149,42 @@ true|-w child -c ../parent/src/z-bad.c|(Error 2071)|resolve: File "../parent/src
 true|-w "$T/nowhere"|(Error 2016)|resolve: Workspace "$T/nowhere" does not exist  (Error 2016)
 true|-w child -c -p|Usage|Usage: resolve [-w ws] [-c] [-p] [-m merged_file] [files]
 ROWS
-expect_eq "still in conflict" "src/z-bad.c " "$(conflicts)"
+expect_eq "still in conflict" "$listed" "$(conflicts)"
 sccs_sound child src/z-bad.c || fail "val"
+EOF
+
+test_case 'scripts settle the rest, and the putback then carries every resolution to the parent' <<'EOF'
+printf 'one\ntwo: given\nthree\n' >"$T/hand.c"
+run resolve -w "$T/child" -m "$T/hand.c" "$T/child/src/e-skip.c"
+expect_exit 0 "named by its full path"
+expect_file "$T/hand.c"
+run sh -c 'cd child/src && exec resolve -p src/x-one.c'
+expect_exit 0 "named from the workspace's root"
+expect_eq "the rest untouched" "src/y-two.c src/z-bad.c " "$(conflicts)"
+run resolve -w "$T/child" -c
+expect_exit 0
+expect_eq "none left" "" "$(conflicts)"
+expect_contains "logged" "merged: src/e-skip.c" "$(cat child/Brindle_wsdata/history)"
+run putback -w "$T/child" -c 'settled'
+expect_exit 0
+expect_contains "the parent's log" "update: src/a-child.c
+update: src/b-merge.c
+update: src/c-parent.c
+update: src/e-skip.c
+update: src/x-one.c
+update: src/y-two.c
+update: src/z-bad.c" "$(cat parent/Brindle_wsdata/history)"
+for f in $files; do sccs_holds "$f in the parent" child "src/$f.c" parent "src/$f.c"; done
+texts parent <<ROWS
+a-child two: child
+b-merge two: by hand
+c-parent two: parent
+d-settled two
+e-skip two: given
+x-one two: parent
+y-two two: child
+z-bad two: child
+ROWS
 EOF
 
 test_done

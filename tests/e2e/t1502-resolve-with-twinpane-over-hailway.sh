@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The same kind of conflicts settled through twinpane over a private message
-# bus: resolve starts "twinpane -T <its id>", sends it each file by a Load and
+# Conflicts that a bringover left, settled through twinpane over a private
+# message bus: resolve starts "twinpane -T <its id>", sends it each file by a Load and
 # takes the decision from its Saved report; one tool serves file after file,
 # and a tool that ends without a decision leaves the file in conflict and the
 # question comes back.  A stub three-way tool stands in for the human; then
@@ -9,13 +9,16 @@
 e2e_start
 
 make_ws parent
+for f in a-first b-second c-diff3; do sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" || die "setup of $f"; done
+run bringover -p "$T/parent" -w "$T/child" src
+[ "$STATUS" = 0 ] || die "the child: $OUT $ERR"
+# Each side changes every file, on lines of its own, so that diff3 can merge.
 for f in a-first b-second c-diff3; do
-  sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" &&
-    e2e_sdata names "parent/src/SCCS/s.$f.c" "src/$f.c" || die "setup of $f"
+  sccs_edit parent "src/$f.c" "$(printf 'one\ntwo\nthree\nparent')" "parent's src/$f.c" &&
+    sccs_edit child "src/$f.c" "$(printf 'child\none\ntwo\nthree')" "child's src/$f.c" || die "edits of $f"
 done
-cp -a parent child
-printf 'VERSION 1\n%s\n' "$T/parent" >child/Brindle_wsdata/parent
-for f in a-first b-second c-diff3; do sccs_conflict parent child "src/$f.c" || die "$f"; done
+run bringover -w "$T/child" src
+[ "$STATUS" = 4 ] || die "the bringover that makes the conflicts: $OUT $ERR"
 mkdir "$T/home" && printf '# mine\nset checkin_comments\n' >"$T/home/.brindle_resrc"
 export HOME=$T/home
 

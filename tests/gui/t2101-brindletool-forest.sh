@@ -95,6 +95,8 @@ drag p c2
 expect_trace "parent onto child: bringover" "^propagation bringover-update $T/p $T/c2\$"
 drag c1 c2 ctrl
 expect_trace "Ctrl: the reparent hook gets child and new parent" "^hook reparent $T/c1 $T/c2\$"
+dialog_no "Lathe Weaving: Question Dialog"
+expect_trace "the question answered No moves nothing" '^footer left Reparent cancelled$'
 mark
 drag c1 p ctrl
 expect_trace "a reparent to the present parent stops early" \

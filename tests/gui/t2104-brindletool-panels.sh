@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
-# The other tabs of the transaction window, in a tool that finds no putback
-# or ws_undo to run: the Putback tab takes the selected child, its parent and
-# the child's args file, saves and loads the parent's, wants a comment before
-# anything else and says when its command is missing; the Undo tab likewise;
-# the Resolve tab lists the files in conflict; two unrelated workspaces ask
-# which way; the ". . ." button chooses only workspaces, and programs must be
+# The forms of the transaction window, in a tool that finds no putback to
+# run: the Putback tab takes the selected child, its parent and the child's
+# args file, saves and loads the parent's, wants a comment before anything
+# else and says when its command is missing; two unrelated workspaces ask which
+# way; the ". . ." button chooses only workspaces, and programs must be
 # executable.
 . "$GUI_LIB"
 GUI_SCREEN=1280x1024x24 gui_start
@@ -19,9 +18,6 @@ printf 'int a;\n' >"$T/a.c"
 cp "$T/p/src/SCCS/s.a.c" "$T/x/src/SCCS/"
 bringover -p "$T/p" -w "$T/c" src >/dev/null || die "bringover c"
 bringover -p "$T/x" -w "$T/o" src >/dev/null || die "bringover o"
-# What a bringover will copy once it propagates.
-mkdir -p "$T/c/src/SCCS" && cp "$T/p/src/SCCS/s.a.c" "$T/c/src/SCCS/"
-printf 'VERSION 1\nsrc/a.c\n' >"$T/c/Brindle_wsdata/conflicts"
 printf 'echo src/a.c\n' >"$T/c/list-files"
 select_ws() {  # select_ws NAME [shift]: with shift, added to the selection
   node_at "$T/$1"
@@ -93,21 +89,6 @@ xdotool key End shift+Home
 xdotool type "$T/o"
 xdotool key Return
 expect_trace "o chosen" "^trans fields $T/o \\| $T/c\$"
-EOF
-
-test_case 'Undo says its command is missing; Resolve lists the files in conflict' <<'EOF'
-select_ws c
-mark
-menu a n
-expect_trace "the Undo tab" '^trans status To undo all changes from last transaction - Select Undo$'
-click trans_undo_action_btn
-dialog_ok "Error Dialog"
-expect_trace "no ws_undo to run" '^dialog Error Dialog: .*Could not find the "ws_undo" command'
-shot undo-panel
-mark
-menu a r
-expect_trace "the Resolve tab lists the conflict" '^trans conflicts 1$'
-shot resolve-panel
 EOF
 
 test_case 'two workspaces unrelated by parentage ask which way' <<'EOF'

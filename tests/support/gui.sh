@@ -113,6 +113,7 @@ node_at() {
 
 # menu KEYS...: the menu bar by keyboard (F10, then mnemonics).
 menu() {
+  wait_for "the main window" bash -c 'xdotool search --onlyvisible --name "Lathe Fathom Weaving" >/dev/null'
   xdotool windowfocus --sync "$(xdotool search --onlyvisible --name 'Lathe Fathom Weaving' | head -n1)"
   xdotool key F10 "$@"
 }
@@ -122,6 +123,60 @@ dialog_ok() {
   wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
     xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Return &&
     expect_trace "the dialog $1 closes" "^dialog $1 closed"
+}
+
+# dialog_no TITLE: answers No (Escape) in the question of that title.
+dialog_no() {
+  wait_for "the dialog $1" bash -c 'xdotool search --onlyvisible --name "$1" >/dev/null' _ "$1" &&
+    xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "$1" | head -n1)" key Escape &&
+    expect_trace "the dialog $1 closes" "^dialog $1 closed"
+}
+
+# ---- the tool's own dialogs: their parts are traced when they map ----------
+
+# opened DIALOG: waits until the dialog has mapped since the mark.
+opened() { expect_trace "the dialog $1" "^mapped $1\$"; }
+
+# part_place DIALOG.PART: "x y w h" of the part where the dialog last traced it.
+part_place() {
+  awk -v d="${1%%.*}_popup" -v n="${1#*.}" '$1 == "place" && $2 == n { p = $3 " " $4 " " $5 " " $6 }
+    $1 == "places" { if ($2 == d && p != "") last = p; p = "" } END { print last }' "$TR"
+}
+
+# part DIALOG.PART: the part's middle on the screen in WX WY, from the trace.
+part() {
+  local x y w h
+  read -r x y w h < <(part_place "$1")
+  [ -n "$h" ] || die "no part $1 in the trace"
+  WX=$((x + w / 2)) WY=$((y + h / 2))
+}
+
+# press DIALOG.PART: a click on a button, toggle or field, with the keyboard
+# focus given to the dialog first (there is no window manager to give it).
+press() {
+  part "$1"
+  xdotool windowfocus --sync "$(grep "^window ${1%%.*} " "$TR" | tail -n1 | cut -d' ' -f3)"
+  xdotool mousemove "$WX" "$WY" click 1
+}
+
+# fill DIALOG.PART TEXT: replaces a text field's text by typing.
+fill() {
+  press "$1"
+  xdotool key End && xdotool key --delay 1 --repeat 160 BackSpace
+  xdotool type --delay 5 "$2"
+}
+
+# pick_item DIALOG.LIST N: a click on the list's Nth visible row.
+pick_item() {
+  local x y w h
+  read -r x y w h < <(part_place "$1")
+  xdotool mousemove $((x + 20)) $((y + 4 + ($2 - 1) * ${ROW_HEIGHT:-17} + 8)) click 1
+}
+
+# click_node WS [KEY]: a click on the workspace's picture.
+click_node() {
+  node_at "$1"
+  xdotool mousemove "$PX" "$PY" click 1
 }
 
 # ---- the tool's other windows, aimed at by widget name

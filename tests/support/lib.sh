@@ -143,7 +143,7 @@ make_ws() { mkdir -p "$1/Brindle_wsdata"; }
 # root deltas (and so distinct SmIDs).
 sccs_new() {
   local dir base
-  dir=$1/$(dirname "$2") base=$(basename "$2")
+  dir=$1/$(dirname -- "$2") base=$(basename -- "$2")
   mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base.init" &&
     (cd "$dir" && admin -i"$base.init" -y"first version of $2" "SCCS/s.$base") >/dev/null 2>&1 &&
     rm -f "$dir/$base.init" || { fail "admin of $2"; return 1; }
@@ -151,17 +151,17 @@ sccs_new() {
 
 # sccs_edit WS NAME TEXT COMMENT: a new delta with TEXT as the whole file.
 sccs_edit() {
-  (cd "$1/$(dirname "$2")" && get -e "SCCS/s.$(basename "$2")" >/dev/null 2>&1 &&
-    printf '%s\n' "$3" >"$(basename "$2")" &&
-    delta -y"$4" "SCCS/s.$(basename "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
+  (cd "$1/$(dirname -- "$2")" && get -e "SCCS/s.$(basename -- "$2")" >/dev/null 2>&1 &&
+    printf '%s\n' "$3" >"$(basename -- "$2")" &&
+    delta -y"$4" "SCCS/s.$(basename -- "$2")" >/dev/null 2>&1) || { fail "delta of $2"; return 1; }
 }
 
 # sccs_sound WS NAME: val accepts the history; sccs_text WS NAME: the newest
 # text by get -p; sccs_sids WS NAME: its SIDs by prs, newest first.
-sccs_sound() { (cd "$1/$(dirname "$2")" && val "SCCS/s.$(basename "$2")") >/dev/null 2>&1; }
-sccs_text() { (cd "$1/$(dirname "$2")" && get -p -s "SCCS/s.$(basename "$2")" 2>/dev/null); }
+sccs_sound() { (cd "$1/$(dirname -- "$2")" && val "SCCS/s.$(basename -- "$2")") >/dev/null 2>&1; }
+sccs_text() { (cd "$1/$(dirname -- "$2")" && get -p -s "SCCS/s.$(basename -- "$2")" 2>/dev/null); }
 sccs_sids() {
-  (cd "$1/$(dirname "$2")" && prs -d':I:' -e "SCCS/s.$(basename "$2")" 2>/dev/null) | tr '\n' ' '
+  (cd "$1/$(dirname -- "$2")" && prs -d':I:' -e "SCCS/s.$(basename -- "$2")" 2>/dev/null) | tr '\n' ' '
 }
 
 # sccs_judged WS NAME: val and admin -h both accept the history.
@@ -197,19 +197,4 @@ md_lines() { grep -v '^VERSION ' "$1" || true; }
 # files left out, for the tree $T).
 tree_sum() {
   (cd "$1" && find . -type f ! -path ./.out ! -path ./.err -print0 | sort -z | xargs -0 md5sum)
-}
-
-# sccs_conflict PARENT CHILD NAME: a history both workspaces hold, changed on
-# both sides (the parent adds a last line "parent", the child a first line
-# "child") and merged into CHILD as a bringover leaves a conflict: both lines
-# in CHILD's history, the record naming PARENT, and NAME in CHILD's conflicts.
-sccs_conflict() {
-  local s=SCCS/s.$(basename "$3")
-  sccs_edit "$1" "$3" "$(sccs_text "$1" "$3")
-parent" "parent's $3" && sccs_edit "$2" "$3" "child
-$(sccs_text "$2" "$3")" "child's $3" || return 1
-  e2e_sdata merge "$1/$(dirname "$3")/$s" "$2/$(dirname "$3")/$s" "$(cd "$1" && pwd -P)" "$3"
-  [ $? = 4 ] || { fail "no conflict in $3"; return 1; }
-  [ -s "$2/Brindle_wsdata/conflicts" ] || echo 'VERSION 1' >"$2/Brindle_wsdata/conflicts"
-  echo "$3" >>"$2/Brindle_wsdata/conflicts"
 }

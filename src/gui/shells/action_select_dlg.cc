@@ -9,6 +9,7 @@
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_stubs.h"
+#include "gui/shells/form_dialog.h"
 
 Kes_gui_action_select_dlg::Kes_gui_action_select_dlg(Widget parent, const char *first,
                                                      const char *second)
@@ -63,5 +64,5 @@ void Kes_gui_action_select_dlg::cancel_callback(Widget, XtPointer client, XtPoin
 }
 
 void Kes_gui_action_select_dlg::help_callback(Widget, XtPointer, XtPointer) {
-  gui_not_available(GUI_MSG("Help"));
+  gui_help_topic("index");
 }

@@ -135,6 +135,7 @@ const Entry kEntries[] = {
     {"main_bw_btn", "Weaving...", 'W', BUTTON, gui_stubs_bw_props},
     // Help
     {"main_help_btn", "Overview...", 'O', BUTTON, gui_stubs_help},
+    {"main_about_btn", "About Brindletool...", 'A', BUTTON, gui_stubs_about},
 };
 
 struct Menu {
@@ -147,7 +148,7 @@ struct Menu {
 const Menu kMenus[] = {
     {"file", "File", 'F', 0, 5},      {"view", "View", 'V', 5, 13},
     {"workspace", "Workspace", 'W', 13, 23}, {"actions", "Actions", 'A', 23, 28},
-    {"options", "Options", 'O', 28, 29},     {"help", "Help", 'H', 29, 30},
+    {"options", "Options", 'O', 28, 29},     {"help", "Help", 'H', 29, 31},
 };
 
 // The canvas's popup: the entries' indexes, counting buttons only, choose the

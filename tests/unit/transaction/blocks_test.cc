@@ -13,7 +13,7 @@ using namespace support;
 namespace {
 
 // The lists that block, their order and the resolve line that ends the
-// unresolved ones are read in full from a real putback (t1502).
+// unresolved ones are read in full from a real putback (t1602).
 TEST(BlocksTest, ConflictFileCorrectionsAreReportedButNeverBlock) {
   Child r = in_child([]() {
     Kes_blocks b;

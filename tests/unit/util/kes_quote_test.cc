@@ -31,7 +31,7 @@ std::string sh_output(const std::string &cmd) {
   return out;
 }
 
-const char kEscaped[] = "&;`'\"!|*?~<>^()[]{}$\\\n ";
+const char kEscaped[] = "&;`'\"!|*?~<>^()[]{}$\\ ";
 }  // namespace
 
 TEST(ShellEscape, EverySpecialCharacterGetsABackslashAndTheShellReadsItBack) {
@@ -43,9 +43,14 @@ TEST(ShellEscape, EverySpecialCharacterGetsABackslashAndTheShellReadsItBack) {
   // Ordinary characters, the comma, equals sign, hash, colon and tab among them, stay.
   EXPECT_STREQ(shell_escape("ab-_.,=/#%:+@\t9"), "ab-_.,=/#%:+@\t9");
   EXPECT_EQ(shell_escape(nullptr), nullptr);
-  // Newline is left out: a backslash before it continues the line.
-  std::string text = "my file; rm -rf *|`id` $HOME 'q' \"dq\" (x) {y} [z] <a> ~ ! ^ & \\";
+  // A backslash before a newline would drop it: it goes in quotes.
+  EXPECT_STREQ(shell_escape("a\nb"), "a'\n'b");
+  std::string text = "my file; rm -rf *|`id` $HOME\n'q' \"dq\" (x) {y} [z] <a> ~ ! ^ & \\\n";
   EXPECT_EQ(sh_output(std::string("printf '%s' ") + shell_escape(text.c_str())), text);
+  // One word, and a leading "-" made a path that no program takes for an option.
+  EXPECT_EQ(sh_output("printf '<%s>' " + kes_shell_path("-n x\ny")), "<./-n x\ny>");
+  EXPECT_EQ(kes_shell_path("/a b"), "/a\\ b");
+  EXPECT_EQ(kes_shell_word(nullptr), "");
 }
 
 TEST(ShellEscape, BufferIsSharedAndBounded) {

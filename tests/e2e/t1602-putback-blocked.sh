@@ -47,11 +47,11 @@ The following files are currently checked out and have been edited in workspace
 The following files need to be resolved in workspace
 \"$T/leaf\":
 	src/g.c
-Use \"resolve -w $T/leaf\" to resolve conflicts
+Use \"$BRINDLE_BIN/resolve -w $T/leaf\" to resolve conflicts
 The following files need to be resolved in workspace
 \"$T/mid\":
 	src/f.c
-Use \"resolve -w $T/mid\" to resolve conflicts
+Use \"$BRINDLE_BIN/resolve -w $T/mid\" to resolve conflicts
 The following files are new in workspace
 \"$T/mid\" and must be brought over:
 	src/nw.c

@@ -1,0 +1,107 @@
+#!/usr/bin/env bash
+# Names a shell would take apart, in workspace roots and file names, through
+# every command line the commands build: the directory program's "cd", the
+# "ls" of an include pattern, "get -p" of a checked-out file, the tar pipeline
+# of a move across file systems and the "rm -rf" of a delete.  A canary file
+# that any smuggled command would make must never appear, and the right file
+# is the one handled: a decoy beside each odd name, spelt as a careless quoting
+# would read it, is never touched.
+. "$TEST_LIB"
+e2e_start
+SHM=$(mktemp -d /dev/shm/brindle-e2e.XXXXXX) || { echo "SKIP: no /dev/shm"; exit 77; }
+trap 'chmod -R u+rwx "$T" "$SHM" 2>/dev/null; rm -rf "$T" "$SHM"' EXIT
+nl=$'\n'
+
+# piece | what a careless quoting leaves of it (the decoy's spelling)
+ROWS=(
+  "a b|ab"
+  "it's|its"
+  "say \"hi\"|say hi"
+  "\$(touch canary)|"
+  "\`touch canary\`|"
+  ";touch canary;|"
+  "new${nl}line|newline"
+  "-dash|"
+  "*|"
+)
+
+canaries() { find "$T" "$SHM" -name 'canary*' 2>/dev/null; }
+
+i=0
+for row in "${ROWS[@]}"; do
+  i=$((i + 1))
+  piece=${row%%|*} decoy=${row#*|}
+  # A file list has one name a line: a newline can be in a root only.
+  name="src/f${piece}.c"
+  [ "$piece" != "new${nl}line" ] || name=src/plain.c
+  PAR[i]="$T/par${piece}ent" CHI[i]="$T/chi${piece}ld" NAME[i]=$name PIECE[i]=$piece
+  make_ws "${PAR[i]}"
+  sccs_new "${PAR[i]}" src/a.c "a of row $i"
+  sccs_new "${PAR[i]}" "$name" "odd of row $i"
+  sccs_new "${PAR[i]}" "-d/-e.c" "dash of row $i"
+  cp -a "${PAR[i]}" "${CHI[i]}"
+  printf 'VERSION 1\n%s\n' "${PAR[i]}" >"${CHI[i]}/Brindle_wsdata/parent"
+  if [ -n "$decoy" ]; then
+    for ws in par chi ws; do mkdir -p "$T/$ws$decoy" && echo keep >"$T/$ws$decoy/keep"; done
+  fi
+done
+# Every decoy still holds its file.
+decoys_kept() {
+  local d
+  for d in "$T"/*/keep; do [ "$(cat "$d")" = keep ] || fail "decoy $d changed"; done
+  expect_eq "decoys" 12 "$(ls "$T"/*/keep | wc -l)"
+}
+
+test_case 'include patterns expand in the odd parent, and checked-out files compare unchanged' <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  sccs_edit "${PAR[i]}" "${NAME[i]}" "second of row $i" "second"
+  sccs_edit "${PAR[i]}" -d/-e.c "second dash of row $i" "second"
+  # Both are checked out, unchanged, in the child: get -p | diff finds them
+  # the same, or they would be conflicts.
+  (cd "${CHI[i]}/src" && get -e "SCCS/s.${NAME[i]#src/}" >/dev/null 2>&1) || fail "get -e in row $i"
+  (cd "${CHI[i]}/-d" && get -e SCCS/s.-e.c >/dev/null 2>&1) || fail "get -e in row $i"
+  # The patterns match the histories; the second expands to a name with "-".
+  printf '%s\n' "src/SCCS/s.[fp]*" "-d/SCCS/s.-*" >"$T/include"
+  run bringover -n -p "${PAR[i]}" -w "${CHI[i]}" -i "$T/include" src/a.c
+  expect_exit 0 "row $i"
+  expect_eq "row $i: the names" "update: ${NAME[i]}
+update: -d/-e.c" "$(printf '%s\n' "$OUT" | grep '^update: ')"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+test_case 'a child made from each odd parent names it in its parent file' <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  [ "${PIECE[i]}" != "new${nl}line" ] || continue  # a metadata file has one name a line
+  run bringover -p "${PAR[i]}" -w "$T/new${PIECE[i]}" src ./-d
+  expect_exit 0 "row $i"
+  expect_contains "row $i: the program ran in the parent" "cd ${PAR[i]}/src; " "$OUT"
+  line=$(md_lines "$T/new${PIECE[i]}/Brindle_wsdata/parent")
+  expect_eq "row $i: the parent file, behind the host" "${PAR[i]}" "${line#*:}"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+test_case 'a workspace moves onto another file system under an odd name and is deleted there' <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  ws="$T/ws${PIECE[i]}" to="$SHM/mo${PIECE[i]}ved"
+  run workspace create "$ws"
+  expect_exit 0 "create of row $i"
+  sccs_new "$ws" "${NAME[i]}" "moved of row $i"
+  run workspace move "$ws" "$to"
+  expect_exit 0 "move of row $i"
+  sccs_sound "$to" "${NAME[i]}" || fail "row $i: the moved history"
+  expect_no_file "$ws"
+  run workspace create "$ws"
+  run sh -c 'printf "y\\ny\\n" | workspace delete "$1" "$2"' sh "$to" "$ws"
+  expect_exit 0 "delete of row $i"
+  expect_no_file "$to"
+  expect_no_file "$ws"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+test_done

@@ -1,0 +1,169 @@
+#!/usr/bin/env bash
+# Properties edited in brindletool and seen on disk: the tool's own settings in
+# .brindletoolrc, taken again by a new start, and each page of a workspace's
+# properties written into its metadata file; an unwritable .brindletoolrc and
+# an unwritable metadata file are told and the tool runs on.
+. "$GUI_LIB"
+gui_start
+export BRINDLE_NO_HAILWAY=1
+make_forest
+rc=$T/home/.brindletoolrc
+md=$T/c1/Brindle_wsdata
+tool_start p c1
+expect_trace "the tool is up" '^footer left 2 workspaces loaded$'
+
+test_case 'tool properties: refusals, then Apply writes .brindletoolrc and a new start takes it' <<'EOF'
+mark
+menu o w
+opened bw_props_shell
+press bw_props_shell.dbl_click_other
+press bw_props_shell.apply
+expect_trace "an empty Other: is refused" \
+  '^footer bw_props_shell Workspace Double Click action should contain a valid command\.$'
+expect_no_file "$rc"
+fill bw_props_shell.dbl_other 'printenv BRINDLE_CURR_ITEM'
+press bw_props_shell.orientation_horizontal
+shot tool-props
+press bw_props_shell.apply
+expect_trace "saved" "^footer bw_props_shell Tool props saved to $rc\$"
+expect_trace "the canvas follows" '^layout 2 horizontal$'
+press bw_props_shell.category_history_viewer
+expect_trace "the history viewer's page" '^page bw_props_shell history_page$'
+# Release is off already: the others off leave no column.
+for i in 0 1 2 3 5; do press bw_props_shell.show_$i; done
+press bw_props_shell.ok
+expect_trace "no column at all is refused" \
+  '^footer bw_props_shell History Viewer Properties not saved$'
+press bw_props_shell.cancel
+expect_eq "what the file holds" \
+  "brindletool.history_viewer_show_time:	True
+brindletool.normal_double_click:	printenv BRINDLE_CURR_ITEM
+brindletool.orientation:	Horizontal" \
+  "$(grep -E 'normal_double|orientation|show_time' "$rc" | sort)"
+tool_stop
+tool_start p c1
+expect_trace "a new start takes the saved orientation" '^layout 2 horizontal$'
+EOF
+
+test_case 'each workspace page is written to its file and read back on a reload' <<'EOF'
+click_node "$T/c1"
+mark
+menu w o
+opened ws_props_shell
+# Access control: a user that exists, then one that does not.
+pick_item ws_props_shell.access_list 1
+fill ws_props_shell.access_entry "root -daemon"
+press ws_props_shell.access_edit
+fill ws_props_shell.access_entry "root nosuchuser9"
+press ws_props_shell.access_edit
+expect_trace "an unknown user" '^footer ws_props_shell The user: nosuchuser9 does not exist\.$'
+shot ws-props-access
+press ws_props_shell.apply
+expect_trace "access saved" "^footer ws_props_shell Access entries saved to $md/access_control\$"
+expect_eq "the file's entry" 1 "$(grep -cE '^bringover-from[[:space:]]+root:-daemon$' "$md/access_control")"
+# Description.
+press ws_props_shell.tabs_description
+expect_trace "the description page" '^page ws_props_shell description_page$'
+fill ws_props_shell.desc_name "release-2"
+press ws_props_shell.desc_text
+xdotool type 'the second release'
+press ws_props_shell.apply
+expect_trace "description saved" "^footer ws_props_shell Workspace description saved to $md/description\$"
+expect_eq "the description file" "VERSION 1
+NAME
+release-2
+DESCRIPTION
+the second release" "$(cat "$md/description")"
+# Putback validation.
+press ws_props_shell.tabs_putback_validation
+expect_trace "the validation page" '^page ws_props_shell pbval_page$'
+press ws_props_shell.pbval_on_on
+press ws_props_shell.pbval_auto_approved_by_validation_program
+fill ws_props_shell.pbval_prog /bin/true
+press ws_props_shell.apply
+expect_trace "validation saved" "^footer ws_props_shell Putback validation properties saved to $md/putback_validation\$"
+expect_eq "its settings" "putback-validation on|auto-approved no|validation-program /bin/true" \
+  "$(grep -E '^(putback-validation|auto-approved|validation-program)' "$md/putback_validation" | tr -s ' ' | paste -sd'|')"
+# Notification.
+press ws_props_shell.tabs_notification
+expect_trace "the notification page" '^page ws_props_shell notify_page$'
+fill ws_props_shell.notify_addr "root@localhost"
+fill ws_props_shell.notify_events "putback-to bringover-to"
+fill ws_props_shell.notify_files "src/nosuch.c"
+press ws_props_shell.notify_create
+expect_trace "a file that is not there" '^footer ws_props_shell The file: src/nosuch\.c does not exist\.$'
+fill ws_props_shell.notify_files ""
+press ws_props_shell.notify_create
+press ws_props_shell.apply
+expect_trace "notification saved" "^footer ws_props_shell Notification entries saved to $md/notification\$"
+expect_eq "the entry" 1 "$(grep -c '^root@localhost putback-to bringover-to$' "$md/notification")"
+# Freezepointing.
+press ws_props_shell.tabs_freezepointing
+expect_trace "the freezepoint page" '^page ws_props_shell autofr_page$'
+press ws_props_shell.autofr_1_yes
+press ws_props_shell.ok
+expect_trace "freezepoints saved" "^footer ws_props_shell Autofreezepoint properties saved to $md/freezept_control\$"
+expect_eq "after_bringover yes, the rest no" "after_bringover yes|7 no" \
+  "$(grep -E '^after_bringover' "$md/freezept_control" | tr -s ' ')|$(grep -cE '^(before|after)_[a-z]+ +no$' "$md/freezept_control") no"
+EOF
+
+test_case 'a reload shows what the files hold; unwritable files are told and change nothing' <<'EOF'
+tool_stop
+printf 'VERSION 1\nNAME\nfrom-outside\n' >"$md/description"
+rm "$rc" && mkdir "$rc"
+tool_start p c1
+expect_trace "an unreadable .brindletoolrc" "^dialog Error Dialog: Could not open tool properties file"
+dialog_ok "Error Dialog"
+expect_trace "the tool runs on" '^footer left 2 workspaces loaded$'
+click_node "$T/c1"
+mark
+menu w o
+opened ws_props_shell
+press ws_props_shell.tabs_description
+expect_trace "the page" '^page ws_props_shell description_page$'
+expect_trace "the name as the file has it now" '^text desc_name from-outside$'
+rm "$md/description" && mkdir "$md/description"
+fill ws_props_shell.desc_name "lost"
+press ws_props_shell.apply
+expect_trace "an unwritable description" '^dialog Error Dialog: '
+dialog_ok "Error Dialog"
+expect_trace "the failure" "^footer ws_props_shell Writing of descriptive workspace name to $md/description failed\$"
+rmdir "$md/description"
+press ws_props_shell.cancel
+mark
+menu o w
+opened bw_props_shell
+press bw_props_shell.apply
+expect_trace "an unwritable .brindletoolrc" "^dialog Error Dialog: Unable to write into file $rc\.\\\\nPlease check permission bits of this file\.\$"
+dialog_ok "Error Dialog"
+expect_trace "the page is not saved" '^footer left Lathe Weaving Properties not saved$'
+expect_eq "nothing left beside it" "" "$(ls -a "$T/home" | grep 'brindletoolrc\.')"
+rmdir "$rc"
+EOF
+
+test_case 'Help opens our pages in the browser; About tells the version' <<'EOF'
+# The browser is where a human would sit: a stand-in notes the page it gets.
+mkdir -p "$T/browser"
+printf '#!/bin/sh\necho "$1" >>%s/pages\n' "$T" >"$T/browser/xdg-open"
+chmod +x "$T/browser/xdg-open"
+tool_stop
+PATH="$T/browser:$PATH" tool_start p
+expect_trace "the tool is up" '^footer left 1 workspace loaded$'
+menu h o
+wait_for "the contents page" test -s "$T/pages"
+menu o w
+opened bw_props_shell
+press bw_props_shell.help
+wait_for "the page of the dialog" test "$(wc -l <"$T/pages")" = 2
+expect_eq "the pages asked for" "index.html props.html" "$(xargs -n1 basename <"$T/pages" | paste -sd' ')"
+while read -r page; do
+  expect_contains "a page of ours: $page" "<title>Brindletool: " "$(cat "$page")"
+done <"$T/pages"
+press bw_props_shell.cancel
+menu h a
+expect_trace "About" '^dialog About Brindletool: Brindletool 1\.0\\n'
+shot about
+dialog_ok "About Brindletool"
+EOF
+
+test_done
