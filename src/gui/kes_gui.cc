@@ -21,6 +21,7 @@
 #include "gui/kes_ws_choosers.h"
 #include "gui/kes_gui_load.h"
 #include "gui/kes_gui_props.h"
+#include "gui/shells/resolve_pane.h"
 #include "gui/shells/main_shell.h"
 #include "hailway/hailway.h"
 #include "toolkit/modal_dialog.h"
@@ -51,13 +52,9 @@ int is_blank(const char *text) {
 }
 
 void receive_hw_message(XtPointer, int *, XtInputId *) {
-  Hw_message message = hw_message_receive();
-  if (!message) return;
-  // The merge tool's operations are the only ones the tool takes; the resolve
-  // pane that answers them is not in this version.
-  gui_debug("hailway refused %s", hw_message_op(message));
-  hw_message_reject(message);
-  hw_message_destroy(message);
+  // The merge tool's operations are the only ones the tool takes: the
+  // resolve pane answers them and refuses the rest.
+  if (Hw_message message = hw_message_receive()) receive_hw_message(message);
 }
 
 }  // namespace
@@ -114,6 +111,8 @@ int kes_set_icon(const char *picture, Widget shell) {
   XtVaSetValues(shell, XmNiconWindow, icon, nullptr);
   return 0;
 }
+
+const char *gui_hw_procid() { return hw_connected ? hw_procid : nullptr; }
 
 int join_hailway() {
   hw_procid = hw_open();
@@ -178,6 +177,7 @@ Kes_gui::Kes_gui(main_shell_c *shell) : main_shell(shell) {
   base->file_list = new Kes_strlist;
   base->flp_list = new Kes_strlist;
   set_gui_trans(base);
+  rt_main_init();
   auto *undo = new Kes_gui_undo;
   undo->undo_list = new Kes_strlist;
   set_gui_undo(undo);

@@ -102,6 +102,8 @@ void set_startup_load_list(char *list);
 // The message service: joined at start unless BRINDLE_NO_HAILWAY is set.
 // Answers 1 when connected.
 int join_hailway();
+// This process's id on the message service; null when not connected.
+const char *gui_hw_procid();
 
 // Opens the transaction window on a tab; 0 while that window is not there.
 int init_trans_shell(main_shell_c *shell, Kes_gui_util_trans_enum kind);

@@ -25,6 +25,7 @@
 #include "gui/kes_ws_choosers.h"
 #include "gui/shells/action_select_dlg.h"
 #include "gui/shells/main_shell.h"
+#include "gui/shells/resolve_pane.h"
 #include "gui/shells/trans_shell.h"
 #include "toolkit/modal_dialog.h"
 #include "util/kes_err.h"
@@ -258,6 +259,11 @@ void make_trans_shell() {
                 [](Widget w, XtPointer, XtPointer) { free(fully_qualify_textfield(w)); }, nullptr);
   XtAddCallback(t->undo_dots, XmNactivateCallback, dots_callback, t->undo_ws_text);
   XtAddCallback(t->resolve_dots, XmNactivateCallback, dots_callback, t->resolve_ws_text);
+  XtAddCallback(t->resolve_ws_text, XmNactivateCallback, [](Widget w, XtPointer, XtPointer) {
+    char *path = fully_qualify_textfield(w);
+    resolve_pane_load(is_workspace(path) ? path : nullptr);
+    free(path);
+  }, nullptr);
   XtAddCallback(t->undo_action_btn, XmNactivateCallback, action_callback,
                 reinterpret_cast<XtPointer>(KES_TRANS_UNDO));
   XtAddCallback(t->undo_output_btn, XmNactivateCallback, output_callback, nullptr);
@@ -289,29 +295,11 @@ void make_trans_shell() {
 
 }  // namespace
 
-// The resolve tab until the resolve pane exists: the workspace and the files
-// its conflicts file lists.
+// The resolve tab: the workspace and the resolve pane over its conflicts.
 void trans_show_resolve(const char *path) {
   show_trans_tab(KES_GUI_RESOLVE);
   set_field(the_trans_shell->resolve_ws_text, path);
-  XmListDeleteAllItems(the_trans_shell->resolve_list);
-  if (!is_workspace(path)) return;
-  Kes_err *err = nullptr;
-  Kes_workspace ws(path, &err);
-  Kes_strlist *names = nullptr;
-  if (!err) err = ws.get_conflicts(&names);
-  if (err) {
-    trans_error_dialog(err->text);
-    delete err;
-  }
-  if (!names) return;
-  for (Kes_listelem *e = names->head.next; e != &names->head; e = e->next) {
-    XmString s = XmStringCreateLocalized(static_cast<char *>(e->data));
-    XmListAddItemUnselected(the_trans_shell->resolve_list, s, 0);
-    XmStringFree(s);
-  }
-  gui_debug("trans conflicts %d", names->count);
-  delete names;
+  resolve_pane_load(is_workspace(path) ? path : nullptr);
 }
 
 // ---- the windows

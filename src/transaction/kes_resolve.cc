@@ -22,6 +22,8 @@
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
 #include "util/kes_str.h"
+#include "workspace/kes_cmdlock.h"
+#include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
@@ -454,4 +456,47 @@ Kes_err *resolve_decide(Kes_resolve *r, int decision, const char *comment,
     return nullptr;
   if (!err && comment && decision != KES_RS_PARENT) err = r->checkin(comment, footer);
   return err ? err : r->clean_up(history, resolve_decision_word(decision));
+}
+
+// ---------------------------------------------------------------------------
+// Kes_resolve_log
+
+Kes_resolve_log::Kes_resolve_log(Kes_workspace *w)
+    : history(nullptr), ws(w), lock(nullptr), cmdlog(nullptr) {}
+
+Kes_resolve_log::~Kes_resolve_log() { close(1); }
+
+Kes_err *Kes_resolve_log::open(int argc, char **argv) {
+  Kes_err *err = ws->obtain_lock(KES_WRITE_LOCK, &lock);
+  if (err) return err;
+  cmdlog = new Kes_cmdlog;
+  Kes_workspace *parent = nullptr;
+  Kes_err_owner(ws->get_parent(&parent));  // a workspace without one is fine
+  cmdlog->set_ws(parent ? parent->wsname : nullptr, parent ? parent->netname : nullptr,
+                 ws->wsname, ws->netname);
+  delete parent;
+  Kes_md_history *h = nullptr;
+  if ((err = ws->get_md_history(&h))) return err;
+  h->argc = argc;
+  h->argv = argv;
+  Kes_err_owner(h->start(0)).report();
+  history = h;
+  return nullptr;
+}
+
+void Kes_resolve_log::close(int status) {
+  Kes_md_history *h = history;
+  history = nullptr;
+  if (h && cmdlog) {
+    cmdlog->finish(status);
+    h->done(cmdlog);
+  }
+  delete h;
+  Kes_cmdlog *log = cmdlog;
+  cmdlog = nullptr;
+  delete log;
+  Kes_cmdlock *held = lock;
+  lock = nullptr;
+  if (held) Kes_err_owner(ws->release_lock(held)).report();
+  delete held;
 }

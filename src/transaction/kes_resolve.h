@@ -33,6 +33,8 @@
 #include "hailway/hailway.h"
 #include "hailway/hw_twinpane.h"
 
+class Kes_cmdlock;
+class Kes_cmdlog;
 class Kes_conflict;
 class Kes_err;
 class Kes_md_history;
@@ -163,6 +165,31 @@ const char *resolve_decision_word(int decision);
 // comment is null.  KES_RS_SKIP does nothing.
 [[nodiscard]] Kes_err *resolve_decide(Kes_resolve *r, int decision, const char *comment,
                                       Kes_md_history *history, Kes_resolve_footer_fn footer);
+
+// The workspace's write lock and one history log record, held around
+// decisions: by the resolve command for its whole run, by the resolve pane
+// for each file it settles, so that both leave the same trace.
+class Kes_resolve_log {
+public:
+  Kes_md_history *history;  // null until open succeeds
+
+  explicit Kes_resolve_log(Kes_workspace *ws);
+  ~Kes_resolve_log();  // closes with status 1 if still open
+  Kes_resolve_log(const Kes_resolve_log &) = delete;
+  Kes_resolve_log &operator=(const Kes_resolve_log &) = delete;
+
+  // Takes the lock and begins the record with the command line argv.
+  [[nodiscard]] Kes_err *open(int argc, char **argv);
+  // Ends the record with status and gives the lock back; safe when not open.
+  // Each pointer is cleared before its object goes, so that a signal's
+  // clean-up meanwhile finds nothing half gone.
+  void close(int status);
+
+private:
+  Kes_workspace *ws;
+  Kes_cmdlock *lock;
+  Kes_cmdlog *cmdlog;
+};
 
 // The merge tool's command line, the program's path first: "twinpane -T
 // <procid>" when procid is given (the caller is on the message service), else

@@ -20,8 +20,6 @@
 #include "util/kes_options.h"
 #include "util/kes_path.h"
 #include "util/kes_quote.h"
-#include "workspace/kes_cmdlock.h"
-#include "workspace/kes_cmdlog.h"
 #include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
@@ -66,7 +64,7 @@ std::string read_comment() {
 
 Kes_resolve_command::Kes_resolve_command(int ac, char **av)
     : argc(ac), argv(av), decision_for_all(0), merged_file(nullptr), workspace(nullptr),
-      lock(nullptr), history(nullptr), cmdlog(nullptr), current(nullptr), tool(nullptr),
+      log(nullptr), history(nullptr), current(nullptr), tool(nullptr),
       errors(0), left(0) {}
 
 Kes_resolve_command::~Kes_resolve_command() { finish(); }
@@ -110,19 +108,11 @@ int Kes_resolve_command::parse(int *first) {
 }
 
 Kes_err *Kes_resolve_command::start() {
-  Kes_err *err = workspace->obtain_lock(KES_WRITE_LOCK, &lock);
+  log = new Kes_resolve_log(workspace);
+  Kes_err *err = log->open(argc, argv);
   if (err) return err;
   if ((err = settings.read())) return err;
-  cmdlog = new Kes_cmdlog;
-  Kes_workspace *parent = nullptr;
-  Kes_err_owner(workspace->get_parent(&parent));  // a workspace without one is fine
-  cmdlog->set_ws(parent ? parent->wsname : nullptr, parent ? parent->netname : nullptr,
-                 workspace->wsname, workspace->netname);
-  delete parent;
-  if ((err = workspace->get_md_history(&history))) return err;
-  history->argc = argc;
-  history->argv = argv;
-  Kes_err_owner(history->start(0)).report();
+  history = log->history;
   tool = new Resolve_tool(workspace, &settings);
   return nullptr;
 }
@@ -133,20 +123,11 @@ void Kes_resolve_command::finish() {
   Resolve_tool *t = tool;
   tool = nullptr;
   delete t;
-  Kes_md_history *h = history;
   history = nullptr;
-  if (h && cmdlog) {
-    cmdlog->finish(errors ? 1 : left ? 4 : 0);
-    h->done(cmdlog);
-  }
-  delete h;
-  Kes_cmdlog *log = cmdlog;
-  cmdlog = nullptr;
-  delete log;
-  Kes_cmdlock *held = lock;
-  lock = nullptr;
-  if (held) Kes_err_owner(workspace->release_lock(held)).report();
-  delete held;
+  Kes_resolve_log *l = log;
+  log = nullptr;
+  if (l) l->close(errors ? 1 : left ? 4 : 0);
+  delete l;
   Kes_workspace *ws = workspace;
   workspace = nullptr;
   delete ws;

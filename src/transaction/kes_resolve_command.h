@@ -25,8 +25,6 @@
 
 #include "transaction/kes_resolve.h"
 
-class Kes_cmdlock;
-class Kes_cmdlog;
 class Kes_md_history;
 class Kes_strlist;
 class Kes_workspace;
@@ -52,9 +50,8 @@ private:
   int decision_for_all;     // KES_RS_CHILD or _PARENT from -c or -p, else 0
   const char *merged_file;  // -m
   Kes_workspace *workspace;
-  Kes_cmdlock *lock;
-  Kes_md_history *history;
-  Kes_cmdlog *cmdlog;
+  Kes_resolve_log *log;     // the lock and the history log's record
+  Kes_md_history *history;  // log's, while it is open
   Kes_resolve *current;     // the file in hand
   Resolve_tool *tool;
   Kes_resolve_rc settings;

@@ -115,7 +115,8 @@ Kes_err *Kes_file::undo_restore(Kes_transaction *t) {
   int existed = 0;
   Kes_err *err = get_smidlist(to, &existed);
   if (err) return err;
-  if ((err = unlink_file(to_s))) return err;
+  // The copy replaces the history by rename, with no unlink before it: a copy
+  // that fails leaves the history the workspace had, never none.
   if ((err = kes_create_file_dirs(to_s))) return err;
   Kes_sfile *sf = from->ws->get_sfile(from_s);
   Kes_name_tree *tree = nullptr;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Names a shell would take apart, in workspace roots and file names, through
 # every command line the commands build: the directory program's "cd", the
-# "ls" of an include pattern, "get -p" of a checked-out file, the tar pipeline
+# "ls" of an include pattern, "get -p" of a checked-out file, the bringover a
+# blocked putback runs, the tar pipeline
 # of a move across file systems and the "rm -rf" of a delete.  A canary file
 # that any smuggled command would make must never appear, and the right file
 # is the one handled: a decoy beside each odd name, spelt as a careless quoting
@@ -79,6 +80,21 @@ for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   expect_contains "row $i: the program ran in the parent" "cd ${PAR[i]}/src; " "$OUT"
   line=$(md_lines "$T/new${PIECE[i]}/Brindle_wsdata/parent")
   expect_eq "row $i: the parent file, behind the host" "${PAR[i]}" "${line#*:}"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+# The parent changed the odd file since the child saw it: putback -b runs the
+# bringover it builds from the names, which brings that file.
+test_case 'a putback to each odd parent runs the bringover it needs' <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  [ "${PIECE[i]}" != "new${nl}line" ] || continue  # the parent file has one name a line
+  run putback -b -c odd -w "${CHI[i]}" "${NAME[i]}"
+  expect_exit 3 "row $i"
+  expect_contains "row $i: the bringover ran" "Doing the bringover:" "$ERR"
+  expect_eq "row $i: the child has the parent's versions" \
+    "$(sccs_sids "${PAR[i]}" "${NAME[i]}")" "$(sccs_sids "${CHI[i]}" "${NAME[i]}")"
 done
 expect_eq "no canary" "" "$(canaries)"
 decoys_kept

@@ -77,7 +77,7 @@ expect_trace "the tool goes on" '^started$'
 tool_stop
 EOF
 
-test_case 'on a private bus the tool joins, takes BRINDLE_WSPATH, and refuses what it has no part for' <<'EOF'
+test_case 'on a private bus the tool joins, takes BRINDLE_WSPATH, and hears the merge tool' <<'EOF'
 printf '<busconfig><type>session</type><listen>unix:dir=%s</listen><auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>\n' \
   "$T" >"$T/bus.conf"
 run_bg dbus-daemon --config-file="$T/bus.conf" --nofork --nopidfile --print-address=3 3>"$T/bus"
@@ -89,7 +89,7 @@ expect_trace "the tool joins the bus" '^hailway joined as [0-9]+$'
 expect_trace "BRINDLE_WSPATH's workspaces" "^ws_list: $T/p $T/c2\$"
 id=$(grep -oE '^hailway joined as [0-9]+' "$TR" | grep -oE '[0-9]+$')
 run_bg "$BRINDLE_BIN/twinpane" -T "$id"
-expect_trace "a message it has no part for is refused" '^hailway refused Oakline_Twinpane_Started$'
+expect_trace "the merge tool's announcement reaches the resolve pane" '^resolve message Oakline_Twinpane_Started$'
 EOF
 
 test_done

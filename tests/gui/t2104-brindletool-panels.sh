@@ -3,7 +3,8 @@
 # run: the Putback tab takes the selected child, its parent and the child's
 # args file, saves and loads the parent's, wants a comment before anything
 # else and says when its command is missing; two unrelated workspaces ask which
-# way; the ". . ." button chooses only workspaces, and programs must be
+# way; the Resolve tab drops a listed file that has no conflict record; the
+# ". . ." button chooses only workspaces, and programs must be
 # executable.
 . "$GUI_LIB"
 GUI_SCREEN=1280x1024x24 gui_start
@@ -89,6 +90,18 @@ xdotool key End shift+Home
 xdotool type "$T/o"
 xdotool key Return
 expect_trace "o chosen" "^trans fields $T/o \\| $T/c\$"
+EOF
+
+test_case 'the Resolve tab drops a listed file that has no conflict record' <<'EOF'
+printf 'VERSION 1\nsrc/a.c\n' >"$T/c/Brindle_wsdata/conflicts"
+select_ws c
+mark
+menu a r
+expect_trace "the Resolve tab lists the conflict" '^trans conflicts 1$'
+dialog_ok "Lathe Weaving: Message"
+expect_trace "reported" '^dialog Lathe Weaving: Message: File "src/a.c" is not conflict'
+expect_eq "and dropped from the conflicts file" "" "$(grep -v '^VERSION' "$T/c/Brindle_wsdata/conflicts")"
+shot resolve-panel
 EOF
 
 test_case 'two workspaces unrelated by parentage ask which way' <<'EOF'

@@ -1,5 +1,6 @@
 // main_shell_c: the main window, its menus and footers, the View toggles, the
 // canvas's popup menu and the modal message boxes.
+#include "gui/shells/resolve_pane.h"
 #include "gui/shells/main_shell.h"
 
 #include <Xm/CascadeB.h>
@@ -281,6 +282,7 @@ void main_shell_c::issue_errdialog(const char *message) {
 
 void main_exit_btn_callback(Widget, XtPointer, XtPointer) {
   gui_debug("exit");
+  rt_quit();
   delete Kes_cleanup::access();
   exit(0);
 }

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "gui/kes_gui_debug.h"
+#include "gui/shells/resolve_pane.h"
 #include "toolkit/ss_gauge.h"
 
 namespace {
@@ -248,20 +249,7 @@ void trans_shell_c::create_resolve_form(Widget parent) {
   resolve_form = page(parent, "trans_resolve_form");
   Widget ws = inner_form(frame(resolve_form, nullptr, "workspace_frame", "Workspace"));
   field_row(ws, nullptr, "trans_resolve_ws", "Workspace:", &resolve_ws_text, &resolve_dots);
-  Widget files = frame(resolve_form, XtParent(ws), "conflicts_frame", "Files in Conflict");
-  Arg args[1];
-  XtSetArg(args[0], XmNvisibleItemCount, 10);
-  resolve_list = XmCreateScrolledList(files, const_cast<char *>("trans_resolve_list"), args, 1);
-  XtManageChild(resolve_list);
-  Widget note = make(xmLabelWidgetClass, resolve_form, "trans_resolve_note",
-                     "Conflicts are resolved with the resolve command in this version.");
-  XtVaSetValues(note, XmNtopAttachment, XmATTACH_WIDGET, XmNtopWidget, files, XmNtopOffset, 8,
-                XmNleftAttachment, XmATTACH_FORM, nullptr);
-  Widget buttons[4];
-  button_row(resolve_form, "trans_resolve", "Resolve", buttons);
-  XtSetSensitive(buttons[0], False);
-  XtSetSensitive(buttons[1], False);
-  resolve_close_btn = buttons[2];
+  resolve_pane_create(this, resolve_form, XtParent(ws));
 }
 
 void trans_shell_c::create_undo_form(Widget parent) {
