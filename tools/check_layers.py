@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Checks that every include in src/ and tests/unit/ keeps to the layers' order.
+"""Checks that every include in src/, tests/unit/ and tests/fuzz/ keeps to the layers' order.
 
 The layers and what each may use are read from the brindle_layer(...) lines of
 src/*/CMakeLists.txt, the same lines that build the libraries.  A file of layer L
-(src/L/..., or a unit test in tests/unit/L/...) may include "L/..." and the headers
+(src/L/..., or a test in tests/unit/L/ or tests/fuzz/L/) may include "L/..." and the headers
 of the layers L uses, directly or through another; a unit test may also include
 "support/...", the shared test library.  An include that climbs out of its
 directory ("../") is refused everywhere.  Prints one line per fault and exits 1 if
@@ -69,6 +69,11 @@ def check(top):
     if os.path.isdir(unit):
         trees += [(os.path.join(unit, d), d, True) for d in sorted(os.listdir(unit))
                   if os.path.isdir(os.path.join(unit, d))]
+    # Fuzz targets sit in tests/fuzz/LAYER beside their inputs (corpus/, regress/, dict/).
+    fuzz = os.path.join(top, 'tests', 'fuzz')
+    if os.path.isdir(fuzz):
+        trees += [(os.path.join(fuzz, d), d, True) for d in sorted(os.listdir(fuzz))
+                  if os.path.isdir(os.path.join(fuzz, d)) and d in layers]
     for tree, layer, is_test in trees:
         if layer not in layers:
             faults.append('%s: not a layer: no brindle_layer(%s ...) line in src/%s/CMakeLists.txt'

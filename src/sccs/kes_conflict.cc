@@ -1,6 +1,7 @@
 // Conflict records: one "Conflict from ws" line in the data delta.
 #include "sccs/kes_conflict.h"
 
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -27,6 +28,16 @@ std::string next_word(const std::string &s, size_t *pos) {
   if (e == std::string::npos) e = s.size();
   *pos = e;
   return s.substr(b, e - b);
+}
+
+// Whether a path must be followed by "//" to be read back whole: get() splits
+// an unmarked record at any blank (as isspace has it), and takes a record whose
+// last "/" is doubled for a marked one.
+bool needs_end_mark(const char *path) {
+  for (const char *p = path; *p; p++)
+    if (isspace((unsigned char)*p)) return true;
+  const char *slash = strrchr(path, '/');
+  return slash && slash > path && slash[-1] == '/';
 }
 
 }  // namespace
@@ -116,7 +127,7 @@ Kes_err *Kes_conflict::write() {
                                    "child or parent delta for \"%s\""),
                      file && file->s_path ? file->s_path : "");
   std::string value = std::string(force_word) + " " + ws_path +
-                      (strchr(ws_path, ' ') ? "//" : "") + " " + child_sid + " " + parent_sid;
+                      (needs_end_mark(ws_path) ? "//" : "") + " " + child_sid + " " + parent_sid;
   if (ancestor_sid) value += std::string(" ") + ancestor_sid;
   Kes_strlist values;
   values.add_new_data(strdup(value.c_str()));

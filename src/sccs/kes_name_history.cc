@@ -114,6 +114,10 @@ Kes_err *Kes_name_tree::build_name_tree(const char *file_name, Kes_strlist *line
       if (!path || sscanf(line, "%d %d", &serial, &pred) != 2) return parse_error(file_name, line);
       path++;
       if (!nodes) {
+        // Serials are numbered from 1 without gaps when a history is stored,
+        // so the first, the highest, can't be above the number of lines: a
+        // larger one is damage, and would size the array without bound.
+        if (serial > lines->count) return parse_error(file_name, line);
         alloc_array(serial > 0 ? serial : 0);
         first_line = line;
       } else if (serial > previous) {
@@ -245,28 +249,6 @@ Kes_err *Kes_sfile::build_name_tree(const char *current_name, int side) {
 }
 
 namespace {
-// The fields of a "d" line that the fast read keeps.
-struct Delta_fields {
-  char type;
-  int serial, pred;
-  std::string date, user;
-};
-
-int parse_d_line(const char *line, Delta_fields *f) {
-  if (sscanf(line + 1, "%*c %*c %*s %*s %*s %*s %d %d", &f->serial, &f->pred) != 2) return 0;
-  size_t len = strlen(line);
-  f->type = len > 3 ? line[3] : '\0';
-  const char *p = len > 5 ? line + 5 : line + len;
-  p += strcspn(p, " \n");  // the SID
-  if (*p == ' ') p++;
-  size_t dl = strnlen(p, 17);
-  f->date.assign(p, dl);
-  p += dl;
-  if (*p == ' ') p++;
-  f->user.assign(p, strcspn(p, " \n"));
-  return 1;
-}
-
 void add_comment(Kes_delta *d, const char *text, size_t *cap) {
   size_t n = 0;
   if (d->comments)
@@ -307,6 +289,13 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
   const size_t attr_len = strlen(KES_ATTR_NAME_HISTORY KES_SDATA_SEPARATOR);
 
   while (!err && mm->gets(buf, sizeof buf, &err)) {
+    // A zero byte inside a line: see SCCS_sfile::next_line.
+    size_t len = strlen(buf);
+    if (len == 0 || buf[len - 1] != '\n') {
+      err = (new Kes_err)->format_msg(
+          2043, 0, BWM_MSG(1802, "SCCS file \"%s\" is corrupted"), s_path);
+      break;
+    }
     if (buf[0] != '\001' || buf[1] == 'u') break;
     const char *text = strlen(buf) >= 3 ? buf + 3 : "";
     switch (buf[1]) {
@@ -315,8 +304,9 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
         pending_stats = kes_strdup(text);
         break;
       case 'd': {
-        Delta_fields f;
-        if (!parse_d_line(buf, &f)) {
+        SCCS_delta_line f;
+        // As in the full read: a delta line of the one form, behind its statistics.
+        if (!sccs_parse_delta_line(buf, &f) || !pending_stats) {
           err = (new Kes_err)->format_msg(
               2043, 0, BWM_MSG(1802, "SCCS file \"%s\" is corrupted"), s_path);
           break;
@@ -343,6 +333,8 @@ Kes_err *SCCS_sfile::build_nametree_deltalist(Kes_mmap *mm, const char *current_
           pending->file_name = s_path;
           pending_cap = 0;
         }
+        free(pending_stats);  // a delta not kept has had its statistics too
+        pending_stats = nullptr;
         break;
       }
       case 'c':

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -378,6 +379,16 @@ int SCCS_sfile::next_line(Kes_mmap *mm, Kes_err **err) {
     return 0;
   }
   line_count++;
+  // A line that ends before its newline, and isn't a piece of a long line or
+  // the last line, holds a zero byte.  No text of a history file has one, and
+  // the strings kept from such a line would lose their newline, so that a
+  // rewrite would run two lines into one.
+  size_t n = strlen(line);
+  if ((n == 0 || line[n - 1] != '\n') && (mm || (n < sizeof line - 1 && !feof(stream)))) {
+    *err = corrupted(s_path);
+    line[0] = '\0';
+    return 0;
+  }
   return 1;
 }
 
@@ -444,7 +455,7 @@ Kes_err *SCCS_sfile::read_descriptive_text() {
     desc_text[n++] = kes_strdup(line);
     desc_text[n] = nullptr;
   }
-  return corrupted(s_path);
+  return err ? err : corrupted(s_path);
 }
 
 Kes_err *SCCS_sfile::read_info() {
@@ -465,33 +476,49 @@ Kes_err *SCCS_sfile::read_info() {
     } else if (line[1] == 'I')
       break;
   }
+  if (err) return err;
   free(default_sid);
   default_sid = kes_strdup(flags->default_sid ? flags->default_sid : "1");
   return nullptr;
 }
 
 namespace {
-// The fields of a "d" line that the numbers don't give.
-struct Delta_line {
-  char type;
-  std::string sid, date, user;
-};
+// A run of at most 9 decimal digits at *p, into *out.
+bool digits(const char **p, int *out) {
+  const char *q = *p;
+  long v = 0;
+  while (isdigit((unsigned char)*q) && q - *p < 9) v = v * 10 + (*q++ - '0');
+  if (q == *p || isdigit((unsigned char)*q)) return false;
+  *out = (int)v;
+  *p = q;
+  return true;
+}
 
-void parse_delta_line(const char *line, Delta_line *d) {
-  size_t len = strlen(line);
-  d->type = len > 3 ? line[3] : '\0';
-  const char *p = len > 5 ? line + 5 : line + len;
-  size_t n = strcspn(p, " \n");
-  d->sid.assign(p, n);
-  p += n;
-  if (*p == ' ') p++;
-  size_t dl = strnlen(p, 17);
-  d->date.assign(p, dl);
-  p += dl;
-  if (*p == ' ') p++;
-  d->user.assign(p, strcspn(p, " \n"));
+// A word up to the next blank, which must follow it; not empty.
+bool word(const char **p, std::string *out) {
+  size_t n = strcspn(*p, " \n");
+  if (n == 0 || (*p)[n] != ' ') return false;
+  out->assign(*p, n);
+  *p += n + 1;
+  return true;
 }
 }  // namespace
+
+int sccs_parse_delta_line(const char *line, SCCS_delta_line *d) {
+  if (strncmp(line, "\001d ", 3) != 0 || (line[3] != 'D' && line[3] != 'R') || line[4] != ' ')
+    return 0;
+  d->type = line[3];
+  const char *p = line + 5;
+  if (!word(&p, &d->sid)) return 0;
+  static const char shape[] = "99/99/99 99:99:99";
+  for (int i = 0; shape[i]; i++)
+    if (shape[i] == '9' ? !isdigit((unsigned char)p[i]) : p[i] != shape[i]) return 0;
+  d->date.assign(p, 17);
+  p += 17;
+  if (*p++ != ' ' || !word(&p, &d->user)) return 0;
+  if (!digits(&p, &d->serial) || *p++ != ' ' || !digits(&p, &d->pred)) return 0;
+  return *p == '\n' || *p == '\0';
+}
 
 Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
   Kes_mmap *mm = nullptr;
@@ -512,6 +539,11 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
                                        BWM_MSG(1000, "Open of \"%s\" for reading failed"), s_path);
     }
   }
+  // The node array is made for the first serial read.  A real table has a
+  // delta line for every serial, so no serial can be above the file's size in
+  // bytes; a larger one is damage, not a reason to allocate without bound.
+  struct stat st;
+  off_t file_size = mm ? mm->status.st_size : fstat(fileno(stream), &st) == 0 ? st.st_size : 0;
   line_count = 0;
   if (read_pf && (err = read_pfile())) {
     delete mm;
@@ -523,6 +555,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
   bool skipping = false;     // roots-only: a delta that isn't taken
   bool have_line = false;    // savestrings left the next line in the buffer
   bool seen_u = false;
+  bool seen_first = false;  // the delta of serial 1, the root of every other
   int last_serial = INT_MAX;
   for (;;) {
     if (!have_line && !next_line(mm, &err)) break;
@@ -553,11 +586,14 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       continue;
     }
     if (c == 'd') {
-      int serial, pred;
-      if (sscanf(line + 2, "%*c %*c %*s %*s %*s %*s %d %d", &serial, &pred) != 2) {
+      SCCS_delta_line dl;
+      // A delta line of the one form, behind its statistics line: a rewrite
+      // would give a delta without one a statistics line, and a new SmID.
+      if (!sccs_parse_delta_line(line, &dl) || !pending_stats) {
         err = corrupted(s_path);
         break;
       }
+      int serial = dl.serial, pred = dl.pred;
       if (serial >= last_serial || serial < 1) {
         err = (new Kes_err)->format_msg(
             2060, 0, BWM_MSG(1005, "Delta serial number %d out of order in file \"%s\""), serial,
@@ -565,17 +601,23 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
         break;
       }
       last_serial = serial;
-      if (!tree) tree = new SCCS_delta_tree(serial);
-      // A predecessor outside the table, or not below the delta, can't be a tree.
-      if (pred < 0 || pred >= serial) {
+      seen_first = serial == 1;
+      if (!tree && serial > file_size) {
         err = corrupted(s_path);
         break;
       }
-      Delta_line dl;
-      parse_delta_line(line, &dl);
+      if (!tree) tree = new SCCS_delta_tree(serial);
+      // A predecessor outside the table, or not below the delta, can't be a tree;
+      // only the first delta has none.
+      if (pred < 0 || pred >= serial || (pred == 0) != (serial == 1)) {
+        err = corrupted(s_path);
+        break;
+      }
       if (roots_only && !((serial == 1 || pred == 1) && dl.type == 'D')) {
         skipping = true;
         cur = nullptr;
+        free(pending_stats);
+        pending_stats = nullptr;
         continue;
       }
       skipping = false;
@@ -649,6 +691,14 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
         2055, 0, BWM_MSG(1007, "File \"%s\" has incomplete delta table"), s_path);
   if (!err && !tree)
     err = (new Kes_err)->format_msg(2024, 0, BWM_MSG(1008, "File \"%s\" has no deltas"), s_path);
+  // Without its first delta the table has no root; a predecessor that names no
+  // delta leaves its successors outside the tree.  Roots-only mode keeps no
+  // other deltas to look at.
+  if (!err && !seen_first) err = corrupted(s_path);
+  for (int i = 2; !err && !roots_only && i <= tree->size; i++) {
+    Kes_delta *d = tree->ith_delta(i);
+    if (d->serial && !tree->ith_delta(d->pred)->serial) err = corrupted(s_path);
+  }
   if (err) {
     exists = 0;
     return err;

@@ -3,6 +3,8 @@
 #ifndef BRINDLE_SCCS_SCCS_SFILE_H
 #define BRINDLE_SCCS_SCCS_SFILE_H
 
+#include <string>
+
 #include "sccs/kes_sfile.h"
 #include "util/kes_list.h"
 
@@ -34,6 +36,19 @@ public:
 // Raises serial and predecessor of a from-side node by one, and in release 1
 // the level of its SID.
 void incr_sid_level(Kes_delta *node);
+
+// The fields of a delta line, "^Ad T SID yy/mm/dd hh:mm:ss user serial pred".
+struct SCCS_delta_line {
+  char type;
+  std::string sid, date, user;
+  int serial, pred;
+};
+// Parses a delta line by position, the numbers behind the user included; 0
+// when the line is not of that form (a type other than D or R, a date of
+// another shape, a field missing, text behind the predecessor).  Read by
+// whitespace, such a line gave other numbers than by position, and the
+// rewrite of what was read by position could not be read again.
+int sccs_parse_delta_line(const char *line, SCCS_delta_line *out);
 
 class SCCS_flags : public Kes_sc_flags {
 public:

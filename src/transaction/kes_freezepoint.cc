@@ -231,8 +231,16 @@ Kes_err *Kes_freezepoint::read(const char *path) {
   Kes_err *err = nullptr;
   bool complete = true;
   while (!err && fgets(buf, sizeof buf, in)) {
-    line += buf;
-    if (line.back() != '\n') {
+    size_t n = strlen(buf);
+    bool cut = n == 0 || buf[n - 1] != '\n';
+    // A piece that ends early, neither filling the buffer nor at the end of the
+    // file, ended at a zero byte: no text of this file has one.
+    if (cut && n < sizeof buf - 1 && !feof(in)) {
+      err = damaged(path, number + 1);
+      break;
+    }
+    line.append(buf, n);
+    if (cut) {
       if (!feof(in)) continue;
       complete = false;  // a last line without its newline: the file was cut
     }

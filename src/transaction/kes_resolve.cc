@@ -29,9 +29,8 @@
 
 namespace {
 
-// The length of "XXXXXX" and of the ".C." in front of it.
+// The length of "XXXXXX".
 const size_t kSuffix = 6;
-const size_t kTag = 3;
 
 Kes_err *rename_failed(const char *from, const char *to) {
   return (new Kes_err)

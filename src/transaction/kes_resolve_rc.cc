@@ -50,9 +50,11 @@ Kes_err *Kes_resolve_rc::read() {
   } keys[] = {{"autoadvance", &autoadvance, 0},       {"checkin_comments", &checkin_comments, 0},
               {"skipcomments", &checkin_comments, 1}, {"reuse_twinpane", &reuse_twinpane, 0},
               {"start_twinpane", &start_twinpane, 0}, {"autosave", &autosave, 0}};
-  char line[200];
+  // Lines are read whole: a long comment's tail is no setting.
+  char *line = nullptr;
+  size_t cap = 0;
   Kes_err *err = nullptr;
-  while (!err && fgets(line, sizeof line, in)) {
+  while (!err && getline(&line, &cap, in) >= 0) {
     line[strcspn(line, "\n")] = '\0';
     if (line[0] == '#' || line[0] == '\0') continue;
     if (strncmp(line, "set", 3) != 0) {
@@ -77,6 +79,7 @@ Kes_err *Kes_resolve_rc::read() {
         break;
       }
   }
+  free(line);
   fclose(in);
   return err;
 }

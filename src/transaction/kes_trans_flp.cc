@@ -63,9 +63,9 @@ Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_er
 
 }  // namespace
 
-// Names from a program's output go to add_file one by one; an error stops
-// the reading.  In the line form a blank in the first line is worth a word.
-static Kes_err *read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp) {
+// Names from a program's output go to add_file one by one.  In the line form
+// a blank in the first line is worth a word.
+Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp) {
   Kes_err *err = nullptr;
   if (compat_2_1()) {
     char name[1024];
@@ -187,7 +187,7 @@ Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
   FILE *fp = popen(command, "r");
   if (!fp)
     return (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""), command);
-  Kes_err *err = read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp);
   // A program that fails has said why on standard error; its names count.
   pclose(fp);
   return err;
@@ -204,7 +204,7 @@ Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, l
   if (!fp)
     return (new Kes_err)->format_msg(1001, errno,
                                      BWM_MSG(10014, "Open of \"%s\" for reading failed"), path);
-  Kes_err *err = read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp);
   fclose(fp);
   return err;
 }

@@ -7,6 +7,7 @@
 #define BRINDLE_TRANSACTION_KES_TRANSACTION_H
 
 #include <cstdarg>
+#include <cstdio>
 #include <string>
 
 #include "transaction/kes_trans_state.h"
@@ -274,6 +275,10 @@ protected:
 // The canonical form of a name: "dir/SCCS/s.x" is "dir/x" when SCCS is the
 // history directory vcs_dir; with none, "dir/s.x" is "dir/x".
 std::string kes_canonical_name(const char *name, const char *vcs_dir);
+
+// Reads the names a file list program wrote and adds each to t's files, as
+// found in ws; an error stops the reading.
+[[nodiscard]] Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp);
 
 // Comment lines from a file (-m), each cut at 1024 bytes and without its
 // newline, appended to comment.

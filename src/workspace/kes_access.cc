@@ -256,7 +256,7 @@ void Kes_md_access::format_entry(void *entry, char **text) {
       sep = ":";
     }
   }
-  out += '\n';
+  kes_md_end_line(&out);
   *text = kes_strdup(out.c_str());
 }
 

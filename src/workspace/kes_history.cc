@@ -251,13 +251,18 @@ Kes_err *Kes_md_history::get_contents(Kes_list *list) {
 
   // The logical lines: a trailing backslash joins the next line, a line longer
   // than the buffer is put together again.  A last line without its newline,
-  // as when an append is read while it happens, is taken as it stands.
+  // as when an append is read while it happens, is taken as it stands.  Lines
+  // are read whole, so that a zero byte, which no writer puts there, is dropped
+  // rather than cutting its line short and running the next one into it.
   Kes_strlist lines;
   std::string line;
-  char buf[1024];
-  while (fgets(buf, sizeof buf, stream)) {
-    line += buf;
-    if (line.back() != '\n') continue;
+  char *buf = nullptr;
+  size_t cap = 0;
+  ssize_t n;
+  while ((n = getline(&buf, &cap, stream)) > 0) {
+    for (ssize_t i = 0; i < n; i++)
+      if (buf[i]) line += buf[i];
+    if (line.empty() || line.back() != '\n') continue;
     line.pop_back();
     if (!line.empty() && line.back() == '\\') {
       line.pop_back();
@@ -266,6 +271,7 @@ Kes_err *Kes_md_history::get_contents(Kes_list *list) {
     lines.add_new_data(kes_strdup(line.c_str()));
     line.clear();
   }
+  free(buf);
   if (!line.empty()) lines.add_new_data(kes_strdup(line.c_str()));
   if (ferror(stream)) err = (new Kes_err)->format_msg(
       1001, errno, BWM_MSG(6001, "Read of \"%s\" failed"), fullname);

@@ -489,7 +489,14 @@ char *kes_md_keyed_line(const char *key, const char *value) {
   std::string s = key;
   do s += ' ';
   while (s.size() < 20);
-  return kes_strdup((s + value + "\n").c_str());
+  s += value;
+  kes_md_end_line(&s);
+  return kes_strdup(s.c_str());
+}
+
+void kes_md_end_line(std::string *line) {
+  if (!line->empty() && line->back() == '\\') *line += ' ';
+  *line += '\n';
 }
 
 char *kes_md_comment_text(Kes_strlist *comments) {

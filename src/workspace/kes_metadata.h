@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <string>
 
 class Kes_err;
 class Kes_list;
@@ -104,6 +105,10 @@ void kes_md_split_key(char *line, char **key, char **value);
 int kes_md_first_word_is(const char *value, const char *word);
 // key, blanks to 20 columns (at least one), value and a newline; malloc-ed.
 char *kes_md_keyed_line(const char *key, const char *value);
+// Ends a line that an entry's formatter writes: a newline, with a blank before
+// it when the line ends in a backslash (a value read from "a\ # note"), so
+// that the reader doesn't take it for a continuation and run the next line in.
+void kes_md_end_line(std::string *line);
 
 // The comment lines of an entry as one text for format_comment, each with its
 // newline; null when there are none or every one is empty.  malloc-ed.

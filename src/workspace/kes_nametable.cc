@@ -188,7 +188,8 @@ Kes_err *Kes_md_nametable::build_list_from_memory(Kes_ntlist *L, int *bad) {
       q--;
       if (*q == ' ' && ++blanks == 4) break;
     }
-    if (blanks < 4 || q == p) {
+    // A zero byte would cut the name short: the line isn't one this table wrote.
+    if (blanks < 4 || q == p || memchr(p, '\0', q - p)) {
       kes_issue_warning(2615, 0, BWM_MSG(5019, "Line %d has bad format in \"%s\""), lineno,
                         fullname);
       *bad = 1;

@@ -284,11 +284,14 @@ void Kes_md_notify::format_entry(void *entry, char **text) {
     out += ' ';
     out += (char *)e->data;
   }
-  out += '\n';
+  kes_md_end_line(&out);
   if (n->files) {
     out += std::string(kBegin) + "\n";
-    for (Kes_listelem *e = n->files->head.next; e != &n->files->head; e = e->next)
-      out += std::string((char *)e->data) + "\n";
+    for (Kes_listelem *e = n->files->head.next; e != &n->files->head; e = e->next) {
+      std::string name = (char *)e->data;
+      kes_md_end_line(&name);
+      out += name;
+    }
     out += std::string(kEnd) + "\n";
   }
   *text = kes_format_alloc("%s", out.c_str());

@@ -3,6 +3,7 @@
 #include "workspace/kes_nametable.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -169,7 +170,9 @@ int kes_nt_equal(Kes_nt *a, Kes_nt *b) {
 }
 
 int kes_nt_hash(Kes_nt *nt) {
-  return (nt->name ? kes_str_hash(nt->name) : 0) + (nt->smid ? kes_smid_hash(nt->smid) : 0);
+  // The sum wraps, as the SmID's own hash does: a bucket takes its low bits.
+  uint32_t name = nt->name ? (uint32_t)kes_str_hash(nt->name) : 0;
+  return (int)(name + (nt->smid ? (uint32_t)kes_smid_hash(nt->smid) : 0));
 }
 
 Kes_ntlist::~Kes_ntlist() { clear(); }

@@ -365,15 +365,12 @@ int Kes_workspace::is_under_ws(const char *path, char *rel) {
   for (const char *root : roots) {
     if (!root) continue;
     size_t n = strlen(root);
-    if (strncmp(path, root, n) != 0) continue;
-    if (path[n] == '/') {
-      if (rel) snprintf(rel, kPathSize, "%s", path + n + 1);
-      return 1;
-    }
-    if (path[n] == '\0') {
-      if (rel) strcpy(rel, ".");
-      return 1;
-    }
+    if (strncmp(path, root, n) != 0 || (path[n] != '/' && path[n] != '\0')) continue;
+    // The name inside is relative however many slashes follow the root.
+    const char *tail = path + n;
+    while (*tail == '/') tail++;
+    if (rel) snprintf(rel, kPathSize, "%s", *tail ? tail : ".");
+    return 1;
   }
   return 0;
 }

@@ -126,7 +126,12 @@ e2e_start() {
   [ -x "${BRINDLE_BIN:-}/bringover" ] || { echo "SKIP: no bringover in BRINDLE_BIN"; exit 77; }
   [ -x "${CSSC_DIR:-}/admin" ] || { echo "SKIP: SCCS programs not found in ${CSSC_DIR:-}"; exit 77; }
   make_scratch e2e
-  trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+  # E2E_KEEP keeps the tree and names it: the fuzz seeds are harvested from it.
+  if [ -n "${E2E_KEEP:-}" ]; then
+    echo "E2E_KEEP: $T" >&2
+  else
+    trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+  fi
   export PATH="$BRINDLE_BIN:$CSSC_DIR:/usr/bin:/bin"
   unset BRINDLE_WS BRINDLE_TIMING
 }

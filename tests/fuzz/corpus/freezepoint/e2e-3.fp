@@ -1,0 +1,4 @@
+VERSION 1
+WORKSPACE /tmp/brindle-e2e.r01LEe/child
+DATE 1795544165 2026/11/24 18:16:05
+COMMENT by hand
