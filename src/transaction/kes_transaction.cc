@@ -16,6 +16,7 @@
 #include "transaction/kes_renames.h"
 #include "transaction/kes_trans_timers.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_hash.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
@@ -385,6 +386,29 @@ Kes_err *Kes_transaction::propagate() {
   return nullptr;
 }
 
+namespace {
+// The run's rewrites made durable at once: the file system of the to
+// workspace (the working directory), and the from workspace's if it is
+// another, since a run may repair name histories there.
+Kes_err *sync_dir(const char *dir, const char *name) {
+  int fd = ::open(dir, O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return nullptr;  // nothing of this run can be there unseen
+  Kes_err *err = kes_sync_file_system(fd, name);
+  ::close(fd);
+  return err;
+}
+
+Kes_err *sync_workspaces(Kes_workspace *to_ws, Kes_workspace *from_ws) {
+  Kes_err *err = sync_dir(".", to_ws ? to_ws->get_absname() : ".");
+  struct stat here, there;
+  const char *from = from_ws ? from_ws->get_absname() : nullptr;
+  if (!err && from && stat(".", &here) == 0 && stat(from, &there) == 0 &&
+      here.st_dev != there.st_dev)
+    err = sync_dir(from, from);
+  return err;
+}
+}  // namespace
+
 Kes_err *Kes_transaction::execute_actions() {
   Kes_timing::start(execute_actions_timer);
   printf("\n");
@@ -393,6 +417,9 @@ Kes_err *Kes_transaction::execute_actions() {
     Kes_timing::stop(execute_actions_timer);
     return err;
   }
+  // Each rewritten history is written out before its rename; the journal
+  // commit that makes them durable is one for the whole run, below.
+  if (!flags.preview) kes_defer_syncs(1);
   int full = 0;
   for (Kes_listelem *e = action_files ? action_files->head.next : nullptr;
        e && e != &action_files->head && !full; e = e->next) {
@@ -413,8 +440,12 @@ Kes_err *Kes_transaction::execute_actions() {
   // The clear files being refreshed in the background are waited for, but
   // not after a full disk: nothing more is written then.
   if (!full && flags.update_clear_files && !flags.preview) kes_gets_finish(this);
+  if (!flags.preview) {
+    kes_defer_syncs(0);
+    err = sync_workspaces(to_ws, from_ws);
+  }
   Kes_timing::stop(execute_actions_timer);
-  return nullptr;
+  return err;
 }
 
 int Kes_transaction::execute_prop_action(Kes_file *file) { return file->execute_prop_action(this); }

@@ -146,6 +146,31 @@ Kes_err *kes_create_dirs(const char *dir) {
   return nullptr;
 }
 
+namespace {
+int syncs_deferred = 0;
+
+Kes_err *sync_failed(const char *name) {
+  return (new Kes_err)->format_msg(1026, errno, UTIL_MSG(330, "Fsync to \"%s\" failed"), name);
+}
+}  // namespace
+
+void kes_defer_syncs(int on) { syncs_deferred = on; }
+
+int kes_deferrable_fsync(int fd) {
+  if (!syncs_deferred) return fsync(fd);
+  if (sync_file_range(fd, 0, 0,
+                      SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE |
+                          SYNC_FILE_RANGE_WAIT_AFTER) == 0)
+    return 0;
+  // A file system without the call gets the plain fsync.
+  if (errno != EINVAL && errno != ENOSYS && errno != ESPIPE) return -1;
+  return fsync(fd);
+}
+
+Kes_err *kes_sync_file_system(int dir_fd, const char *name) {
+  return syncfs(dir_fd) == 0 ? nullptr : sync_failed(name);
+}
+
 Kes_err *kes_create_file_dirs(const char *file) { return kes_create_dirs(parent_of(file).c_str()); }
 
 // At least one, so that the descriptor just opened is never the one closed.

@@ -21,6 +21,18 @@ class Kes_strlist;
 // The same for the directory that holds file.
 [[nodiscard]] Kes_err *kes_create_file_dirs(const char *file);
 
+// Syncs of a run of file writes, made durable once at its end.  While they
+// are deferred, kes_deferrable_fsync writes a file's pages out and waits for
+// them, without a journal commit: whatever the run changes afterwards (a
+// rename over the old file, the next line of a journal) reaches the disk no
+// earlier than they do, and one kes_sync_file_system makes the whole run
+// durable.  Otherwise it is fsync.
+void kes_defer_syncs(int on);
+// 0, or -1 with errno.
+[[nodiscard]] int kes_deferrable_fsync(int fd);
+// The file system that holds dir_fd (named name) written out; error 1026.
+[[nodiscard]] Kes_err *kes_sync_file_system(int dir_fd, const char *name);
+
 // Open descriptors of directories by path, for *at() calls on many files.  A
 // path that is no directory, or does not exist, is remembered as -2.  When
 // more than limit paths are held, the oldest are closed and forgotten.
