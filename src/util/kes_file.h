@@ -22,11 +22,11 @@ class Kes_strlist;
 [[nodiscard]] Kes_err *kes_create_file_dirs(const char *file);
 
 // Syncs of a run of file writes, made durable once at its end.  While they
-// are deferred, kes_deferrable_fsync writes a file's pages out and waits for
-// them, without a journal commit: whatever the run changes afterwards (a
-// rename over the old file, the next line of a journal) reaches the disk no
-// earlier than they do, and one kes_sync_file_system makes the whole run
-// durable.  Otherwise it is fsync.
+// are deferred, kes_deferrable_fsync starts writing a file's pages out and
+// does not wait: a journaling file system in ordered mode (ext4's default)
+// then commits those pages no later than anything the run changes afterwards
+// (a rename over the old file, the next line of a journal), and one
+// kes_sync_file_system makes the whole run durable.  Otherwise it is fsync.
 void kes_defer_syncs(int on);
 // 0, or -1 with errno.
 [[nodiscard]] int kes_deferrable_fsync(int fd);
