@@ -213,7 +213,7 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   fchmod(fd, 0444);
   if (sync_tmp_sfile) {
     sync_tmp_sfile = 0;
-    if (kes_deferrable_fsync(fd) != 0) {
+    if (kes_deferrable_fsync(fd, target) != 0) {
       Kes_err *err = fprintf_err_message(tmp);
       close(fd);
       return err;
@@ -271,7 +271,7 @@ Kes_err *SCCS_sfile::rewrite_pfile() {
     err = fprintf_N_check(out, tmp_pfile_path, "%s %s %s %s %s\n", old_sid ? old_sid : "",
                           p->new_sid ? p->new_sid : "", p->user ? p->user : "", p->date, p->time);
   }
-  if (!err && (fflush(out) != 0 || kes_deferrable_fsync(fileno(out)) != 0))
+  if (!err && (fflush(out) != 0 || kes_deferrable_fsync(fileno(out), pfile_path) != 0))
     err = fprintf_err_message(tmp_pfile_path);
   if (err) {
     fclose(out);

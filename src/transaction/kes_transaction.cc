@@ -386,29 +386,6 @@ Kes_err *Kes_transaction::propagate() {
   return nullptr;
 }
 
-namespace {
-// The run's rewrites made durable at once: the file system of the to
-// workspace (the working directory), and the from workspace's if it is
-// another, since a run may repair name histories there.
-Kes_err *sync_dir(const char *dir, const char *name) {
-  int fd = ::open(dir, O_RDONLY | O_DIRECTORY);
-  if (fd < 0) return nullptr;  // nothing of this run can be there unseen
-  Kes_err *err = kes_sync_file_system(fd, name);
-  ::close(fd);
-  return err;
-}
-
-Kes_err *sync_workspaces(Kes_workspace *to_ws, Kes_workspace *from_ws) {
-  Kes_err *err = sync_dir(".", to_ws ? to_ws->get_absname() : ".");
-  struct stat here, there;
-  const char *from = from_ws ? from_ws->get_absname() : nullptr;
-  if (!err && from && stat(".", &here) == 0 && stat(from, &there) == 0 &&
-      here.st_dev != there.st_dev)
-    err = sync_dir(from, from);
-  return err;
-}
-}  // namespace
-
 Kes_err *Kes_transaction::execute_actions() {
   Kes_timing::start(execute_actions_timer);
   printf("\n");
@@ -417,7 +394,7 @@ Kes_err *Kes_transaction::execute_actions() {
     Kes_timing::stop(execute_actions_timer);
     return err;
   }
-  // Each rewritten history is written out before its rename; the journal
+  // Each rewritten history is started out before its rename; the journal
   // commit that makes them durable is one for the whole run, below.
   if (!flags.preview) kes_defer_syncs(1);
   int full = 0;
@@ -442,7 +419,7 @@ Kes_err *Kes_transaction::execute_actions() {
   if (!full && flags.update_clear_files && !flags.preview) kes_gets_finish(this);
   if (!flags.preview) {
     kes_defer_syncs(0);
-    err = sync_workspaces(to_ws, from_ws);
+    err = kes_sync_deferred();
   }
   Kes_timing::stop(execute_actions_timer);
   return err;
