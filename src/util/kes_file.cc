@@ -171,13 +171,12 @@ int kes_deferrable_fsync(int fd, const char *path) {
 }
 
 Kes_err *kes_sync_deferred() {
-  std::sort(deferred_paths.begin(), deferred_paths.end());
-  deferred_paths.erase(std::unique(deferred_paths.begin(), deferred_paths.end()),
-                       deferred_paths.end());
   // Every file's pages reach the disk (no journal commit, no cache flush),
   // then one fsync per file system commits its journal, which holds the
   // renames and sizes of all of them, and flushes the disk's cache: one
-  // flush costs as much as the journal commit, so it is made once.
+  // flush costs as much as the journal commit, so it is made once.  The file
+  // synced is the last one noted: its changes are the newest, so the commit
+  // that holds them holds those of every file before it.
   struct Last {
     dev_t dev;
     int fd;
