@@ -71,11 +71,13 @@ Kes_err *SCCS_merge::mksfile(Kes_delta **list, int conflict) {
   Kes_err *err = fprintf_N_check(out, tmp, "%ch00000\n", 1);
   for (int i = 0; !err && list[i]; i++) err = list[i]->write(out, tmp);
   if (!err) err = sbody(list, out, conflict, (options & KES_MO_STRIP_FLAGS) != 0);
-  if (!err && (fflush(out) != 0 || fsync(fileno(out)) != 0)) err = fprintf_err_message(tmp);
+  if (!err && fflush(out) != 0) err = fprintf_err_message(tmp);
   if (err) {
     fclose(out);
     return err;
   }
+  // The sync comes with the rename, after the checksum is in place.
+  to_file->sync_tmp_sfile = 1;
   return fclose_N_check(out, tmp);
 }
 

@@ -17,6 +17,7 @@
 #include "sccs/sccs_sfile.h"
 #include "util/kes_crash.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_quote.h"
@@ -210,6 +211,14 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   memcpy(data, head, 7);
   munmap(map, st.st_size);
   fchmod(fd, 0444);
+  if (sync_tmp_sfile) {
+    sync_tmp_sfile = 0;
+    if (kes_deferrable_fsync(fd, target) != 0) {
+      Kes_err *err = fprintf_err_message(tmp);
+      close(fd);
+      return err;
+    }
+  }
   close(fd);
 
   struct stat tst;
@@ -262,7 +271,7 @@ Kes_err *SCCS_sfile::rewrite_pfile() {
     err = fprintf_N_check(out, tmp_pfile_path, "%s %s %s %s %s\n", old_sid ? old_sid : "",
                           p->new_sid ? p->new_sid : "", p->user ? p->user : "", p->date, p->time);
   }
-  if (!err && (fflush(out) != 0 || fsync(fileno(out)) != 0))
+  if (!err && (fflush(out) != 0 || kes_deferrable_fsync(fileno(out), pfile_path) != 0))
     err = fprintf_err_message(tmp_pfile_path);
   if (err) {
     fclose(out);

@@ -5,8 +5,10 @@
 //
 // Each get writes its standard error into a file of its own, read when it
 // ends: a failure is told with what get said, and the chatter of one that
-// worked (warnings about keywords) does not fill the user's terminal.
+// worked (warnings about keywords) does not fill the user's terminal.  The
+// file is an anonymous one in memory: no name to race, nothing to unlink.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,21 +40,17 @@ bool get_searched = false;
 
 struct Running {
   Kes_file *file;
-  std::string errors;  // the file that takes the get's standard error
+  int errors;  // the file that takes the get's standard error, or -1
 };
 std::deque<Kes_file *> pending;
 std::vector<Running> running;
 
-std::string take_text(const std::string &path) {
+std::string take_text(int fd) {
   std::string text;
-  FILE *f = fopen(path.c_str(), "r");
-  if (f) {
-    char buf[1024];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
-    fclose(f);
-  }
-  unlink(path.c_str());
+  char buf[1024];
+  ssize_t n;
+  for (off_t at = 0; (n = pread(fd, buf, sizeof buf, at)) > 0; at += n) text.append(buf, n);
+  close(fd);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
 }
@@ -70,14 +68,12 @@ void start(Kes_transaction *t, Kes_file *f) {
   std::string gopt = std::string("-G") + f->to->get_rel_clrname(clr);
   std::string sdot = operand(f);
   char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], &sdot[0], nullptr};
-  char errpath[] = "/tmp/brindle_get.XXXXXX";
-  int errfd = mkstemp(errpath);
+  int errfd = memfd_create("brindle_get", MFD_CLOEXEC);
   int saved = -1;
   if (errfd >= 0) {
     fflush(stderr);
     saved = dup(2);
     dup2(errfd, 2);
-    close(errfd);
   }
   kes_crash_point();
   long pid = -1;
@@ -87,13 +83,13 @@ void start(Kes_transaction *t, Kes_file *f) {
     close(saved);
   }
   if (err) {
-    if (errfd >= 0) unlink(errpath);
+    if (errfd >= 0) close(errfd);
     f->contents_error = err;
     t->counts.contents_errors++;
     return;
   }
   f->get_pid = static_cast<int>(pid);
-  running.push_back({f, errfd >= 0 ? errpath : ""});
+  running.push_back({f, errfd});
 }
 
 void start_more(Kes_transaction *t) {
@@ -111,7 +107,7 @@ void start_more(Kes_transaction *t) {
 void finished(Kes_transaction *t, size_t i, int status) {
   Running r = running[i];
   running.erase(running.begin() + i);
-  std::string said = r.errors.empty() ? "" : take_text(r.errors);
+  std::string said = r.errors < 0 ? "" : take_text(r.errors);
   Kes_file *f = r.file;
   f->get_pid = 0;
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;

@@ -16,6 +16,7 @@
 #include "transaction/kes_renames.h"
 #include "transaction/kes_trans_timers.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_hash.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
@@ -393,6 +394,9 @@ Kes_err *Kes_transaction::execute_actions() {
     Kes_timing::stop(execute_actions_timer);
     return err;
   }
+  // Each rewritten history is started out before its rename; the journal
+  // commit that makes them durable is one for the whole run, below.
+  if (!flags.preview) kes_defer_syncs(1);
   int full = 0;
   for (Kes_listelem *e = action_files ? action_files->head.next : nullptr;
        e && e != &action_files->head && !full; e = e->next) {
@@ -413,8 +417,12 @@ Kes_err *Kes_transaction::execute_actions() {
   // The clear files being refreshed in the background are waited for, but
   // not after a full disk: nothing more is written then.
   if (!full && flags.update_clear_files && !flags.preview) kes_gets_finish(this);
+  if (!flags.preview) {
+    kes_defer_syncs(0);
+    err = kes_sync_deferred();
+  }
   Kes_timing::stop(execute_actions_timer);
-  return nullptr;
+  return err;
 }
 
 int Kes_transaction::execute_prop_action(Kes_file *file) { return file->execute_prop_action(this); }

@@ -6,11 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "util/kes_err.h"
 #include "util/kes_init.h"
@@ -144,6 +146,84 @@ Kes_err *kes_create_dirs(const char *dir) {
   }
   remember_dir(dir);
   return nullptr;
+}
+
+namespace {
+int syncs_deferred = 0;
+int deferred_dir = -1;  // where the relative names of deferred_paths start
+std::vector<std::string> deferred_paths;
+}  // namespace
+
+void kes_defer_syncs(int on) {
+  syncs_deferred = on;
+  if (on && deferred_dir < 0) deferred_dir = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+int kes_deferrable_fsync(int fd, const char *path) {
+  if (!syncs_deferred) return fsync(fd);
+  deferred_paths.push_back(path);
+  // Waiting here would cost a disk write per file; the order is the file
+  // system's, the durability kes_sync_deferred's.
+  if (sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE) == 0) return 0;
+  // A file system without the call gets the plain fsync.
+  if (errno != EINVAL && errno != ENOSYS && errno != ESPIPE) return -1;
+  return fsync(fd);
+}
+
+Kes_err *kes_sync_deferred() {
+  // Every file's pages reach the disk (no journal commit, no cache flush),
+  // then one fsync per file system commits its journal, which holds the
+  // renames and sizes of all of them, and flushes the disk's cache: one
+  // flush costs as much as the journal commit, so it is made once.  The file
+  // synced is the last one noted: its changes are the newest, so the commit
+  // that holds them holds those of every file before it.
+  struct Last {
+    dev_t dev;
+    int fd;
+    std::string path;
+  };
+  std::vector<Last> last;
+  Kes_err *err = nullptr;
+  auto failed = [&err](const std::string &path) {
+    if (!err)
+      err = (new Kes_err)->format_msg(1026, errno, UTIL_MSG(330, "Fsync to \"%s\" failed"),
+                                      path.c_str());
+  };
+  for (const std::string &path : deferred_paths) {
+    int fd = openat(deferred_dir, path.c_str(), O_RDONLY | O_CLOEXEC);
+    // A file removed since (a journal once its table is written) needs none.
+    if (fd < 0) continue;
+    struct stat st;
+    if (fstat(fd, &st) != 0 ||
+        sync_file_range(fd, 0, 0,
+                        SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE |
+                            SYNC_FILE_RANGE_WAIT_AFTER) != 0) {
+      // Without the call the file gets its own fsync.
+      if (errno != EINVAL && errno != ENOSYS && errno != ESPIPE)
+        failed(path);
+      else if (fsync(fd) != 0)
+        failed(path);
+      close(fd);
+      continue;
+    }
+    auto same = std::find_if(last.begin(), last.end(),
+                             [&st](const Last &l) { return l.dev == st.st_dev; });
+    if (same == last.end()) {
+      last.push_back({st.st_dev, fd, path});
+    } else {
+      close(same->fd);
+      same->fd = fd;
+      same->path = path;
+    }
+  }
+  for (Last &l : last) {
+    if (fsync(l.fd) != 0) failed(l.path);
+    close(l.fd);
+  }
+  deferred_paths.clear();
+  if (deferred_dir >= 0) close(deferred_dir);
+  deferred_dir = -1;
+  return err;
 }
 
 Kes_err *kes_create_file_dirs(const char *file) { return kes_create_dirs(parent_of(file).c_str()); }

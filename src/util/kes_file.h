@@ -21,6 +21,20 @@ class Kes_strlist;
 // The same for the directory that holds file.
 [[nodiscard]] Kes_err *kes_create_file_dirs(const char *file);
 
+// Syncs of a run of file writes, made once at its end.  While they are
+// deferred, kes_deferrable_fsync starts writing a file's pages out and does
+// not wait: a journaling file system in ordered mode (ext4's default) then
+// commits those pages no later than anything the run changes afterwards (a
+// rename over the old file, the next line of a journal).  kes_sync_deferred
+// then waits for all their pages and makes one fsync per file system, whose
+// journal commit and cache flush cover them all.  Not deferred, it is fsync.
+void kes_defer_syncs(int on);
+// fd is the file that will be named path (relative to the working directory
+// of kes_defer_syncs) when the run ends.  0, or -1 with errno.
+[[nodiscard]] int kes_deferrable_fsync(int fd, const char *path);
+// The files of the deferred syncs made durable; error 1026.
+[[nodiscard]] Kes_err *kes_sync_deferred();
+
 // Open descriptors of directories by path, for *at() calls on many files.  A
 // path that is no directory, or does not exist, is remembered as -2.  When
 // more than limit paths are held, the oldest are closed and forgotten.

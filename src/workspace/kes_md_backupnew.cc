@@ -27,7 +27,7 @@ Kes_err *Kes_md_backupnew::add_line(const char *line) {
   if (limit != -1 && sync_counter >= limit) {
     sync_counter = 0;
     if (fflush(stream) != 0) return fprintf_err_message(fullname);
-    if (fsync(fileno(stream)) != 0)
+    if (kes_deferrable_fsync(fileno(stream), fullname) != 0)
       return (new Kes_err)->format_msg(1026, errno, BWM_MSG(7500, "Fsync to \"%s\" failed"),
                                        fullname);
   }
