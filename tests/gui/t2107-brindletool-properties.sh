@@ -60,11 +60,8 @@ press bw_props_shell.checkin_comments
 shot tool-props-resolve
 press bw_props_shell.apply
 expect_trace "saved" "^footer bw_props_shell Resolve props saved to $rs\$"
-expect_eq "one line a setting, in order" "set nostart_twinpane
-set noautoadvance
-set checkin_comments
-set noreuse_twinpane
-set noautosave" "$(cat "$rs")"
+expect_eq "one line a setting, in order, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane noautoadvance checkin_comments noreuse_twinpane noautosave | cmp - "$rs" 2>&1)"
 press bw_props_shell.cancel
 tool_stop
 tool_start p c1
@@ -72,11 +69,8 @@ resolve_page
 press bw_props_shell.reuse_twinpane
 press bw_props_shell.ok
 expect_trace "saved again" "^footer bw_props_shell Resolve props saved to $rs\$"
-expect_eq "the new start had the saved settings" "set nostart_twinpane
-set noautoadvance
-set checkin_comments
-set reuse_twinpane
-set noautosave" "$(cat "$rs")"
+expect_eq "the new start had the saved settings, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane noautoadvance checkin_comments reuse_twinpane noautosave | cmp - "$rs" 2>&1)"
 tool_stop
 printf 'set autosave\nset reuse_twinpane\ngarbage here\n' >"$rs" && cp "$rs" "$T/rs.bad"
 tool_start p c1
@@ -88,11 +82,8 @@ expect_eq "the bad file is left as it was" "" "$(cmp "$rs" "$T/rs.bad" 2>&1)"
 resolve_page
 press bw_props_shell.apply
 expect_trace "saved over it" "^footer bw_props_shell Resolve props saved to $rs\$"
-expect_eq "the defaults stood, not the lines before the bad one" "set nostart_twinpane
-set autoadvance
-set nocheckin_comments
-set noreuse_twinpane
-set noautosave" "$(cat "$rs")"
+expect_eq "the defaults stood, not the lines before the bad one, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane autoadvance nocheckin_comments noreuse_twinpane noautosave | cmp - "$rs" 2>&1)"
 rm "$rs" && mkdir "$rs"
 press bw_props_shell.apply
 expect_trace "an unwritable .brindle_resrc" '^dialog Error Dialog: Attempt to write resolve props resulted in the following error: '

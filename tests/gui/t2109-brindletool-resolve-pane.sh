@@ -1,13 +1,8 @@
 #!/usr/bin/env bash
-# Conflicts that real bringovers left, settled in brindletool's resolve pane.
-# On a private message bus: the child's version taken with a check-in comment
-# of the user's, the parent's for another file; then the Resolve page of the
-# properties, changed while the pane is up, turns going on by itself and the
-# reuse of the merge tool on, and one twinpane serves a merge and a file the
-# user had checked out; a binary file never goes to the tool.  Off the bus:
-# twinpane started per file decides by its exit status, and a checked-out file
-# is first skipped, then unchecked out.  A stub three-way tool stands in for
-# the human; a real putback carries the resolutions; CSSC judges every history.
+# Conflicts that real bringovers left, settled in brindletool's resolve pane,
+# on a private message bus and off it, with the settings changed while the pane
+# is up, checked-out and binary files among them.  A stub three-way tool stands
+# in for the human; a real putback carries the resolutions; CSSC judges.
 . "$GUI_LIB"
 GUI_SCREEN=1280x1024x24 gui_start
 cd "$T" || die "no scratch"
@@ -19,12 +14,15 @@ for f in $files; do sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" || 
 for ws in child child2; do
   bringover -p "$T/parent" -w "$T/$ws" src >/dev/null 2>&1 || die "the $ws"
 done
+child_text=$(printf 'child\none\ntwo\nthree') parent_text=$(printf 'one\ntwo\nthree\nparent')
+merged_text="$child_text
+merged by hand"
 edit_both() {  # edit_both CHILD FILE...
   local ws=$1 f
   shift
   for f; do
-    sccs_edit parent "src/$f" "$(printf 'one\ntwo\nthree\nparent')" "parent's $f" &&
-      sccs_edit "$ws" "src/$f" "$(printf 'child\none\ntwo\nthree')" "child's $f" || die "edits of $f"
+    sccs_edit parent "src/$f" "$parent_text" "parent's $f" &&
+      sccs_edit "$ws" "src/$f" "$child_text" "child's $f" || die "edits of $f"
   done
 }
 edit_both child a-child.c b-parent.c c-merge.c d-checkout.c e-binary.dat
@@ -56,8 +54,6 @@ row_of_list() {
   [ -n "$h" ] || die "no place for the conflicts list"
   xdotool mousemove $((x + 20)) $((y + 4 + ($1 - 1) * ${ROW_HEIGHT:-17} + 8)) click 1
 }
-# last_comment WS FILE: the comment of the history's newest delta, by prs.
-last_comment() { (cd "$1/src" && prs -r -d':C:' "SCCS/s.$2"); }
 
 tool_start "$T/child"
 expect_trace "the tool is up" '^footer left 1 workspace loaded$'
@@ -118,29 +114,15 @@ expect_eq "reused: the Load went out first, and twinpane started only when none 
 expect_eq "one twinpane served both merges" 1 "$(grep -c '^resolve tool started' "$TR")"
 expect_eq "no conflicts left" "" "$(md_lines child/Brindle_wsdata/conflicts)"
 expect_eq "the user's comment, kept whole" "Accepted child's version in workspace \"$T/child\".
-and a line of mine" "$(last_comment child a-child.c)"
+and a line of mine" "$(cd child/src && prs -r -d':C:' SCCS/s.a-child.c)"
 expect_contains "the check-in of the checked-out file" "checked in from the pane" \
   "$(cd child/src && prs -e -d':C:' SCCS/s.d-checkout.c)"
-expect_eq "the child's version" "child
-one
-two
-three" "$(sccs_text child src/a-child.c)"
-expect_eq "the parent's version" "one
-two
-three
-parent" "$(sccs_text child src/b-parent.c)"
-for f in c-merge d-checkout; do
-  expect_eq "the stub's merge of $f" "child
-one
-two
-three
-merged by hand" "$(sccs_text child src/$f.c)"
-done
-expect_eq "the binary file's child version" "$(printf 'child\none\ntwo\nthree')" "$(sccs_text child src/e-binary.dat)"
-for w in "accepted child: src/a-child.c" "accepted parent: src/b-parent.c" "merged: src/c-merge.c" \
-  "merged: src/d-checkout.c" "accepted child: src/e-binary.dat"; do
-  expect_contains "each resolution in the history log" "$w" "$(cat child/Brindle_wsdata/history)"
-done
+got=; for f in a-child.c b-parent.c c-merge.c d-checkout.c e-binary.dat; do got+="$(sccs_text child "src/$f")|"; done
+expect_eq "child, parent, the stub's merges, the binary child" \
+  "$child_text|$parent_text|$merged_text|$merged_text|$child_text|" "$got"
+expect_eq "each resolution in the history log" \
+  "accepted child: src/a-child.c|accepted parent: src/b-parent.c|merged: src/c-merge.c|merged: src/d-checkout.c|accepted child: src/e-binary.dat" \
+  "$(grep -oE '(accepted (child|parent)|merged): src/[a-z.-]+' child/Brindle_wsdata/history | paste -sd '|')"
 expect_eq "no temporary files or check-outs left" "" \
   "$(find child/src -type f ! -name 's.*' ! -name '*.c' ! -name '*.dat')"
 run putback -w "$T/child" -c 'resolved in the pane' src
@@ -178,11 +160,7 @@ expect_eq "no conflicts left" "" "$(md_lines child2/Brindle_wsdata/conflicts)"
 expect_no_file child2/src/SCCS/p.g-checkout.c
 for f in g-checkout h-direct; do
   sccs_sound child2 "src/$f.c" || fail "val of $f"
-  expect_eq "the stub's merge of $f" "child
-one
-two
-three
-merged by hand" "$(sccs_text child2 src/$f.c)"
+  expect_eq "the stub's merge of $f" "$merged_text" "$(sccs_text child2 src/$f.c)"
 done
 EOF
 tool_stop
