@@ -219,22 +219,21 @@ public:
   }
 
   void reset_resolve_props() {
-    for (int i = 0; i < 5; i++) set_toggle(resolve[i], get_gui_props()->resolve_settings.*kResolve[i]);
+    Kes_resolve_rc &rc = get_gui_props()->resolve_settings;
+    for (int i = 0; i < 5; i++) set_toggle(resolve[i], rc.*kResolve[i]);
   }
 
-  int apply_resolve_props() {
-    for (int i = 0; i < 5; i++) get_gui_props()->resolve_settings.*kResolve[i] = toggle(resolve[i]);
-    return 1;
+  // Five toggles: nothing to refuse.
+  void apply_resolve_props() {
+    Kes_resolve_rc &rc = get_gui_props()->resolve_settings;
+    for (int i = 0; i < 5; i++) rc.*kResolve[i] = toggle(resolve[i]);
   }
 
   // Applies the page and writes ~/.brindle_resrc; the resolve pane takes the
-  // settings at once.
+  // settings at once, from the next file on.
   int set_default_resolve_props() {
     char text[2048];
-    if (!apply_resolve_props()) {
-      set_footer(GUI_MSG("Could not apply, therefore save Resolve properties"));
-      return 0;
-    }
+    apply_resolve_props();
     if (Kes_err *err = get_gui_props()->resolve_settings.write()) {
       snprintf(text, sizeof text,
                GUI_MSG("Attempt to write resolve props resulted in the following error: %s"),
