@@ -76,9 +76,9 @@ shot resolve-checkin-comment
 press checkin_comment_dlg.ok
 expect_trace "the child's version" '^resolve accepted child: src/a-child.c$'
 expect_trace "one fewer" '^trans status 4 of 5 files unresolved$'
-mark
 row_of_list 1
 expect_trace "the user picks the next" '^resolve file src/b-parent.c$'
+expect_eq "and only the user: no going on by itself" 1 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^resolve file')"
 click trans_resolve_parent_btn
 expect_trace "the parent's version, with no comment asked" '^resolve accepted parent: src/b-parent.c$'
 mark
