@@ -68,20 +68,9 @@ TEST_F(ResolveRc, ReadsSetLinesByTheirRules) {
   }
 }
 
-TEST_F(ResolveRc, WritesOneLinePerFieldAndReadsItBack) {
+// The written form and its reading back are told by the story t2107.
+TEST_F(ResolveRc, AHomeThatCannotTakeTheFileGetsNothing) {
   Kes_resolve_rc rc;
-  rc.start_twinpane = 1;
-  rc.autoadvance = 0;
-  rc.autosave = 1;
-  ASSERT_EQ(take(rc.write()).text, "");
-  EXPECT_EQ(read_file(at(".brindle_resrc")),
-            "set start_twinpane\nset noautoadvance\nset nocheckin_comments\n"
-            "set noreuse_twinpane\nset autosave\n");
-  Kes_resolve_rc back;
-  back.checkin_comments = 1;
-  ASSERT_EQ(take(back.read()).text, "");
-  EXPECT_EQ(fields(back), "10001");
-  // A home that can't take the file keeps what was there: nothing.
   setenv("HOME", at("gone").c_str(), 1);
   EXPECT_EQ(take(rc.write()).code, 2031);
   EXPECT_FALSE(file_exists(at("gone")));
