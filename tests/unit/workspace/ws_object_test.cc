@@ -1,7 +1,6 @@
 // The workspace object: its name forms, identity across different paths to
 // one tree, validity, the root's emptiness, and paths inside a workspace.
 #include <fcntl.h>
-#include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -283,42 +282,6 @@ TEST_F(Workspace, ParentAndChildLines) {
   EXPECT_TRUE(relative.compare(&plain));
 }
 
-TEST_F(Workspace, ValidityAndTheNotRealBit) {
-  std::string root = make_ws(tmp.file("ws"));
-  make_dirs(tmp.file("plain"));
-  Kes_workspace ws(root.c_str(), nullptr);
-  Kes_workspace dir(tmp.file("plain").c_str(), nullptr);
-  Kes_workspace gone(tmp.file("gone").c_str(), nullptr);
-
-  EXPECT_EQ(take(ws.not_real_error()).code, 0);
-  EXPECT_EQ(take(ws.not_real_warning()).code, 0);
-  EXPECT_FALSE(ws.not_real);
-
-  Err e = take(dir.not_real_error());
-  EXPECT_EQ(e.code, 2610);
-  EXPECT_EQ(e.text, "\"" + tmp.file("plain") + "\" is not a workspace  (Error 2610)\n");
-  EXPECT_TRUE(dir.not_real);
-
-  Kes_workspace dir2(tmp.file("plain").c_str(), nullptr);
-  std::string out = capture_stdout([&] { e = take(dir2.not_real_warning()); });
-  EXPECT_EQ(e.code, 0);
-  EXPECT_EQ(out, "\"" + tmp.file("plain") + "\" is not a workspace  (Warning 2610)\n");
-  EXPECT_TRUE(dir2.not_real);
-
-  e = take(gone.not_real_error());
-  EXPECT_EQ(e.code, 2016);
-  EXPECT_EQ(e.text, "Workspace \"" + tmp.file("gone") + "\" does not exist  (Error 2016)\n");
-  e = take(gone.not_real_warning());
-  EXPECT_EQ(e.code, 2041);
-  EXPECT_EQ(e.text,
-            "\"" + tmp.file("gone") + "\" is not a workspace or a directory  (Error 2041)\n");
-  EXPECT_FALSE(gone.not_real);
-
-  // The metadata directory decides, each time anew.
-  make_dirs(tmp.file("gone/Brindle_wsdata"));
-  EXPECT_TRUE(gone.exists());
-}
-
 TEST_F(Workspace, RootEmptiness) {
   std::string root = make_ws(tmp.file("ws"));
   write_file(root + "/Makefile", "all:\n");
@@ -392,66 +355,6 @@ TEST_F(Workspace, PathsUnderTheWorkspace) {
   EXPECT_EQ(ws.is_under_dir(dir, (tmp.path() + "/src/a.c").c_str()), 0);
   snprintf(dir, sizeof dir, "/");
   EXPECT_EQ(ws.is_under_dir(dir, "x"), 0);
-}
-
-TEST_F(Workspace, ContainingAndDefaultWorkspace) {
-  std::string root = make_ws(tmp.file("top/ws"));
-  make_dirs(root + "/src/deep");
-  char result[1024];
-  ASSERT_EQ(chdir((root + "/src").c_str()), 0);
-  for (const std::string &p : {root + "/src/deep", root + "/src/../src/deep/",
-                               root + "/src/no/such/file", root, std::string("deep"),
-                               tmp.file("top"), std::string("/")}) {
-    kes_find_containing_ws(result, p.c_str());
-    EXPECT_EQ(std::string(result), p.rfind(root, 0) == 0 || p == "deep" ? root : "") << p;
-  }
-
-  // Which name wins is the stories' (t1005, t1006); a name of an unreachable
-  // host fails, and the result pointer may be null.
-  Kes_workspace *ws = nullptr;
-  EXPECT_EQ(take(kes_determine_default_ws(root.c_str(), nullptr)).code, 0);
-  Err e = take(kes_determine_default_ws((unreachable() + ":/a/b").c_str(), &ws));
-  EXPECT_EQ(e.code, 1039);
-  EXPECT_EQ(ws, nullptr);
-}
-
-TEST_F(Workspace, CreatorAndFileListProgram) {
-  std::string root = make_ws(tmp.file("ws"));
-  Kes_workspace ws(root.c_str(), nullptr);
-  struct passwd *pw = getpwuid(geteuid());
-  ASSERT_NE(pw, nullptr);
-  EXPECT_STREQ(ws.get_creator(), pw->pw_name);
-  EXPECT_EQ(Kes_workspace(tmp.file("none").c_str(), nullptr).get_creator(), nullptr);
-
-  // The file-list program: found on PATH, else the simple name.
-  std::string bin = tmp.file("bin");
-  make_dirs(bin);
-  write_file(bin + "/def.dir.flp", "#!/bin/sh\n");
-  chmod((bin + "/def.dir.flp").c_str(), 0755);
-  std::string old_path = getenv("PATH") ? getenv("PATH") : "";
-  setenv("BRINDLE_PATH_ONLY", "1", 1);
-  setenv("PATH", (bin + ":" + old_path).c_str(), 1);
-  EXPECT_EQ(std::string(ws.get_def_flp()), bin + "/def.dir.flp");
-  setenv("PATH", old_path.c_str(), 1);
-  unsetenv("BRINDLE_PATH_ONLY");
-}
-
-TEST_F(Workspace, SubclassesAndLists) {
-  std::string a = make_ws(tmp.file("a")), b = make_ws(tmp.file("b"));
-  Kes_backuparea area(a.c_str(), nullptr);
-  EXPECT_TRUE(area.is_writelocked());
-  Kes_workspace *ac = area.copy();
-  EXPECT_TRUE(ac->is_writelocked());  // still a backup area
-  delete ac;
-  EXPECT_FALSE(Kes_workspace(a.c_str(), nullptr).is_writelocked());
-
-  // A list finds a workspace by identity.
-  Kes_wslist list;
-  list.add_new_data(new Kes_workspace(a.c_str(), nullptr));
-  Kes_workspace b_again(b.c_str(), nullptr);
-  EXPECT_EQ(list.find_elem(&b_again), nullptr);
-  list.add_new_copy(&b_again);
-  EXPECT_NE(list.find_elem(&b_again), nullptr);
 }
 
 }  // namespace
