@@ -86,6 +86,24 @@ TEST_F(Links, NestingAndMissingWorkspaces) {
   EXPECT_EQ(take(gone.set_pbval(&pb)).text, missing);
   EXPECT_EQ(take(gone.set_autofr(&af)).text, missing);
   EXPECT_FALSE(file_exists(tmp.file("gone")));
+
+  // Its readers give nothing, and no error.
+  Kes_workspace *p = nullptr;
+  Kes_wslist *kids = nullptr;
+  Kes_strlist *conflicts = nullptr, *desc = nullptr;
+  Kes_pbval *pbv = nullptr;
+  Kes_autofr *afr = nullptr;
+  EXPECT_EQ(take(gone.get_parent(&p)).code, 0);
+  EXPECT_EQ(take(gone.get_children(&kids)).code, 0);
+  EXPECT_EQ(take(gone.get_conflicts(&conflicts)).code, 0);
+  EXPECT_EQ(take(gone.get_description(&desc)).code, 0);
+  EXPECT_EQ(take(gone.get_pbval(&pbv)).code, 0);
+  EXPECT_EQ(take(gone.get_autofr(&afr)).code, 0);
+  EXPECT_TRUE(!p && !desc && !pbv && !afr);
+  ASSERT_TRUE(kids && conflicts);
+  EXPECT_EQ(kids->count + conflicts->count, 0);
+  delete kids;
+  delete conflicts;
 }
 
 TEST_F(Links, DirectoriesThatAreNotRealTakePartWithoutLinks) {
