@@ -203,14 +203,8 @@ Kes_err *Kes_bringover::determine_workspaces() {
     }
   }
 
-  if (!flags.preview) {
-    Kes_autofr *autofr = nullptr;
-    if ((err = child_ws->get_autofr(&autofr))) return err;
-    int before = autofr && autofr->before_br;
-    delete autofr;
-    // A failure is printed where it happens, and stops the command.
-    if (before && (err = autofreezepoint())) return err;
-  }
+  // A failure is printed where it happens, and stops the command.
+  if (!flags.preview) return autofreezepoint_if(&Kes_autofr::before_br);
   return nullptr;
 }
 
@@ -238,31 +232,10 @@ void Kes_bringover::command() {
                    parent_ws ? parent_ws->netname : nullptr, child_ws->wsname, child_ws->netname);
     cmdlog->finish(exit_status);
     history->done(cmdlog);
-    Kes_md_history *parent_history = nullptr;
-    Kes_err *err = parent_ws ? parent_ws->get_md_history(&parent_history) : nullptr;
-    if (!err && parent_history) {
-      parent_history->argc = argc;
-      parent_history->argv = argv;
-      if (!(err = parent_history->start(0))) parent_history->done(cmdlog);
-    }
-    delete parent_history;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
+    fail_on(log_also_in(parent_ws));
   }
-  if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists()) {
-    Kes_autofr *autofr = nullptr;
-    Kes_err *err = child_ws->get_autofr(&autofr);
-    if (!err && autofr && autofr->after_br) err = autofreezepoint();
-    delete autofr;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
-  }
+  if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists())
+    fail_on(autofreezepoint_if(&Kes_autofr::after_br));
   if (!flags.blocked && !flags.preview) notification();
 }
 

@@ -193,11 +193,7 @@ Kes_err *Kes_putback::determine_workspaces() {
       }
       delete err;
     }
-    Kes_autofr *autofr = nullptr;
-    if ((err = parent_ws->get_autofr(&autofr))) return err;
-    int before = autofr && autofr->before_pb;
-    delete autofr;
-    if (before && (err = autofreezepoint())) return err;
+    if ((err = autofreezepoint_if(&Kes_autofr::before_pb))) return err;
   }
   return nullptr;
 }
@@ -342,14 +338,8 @@ void Kes_putback::command() {
   run_and_mail();
   if (exit_status == 4) exit_status = 0;
   if (exit_status == 0 && flags.blocked) exit_status = 2;
-  Kes_err *err;
-  if (blocks->to_chg || blocks->to_name_chg || blocks->to_new) {
-    if ((err = bringover(blocks->to_chg, blocks->to_name_chg, blocks->to_new))) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
-  }
+  if (blocks->to_chg || blocks->to_name_chg || blocks->to_new)
+    fail_on(bringover(blocks->to_chg, blocks->to_name_chg, blocks->to_new));
   if (exit_status != 0) save_comments();
   cleanup();
 
@@ -359,23 +349,9 @@ void Kes_putback::command() {
     cmdlog->set_rti(integration_request);
     cmdlog->finish(exit_status);
     history->done(cmdlog);
-    Kes_md_history *child_history = nullptr;
-    err = child_ws->get_md_history(&child_history);
-    if (!err) {
-      child_history->argc = argc;
-      child_history->argv = argv;
-      if (!(err = child_history->start(0))) child_history->done(cmdlog);
-    }
-    delete child_history;
-    Kes_autofr *autofr = nullptr;
-    if (!err && !(err = parent_ws->get_autofr(&autofr)) && autofr && autofr->after_pb)
-      err = autofreezepoint();
-    delete autofr;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
+    Kes_err *err = log_also_in(child_ws);
+    if (!err) err = autofreezepoint_if(&Kes_autofr::after_pb);
+    fail_on(err);
   }
   if (!flags.blocked && !flags.preview) notification();
 }

@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "transaction/kes_trans_state.h"
@@ -30,6 +31,7 @@ class Kes_md_nametable;
 class Kes_timing;
 class Kes_file;
 class Kes_ws_file;
+class Kes_autofr;
 
 // The flags, lowest bit first.
 struct Kes_trans_flags {
@@ -269,6 +271,12 @@ protected:
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
   [[nodiscard]] Kes_err *open_history();
+  // autofreezepoint when the to workspace's setting `when` asks for one.
+  [[nodiscard]] Kes_err *autofreezepoint_if(int Kes_autofr::*when);
+  // This run's record, started and done in the history log of ws as well.
+  [[nodiscard]] Kes_err *log_also_in(Kes_workspace *ws);
+  // An error at the end of a command: printed, and the status is 1.
+  void fail_on(Kes_err *err);
   void vprint_out(const char *fmt, va_list ap);
 };
 
@@ -304,5 +312,15 @@ void kes_trans_take_signals();
 void kes_trans_cleanup(int sig);
 // Run at every end of the process: warns about command locks left behind.
 void kes_trans_exit_step();
+
+// The main of a transaction program after kes_start_command: the object
+// stays alive to the end, since the exit step releases its locks.
+template <class T>
+[[noreturn]] void kes_run_transaction(int argc, char **argv) {
+  static T *running;
+  running = new T(argc, argv);
+  running->command();
+  exit(running->exit_status);
+}
 
 #endif
