@@ -88,36 +88,21 @@ void Kes_putback::usage() {
   exit(1);
 }
 
-Kes_err *Kes_putback::parse_args() {
-  const char *child_name = nullptr;
-  int c;
-  opterr = 0;  // an unknown option gets the usage text, not getopt's
-  optind = 1;
-  const std::string optstring = kes_opt_string(kOptions);
-  while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
-    Kes_err *err;
-    switch (c) {
-      case 'w': child_name = optarg; break;
-      case 'p':
-        delete parent_ws;
-        parent_ws = nullptr;
-        if ((err = parse_dashp_arg(optarg, &parent_ws))) return err;
-        break;
-      case 'b': run_bringover = 1; break;
-      case 'M':
-        if (!integration_request) integration_request = strdup(optarg);
-        break;
-      default:
-        if (!take_shared_option(c, &err)) usage();
-        if (err) return err;
-    }
+int Kes_putback::take_own_option(int c, Kes_err **err) {
+  *err = nullptr;
+  if (c == 'b') {
+    run_bringover = 1;
+  } else if (c == 'M') {
+    if (!integration_request) integration_request = strdup(optarg);
+  } else {
+    return 0;
   }
+  return 1;
+}
 
-  Kes_err *err = kes_determine_default_ws(child_name, &child_ws);
+Kes_err *Kes_putback::parse_args() {
+  Kes_err *err = parse_child_parent_args(kes_opt_string(kOptions).c_str());
   if (err) return err;
-  if (optind >= argc && flps->count == 0 && !include_file) parse_dasha_arg(child_ws);
-  first_file_arg = optind;
-
   if (run_bringover) {
     // A child named relative to here is named from here when the bringover runs.
     start_dir_fd = ::open(".", O_RDONLY | O_DIRECTORY);

@@ -267,6 +267,14 @@ protected:
   // The options bringover and putback share (-n -f -c -m -i -x -q -v -g -d
   // -B): 1 when c is one of them, with *err set if its argument was bad.
   int take_shared_option(int c, Kes_err **err);
+  // A command's options beyond those: 1 when c is one, with *err set if its
+  // argument was bad.
+  virtual int take_own_option(int c, Kes_err **err);
+  // The scan of bringover and putback with getopt's optstring: -w names the
+  // child, -p the parent, then the command's own options and the shared ones;
+  // anything else gets the usage text.  Then the child workspace, and without
+  // names the args file's list.
+  [[nodiscard]] Kes_err *parse_child_parent_args(const char *optstring);
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
