@@ -1,19 +1,8 @@
 // putback: puts the changes of a child workspace back into its parent.
-#include <cstdlib>
-
 #include "transaction/kes_putback.h"
 #include "util/kes_init.h"
-#include "util/kes_msg.h"
 
 int main(int argc, char **argv) {
-  umask_save();
-  kes_init(argv);
-  libbwm_init();
-  libutil_init();
-  if (kes_check_if_invoked_for_version(argc, argv, "6.02")) return 0;
-  // The object stays alive to the end: the exit step releases its locks.
-  static Kes_putback *putback;
-  putback = new Kes_putback(argc, argv);
-  putback->command();
-  exit(putback->exit_status);
+  if (kes_start_command(argc, argv)) return 0;
+  kes_run_transaction<Kes_putback>(argc, argv);
 }

@@ -232,15 +232,18 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   if (pfile_list && pfile_path && tmp_pfile_path && stat(tmp_pfile_path, &pst) == 0 &&
       S_ISREG(pst.st_mode)) {
     kes_crash_point();
-    rename(tmp_pfile_path, pfile_path);
+    if (rename(tmp_pfile_path, pfile_path) != 0) {
+      // The history is not replaced either: the old p-file stays with the old
+      // history, and the temporary history goes with this object.
+      Kes_err *err = open_write_failed(pfile_path, errno);
+      unlink(tmp_pfile_path);
+      return err;
+    }
   }
   // rename replaces the old file in one step: a process killed at any moment
   // leaves the old history or the new one, never none.
   kes_crash_point();
-  if (rename(tmp, target) != 0) {
-    return (new Kes_err)
-        ->format_msg(1017, errno, BWM_MSG(1001, "Open of \"%s\" for writing failed"), target);
-  }
+  if (rename(tmp, target) != 0) return open_write_failed(target, errno);
   free(tmp_sfile_path);
   tmp_sfile_path = nullptr;
   return nullptr;

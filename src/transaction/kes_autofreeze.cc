@@ -15,7 +15,16 @@
 #include "util/kes_list.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
+#include "workspace/kes_md_freezept_control.h"
 #include "workspace/kes_workspace.h"
+
+Kes_err *Kes_transaction::autofreezepoint_if(int Kes_autofr::*when) {
+  Kes_autofr *autofr = nullptr;
+  Kes_err *err = to_ws->get_autofr(&autofr);
+  int wanted = !err && autofr && autofr->*when;
+  delete autofr;
+  return wanted ? autofreezepoint() : err;
+}
 
 Kes_err *Kes_transaction::autofreezepoint() {
   char prog[1024];

@@ -63,35 +63,14 @@ void Kes_bringover::usage() {
 }
 
 Kes_err *Kes_bringover::parse_args() {
-  const char *child_name = nullptr;
-  int c;
-  opterr = 0;  // an unknown option gets the usage text, not getopt's
-  optind = 1;
-  const std::string optstring = kes_opt_string(kOptions);
-  while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
-    Kes_err *err;
-    switch (c) {
-      case 'w': child_name = optarg; break;
-      case 'p':
-        delete parent_ws;
-        parent_ws = nullptr;
-        if ((err = parse_dashp_arg(optarg, &parent_ws))) return err;
-        if (!parent_ws)
-          return (new Kes_err)->format_msg(
-              2041, 0, BWM_MSG(12004, "\"%s\" is not a workspace or a directory"), optarg);
-        break;
-      case 'C': flags.force_conflict = 1; break;
-      default:
-        if (!take_shared_option(c, &err)) usage();
-        if (err) return err;
-    }
-  }
+  return parse_child_parent_args(kes_opt_string(kOptions).c_str());
+}
 
-  Kes_err *err = kes_determine_default_ws(child_name, &child_ws);
-  if (err) return err;
-  if (optind >= argc && flps->count == 0 && !include_file) parse_dasha_arg(child_ws);
-  first_file_arg = optind;
-  return nullptr;
+int Kes_bringover::take_own_option(int c, Kes_err **err) {
+  *err = nullptr;
+  if (c != 'C') return 0;
+  flags.force_conflict = 1;
+  return 1;
 }
 
 // The parent named by -p must be a workspace; unlike the base form this does
@@ -203,14 +182,8 @@ Kes_err *Kes_bringover::determine_workspaces() {
     }
   }
 
-  if (!flags.preview) {
-    Kes_autofr *autofr = nullptr;
-    if ((err = child_ws->get_autofr(&autofr))) return err;
-    int before = autofr && autofr->before_br;
-    delete autofr;
-    // A failure is printed where it happens, and stops the command.
-    if (before && (err = autofreezepoint())) return err;
-  }
+  // A failure is printed where it happens, and stops the command.
+  if (!flags.preview) return autofreezepoint_if(&Kes_autofr::before_br);
   return nullptr;
 }
 
@@ -238,31 +211,10 @@ void Kes_bringover::command() {
                    parent_ws ? parent_ws->netname : nullptr, child_ws->wsname, child_ws->netname);
     cmdlog->finish(exit_status);
     history->done(cmdlog);
-    Kes_md_history *parent_history = nullptr;
-    Kes_err *err = parent_ws ? parent_ws->get_md_history(&parent_history) : nullptr;
-    if (!err && parent_history) {
-      parent_history->argc = argc;
-      parent_history->argv = argv;
-      if (!(err = parent_history->start(0))) parent_history->done(cmdlog);
-    }
-    delete parent_history;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
+    fail_on(log_also_in(parent_ws));
   }
-  if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists()) {
-    Kes_autofr *autofr = nullptr;
-    Kes_err *err = child_ws->get_autofr(&autofr);
-    if (!err && autofr && autofr->after_br) err = autofreezepoint();
-    delete autofr;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
-  }
+  if (!flags.preview && exit_status == 0 && child_ws && child_ws->exists())
+    fail_on(autofreezepoint_if(&Kes_autofr::after_br));
   if (!flags.blocked && !flags.preview) notification();
 }
 

@@ -12,6 +12,7 @@ public:
 
   void command() override;
   [[nodiscard]] Kes_err *parse_args() override;
+  int take_own_option(int c, Kes_err **err) override;
   [[nodiscard]] Kes_err *parse_dashp_arg(const char *path, Kes_workspace **ws) override;
   [[nodiscard]] Kes_err *determine_workspaces() override;
   int should_block() override;

@@ -88,36 +88,21 @@ void Kes_putback::usage() {
   exit(1);
 }
 
-Kes_err *Kes_putback::parse_args() {
-  const char *child_name = nullptr;
-  int c;
-  opterr = 0;  // an unknown option gets the usage text, not getopt's
-  optind = 1;
-  const std::string optstring = kes_opt_string(kOptions);
-  while ((c = getopt(argc, argv, optstring.c_str())) != -1) {
-    Kes_err *err;
-    switch (c) {
-      case 'w': child_name = optarg; break;
-      case 'p':
-        delete parent_ws;
-        parent_ws = nullptr;
-        if ((err = parse_dashp_arg(optarg, &parent_ws))) return err;
-        break;
-      case 'b': run_bringover = 1; break;
-      case 'M':
-        if (!integration_request) integration_request = strdup(optarg);
-        break;
-      default:
-        if (!take_shared_option(c, &err)) usage();
-        if (err) return err;
-    }
+int Kes_putback::take_own_option(int c, Kes_err **err) {
+  *err = nullptr;
+  if (c == 'b') {
+    run_bringover = 1;
+  } else if (c == 'M') {
+    if (!integration_request) integration_request = strdup(optarg);
+  } else {
+    return 0;
   }
+  return 1;
+}
 
-  Kes_err *err = kes_determine_default_ws(child_name, &child_ws);
+Kes_err *Kes_putback::parse_args() {
+  Kes_err *err = parse_child_parent_args(kes_opt_string(kOptions).c_str());
   if (err) return err;
-  if (optind >= argc && flps->count == 0 && !include_file) parse_dasha_arg(child_ws);
-  first_file_arg = optind;
-
   if (run_bringover) {
     // A child named relative to here is named from here when the bringover runs.
     start_dir_fd = ::open(".", O_RDONLY | O_DIRECTORY);
@@ -193,11 +178,7 @@ Kes_err *Kes_putback::determine_workspaces() {
       }
       delete err;
     }
-    Kes_autofr *autofr = nullptr;
-    if ((err = parent_ws->get_autofr(&autofr))) return err;
-    int before = autofr && autofr->before_pb;
-    delete autofr;
-    if (before && (err = autofreezepoint())) return err;
+    if ((err = autofreezepoint_if(&Kes_autofr::before_pb))) return err;
   }
   return nullptr;
 }
@@ -342,14 +323,8 @@ void Kes_putback::command() {
   run_and_mail();
   if (exit_status == 4) exit_status = 0;
   if (exit_status == 0 && flags.blocked) exit_status = 2;
-  Kes_err *err;
-  if (blocks->to_chg || blocks->to_name_chg || blocks->to_new) {
-    if ((err = bringover(blocks->to_chg, blocks->to_name_chg, blocks->to_new))) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
-  }
+  if (blocks->to_chg || blocks->to_name_chg || blocks->to_new)
+    fail_on(bringover(blocks->to_chg, blocks->to_name_chg, blocks->to_new));
   if (exit_status != 0) save_comments();
   cleanup();
 
@@ -359,23 +334,9 @@ void Kes_putback::command() {
     cmdlog->set_rti(integration_request);
     cmdlog->finish(exit_status);
     history->done(cmdlog);
-    Kes_md_history *child_history = nullptr;
-    err = child_ws->get_md_history(&child_history);
-    if (!err) {
-      child_history->argc = argc;
-      child_history->argv = argv;
-      if (!(err = child_history->start(0))) child_history->done(cmdlog);
-    }
-    delete child_history;
-    Kes_autofr *autofr = nullptr;
-    if (!err && !(err = parent_ws->get_autofr(&autofr)) && autofr && autofr->after_pb)
-      err = autofreezepoint();
-    delete autofr;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
+    Kes_err *err = log_also_in(child_ws);
+    if (!err) err = autofreezepoint_if(&Kes_autofr::after_pb);
+    fail_on(err);
   }
   if (!flags.blocked && !flags.preview) notification();
 }

@@ -21,6 +21,7 @@ public:
 
   void command() override;
   [[nodiscard]] Kes_err *parse_args() override;
+  int take_own_option(int c, Kes_err **err) override;
   [[nodiscard]] Kes_err *determine_workspaces() override;
   [[nodiscard]] Kes_err *get_comments() override;
   [[nodiscard]] Kes_err *execute_validation_program() override;

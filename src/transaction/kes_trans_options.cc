@@ -10,6 +10,7 @@
 #include "util/kes_list.h"
 #include "util/kes_msg.h"
 #include "util/kes_str.h"
+#include "workspace/kes_workspace.h"
 
 Kes_err *kes_read_comment_file(const char *path, Kes_strlist *comment) {
   FILE *f = fopen(path, "r");
@@ -23,6 +24,38 @@ Kes_err *kes_read_comment_file(const char *path, Kes_strlist *comment) {
     comment->add_new_copy(line);
   }
   fclose(f);
+  return nullptr;
+}
+
+int Kes_transaction::take_own_option(int, Kes_err **err) {
+  *err = nullptr;
+  return 0;
+}
+
+Kes_err *Kes_transaction::parse_child_parent_args(const char *optstring) {
+  const char *child_name = nullptr;
+  int c;
+  opterr = 0;  // an unknown option gets the usage text, not getopt's
+  optind = 1;
+  while ((c = getopt(argc, argv, optstring)) != -1) {
+    Kes_err *err = nullptr;
+    if (c == 'w') {
+      child_name = optarg;
+    } else if (c == 'p') {
+      delete parent_ws;
+      parent_ws = nullptr;
+      if (!(err = parse_dashp_arg(optarg, &parent_ws)) && !parent_ws)
+        err = (new Kes_err)->format_msg(
+            2041, 0, BWM_MSG(12004, "\"%s\" is not a workspace or a directory"), optarg);
+    } else if (!take_own_option(c, &err) && !take_shared_option(c, &err)) {
+      usage();
+    }
+    if (err) return err;
+  }
+  Kes_err *err = kes_determine_default_ws(child_name, &child_ws);
+  if (err) return err;
+  if (optind >= argc && flps->count == 0 && !include_file) parse_dasha_arg(child_ws);
+  first_file_arg = optind;
   return nullptr;
 }
 

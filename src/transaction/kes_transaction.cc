@@ -273,6 +273,25 @@ Kes_err *Kes_transaction::open_history() {
   return print_comment();
 }
 
+Kes_err *Kes_transaction::log_also_in(Kes_workspace *ws) {
+  Kes_md_history *other = nullptr;
+  Kes_err *err = ws ? ws->get_md_history(&other) : nullptr;
+  if (!err && other) {
+    other->argc = argc;
+    other->argv = argv;
+    if (!(err = other->start(0))) other->done(cmdlog);
+  }
+  delete other;
+  return err;
+}
+
+void Kes_transaction::fail_on(Kes_err *err) {
+  if (!err) return;
+  err->print();
+  delete err;
+  exit_status = 1;
+}
+
 Kes_err *Kes_transaction::propagate() {
   Kes_err *err;
 

@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "transaction/kes_trans_state.h"
@@ -30,6 +31,7 @@ class Kes_md_nametable;
 class Kes_timing;
 class Kes_file;
 class Kes_ws_file;
+class Kes_autofr;
 
 // The flags, lowest bit first.
 struct Kes_trans_flags {
@@ -265,10 +267,24 @@ protected:
   // The options bringover and putback share (-n -f -c -m -i -x -q -v -g -d
   // -B): 1 when c is one of them, with *err set if its argument was bad.
   int take_shared_option(int c, Kes_err **err);
+  // A command's options beyond those: 1 when c is one, with *err set if its
+  // argument was bad.
+  virtual int take_own_option(int c, Kes_err **err);
+  // The scan of bringover and putback with getopt's optstring: -w names the
+  // child, -p the parent, then the command's own options and the shared ones;
+  // anything else gets the usage text.  Then the child workspace, and without
+  // names the args file's list.
+  [[nodiscard]] Kes_err *parse_child_parent_args(const char *optstring);
   // transaction(), the exit status from its result and counters, and the mail.
   void run_and_mail();
   // Gets and begins the history log of the to workspace, with the comment.
   [[nodiscard]] Kes_err *open_history();
+  // autofreezepoint when the to workspace's setting `when` asks for one.
+  [[nodiscard]] Kes_err *autofreezepoint_if(int Kes_autofr::*when);
+  // This run's record, started and done in the history log of ws as well.
+  [[nodiscard]] Kes_err *log_also_in(Kes_workspace *ws);
+  // An error at the end of a command: printed, and the status is 1.
+  void fail_on(Kes_err *err);
   void vprint_out(const char *fmt, va_list ap);
 };
 
@@ -304,5 +320,15 @@ void kes_trans_take_signals();
 void kes_trans_cleanup(int sig);
 // Run at every end of the process: warns about command locks left behind.
 void kes_trans_exit_step();
+
+// The main of a transaction program after kes_start_command: the object
+// stays alive to the end, since the exit step releases its locks.
+template <class T>
+[[noreturn]] void kes_run_transaction(int argc, char **argv) {
+  static T *running;
+  running = new T(argc, argv);
+  running->command();
+  exit(running->exit_status);
+}
 
 #endif

@@ -103,12 +103,7 @@ Kes_err *Kes_undo::determine_workspaces() {
     return nullptr;
   }
   if ((err = kes_check_access("undo", to_ws))) return err;
-  Kes_autofr *autofr = nullptr;
-  if ((err = to_ws->get_autofr(&autofr))) return err;
-  int before = autofr && autofr->before_undo;
-  delete autofr;
-  if (before && (err = autofreezepoint())) return err;
-  return nullptr;
+  return autofreezepoint_if(&Kes_autofr::before_undo);
 }
 
 // Nobody reads the backup area while an undo runs; the workspace itself is
@@ -216,29 +211,14 @@ void Kes_undo::print_child_ws() { printf(BWM_MSG(13003, "Workspace: %s\n"), name
 // taken back was, and a second undo tries the rest again.
 void Kes_undo::command() {
   Kes_err *err = transaction();
-  if (err) {
-    err->print();
-    delete err;
-    exit_status = 1;
-  } else {
-    exit_status = 0;
-  }
+  exit_status = 0;
+  fail_on(err);
   Kes_err_owner(send_mail()).report();
   if (!flags.preview && to_ws && cmdlog && history) {
     cmdlog->finish(exit_status);
     history->done(cmdlog);
   }
-  if (!flags.preview && exit_status == 0) {
-    Kes_autofr *autofr = nullptr;
-    err = to_ws->get_autofr(&autofr);
-    if (!err && autofr && autofr->after_undo) err = autofreezepoint();
-    delete autofr;
-    if (err) {
-      err->print();
-      delete err;
-      exit_status = 1;
-    }
-  }
+  if (!flags.preview && exit_status == 0) fail_on(autofreezepoint_if(&Kes_autofr::after_undo));
   if (!flags.blocked && !flags.preview) notification();
 }
 

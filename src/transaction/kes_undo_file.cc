@@ -195,8 +195,9 @@ Kes_err *Kes_md_file::undo_restore(Kes_transaction *t) {
     return nullptr;
   }
   char path[1024], saved[1024];
-  Kes_err *err = unlink_file(to->get_rel_clrname(path));
-  if (!err) err = kes_copy_file(path, from->get_abs_clrname(saved));
+  // Renamed over the file, not unlinked first: a copy that fails leaves the
+  // file the workspace had.
+  Kes_err *err = kes_copy_file_over(to->get_rel_clrname(path), from->get_abs_clrname(saved));
   if (!err) t->counts.restores++;
   return err;
 }

@@ -58,3 +58,11 @@ void kes_i18n_path_init() {
   putenv(keep);
   setlocale(LC_ALL, "");
 }
+
+int kes_start_command(int argc, char **argv) {
+  umask_save();
+  kes_init(argv);
+  libbwm_init();
+  libutil_init();
+  return kes_check_if_invoked_for_version(argc, argv, "6.02");
+}

@@ -22,4 +22,8 @@ void kes_i18n_path_init();
 // 1 (after printing "argv[0]: version") if any argument begins with "-V".
 int kes_check_if_invoked_for_version(int argc, char **argv, const char *version);
 
+// The whole start-up of a command-line program, as above; 1 when it was asked
+// only for its version, which it has printed.
+int kes_start_command(int argc, char **argv);
+
 #endif

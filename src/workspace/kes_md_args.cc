@@ -43,17 +43,11 @@ Kes_err *Kes_md_args::rewrite(Kes_strlist *list1, Kes_strlist *list2) {
   return err.release();
 }
 
-Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
-  char md[1024];
-  if (Kes_err *e = area->get_full_metadata_dir(md)) return e;
+Kes_err *kes_copy_file_over(const char *to, const char *from) {
   char dir[1024], base[1024];
-  kes_parse_filename(relname, dir, base);
+  kes_parse_filename(to, dir, base);
   char tmpl[4096];
-  if (strcmp(dir, ".") == 0)
-    snprintf(tmpl, sizeof tmpl, "%s/%s/T.%s.XXXXXX", md, "backup/files", base);
-  else
-    snprintf(tmpl, sizeof tmpl, "%s/%s/%s/T.%s.XXXXXX", md, "backup/files", dir, base);
-  if (Kes_err *e = kes_create_file_dirs(tmpl)) return e;
+  snprintf(tmpl, sizeof tmpl, "%s/T.%s.XXXXXX", dir, base);
   // mkstemp rather than a bare name test: the name is taken at once.
   char given[4096];
   strcpy(given, tmpl);  // mkstemp may change it even when it fails
@@ -64,14 +58,7 @@ Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
         given);
   close(fd);
   unlink(tmpl);
-  char from[4096];
-  if (relname[0] == '/')
-    snprintf(from, sizeof from, "%s", relname);
-  else
-    snprintf(from, sizeof from, "%s/%s", area->get_absname(), relname);
   if (Kes_err *e = kes_copy_file(tmpl, from)) return e;
-  char to[4096];
-  snprintf(to, sizeof to, "%s/%s/%s", md, "backup/files", relname);
   kes_crash_point();
   if (rename(tmpl, to) != 0) {
     Kes_err *e = (new Kes_err)->format_msg(
@@ -80,4 +67,18 @@ Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
     return e;
   }
   return nullptr;
+}
+
+Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
+  char md[1024];
+  if (Kes_err *e = area->get_full_metadata_dir(md)) return e;
+  char to[4096];
+  snprintf(to, sizeof to, "%s/%s/%s", md, "backup/files", relname);
+  if (Kes_err *e = kes_create_file_dirs(to)) return e;
+  char from[4096];
+  if (relname[0] == '/')
+    snprintf(from, sizeof from, "%s", relname);
+  else
+    snprintf(from, sizeof from, "%s/%s", area->get_absname(), relname);
+  return kes_copy_file_over(to, from);
 }

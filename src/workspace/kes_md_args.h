@@ -19,6 +19,10 @@ public:
   [[nodiscard]] Kes_err *determine_undo_state(Kes_undo *undo);
 };
 
+// Copies from to a temporary name beside to and renames it over to, so that
+// to is whole afterwards, or as it was before: never partly written or gone.
+[[nodiscard]] Kes_err *kes_copy_file_over(const char *to, const char *from);
+
 // Copies relname, a path relative to area's root, to the same relative path
 // under area's Brindle_wsdata/backup/files, by a temporary name and a rename,
 // so the copy there is whole or absent.

@@ -2,7 +2,8 @@
 # A child whose settings ask for freezepoints gets one from the freezept
 # command before and after a bringover, each in its own file named by the
 # time, with the bringover's comment; without the command the bringover
-# stops before it starts.
+# stops before it starts.  putback and ws_undo take theirs in the workspace
+# they change.
 . "$TEST_LIB"
 e2e_start
 make_ws parent
@@ -63,6 +64,22 @@ run env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
 expect_exit 1
 expect_contains "the transaction ran" "Examined files: 1" "$OUT"
 expect_contains "the failure" "exited with status 3  (Error 2012)" "$ERR"
+EOF
+
+test_case 'putback and ws_undo take theirs in the workspace they change, before and after' <<'EOF'
+printf '#!/bin/sh\necho "$3" >>"$(dirname "$0")/took"; : >"$5"\n' >tools/freezept
+printf 'VERSION 2\nbefore_putback yes\nafter_putback yes\nbefore_undo yes\nafter_undo yes\n' \
+  >parent/Brindle_wsdata/freezept_control
+sccs_edit child a.c 'a: child' 'child edits a'
+while IFS='|' read -r cmd; do
+  : >tools/took
+  run env PATH="$T/tools:$PATH" $cmd
+  expect_exit 0 "$cmd"
+  expect_eq "$cmd: in the parent, before and after" "$T/parent"$'\n'"$T/parent" "$(cat tools/took)"
+done <<ROWS
+putback -w $T/child -c back a.c
+ws_undo -w $T/parent
+ROWS
 EOF
 
 test_done

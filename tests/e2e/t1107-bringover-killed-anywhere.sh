@@ -5,7 +5,7 @@
 # version of the parent's files in the child, the child's own edit kept, and
 # the same name table as the uninterrupted run.  The parent changes FILES
 # files of each kind (edits, new files, renames); CI runs FILES=2, and
-# `FILES=10 ctest -R t1107 -V` sweeps well over a hundred points.
+# `bash bench/bringover_kill_sweep.sh 10` sweeps well over a hundred points.
 . "$TEST_LIB"
 e2e_start
 FILES=${FILES:-2}

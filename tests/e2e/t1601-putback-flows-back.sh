@@ -3,7 +3,8 @@
 # every version and is recorded in both workspaces; a parent that changed
 # blocks it with the bringover it needs, which -b runs (3, or 4 when it left
 # conflicts); a validation program that says no refuses it and the comment
-# is kept for the next try.
+# is kept for the next try; its integration request is asked for only on a
+# terminal.
 . "$TEST_LIB"
 e2e_start
 
@@ -99,7 +100,16 @@ echo 0 >"$T/approve.answer"
 run putback -w "$T/child" -c 'approved' src/a.c </dev/null
 expect_exit 0
 expect_eq "no request from a script: an empty word" "" "$(cut -d'|' -f4 "$T/approve.args")"
+case "$OUT$ERR" in *'Integration Request ID?'*) fail "asked without a terminal" ;; esac
 sccs_holds "a approved" child src/a.c parent src/a.c
+# On a terminal it is asked for; the answer reaches the program and the log.
+sccs_edit child src/a.c 'a: asked' 'asked on a terminal'
+run sh -c "printf 'MR-42\n' | script -qec \"putback -w '$T/child' -c asked src/a.c\" /dev/null"
+expect_exit 0 "on a terminal"
+expect_contains "the prompt" "Integration Request ID? " "$OUT"
+expect_eq "the program's request" "MR-42" "$(cut -d'|' -f4 "$T/approve.args")"
+expect_eq "the one request in the log" "RTI MR-42" "$(grep '^RTI ' parent/Brindle_wsdata/history)"
+sccs_holds "a asked" child src/a.c parent src/a.c
 EOF
 
 test_case 'bad workspaces are refused with their codes, and change nothing' <<'EOF'

@@ -2,8 +2,9 @@
 # ws_undo takes the last transaction back from the backup area it left: the
 # histories come back byte for byte, created files go, conflicts leave the
 # conflicts file, renames move back; a second undo does the same work again;
-# one file can be taken back alone; after -B there is nothing to undo; and a
-# backup directory that can't be removed is put aside with a warning.
+# one file can be taken back alone; after -B there is nothing to undo; a
+# backup directory that can't be removed is put aside with a warning, and one
+# that can neither go nor be put aside stops the next transaction.
 . "$TEST_LIB"
 e2e_start
 
@@ -105,9 +106,26 @@ expect_contains "the warning" "Could not remove backup directory
 so it was renamed to
 \"$backup.1\"" "$OUT"
 expect_contains "with its code" "(Warning 2601)" "$OUT"
+expect_exit 4 "the status of a run that merged b with the child's edit: the warning adds nothing"
 expect_file "$backup.1/files/src/SCCS/s.a.c"
 expect_file "$backup/files/src/SCCS/s.b.c"
-chmod u+w "$backup.1/files/src/SCCS"
+# Ten names put aside already and one more that can't go: nothing moves.
+for i in 2 3 4 5 6 7 8 9 10; do as_user mkdir -p "$backup.$i/kept"; done
+chmod a-w "$backup/files/src/SCCS"
+sccs_edit parent src/a.c 'a: not to arrive' 'parent edits a again'
+chown -R --reference="$T/child" "$T/parent"
+before=$(state child)
+run as_user bringover -w "$T/child" src/a.c
+expect_exit 1 "a backup that can't be cleared"
+expect_contains "the error" "bringover: Could not remove or rename backup directory
+\"$backup\"  (Error 2080)" "$ERR"
+expect_eq "the child untouched" "$before" "$(state child)"
+expect_file "$backup/files/src/SCCS/s.b.c"
+expect_no_file "$backup.11"
+chmod u+w "$backup.1/files/src/SCCS" "$backup/files/src/SCCS"
+run as_user bringover -w "$T/child" src/a.c
+expect_exit 0 "the run after, with the lock gone"
+expect_eq "a arrives" "a: not to arrive" "$(sccs_text child src/a.c)"
 EOF
 
 test_done

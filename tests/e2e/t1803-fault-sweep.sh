@@ -18,9 +18,9 @@ grep -q '^BRINDLE_FAULT_INJECTION:BOOL=ON' "$BRINDLE_BIN/../CMakeCache.txt" 2>/d
   { echo "SKIP: built without BRINDLE_FAULT_INJECTION"; exit 77; }
 
 # The template: a parent, and a child that had a bringover; then the parent
-# changes some files and gets a new one, the child changes others and gets a
-# new one.  It is made where every run happens, so the recorded parent and
-# child name the run's own workspaces.
+# changes some files and gets a new one and a new directory, the child changes
+# others and gets a new one.  It is made where every run happens, so the
+# recorded parent and child name the run's own workspaces.
 W=$T/w
 make_ws w/parent
 for ((f = 1; f <= FILES; f++)); do sccs_new w/parent "src/d$((f % 3))/f$f.c" "file $f"; done
@@ -30,31 +30,38 @@ for ((f = 1; f <= FILES; f++)); do
     sccs_edit w/child "src/d$((f % 3))/f$f.c" "child $f" c; fi
 done
 sccs_new w/parent src/new.c 'new in the parent'
+sccs_new w/parent doc/readme 'a directory the child has not asked for'
 sccs_new w/child src/mine.c 'new in the child'
 mv "$W" "$T/tpl"
 fresh_copy() { rm -rf "$W" && cp -a "$T/tpl.row" "$W"; }
 
-# what | the clean run that brings the template to the start | the command
+# what | the clean run that brings the template to the start | the command |
+# its status.  The merge into an edited checkout rewrites the p-file; the
+# bringover that adds doc to the child's args file leaves the old one for the
+# undo to restore.
 ROWS=(
-  'a bringover that makes a child||bringover -p "$W/parent" -w "$W/fresh" src'
-  'a bringover that updates, creates and keeps the child'"'"'s changes||bringover -w "$W/child" src'
-  'a putback|bringover -w "$W/child" src|putback -w "$W/child" -c "the child'"'"'s work" src'
-  'an undo of a bringover|bringover -w "$W/child" src|ws_undo -w "$W/child"'
+  'a bringover that makes a child||bringover -p "$W/parent" -w "$W/fresh" src|0'
+  'a bringover that updates, creates, keeps the child'"'"'s changes and merges into an edited checkout|(cd "$W/child/src/d1" && get -e SCCS/s.f1.c && echo more >>f1.c)|bringover -w "$W/child" src|4'
+  'a putback|bringover -w "$W/child" src|putback -w "$W/child" -c "the child'"'"'s work" src|0'
+  'an undo of a bringover|bringover -w "$W/child" src doc|ws_undo -w "$W/child"|0'
 )
 
-# What a run leaves that matters: each history by SID list and text, and the
-# command locks, in every workspace; val on every history.  The backup area is
-# left out of the comparison: it holds what the last run changed, so after a
-# run that failed half way the run after saves less.
+# What a run leaves that matters: each history by SID list and text, its
+# p-file, the args file and the command locks, in every workspace; val on
+# every history.  The backup area is left out of the comparison: it holds what
+# the last run changed, so after a run that failed half way the run after
+# saves less.
 state() {
-  local ws s
+  local ws s p
   for ws in parent child fresh; do
     [ -d "$W/$ws" ] || continue
     (cd "$W/$ws" && find . -path ./Brindle_wsdata -prune -o -path '*/SCCS/s.*' -print | sort) |
       while read -r s; do
-        s=${s#./} && s=${s/SCCS\/s./}
+        p=$W/$ws/${s/SCCS\/s./SCCS\/p.} s=${s#./} && s=${s/SCCS\/s./}
         printf '%s %s: %s| %s\n' "$ws" "$s" "$(sccs_sids "$W/$ws" "$s")" "$(sccs_text "$W/$ws" "$s" | md5sum)"
+        [ ! -f "$p" ] || printf '%s %s p-file: %s\n' "$ws" "$s" "$(tr '\n' ' ' <"$p")"
       done
+    md_lines "$W/$ws/Brindle_wsdata/args" 2>/dev/null | sed "s/^/$ws args: /"
     md_lines "$W/$ws/Brindle_wsdata/locks" 2>/dev/null | sed "s/^/$ws lock: /"
   done
 }
@@ -116,7 +123,7 @@ sweep_row() {
     mv "$W" "$T/tpl.row" || { fail "the start of the row"; return; }
   fresh_copy && start=$(state) && eval "run $cmd"
   ref_status=$STATUS ref=$(state)
-  [ "$ref_status" = 0 ] || { fail "the clean run: $ERR"; return; }
+  [ "$ref_status" = "$status" ] || { fail "the clean run: $STATUS: $ERR"; return; }
   fresh_copy && BRINDLE_FAULT_LOG=$T/log eval "run $cmd"
   calls=$(cat "$T/log") && rm -f "$T/log"
   for op in open write rename fsync; do
@@ -138,7 +145,10 @@ sweep_row() {
         locks_left
         if [ "$failed" = 1 ]; then between; else expect_eq "$at: a success is the clean run's" "$ref" "$(state)"; fi
         eval "run $cmd"
-        expect_exit "$ref_status" "$at: the run after"
+        # A conflict the failed run recorded is not made again: the file is
+        # left as unresolved.
+        [ "$STATUS" = 0 ] && [ "$ref_status" = 4 ] && [[ $OUT$ERR == *"(Warning 2626)"* ]] ||
+          expect_exit "$ref_status" "$at: the run after"
         expect_eq "$at: after the run after" "$ref" "$(state)"
         all_sound
       done
@@ -147,7 +157,7 @@ sweep_row() {
 }
 
 for row in "${ROWS[@]}"; do
-  IFS='|' read -r what prep cmd <<<"$row"
+  IFS='|' read -r what prep cmd status <<<"$row"
   test_case "faults in $what" <<'EOF'
 before=$POINTS
 sweep_row
