@@ -115,20 +115,17 @@ TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   EXPECT_EQ(pfile_text(sdir), "");
   EXPECT_EQ(mode_of(clear) & 0222, 0u);  // the fresh clear file is read-only
   EXPECT_EQ(read_file(clear), "one\ntwo\nthree\n");
-  EXPECT_EQ(val(spath), 0);
-}
 
-TEST_F(CmdSfile, CheckInWithSidAndFlags) {
-  make_history("one\n");
-  SCCS_sfile f(spath.c_str());
+  // Again, naming the pending SID and with a flag of delta's.
   delete f.check_out(nullptr, nullptr);
-  write_file(clear, "uno\n");
-  Cmd *c = f.check_in("1.2", "with sid", "-s");
+  write_file(clear, "four\n");
+  c = f.check_in("1.3", "with sid", "-s");
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs delget -s -r1.2 -y'with sid' f.c < /dev/null\n");
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs delget -s -r1.3 -y'with sid' f.c < /dev/null\n");
   delete c;
-  EXPECT_EQ(live_sids(spath), (std::vector<std::string>{"1.2", "1.1"}));
-  EXPECT_EQ(comment(spath, "1.2"), "with sid\n");
+  EXPECT_EQ(live_sids(spath), (std::vector<std::string>{"1.3", "1.2", "1.1"}));
+  EXPECT_EQ(comment(spath, "1.3"), "with sid\n");
+  EXPECT_EQ(val(spath), 0);
 }
 
 TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
@@ -145,25 +142,9 @@ TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
   EXPECT_EQ(pfile_text(sdir).substr(0, 12), "1.1 1.1.1.1 ");
 }
 
-TEST_F(CmdSfile, UncheckoutOfTheOnlyEditRestoresTheClearFile) {
-  make_history("one\n");
-  SCCS_sfile f(spath.c_str());
-  delete f.check_out(nullptr, nullptr);
-  write_file(clear, "changed\n");
-  {
-    SCCS_sfile g(spath.c_str());  // a fresh object reads the p-file
-    Cmd *c = g.uncheckout("1.2");  // one entry: the SID plays no part
-    EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-    EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
-    delete c;
-  }
-  EXPECT_EQ(pfile_text(sdir), "");
-  EXPECT_EQ(read_file(clear), "one\n");
-  EXPECT_EQ(mode_of(clear) & 0222, 0u);
-}
-
-// Of two edits, one SID ungets that edit; without a SID both are dropped.
-TEST_F(CmdSfile, UncheckoutOfTwoEdits) {
+// One edit: the clear file comes back, whatever SID is named.  Of two edits,
+// one SID ungets that edit; without a SID both are dropped.
+TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
   make_two_edits();
   SCCS_sfile f(spath.c_str());
   Cmd *c = f.uncheckout("1.1.1.1");
@@ -174,7 +155,20 @@ TEST_F(CmdSfile, UncheckoutOfTwoEdits) {
   EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
   EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
 
-  ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  write_file(clear, "changed\n");
+  {
+    SCCS_sfile g(spath.c_str());  // a fresh object reads the p-file
+    c = g.uncheckout("1.7");  // one entry: the SID plays no part
+    EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+    EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
+    delete c;
+  }
+  EXPECT_EQ(pfile_text(sdir), "");
+  EXPECT_EQ(read_file(clear), "one\n");
+  EXPECT_EQ(mode_of(clear) & 0222, 0u);
+
+  ASSERT_EQ(sh(cssc("get") + " -s -e -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g4")) + " s.f.c", sdir).status, 0);
   SCCS_sfile g(spath.c_str());
   c = g.uncheckout(nullptr);
   EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
@@ -227,22 +221,6 @@ TEST_F(CmdSfile, CheckDifferentComparesWithTheHistory) {
   c = f.check_different(1);
   EXPECT_EQ(exit_code(c->ret_stat), 1);
   EXPECT_NE(str(c->results).find("> changed"), std::string::npos) << str(c->results);
-  delete c;
-}
-
-TEST_F(CmdSfile, CheckSfileRunsVal) {
-  make_history("one\n");
-  SCCS_sfile f(spath.c_str());
-  Cmd *c = f.check_sfile();
-  EXPECT_EQ(c->ret_stat, 0);
-  EXPECT_EQ(str(c->cmd), cd_part() + "val SCCS/s.f.c\n");
-  delete c;
-  // A damaged checksum is what val is for.
-  std::string text = read_file(spath);
-  text[2] = text[2] == '9' ? '8' : '9';
-  write_file(spath, text);
-  c = f.check_sfile();
-  EXPECT_NE(exit_code(c->ret_stat), 0);
   delete c;
 }
 
@@ -421,17 +399,6 @@ TEST_F(CmdSfile, FlagsSetAndUnset) {
   delete c;
 }
 
-TEST_F(CmdSfile, FileHistoryRunsAnyCommandOnTheHistory) {
-  make_history("one\n", "two\n");
-  SCCS_sfile f(spath.c_str());
-  Kes_sfile *k = &f;
-  Cmd *c = k->file_history("prs -e -d:I:");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->results), "1.2\n1.1\n");
-  EXPECT_EQ(str(c->cmd), cd_part() + "prs -e -d:I: SCCS/s.f.c\n");
-  delete c;
-}
-
 TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
   make_history("one\n");
   // A history file beside its clear file, named from another directory.
@@ -460,45 +427,27 @@ TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
   delete c3;
 }
 
-TEST(CmdUserLocks, NoDoubles) {
-  SCCS_locks l;
-  l.add_user_lock("alice");
-  l.add_user_lock("bob\n");
-  l.add_user_lock("alice\n");
-  l.add_user_lock("alice");
-  l.add_user_lock("");
-  l.add_user_lock(nullptr);
-  l.add_user_lock("al");  // not the same as alice
-  std::string all;
-  for (Kes_listelem *e = l.locks->head.next; e != &l.locks->head; e = e->next)
-    all += static_cast<char *>(e->data);
-  EXPECT_EQ(all, "alice\nbob\nal\n");
-  l.locks->add_new_copy(const_cast<char *>("bob\n"));  // a double from elsewhere
-  l.remove_user_lock("bob");
-  l.remove_user_lock("nobody");
-  all.clear();
-  for (Kes_listelem *e = l.locks->head.next; e != &l.locks->head; e = e->next)
-    all += static_cast<char *>(e->data);
-  EXPECT_EQ(all, "alice\nal\n");
-  EXPECT_EQ(l.locks->count, 2);
-}
-
-TEST(CmdUserLocks, OnTheListReadFromAHistory) {
+// The user list read from a history: no doubles, whole names only, and a
+// removal takes every copy.
+TEST(CmdUserLocks, NoDoublesOnTheListReadFromAHistory) {
   Temp_dir tmp;
   kes_set_path();
   new_history(tmp.path(), "u.c", "x\n", "-acarol -adave");
   SCCS_sfile f(tmp.file("s.u.c").c_str());
   ASSERT_EQ(f.buildtree(0, 0, 0), nullptr);
   ASSERT_NE(f.locks, nullptr);
-  EXPECT_EQ(f.locks->locks->count, 2);
-  f.locks->add_user_lock("dave");
-  EXPECT_EQ(f.locks->locks->count, 2);
-  f.locks->add_user_lock("erin");
-  f.locks->remove_user_lock("carol");
+  Kes_sc_locks &l = *f.locks;
+  for (const char *u : {"dave", "dave\n", "erin", "", static_cast<const char *>(nullptr), "da"})
+    l.add_user_lock(u);
+  l.locks->add_new_copy(const_cast<char *>("erin\n"));  // a double from elsewhere
+  l.remove_user_lock("carol");
+  l.remove_user_lock("erin");
+  l.remove_user_lock("nobody");
   std::string all;
-  for (Kes_listelem *e = f.locks->locks->head.next; e != &f.locks->locks->head; e = e->next)
+  for (Kes_listelem *e = l.locks->head.next; e != &l.locks->head; e = e->next)
     all += static_cast<char *>(e->data);
-  EXPECT_EQ(all, "dave\nerin\n");
+  EXPECT_EQ(all, "dave\nda\n");
+  EXPECT_EQ(l.locks->count, 2);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 
@@ -26,33 +27,33 @@ std::string str(const char *s) { return s ? s : "<null>"; }
 // The exit status that a pclose status stands for.
 int exit_code(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
 
+// What ran, its output, its errors and its status, for each constructor.  The
+// texts are the object's own copies: the caller's buffer changes afterwards.
 TEST(CmdExecute, KeepsOutputStatusAndTheTextThatRan) {
-  Cmd c("sh", "-c", "'echo out; echo err >&2; exit 3'");
-  EXPECT_EQ(exit_code(c.execute(nullptr)), 3);
-  EXPECT_EQ(exit_code(c.ret_stat), 3);
-  EXPECT_EQ(str(c.results), "out\n");
-  EXPECT_EQ(str(c.errors), "err\n");
-  // From here on cmd alone is what a message quotes.
-  EXPECT_EQ(str(c.cmd), "sh -c 'echo out; echo err >&2; exit 3'\n");
-  EXPECT_EQ(c.subcmd, nullptr);
-  EXPECT_EQ(c.args, nullptr);
-}
-
-TEST(CmdExecute, ConstructorsCopyTheirTextsAndSkipNulls) {
-  char text[] = "echo";
-  Cmd one(text);
-  text[0] = 'X';  // the object has its own copy
-  EXPECT_EQ(one.execute(nullptr), 0);
-  EXPECT_EQ(str(one.cmd), "echo\n");
-  EXPECT_EQ(str(one.results), "\n");
-  Cmd two("printf", "'%s|'");
-  EXPECT_EQ(two.execute(nullptr), 0);
-  EXPECT_EQ(str(two.results), "|");
-  EXPECT_EQ(str(two.cmd), "printf '%s|'\n");
-  Cmd three(nullptr, "true", nullptr);
-  EXPECT_EQ(three.execute(nullptr), 0);
-  EXPECT_EQ(str(three.results), "");
-  EXPECT_EQ(three.errors, nullptr);  // nothing on standard error
+  char echo[] = "echo";
+  struct {
+    std::unique_ptr<Cmd> c;
+    int status;
+    const char *cmd, *out, *err;
+  } cases[] = {
+      {std::make_unique<Cmd>("sh", "-c", "'echo out; echo err >&2; exit 3'"), 3,
+       "sh -c 'echo out; echo err >&2; exit 3'\n", "out\n", "err\n"},
+      {std::make_unique<Cmd>(echo), 0, "echo\n", "\n", nullptr},
+      {std::make_unique<Cmd>("printf", "'%s|'"), 0, "printf '%s|'\n", "|", nullptr},
+      {std::make_unique<Cmd>(nullptr, "true", nullptr), 0, "true\n", "", nullptr},
+  };
+  echo[0] = 'X';
+  for (auto &c : cases) {
+    SCOPED_TRACE(c.cmd);
+    EXPECT_EQ(exit_code(c.c->execute(nullptr)), c.status);
+    EXPECT_EQ(exit_code(c.c->ret_stat), c.status);
+    EXPECT_EQ(str(c.c->results), c.out);
+    EXPECT_EQ(str(c.c->errors), str(c.err));  // null when nothing came
+    // From here on cmd alone is what a message quotes.
+    EXPECT_EQ(str(c.c->cmd), c.cmd);
+    EXPECT_EQ(c.c->subcmd, nullptr);
+    EXPECT_EQ(c.c->args, nullptr);
+  }
 }
 
 TEST(CmdExecute, RunsInADirectoryWhoseNameNeedsQuoting) {
