@@ -288,20 +288,6 @@ TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
   EXPECT_STREQ(d3->date, "99/12/31 23:59:59");  // the text stays
 }
 
-TEST(SfileRead, SerialGapsLeaveUnusedSlots) {
-  // A real history whose table skips serials 6 and 7.
-  std::string s = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44/bin/df/SCCS/s.Makefile";
-  auto f = read_full(s, 0, 0);
-  std::vector<Table_row> rows = table_rows(s);
-  EXPECT_EQ(f->tree->node_count, (int)rows.size());
-  EXPECT_LT(f->tree->node_count, f->tree->size);
-  EXPECT_EQ(f->tree->ith_node(6)->serial, 0);
-  EXPECT_EQ(f->tree->ith_node(7)->serial, 0);
-  EXPECT_EQ(f->tree->ith_node(6)->parent, nullptr);
-  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
-  expect_matches_prs(f.get(), s);
-}
-
 // Files the reader takes although they are odd: descriptive text cut at a line
 // with 'T' as its second byte, unknown flag letters, a wrong checksum (which
 // CSSC notices and the reader leaves to others).
