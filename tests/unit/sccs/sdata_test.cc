@@ -17,7 +17,6 @@
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
 #include "util/kes_list.h"
-#include "util/kes_timing.h"
 
 using namespace sccs_test;
 using namespace support;
@@ -362,21 +361,6 @@ TEST(SdataSmid, HashesStatsDateUserAndCommentsAsCsscReportsThem) {
     EXPECT_TRUE(kes_smid_equal(&expect, got)) << sid << "\n" << text;
     delete got;
   }
-}
-
-TEST(SdataSmid, EveryComputationIsTimedWhenATimerIsSet) {
-  Temp_dir d;
-  new_history(d.path(), "f", "one\n");
-  SCCS_sfile f(d.file("s.f").c_str());
-  ASSERT_EQ(nullptr, f.buildtree(0, 0, 1));
-  Kes_timing timer("smid");
-  kes_time_smid = &timer;
-  delete kes_smid_from_delta(f.root_delta());
-  delete kes_smid_from_delta(f.root_delta());
-  kes_time_smid = nullptr;
-  delete kes_smid_from_delta(f.root_delta());
-  EXPECT_EQ(2, timer.count);
-  EXPECT_EQ(0, timer.flags & Kes_timing::RUNNING);
 }
 
 TEST(SdataSmid, RenumberedRootKeepsItsSmid) {

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <pwd.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -15,15 +14,6 @@
 #include "support/scratch.h"
 
 using namespace support;
-
-TEST(Host, HostnameIsTheNodeName) {
-  struct utsname u;
-  ASSERT_EQ(uname(&u), 0);
-  const char *name = kes_hostname();
-  ASSERT_NE(name, nullptr);
-  EXPECT_STREQ(name, u.nodename);
-  EXPECT_EQ(kes_hostname(), name);  // kept, not looked up again
-}
 
 TEST(Host, UserFromPasswordDatabase) {
   struct passwd *pw = getpwuid(getuid());
