@@ -459,22 +459,6 @@ TEST_F(CmdSfile, ExtractionNamesAreTheCallersAndReplaceWhatIsThere) {
   EXPECT_TRUE(S_ISREG(st.st_mode));
 }
 
-TEST_F(CmdSfile, ThePendingNewSidGivesTheOldVersion) {
-  make_history("one\n", "two\n");
-  {
-    SCCS_sfile f(spath.c_str());
-    delete f.check_out(nullptr, nullptr);
-  }
-  write_file(clear, "three, not yet a delta\n");
-  SCCS_sfile f(spath.c_str());
-  std::string out = temp_dir_file("pending");
-  Cmd *c = f.get_clear_file_cmd("1.3", 3, out.c_str());
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_NE(str(c->cmd).find(" -r1.2 "), std::string::npos) << str(c->cmd);
-  delete c;
-  EXPECT_EQ(read_file(out), "two\n");
-}
-
 TEST_F(CmdSfile, PutUnderScMakesTheHistoryAndDropsTheBackup) {
   std::string name = ws + "/new file.c";
   write_file(name, "first\n");
@@ -523,7 +507,7 @@ TEST_F(CmdSfile, DiffOfTwoDeltas) {
   delete c;
 }
 
-TEST_F(CmdSfile, DiffAgainstTheFileBeingEdited) {
+TEST_F(CmdSfile, ThePendingSidOfTheFileBeingEdited) {
   make_history("one\ntwo\n", "ONE\ntwo\n");
   {
     SCCS_sfile f(spath.c_str());
@@ -531,8 +515,15 @@ TEST_F(CmdSfile, DiffAgainstTheFileBeingEdited) {
   }
   write_file(clear, "ONE\nTWO\n");
   SCCS_sfile f(spath.c_str());
-  // 1.3 is the edit: the clear file stands for it, on either side.
-  Cmd *c = f.diff_two_deltas("1.2", "1.3", 0);
+  // Extracted, the pending SID 1.3 gives the version it was checked out from.
+  std::string out = temp_dir_file("pending");
+  Cmd *c = f.get_clear_file_cmd("1.3", 3, out.c_str());
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_NE(str(c->cmd).find(" -r1.2 "), std::string::npos) << str(c->cmd);
+  delete c;
+  EXPECT_EQ(read_file(out), "ONE\ntwo\n");
+  // In a diff the clear file stands for it, on either side.
+  c = f.diff_two_deltas("1.2", "1.3", 0);
   EXPECT_EQ(str(c->results), "2c2\n< two\n---\n> TWO\n");
   EXPECT_NE(str(c->cmd).find(" f.c\n"), std::string::npos) << str(c->cmd);
   delete c;
