@@ -1,58 +1,64 @@
-// Cmd: running one shell command, in a directory or not, and keeping its
-// output, its errors and its status; and comment quoting for the shell.
-#include "sccs/sccs_cmd.h"
-
+// Commands: running one shell command and keeping its output, errors and
+// status; comment quoting for the shell; and the command operations of a
+// history file (check-out, check-in, unget, extraction, comparison, flags,
+// putting a file under SCCS, the diff of two deltas) judged by the SCCS programs.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "sccs/sccs_cmd.h"
 #include "sccs/sccs_helpers.h"
+#include "sccs/sccs_sfile.h"
+#include "util/kes_list.h"
+#include "util/kes_process.h"
 
+using namespace sccs_test;
 using namespace support;
 
 namespace {
 
 std::string str(const char *s) { return s ? s : "<null>"; }
-
-// The exit status that a pclose status stands for.
 int exit_code(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
 
+// What ran, its output, its errors and its status, for each constructor.  The
+// texts are the object's own copies: the caller's buffer changes afterwards.
 TEST(CmdExecute, KeepsOutputStatusAndTheTextThatRan) {
-  Cmd c("sh", "-c", "'echo out; echo err >&2; exit 3'");
-  EXPECT_EQ(exit_code(c.execute(nullptr)), 3);
-  EXPECT_EQ(exit_code(c.ret_stat), 3);
-  EXPECT_EQ(str(c.results), "out\n");
-  EXPECT_EQ(str(c.errors), "err\n");
-  // From here on cmd alone is what a message quotes.
-  EXPECT_EQ(str(c.cmd), "sh -c 'echo out; echo err >&2; exit 3'\n");
-  EXPECT_EQ(c.subcmd, nullptr);
-  EXPECT_EQ(c.args, nullptr);
-}
-
-TEST(CmdExecute, ConstructorsCopyTheirTextsAndSkipNulls) {
-  char text[] = "echo";
-  Cmd one(text);
-  text[0] = 'X';  // the object has its own copy
-  EXPECT_EQ(one.execute(nullptr), 0);
-  EXPECT_EQ(str(one.cmd), "echo\n");
-  EXPECT_EQ(str(one.results), "\n");
-  Cmd two("printf", "'%s|'");
-  EXPECT_EQ(two.execute(nullptr), 0);
-  EXPECT_EQ(str(two.results), "|");
-  EXPECT_EQ(str(two.cmd), "printf '%s|'\n");
-  Cmd three(nullptr, "true", nullptr);
-  EXPECT_EQ(three.execute(nullptr), 0);
-  EXPECT_EQ(str(three.results), "");
-  EXPECT_EQ(three.errors, nullptr);  // nothing on standard error
+  char echo[] = "echo";
+  struct {
+    std::unique_ptr<Cmd> c;
+    int status;
+    const char *cmd, *out, *err;
+  } cases[] = {
+      {std::make_unique<Cmd>("sh", "-c", "'echo out; echo err >&2; exit 3'"), 3,
+       "sh -c 'echo out; echo err >&2; exit 3'\n", "out\n", "err\n"},
+      {std::make_unique<Cmd>(echo), 0, "echo\n", "\n", nullptr},
+      {std::make_unique<Cmd>("printf", "'%s|'"), 0, "printf '%s|'\n", "|", nullptr},
+      {std::make_unique<Cmd>(nullptr, "true", nullptr), 0, "true\n", "", nullptr},
+  };
+  echo[0] = 'X';
+  for (auto &c : cases) {
+    SCOPED_TRACE(c.cmd);
+    EXPECT_EQ(exit_code(c.c->execute(nullptr)), c.status);
+    EXPECT_EQ(exit_code(c.c->ret_stat), c.status);
+    EXPECT_EQ(str(c.c->results), c.out);
+    EXPECT_EQ(str(c.c->errors), str(c.err));  // null when nothing came
+    // From here on cmd alone is what a message quotes.
+    EXPECT_EQ(str(c.c->cmd), c.cmd);
+    EXPECT_EQ(c.c->subcmd, nullptr);
+    EXPECT_EQ(c.c->args, nullptr);
+  }
 }
 
 TEST(CmdExecute, RunsInADirectoryWhoseNameNeedsQuoting) {
@@ -196,6 +202,424 @@ TEST(CommentQuoting, CutAt1024CharactersNeverInsideAnEscape) {
     EXPECT_EQ(text.compare(0, back.size(), back), 0);
     EXPECT_GE(back.size(), 1024u / 4);
   }
+}
+
+// ---------------------------------------------------------------------------
+// The command operations of a history file, run against the SCCS programs and
+// judged by them.  The files lie in a directory whose name needs quoting, and
+// comments hold quotes.
+
+class CmdSfile : public ::testing::Test {
+protected:
+  static void SetUpTestSuite() { kes_set_path(); }
+
+  void SetUp() override {
+    ws = tmp.file("src dir;$x'&(y)");
+    ASSERT_EQ(mkdir(ws.c_str(), 0777), 0);
+    ASSERT_EQ(mkdir((ws + "/SCCS").c_str(), 0777), 0);
+    sdir = ws + "/SCCS";
+    spath = sdir + "/s.f.c";
+    clear = ws + "/f.c";
+  }
+
+  // A history of f.c with these versions on the trunk.
+  void make_history(const std::string &first, const std::string &second = "",
+                    const std::string &admin_flags = "") {
+    new_history(sdir, "f.c", first, admin_flags);
+    if (!second.empty()) add_delta(spath, second, "second");
+  }
+
+  // The comment of one delta as prs gives it, without the line prs adds.
+  static std::string comment(const std::string &sfile, const std::string &sid) {
+    std::string c = prs(sfile, ":C:", sid);
+    if (c.size() >= 2 && c.compare(c.size() - 2, 2, "\n\n") == 0) c.pop_back();
+    return c;
+  }
+
+  static std::string pfile_text(const std::string &sdir) {
+    std::string p = sdir + "/p.f.c";
+    return file_exists(p) ? read_file(p) : "";
+  }
+
+  // Two edits at once: 1.2 on the trunk and 1.1.1.1 beside it.
+  void make_two_edits() {
+    make_history("one\n", "", "-fj");  // concurrent edits allowed
+    ASSERT_EQ(sh(cssc("get") + " -s -e s.f.c", sdir).status, 0);
+    ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g2")) + " s.f.c", sdir).status,
+              0);
+    std::string both = pfile_text(sdir);
+    ASSERT_EQ(both.substr(0, 8), "1.1 1.2 ") << both;
+    ASSERT_NE(both.find("\n1.1 1.1.1.1 "), std::string::npos) << both;
+  }
+
+  // A name directly under /tmp, where extractions are private; removed at
+  // the end.
+  std::string temp_dir_file(const std::string &name) {
+    std::string p = "/tmp/brindle-cmdtest-" + std::to_string(getpid()) + "-" +
+                    std::to_string(made.size()) + "-" + name;
+    made.push_back(p);
+    return p;
+  }
+  void TearDown() override {
+    for (const std::string &p : made) unlink(p.c_str());
+  }
+  std::vector<std::string> made;
+
+  // The quoted directory part of a shown command: "cd <dir>; " (the temporary
+  // directory's own name needs no quoting).
+  std::string cd_part() const { return "cd " + tmp.path() + "/src\\ dir\\;\\$x\\'\\&\\(y\\); "; }
+
+  Temp_dir tmp;
+  std::string ws, sdir, spath, clear;
+};
+
+TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
+  make_history("one\ntwo\n");
+  SCCS_sfile f(spath.c_str());
+  Cmd *c = f.check_out(nullptr, nullptr);
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "get -e SCCS/s.f.c \n");
+  delete c;
+  EXPECT_EQ(pfile_text(sdir).substr(0, 8), "1.1 1.2 ");
+  EXPECT_EQ(read_file(clear), "one\ntwo\n");
+  EXPECT_NE(mode_of(clear) & 0200, 0u);  // writable for the edit
+
+  write_file(clear, "one\ntwo\nthree\n");
+  const char *text = "it's \"quoted\" $HOME `id` & ; done";
+  c = f.check_in(nullptr, text, nullptr);
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors) << str(c->results);
+  EXPECT_EQ(str(c->cmd),
+            cd_part() + "sccs delget -y'it'\\''s \"quoted\" $HOME `id` & ; done' f.c < /dev/null\n");
+  delete c;
+  EXPECT_EQ(comment(spath, "1.2"), std::string(text) + "\n");
+  EXPECT_EQ(get_text(spath, "1.2").out, "one\ntwo\nthree\n");
+  EXPECT_EQ(pfile_text(sdir), "");
+  EXPECT_EQ(mode_of(clear) & 0222, 0u);  // the fresh clear file is read-only
+  EXPECT_EQ(read_file(clear), "one\ntwo\nthree\n");
+
+  // Again, naming the pending SID and with a flag of delta's.
+  delete f.check_out(nullptr, nullptr);
+  write_file(clear, "four\n");
+  c = f.check_in("1.3", "with sid", "-s");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs delget -s -r1.3 -y'with sid' f.c < /dev/null\n");
+  delete c;
+  EXPECT_EQ(live_sids(spath), (std::vector<std::string>{"1.3", "1.2", "1.1"}));
+  EXPECT_EQ(comment(spath, "1.3"), "with sid\n");
+  EXPECT_EQ(val(spath), 0);
+}
+
+TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
+  make_history("one\n", "ONE\n");
+  SCCS_sfile f(spath.c_str());
+  std::string g = tmp.file("other name.c");
+  std::string g_arg = tmp.path() + "/other\\ name.c";  // the caller quotes the name
+  Cmd *c = f.check_out("1.1", g_arg.c_str());
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "get -e -r1.1 SCCS/s.f.c -G" + g_arg + "\n");
+  delete c;
+  EXPECT_EQ(read_file(g), "one\n");
+  EXPECT_FALSE(file_exists(clear));
+  EXPECT_EQ(pfile_text(sdir).substr(0, 12), "1.1 1.1.1.1 ");
+}
+
+// One edit: the clear file comes back, whatever SID is named.  Of two edits,
+// one SID ungets that edit; without a SID both are dropped.
+TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
+  make_two_edits();
+  SCCS_sfile f(spath.c_str());
+  Cmd *c = f.uncheckout("1.1.1.1");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs unget -r1.1.1.1 f.c\n");
+  delete c;
+  std::string left = pfile_text(sdir);
+  EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
+  EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
+
+  write_file(clear, "changed\n");
+  {
+    SCCS_sfile g(spath.c_str());  // a fresh object reads the p-file
+    c = g.uncheckout("1.7");  // one entry: the SID plays no part
+    EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+    EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
+    delete c;
+  }
+  EXPECT_EQ(pfile_text(sdir), "");
+  EXPECT_EQ(read_file(clear), "one\n");
+  EXPECT_EQ(mode_of(clear) & 0222, 0u);
+
+  ASSERT_EQ(sh(cssc("get") + " -s -e -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
+  ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g4")) + " s.f.c", sdir).status, 0);
+  SCCS_sfile g(spath.c_str());
+  c = g.uncheckout(nullptr);
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
+  delete c;
+  EXPECT_FALSE(file_exists(sdir + "/p.f.c"));  // SCCS drops every edit
+}
+
+TEST_F(CmdSfile, CheckOutIncludingABranch) {
+  make_history("a\nb\nc\n", "A\nb\nc\n");
+  // A branch off 1.1 that changes the last line.
+  add_delta(spath, "a\nb\nC\n", "branch", "-r1.1");
+  ASSERT_EQ(live_sids(spath), (std::vector<std::string>{"1.1.1.1", "1.2", "1.1"}));
+  SCCS_sfile f(spath.c_str());
+  Cmd *c = f.check_out_n_include("1.2", "1.1.1.1");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "get -r1.2 -i1.1.1.1 -s -e SCCS/s.f.c\n");
+  EXPECT_EQ(str(c->results), "");  // silent
+  delete c;
+  EXPECT_EQ(read_file(clear), "A\nb\nC\n");
+  Run_result r = sh(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(get_text(spath, "1.3").out, "A\nb\nC\n");
+  EXPECT_EQ(prs(spath, ":Dn:", "1.3"), "3\n");  // the serial of 1.1.1.1
+
+  // Neither SID nor include: the latest version.
+  SCCS_sfile g(spath.c_str());
+  c = g.check_out_n_include(nullptr, nullptr);
+  EXPECT_EQ(str(c->cmd), cd_part() + "get  -s -e SCCS/s.f.c\n");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  delete c;
+}
+
+TEST_F(CmdSfile, CheckDifferentComparesWithTheHistory) {
+  make_history("x %I%\ny\n");
+  SCCS_sfile f(spath.c_str());
+  delete f.check_out(nullptr, nullptr);
+  // The edited file holds the keyword unexpanded: same as get -k only.
+  Cmd *c = f.check_different(1);
+  EXPECT_EQ(exit_code(c->ret_stat), 0) << str(c->errors);
+  EXPECT_EQ(str(c->results), "Files - and f.c are identical\n");
+  EXPECT_EQ(str(c->cmd),
+            cd_part() + "get -k -s -p SCCS/s.f.c 2>/dev/null | /bin/diff -s - f.c\n");
+  delete c;
+  c = f.check_different(0);
+  EXPECT_EQ(exit_code(c->ret_stat), 1);
+  EXPECT_EQ(str(c->cmd), cd_part() + "get -s -p SCCS/s.f.c 2>/dev/null | /bin/diff -s - f.c\n");
+  delete c;
+  write_file(clear, "x %I%\nchanged\n");
+  c = f.check_different(1);
+  EXPECT_EQ(exit_code(c->ret_stat), 1);
+  EXPECT_NE(str(c->results).find("> changed"), std::string::npos) << str(c->results);
+  delete c;
+}
+
+TEST_F(CmdSfile, ExtractionToPrivateAndSharedPlaces) {
+  make_history("v %I%\n", "w %I%\n");
+  SCCS_sfile f(spath.c_str());
+  // Under /tmp: unexpanded, silent, and private.
+  std::string priv = temp_dir_file("old version");
+  Cmd *c = f.get_clear_file_cmd("1.1", 3, priv.c_str());
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd),
+            cd_part() + "get -k -s -r1.1 -p SCCS/s.f.c > " + priv.substr(0, priv.size() - 11) +
+                "old\\ version\n");
+  EXPECT_EQ(str(c->results), "");
+  EXPECT_EQ(c->errors, nullptr);
+  delete c;
+  EXPECT_EQ(read_file(priv), "v %I%\n");
+  EXPECT_EQ(mode_of(priv), 0600u);
+  // Elsewhere the mask stays the caller's; keywords expand without bit 0.
+  std::string elsewhere = std::string("/var/tmp/brindle-cmdtest-") + std::to_string(getpid());
+  ASSERT_EQ(mkdir(elsewhere.c_str(), 0777), 0);
+  std::string shared = elsewhere + "/shared copy";
+  mode_t old = umask(022);
+  EXPECT_EQ(f.get_clear_file(nullptr, 2, shared.c_str()), 0);
+  umask(old);
+  EXPECT_EQ(read_file(shared), "w 1.2\n");
+  EXPECT_EQ(mode_of(shared), 0644u);
+  // A SID that doesn't exist.
+  EXPECT_NE(exit_code(f.get_clear_file("7.7", 3, shared.c_str())), 0);
+  unlink(shared.c_str());
+  rmdir(elsewhere.c_str());
+}
+
+TEST_F(CmdSfile, ExtractionNamesAreTheCallersAndReplaceWhatIsThere) {
+  make_history("one\n");
+  SCCS_sfile f(spath.c_str());
+  // A relative output name means the caller's directory, not the file's.
+  char here[4096];
+  ASSERT_NE(getcwd(here, sizeof here), nullptr);
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  int status = f.get_clear_file("1.1", 2, "rel out");
+  // The output name is unlinked first: a link there is replaced, not followed.
+  std::string victim = tmp.file("victim");
+  write_file(victim, "keep me\n");
+  ASSERT_EQ(symlink(victim.c_str(), tmp.file("link").c_str()), 0);
+  int status2 = f.get_clear_file("1.1", 2, "link");
+  ASSERT_EQ(chdir(here), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(read_file(tmp.file("rel out")), "one\n");
+  EXPECT_FALSE(file_exists(ws + "/rel out"));
+  EXPECT_EQ(status2, 0);
+  EXPECT_EQ(read_file(victim), "keep me\n");
+  struct stat st;
+  ASSERT_EQ(lstat(tmp.file("link").c_str(), &st), 0);
+  EXPECT_TRUE(S_ISREG(st.st_mode));
+}
+
+TEST_F(CmdSfile, PutUnderScMakesTheHistoryAndDropsTheBackup) {
+  std::string name = ws + "/new file.c";
+  write_file(name, "first\n");
+  SCCS_sfile f(name.c_str(), 0);
+  EXPECT_EQ(f.exists, 0);
+  Cmd *c = f.put_under_sc("start of 'new file'");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs create -y'start of '\\''new file'\\''' new\\ file.c\n");
+  delete c;
+  std::string s = sdir + "/s.new file.c";
+  EXPECT_EQ(val(s), 0);
+  EXPECT_EQ(comment(s, "1.1"), "start of 'new file'\n");
+  EXPECT_EQ(get_text(s, "1.1").out, "first\n");
+  EXPECT_FALSE(file_exists(ws + "/,new file.c"));
+  EXPECT_EQ(read_file(name), "first\n");
+
+  // A failure keeps whatever is there.
+  std::string absent = ws + "/absent.c";
+  write_file(ws + "/,absent.c", "someone's\n");
+  SCCS_sfile g(absent.c_str(), 0);
+  c = g.put_under_sc("x");
+  EXPECT_NE(c->ret_stat, 0);
+  delete c;
+  EXPECT_TRUE(file_exists(ws + "/,absent.c"));
+}
+
+TEST_F(CmdSfile, DiffOfTwoDeltas) {
+  make_history("one\ntwo\n", "ONE\ntwo\n");
+  SCCS_sfile f(spath.c_str());
+  Cmd *c = f.diff_two_deltas("1.1", "1.2", 0);
+  EXPECT_EQ(exit_code(c->ret_stat), 1);
+  EXPECT_EQ(str(c->results), "1c1\n< one\n---\n> ONE\n");
+  std::string shown = str(c->cmd);
+  delete c;
+  EXPECT_EQ(shown.rfind(cd_part() + "diff /tmp/vertl", 0), 0u) << shown;
+  // The extracted versions are gone.
+  size_t a = shown.find("/tmp/vertl"), b = shown.find(" /tmp/vertl", a + 1);
+  ASSERT_NE(b, std::string::npos) << shown;
+  EXPECT_FALSE(file_exists(shown.substr(a, b - a)));
+  EXPECT_FALSE(file_exists(shown.substr(b + 1, shown.size() - b - 2)));
+
+  c = f.diff_two_deltas("1.1", "1.2", 1);
+  EXPECT_EQ(exit_code(c->ret_stat), 1);
+  EXPECT_EQ(str(c->results).rfind("*** /tmp/vertl", 0), 0u) << str(c->results);
+  EXPECT_EQ(str(c->cmd).rfind(cd_part() + "diff -c /tmp/vertl", 0), 0u) << str(c->cmd);
+  delete c;
+}
+
+TEST_F(CmdSfile, ThePendingSidOfTheFileBeingEdited) {
+  make_history("one\ntwo\n", "ONE\ntwo\n");
+  {
+    SCCS_sfile f(spath.c_str());
+    delete f.check_out(nullptr, nullptr);
+  }
+  write_file(clear, "ONE\nTWO\n");
+  SCCS_sfile f(spath.c_str());
+  // Extracted, the pending SID 1.3 gives the version it was checked out from.
+  std::string out = temp_dir_file("pending");
+  Cmd *c = f.get_clear_file_cmd("1.3", 3, out.c_str());
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_NE(str(c->cmd).find(" -r1.2 "), std::string::npos) << str(c->cmd);
+  delete c;
+  EXPECT_EQ(read_file(out), "ONE\ntwo\n");
+  // In a diff the clear file stands for it, on either side.
+  c = f.diff_two_deltas("1.2", "1.3", 0);
+  EXPECT_EQ(str(c->results), "2c2\n< two\n---\n> TWO\n");
+  EXPECT_NE(str(c->cmd).find(" f.c\n"), std::string::npos) << str(c->cmd);
+  delete c;
+  c = f.diff_two_deltas("1.3", "1.1", 0);
+  EXPECT_EQ(str(c->results), "1,2c1,2\n< ONE\n< TWO\n---\n> one\n> two\n");
+  delete c;
+  EXPECT_EQ(read_file(clear), "ONE\nTWO\n");  // never removed
+
+  // A version that can't be had: the extraction's failure is the answer.
+  c = f.diff_two_deltas("1.1", "4.4", 0);
+  EXPECT_NE(exit_code(c->ret_stat), 0);
+  EXPECT_EQ(str(c->cmd).find("diff"), std::string::npos) << str(c->cmd);
+  EXPECT_NE(str(c->cmd).find("-r4.4"), std::string::npos) << str(c->cmd);
+  delete c;
+}
+
+TEST_F(CmdSfile, FlagsSetAndUnset) {
+  make_history("one\n");
+  SCCS_sfile f(spath.c_str());
+  Cmd *c = f.set_flag("b");
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs admin -fb f.c\n");
+  delete c;
+  delete f.set_flag("d1.1");
+  delete f.set_flag("qsome text; $HOME");
+  std::string t = read_file(spath);
+  EXPECT_NE(t.find("\001f b\n"), std::string::npos);
+  EXPECT_NE(t.find("\001f d 1.1\n"), std::string::npos);
+  EXPECT_NE(t.find("\001f q some text; $HOME\n"), std::string::npos) << t;
+  c = f.unset_flag("q");
+  EXPECT_EQ(str(c->cmd), cd_part() + "sccs admin -dq f.c\n");
+  delete c;
+  EXPECT_EQ(read_file(spath).find("\001f q"), std::string::npos);
+  c = f.unset_branch();
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  EXPECT_EQ(str(c->cmd), cd_part() + "admin -dd -db SCCS/s.f.c\n");
+  delete c;
+  t = read_file(spath);
+  EXPECT_EQ(t.find("\001f b"), std::string::npos);
+  EXPECT_EQ(t.find("\001f d"), std::string::npos);
+  EXPECT_EQ(val(spath), 0);
+  // Unsetting flags that aren't set is no failure.
+  c = f.unset_branch();
+  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
+  delete c;
+}
+
+TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
+  make_history("one\n");
+  // A history file beside its clear file, named from another directory.
+  new_history(tmp.path(), "g.c", "gee\n");
+  char here[4096];
+  ASSERT_NE(getcwd(here, sizeof here), nullptr);
+  ASSERT_EQ(chdir(tmp.path().c_str()), 0);
+  std::string rel = "src dir;$x'&(y)/SCCS/s.f.c";
+  Cmd *c1, *c2, *c3;
+  {
+    SCCS_sfile f(rel.c_str());
+    c1 = f.check_out(nullptr, nullptr);
+    SCCS_sfile g("s.g.c");
+    c2 = g.check_sfile();
+    c3 = g.file_history("prs -d:I:");
+  }
+  ASSERT_EQ(chdir(here), 0);
+  EXPECT_EQ(c1->ret_stat, 0) << str(c1->errors);
+  EXPECT_EQ(str(c1->cmd), "cd src\\ dir\\;\\$x\\'\\&\\(y\\); get -e SCCS/s.f.c \n");
+  EXPECT_TRUE(file_exists(clear));
+  EXPECT_EQ(c2->ret_stat, 0) << str(c2->errors);
+  EXPECT_EQ(str(c2->cmd), "val s.g.c\n");  // no directory: no cd
+  EXPECT_EQ(str(c3->results), "1.1\n");
+  delete c1;
+  delete c2;
+  delete c3;
+}
+
+// The user list read from a history: no doubles, whole names only, and a
+// removal takes every copy.
+TEST(CmdUserLocks, NoDoublesOnTheListReadFromAHistory) {
+  Temp_dir tmp;
+  kes_set_path();
+  new_history(tmp.path(), "u.c", "x\n", "-acarol -adave");
+  SCCS_sfile f(tmp.file("s.u.c").c_str());
+  ASSERT_EQ(f.buildtree(0, 0, 0), nullptr);
+  ASSERT_NE(f.locks, nullptr);
+  Kes_sc_locks &l = *f.locks;
+  for (const char *u : {"dave", "dave\n", "erin", "", static_cast<const char *>(nullptr), "da"})
+    l.add_user_lock(u);
+  l.locks->add_new_copy(const_cast<char *>("erin\n"));  // a double from elsewhere
+  l.remove_user_lock("carol");
+  l.remove_user_lock("erin");
+  l.remove_user_lock("nobody");
+  std::string all;
+  for (Kes_listelem *e = l.locks->head.next; e != &l.locks->head; e = e->next)
+    all += static_cast<char *>(e->data);
+  EXPECT_EQ(all, "dave\nda\n");
+  EXPECT_EQ(l.locks->count, 2);
 }
 
 }  // namespace

@@ -297,20 +297,4 @@ TEST(NamehistFast, FailuresHandOutNothing) {
   EXPECT_EQ(nullptr, c.tree);
 }
 
-// Every history of the corpus reads in the fast mode, with the root that the
-// full and the roots-only reads give.
-TEST(NamehistFast, EveryCorpusHistoryAgreesWithTheFullRead) {
-  std::vector<std::string> files = corpus_files();
-  ASSERT_EQ(2568u, files.size());
-  for (const std::string &p : files) {
-    Fast fast;
-    Kes_err *err = fast_read(p, "x", &fast);
-    ASSERT_EQ(nullptr, err) << p << ": " << err->text;
-    ASSERT_EQ(1, fast.deltas->count) << p;
-    EXPECT_EQ("1 0 x;", shape(fast.tree)) << p;
-    EXPECT_EQ(std::vector<std::string>{root_smid(p, 1)}, fast.smids()) << p;
-    EXPECT_EQ(root_smid(p, 0), fast.smids()[0]) << p;
-  }
-}
-
 }  // namespace

@@ -134,7 +134,7 @@ protected:
 // is the one the SCCS programs give.
 TEST_F(SEditorTest, ViewsAreTheVersionsOfTheSccsPrograms) {
   Generator gen(3, root);
-  int checked = 0;
+  int checked = 0, lists = 0, branches = 0;
   for (int i = 0; i < 12; i++) {
     Gen_params p;
     p.common_ops = 10;
@@ -147,6 +147,10 @@ TEST_F(SEditorTest, ViewsAreTheVersionsOfTheSccsPrograms) {
     std::vector<std::string> problems;
     Snapshot s = snapshot(pair.from_sfile, &problems);
     Read_file f(pair.from_sfile);
+    for (const Delta_info &d : s.deltas) {
+      lists += !d.included.empty() || !d.excluded.empty();
+      branches += std::count(d.sid.begin(), d.sid.end(), '.') == 3;
+    }
     for (const auto &t : s.text) {
       Kes_delta *d = f.by_sid(t.first);
       ASSERT_NE(d, nullptr) << t.first;
@@ -155,6 +159,9 @@ TEST_F(SEditorTest, ViewsAreTheVersionsOfTheSccsPrograms) {
     }
   }
   EXPECT_GT(checked, 100);
+  // The generator keeps its word: the views met include lists and branches.
+  EXPECT_GT(lists, 0);
+  EXPECT_GT(branches, 0);
 }
 
 
@@ -264,31 +271,6 @@ TEST(SEditorFlagsTest, QueueChecks) {
         << e->text;
     delete e;
   }
-}
-
-// The highest serial with a say decides whether a line shows.
-TEST(SEditorFlagsTest, HighestSerialDecides) {
-  SEditorFlags f;
-  f.init(nullptr, 4, nullptr, nullptr, nullptr);
-  f.state[1] = 1;
-  f.state[2] = 1;
-  f.state[3] = 2;
-  f.state[4] = 1;
-  f.ctrl_line('I', 1);
-  EXPECT_EQ(f.visible, 1);
-  f.ctrl_line('D', 3);  // not in the version: no say
-  EXPECT_EQ(f.visible, 1);
-  f.ctrl_line('D', 2);  // in the version: deleted
-  EXPECT_EQ(f.visible, 0);
-  f.ctrl_line('I', 4);
-  EXPECT_EQ(f.visible, 1);
-  f.ctrl_line('E', 4);
-  f.ctrl_line('E', 2);
-  EXPECT_EQ(f.visible, 1);
-  f.ctrl_line('E', 3);
-  f.ctrl_line('E', 1);
-  EXPECT_EQ(f.visible, 0);
-  f.fini();
 }
 
 // Broken bodies stop the editor with its internal errors.

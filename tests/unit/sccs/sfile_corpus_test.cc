@@ -1,6 +1,7 @@
 // Real history files written over many years by other SCCS programs: every one
-// reads in both modes, and a fixed sample is rewritten and judged by CSSC.  The
-// whole corpus's rewrite is bench/sfile_corpus_bench.cc.
+// reads in all three modes (full, roots only, roots and names) to the same root,
+// and a fixed sample is rewritten and judged by CSSC.  The whole corpus's
+// rewrite is bench/sfile_corpus_bench.cc.
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sccs/kes_name_history.h"
 #include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
 #include "sccs/sccs_sfile.h"
@@ -71,6 +73,25 @@ TEST(SfileCorpus, EveryFileReadsInEveryMode) {
     EXPECT_EQ(roots.tree->root->serial, 1);
     EXPECT_STREQ(roots.root_delta()->date, full.root_delta()->date);
     EXPECT_STREQ(roots.root_delta()->stats, full.root_delta()->stats);
+    std::string root_id = smid_text(kes_smid_from_delta(full.root_delta()));
+    EXPECT_EQ(smid_text(kes_smid_from_delta(roots.root_delta())), root_id);
+
+    // The fast read of roots and names: the same root, and a name tree of the
+    // one name it is given, for a file that has no name history yet.
+    SCCS_sfile fast(f.c_str());
+    Kes_name_tree *names = nullptr;
+    SCCS_deltalist *list = nullptr;
+    int conflicted = 0;  // set only when a conflict record is found
+    err = fast.build_nametree_deltalist(nullptr, "x", &names, &list, &conflicted);
+    ASSERT_EQ(err, nullptr) << err->text;
+    ASSERT_EQ(list->count, 1);
+    EXPECT_EQ(smid_text(kes_smid_from_delta(static_cast<Kes_delta *>(list->head.next->data))),
+              root_id);
+    EXPECT_EQ(names->node_count, 1);
+    EXPECT_STREQ(static_cast<Kes_name_node *>(names->root)->name, "x");
+    EXPECT_EQ(conflicted, 0);
+    delete names;
+    delete list;
   }
   EXPECT_EQ(deltas, 20930);
 }

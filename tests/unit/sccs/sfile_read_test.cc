@@ -1,10 +1,11 @@
-// Reading history files made by CSSC, checked against what CSSC's prs, get -g
-// and sact say about the same files.
+// Reading history files: files made by CSSC checked against what CSSC's prs,
+// get -g and sact say about them, the tree operations over what was read, and
+// damaged files refused with their codes.
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -13,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include "sccs/kes_smid.h"
 #include "sccs/sccs_helpers.h"
 #include "sccs/sccs_sfile.h"
 #include "util/kes_err.h"
@@ -245,29 +247,6 @@ TEST(SfileRead, PfileShortLinesAreSkipped) {
   EXPECT_FALSE(g->tree->ith_delta(1)->in_pfile);
 }
 
-TEST(SfileRead, RootsOnlyTakesTheRootGeneration) {
-  Temp_dir dir;
-  std::string s = make_rich_history(dir.path(), "r.c");
-  SCCS_sfile f(s.c_str());
-  Kes_err *err = f.buildtree(0, 0, 1);
-  ASSERT_EQ(err, nullptr) << err->text;
-  EXPECT_EQ(f.stream, nullptr);
-  Kes_delta *root = f.root_delta();
-  ASSERT_EQ(root, f.tree->ith_node(1));
-  // 1.1 and its only child 1.2: the others are skipped, SIDs aren't kept.
-  EXPECT_EQ(f.tree->node_count, 2);
-  ASSERT_NE(root->first_child, nullptr);
-  EXPECT_EQ(root->first_child->serial, 2);
-  EXPECT_EQ(root->first_child->next_sibling, nullptr);
-  EXPECT_EQ(root->sid, nullptr);
-  EXPECT_STREQ(root->user, f.tree->ith_delta(2)->user);
-  EXPECT_EQ(joined(root->comments) + "\n", prs(s, ":C:", "1.1"));
-  EXPECT_EQ(std::string(root->stats), prs(s, ":Li:/:Ld:/:Lu:", "1.1"));
-  EXPECT_EQ(root->mrs, nullptr);
-  for (int i = 3; i <= f.tree->size; i++) EXPECT_EQ(f.tree->ith_node(i)->serial, 0);
-  EXPECT_EQ(f.flags, nullptr);  // nothing behind the delta table is read
-}
-
 TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
   Temp_dir dir;
   new_history(dir.path(), "t.c", "1\n");
@@ -286,20 +265,6 @@ TEST(SfileRead, SameSecondDeltasGetAscendingTimes) {
   EXPECT_EQ(d2->time.tm_sec, 60);  // moved on by whole seconds, not normalised
   EXPECT_EQ(d3->time.tm_sec, 61);
   EXPECT_STREQ(d3->date, "99/12/31 23:59:59");  // the text stays
-}
-
-TEST(SfileRead, SerialGapsLeaveUnusedSlots) {
-  // A real history whose table skips serials 6 and 7.
-  std::string s = std::string(BRINDLE_DATA_DIR) + "/corpus/bsd44/bin/df/SCCS/s.Makefile";
-  auto f = read_full(s, 0, 0);
-  std::vector<Table_row> rows = table_rows(s);
-  EXPECT_EQ(f->tree->node_count, (int)rows.size());
-  EXPECT_LT(f->tree->node_count, f->tree->size);
-  EXPECT_EQ(f->tree->ith_node(6)->serial, 0);
-  EXPECT_EQ(f->tree->ith_node(7)->serial, 0);
-  EXPECT_EQ(f->tree->ith_node(6)->parent, nullptr);
-  EXPECT_STREQ(f->head_delta()->sid, cssc_default_sid(s).c_str());
-  expect_matches_prs(f.get(), s);
 }
 
 // Files the reader takes although they are odd: descriptive text cut at a line
@@ -445,6 +410,294 @@ TEST(SfileSids, ComponentsAndBranches) {
   EXPECT_TRUE(samebranch("1.2.1", "1.2.1.5"));
   EXPECT_FALSE(samebranch("1.2.1", "1.2.2.1"));
   EXPECT_FALSE(samebranch("1.2.1", "1.3"));
+}
+
+// ---------------------------------------------------------------------------
+// Tree operations over histories read from CSSC-made and hand-written files:
+// roots, fake roots, child order, time order with gaps, look-ups by SmID.
+// 1.1 <- 1.2 <- {1.3, 1.2.1.1 <- 1.2.1.2}
+std::string branched(const Temp_dir &dir) {
+  new_history(dir.path(), "t.c", "a\n");
+  std::string s = dir.file("s.t.c");
+  add_delta(s, "a\nb\n", "two");
+  add_delta(s, "a\nb\nc\n", "three");
+  add_delta(s, "a\nB\n", "branch", "-r1.2 -b");
+  add_delta(s, "a\nB\nC\n", "branch two", "-r1.2.1.1");
+  return s;
+}
+
+// A table written by hand; the body is a single block of the root.
+std::string hand_written(const Temp_dir &dir, const std::string &table) {
+  std::string s = dir.file("s.h.c");
+  write_file(s, "\001h00000\n" + table + "\001u\n\001U\n\001t\n\001T\n\001I 1\nx\n\001E 1\n");
+  return s;
+}
+
+std::string delta(const char *sid, const char *date, int serial, int pred, const char *c) {
+  return std::string("\001s 00001/00000/00000\n\001d D ") + sid + " " + date + " ann " +
+         std::to_string(serial) + " " + std::to_string(pred) + "\n\001c " + c + "\n\001e\n";
+}
+
+// One root over every delta; then a fake root over the tree.
+TEST(SfileTree, RootsAndAFakeRootOverTheTree) {
+  Temp_dir dir;
+  auto f = read_full(branched(dir));
+  Kes_delta_tree *t = f->tree;
+  t->assign_roots();
+  EXPECT_EQ(t->first_root, t->root);
+  EXPECT_EQ(t->root_count, 1);
+  for (int i = 1; i <= t->size; i++) EXPECT_EQ(t->ith_node(i)->root, t->root) << i;
+  EXPECT_EQ(t->find_root(t->find_delta("1.2.1.2")), t->root);
+  EXPECT_FALSE(t->fake_was_added());
+  Kes_tree_node *old_root = t->root;
+  t->add_fake();
+  t->node_count++;
+  ASSERT_EQ(t->root, t->ith_node(0));
+  EXPECT_TRUE(f->fake_was_added());
+  Kes_delta *fake = f->root_delta();
+  EXPECT_TRUE(fake->is_fake());
+  EXPECT_EQ(fake->peer, fake);
+  EXPECT_STREQ(fake->sid, "1.1");
+  EXPECT_STREQ(fake->user, "Fake");
+  ASSERT_NE(fake->comments, nullptr);
+  EXPECT_STREQ(fake->comments[0], "Fake Brindle delta to combine two files with no common deltas\n");
+  EXPECT_EQ(fake->first_child, old_root);
+  EXPECT_EQ(old_root->parent, fake);
+  // Release-1 SIDs of the from side move up a level; serials move up by one.
+  EXPECT_STREQ(static_cast<Kes_delta *>(old_root)->sid, "1.2");
+  EXPECT_EQ(old_root->serial, 2);
+  EXPECT_STREQ(t->ith_delta(4)->sid, "1.3.1.1");
+  EXPECT_EQ(t->ith_delta(4)->pred, 3);
+  t->assign_roots();
+  EXPECT_EQ(t->first_root, old_root);
+  EXPECT_EQ(t->root_count, 1);
+  EXPECT_EQ(t->find_root(t->ith_node(5)), old_root);
+  EXPECT_EQ(fake->root, fake);
+}
+
+TEST(SfileTree, WalkRootsVisitsRootsWithPeers) {
+  Temp_dir dir;
+  auto f = read_full(branched(dir));
+  static int calls;
+  calls = 0;
+  auto count = [](Kes_delta *, Kes_delta *) { return ++calls, 0; };
+  EXPECT_EQ(f->walk_roots(count), 0);
+  EXPECT_EQ(calls, 0);  // no peer yet
+  Temp_dir other;
+  auto g = read_full(branched(other));
+  f->root_delta()->peer = g->root_delta();
+  static Kes_delta *seen_root, *seen_peer;
+  auto stop = [](Kes_delta *r, Kes_delta *p) {
+    seen_root = r;
+    seen_peer = p;
+    return 1;
+  };
+  EXPECT_EQ(f->walk_roots(stop), 1);
+  EXPECT_EQ(seen_root, f->root_delta());
+  EXPECT_EQ(seen_peer, g->root_delta());
+}
+
+// Children in SID order whatever the table's order: a lower level before a
+// higher one, a lower branch before a higher one.
+TEST(SfileTree, ChildrenInSidOrder) {
+  struct Case {
+    std::string table;
+    const char *parent, *first, *second;
+  } cases[] = {
+      {delta("2.1", "90/01/04 00:00:00", 4, 2, "d") + delta("1.3", "90/01/03 00:00:00", 3, 2, "c") +
+           delta("1.2", "90/01/02 00:00:00", 2, 1, "b") +
+           delta("1.1", "90/01/01 00:00:00", 1, 0, "a"),
+       "1.2", "1.3", "2.1"},
+      {delta("1.1.2.1", "90/01/04 00:00:00", 3, 1, "c") +
+           delta("1.1.1.1", "90/01/03 00:00:00", 2, 1, "b") +
+           delta("1.1", "90/01/01 00:00:00", 1, 0, "a"),
+       "1.1", "1.1.1.1", "1.1.2.1"},
+  };
+  for (const Case &c : cases) {
+    Temp_dir dir;
+    auto f = read_full(hand_written(dir, c.table));
+    Kes_delta *parent = f->tree->find_delta(c.parent);
+    ASSERT_NE(parent, nullptr);
+    ASSERT_NE(parent->first_child, nullptr);
+    EXPECT_STREQ(parent->first_child_delta()->sid, c.first);
+    ASSERT_NE(parent->first_child->next_sibling, nullptr);
+    EXPECT_STREQ(parent->first_child_delta()->next_sibling_delta()->sid, c.second);
+  }
+}
+
+TEST(SfileTree, TimeOrderSkipsUnusedSlots) {
+  Temp_dir dir;
+  // Serial 3 is missing; 4 is older by its text than 2 and must come after it.
+  std::string s = hand_written(dir, delta("1.3", "85/01/01 00:00:00", 4, 2, "c") +
+                                        delta("1.2", "90/01/02 00:00:00", 2, 1, "b") +
+                                        delta("1.1", "90/01/01 00:00:00", 1, 0, "a"));
+  auto f = read_full(s);
+  Kes_delta *d2 = f->tree->ith_delta(2), *d4 = f->tree->ith_delta(4);
+  EXPECT_EQ(f->tree->ith_delta(3)->serial, 0);
+  EXPECT_EQ(cmptm(&d2->time, &d4->time), 1);
+  EXPECT_EQ(d4->time.tm_year, 90);
+  EXPECT_STREQ(d4->date, "85/01/01 00:00:00");
+  // Written back, the table keeps its text and order.
+  std::string before = read_file(s);
+  ASSERT_EQ(f->write(), nullptr);
+  EXPECT_EQ(read_file(s).substr(8), before.substr(8));
+}
+
+TEST(SfileTree, LookupBySmid) {
+  Temp_dir dir;
+  auto f = read_full(branched(dir));
+  Kes_delta_tree *t = f->tree;
+  Kes_smid *root_id = kes_smid_from_delta(f->root_delta());
+  EXPECT_EQ(t->find_delta(root_id), f->root_delta());
+  Kes_delta **found = t->find_deltas(root_id);
+  ASSERT_NE(found[0], nullptr);
+  EXPECT_EQ(found[0], f->root_delta());
+  EXPECT_EQ(found[1], nullptr);
+  free(found);
+  // Two deltas whose bookkeeping is the same have the same SmID.
+  Kes_delta *a = t->find_delta("1.3"), *b = t->find_delta("1.2.1.2");
+  b->set_stats(a->stats);
+  b->set_date(a->date);
+  b->set_user(a->user);
+  free(b->comments[0]);
+  b->comments[0] = strdup(a->comments[0]);
+  Kes_smid *id = kes_smid_from_delta(a);
+  found = t->find_deltas(id);
+  EXPECT_EQ(found[0], a);
+  EXPECT_EQ(found[1], b);
+  EXPECT_EQ(found[2], nullptr);
+  free(found);
+  Kes_smid none;
+  EXPECT_EQ(t->find_delta(&none), nullptr);
+  delete id;
+  delete root_id;
+}
+
+// ---------------------------------------------------------------------------
+// Damaged history files: each is refused with its code and text, in the full
+// read and in the roots-only read where the damage lies in what that reads.
+class SfileErrors : public ::testing::Test {
+protected:
+  void SetUp() override {
+    new_history(dir.path(), "e.c", "one\n");
+    s = dir.file("s.e.c");
+    add_delta(s, "one\ntwo\n", "second");
+    add_delta(s, "one\ntwo\nthree\n", "third");
+    good = read_file(s);
+  }
+
+  Temp_dir dir;
+  std::string s, good;
+};
+
+// How a good three-delta file is damaged: 'r' replaces the first `from` with
+// `to`, 'c' cuts the file before `from` and appends `to`, 'w' writes `to` as
+// the whole file.  mode: 0 full read, 1 roots-only read, 2 both.  code 0: the
+// read succeeds.  An @ in the text stands for the file's name.
+struct Damage {
+  char how;
+  const char *from, *to;
+  int mode, code;
+  const char *text;
+};
+
+const char kNotSfile[] = "File \"@\" is probably not an s-file\non line ";
+const char kCorrupted[] = "SCCS file \"@\" is corrupted";
+
+const Damage kDamages[] = {
+    {'r', "\001c third", "Xc third", 2, 2039, "4 expected ^A, but got 'X' (0x58)"},
+    {'w', "", "#include <stdio.h>\n", 0, 2039, "1 expected ^A, but got '#' (0x23)"},
+    // 1,100 bytes of comment: the stream reads it in pieces, and the second
+    // piece isn't a control line.  The mapped reader refuses the line whole.
+    {'r', "\001c third\n", nullptr, 0, 2039, "5 expected ^A, but got 'w' (0x77)"},
+    {'r', "\001c third\n", nullptr, 1, 2000, "Line too long or unexpected end of file in \"@\""},
+    {'r', "\001c second", "\001z second", 0, 2026,
+     "Unknown SCCS control character (z) in file\n\"@\" at line 8"},
+    // Letters between the known ones are unknown too; the root generation
+    // reads the delta of serial 2, so it sees the letter.
+    {'r', "\001c second", "\001k second", 2, 2026,
+     "Unknown SCCS control character (k) in file\n\"@\" at line 8"},
+    {'c', "\001u\n", "", 2, 2055, "File \"@\" has incomplete delta table"},
+    {'c', "\001c third\n", "\001c third\n", 0, 2055, "File \"@\" has incomplete delta table"},
+    {'w', "", "\001h00000\n\001u\n\001U\n\001t\n\001T\n", 2, 2024, "File \"@\" has no deltas"},
+    // A repeated serial, and a rising one in a delta that roots-only skips.
+    {'r', " 2 1\n", " 3 1\n", 2, 2060, "Delta serial number 3 out of order in file \"@\""},
+    {'r', " 2 1\n", " 4 1\n", 2, 2060, "Delta serial number 4 out of order in file \"@\""},
+    // Behind the table only the full read looks.
+    {'c', "\001u\n", "\001u\n\001U\n\001t\nsome text\n", 0, 2043, kCorrupted},
+    {'c', "\001u\n", "\001u\n\001U\n\001t\nsome text\n", 1, 0, ""},
+    {'c', "\001u\n", "\001u\nann\n", 0, 2043, kCorrupted},
+    {'r', "\001c third", "\001i 9\n\001c third", 0, 2043, kCorrupted},
+    {'r', "\001c third", "\001x 0\n\001c third", 0, 2043, kCorrupted},
+    {'r', "\001c third", "\001g 2 x\n\001c third", 0, 2043, kCorrupted},
+    {'r', " 2 1\n", " 2 2\n", 0, 2043, kCorrupted},
+    {'r', " 2 1\n", " 2 x\n", 0, 2043, kCorrupted},
+    {'r', "\001t\n", "\001f d 1.9.1\n\001t\n", 0, 2523,
+     "Internal error in sccsmerge in find_leaf_delta(): could not find a leaf delta "
+     "for default SID\n1.9.1 in file \"@\""},
+    {'r', "\001t\n", "\001f d 1.9.1\n\001t\n", 1, 0, ""},
+};
+
+TEST_F(SfileErrors, EachDamageIsRefusedWithItsCodeAndText) {
+  for (const Damage &d : kDamages) {
+    std::string to = d.to ? d.to : "\001c " + std::string(1100, 'w') + "\n";
+    std::string t = good;
+    if (d.how == 'w') {
+      t = to;
+    } else {
+      size_t at = t.find(d.from);
+      ASSERT_NE(at, std::string::npos) << d.from;
+      t = d.how == 'c' ? t.substr(0, at) + to : t.replace(at, strlen(d.from), to);
+    }
+    write_file(s, t);
+    std::string text = d.code == 2039 ? kNotSfile + std::string(d.text) : d.text;
+    for (size_t at; (at = text.find('@')) != std::string::npos;) text.replace(at, 1, s);
+    for (int roots_only = 0; roots_only < 2; roots_only++) {
+      if (d.mode != 2 && d.mode != roots_only) continue;
+      SCOPED_TRACE(to + " read with roots_only " + std::to_string(roots_only));
+      SCCS_sfile f(s.c_str());
+      Kes_err *err = f.buildtree(0, 0, roots_only);
+      if (d.code == 0) {
+        EXPECT_EQ(err, nullptr) << err->text;
+        delete err;
+        continue;
+      }
+      ASSERT_NE(err, nullptr);
+      EXPECT_EQ(err->code, d.code);
+      EXPECT_EQ(std::string(err->text), text + "  (Error " + std::to_string(d.code) + ")\n");
+      EXPECT_FALSE(f.exists);
+      delete err;
+    }
+  }
+}
+
+TEST_F(SfileErrors, MissingFile) {
+  unlink(s.c_str());
+  const std::string text = "Open of \"" + s + "\" for reading failed  (Error 1001)"
+                           " - No such file or directory  (System error 2)\n";
+  for (int roots_only = 0; roots_only < 2; roots_only++) {
+    SCCS_sfile f(s.c_str());
+    Kes_err *err = f.buildtree(0, 1, roots_only);
+    ASSERT_NE(err, nullptr);
+    EXPECT_EQ(err->code, 1001);
+    EXPECT_EQ(std::string(err->text), text);
+    EXPECT_FALSE(f.exists);
+    EXPECT_EQ(f.tree, nullptr);
+    delete err;
+  }
+}
+
+TEST_F(SfileErrors, TreeStaysAfterAnError) {
+  std::string t = good;
+  t.replace(t.find("\001c second"), 9, "\001z second");
+  write_file(s, t);
+  SCCS_sfile f(s.c_str());
+  Kes_err *err = f.buildtree(0, 0, 0);
+  ASSERT_NE(err, nullptr);
+  delete err;
+  ASSERT_NE(f.tree, nullptr);
+  EXPECT_EQ(f.tree->size, 3);
+  EXPECT_EQ(f.tree->node_count, 2);
 }
 
 }  // namespace

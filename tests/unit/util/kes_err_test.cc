@@ -153,18 +153,3 @@ TEST(Catalogues, TranslatedTextsComeFromTheCatalogue) {
   EXPECT_STREQ(f.text, "bringover: x  (Error 2001)\n");
   unsetenv("NLSPATH");
 }
-
-TEST(Startup, VersionOptionAnywhere) {
-  char a0[] = "bringover", a1[] = "-w", a2[] = "ws", a3[] = "-V";
-  char *argv[] = {a0, a1, a2, a3, nullptr};
-  CaptureStdout();
-  EXPECT_EQ(kes_check_if_invoked_for_version(4, argv, "1.0"), 1);
-  EXPECT_EQ(GetCapturedStdout(), "bringover: 1.0\n");
-  EXPECT_EQ(kes_check_if_invoked_for_version(3, argv, "1.0"), 0);
-}
-
-TEST(Startup, OutOfMemoryReport) {
-  set_cmdname("/x/bringover");
-  EXPECT_EXIT(kes_new_handler(), testing::ExitedWithCode(1),
-              "^bringover: Memory allocation failed - you may be out of swap space\\.\n$");
-}
