@@ -27,12 +27,6 @@ void blank_line_once(Kes_transaction *t) {
   if (!printed++) t->printf("\n");
 }
 
-// The older output form: blank-separated names.
-int compat_2_1() {
-  static int on = getenv("BRINDLE_COMPAT_2_1") != nullptr;
-  return on;
-}
-
 // A temporary file for a background program's output.
 Kes_err *make_output_file(char *name) {
   snprintf(name, 1024, "/tmp/flp.XXXXXX");
@@ -65,9 +59,9 @@ Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_er
 
 // Names from a program's output go to add_file one by one.  In the line form
 // a blank in the first line is worth a word.
-Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp) {
+Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp, int blank_separated) {
   Kes_err *err = nullptr;
-  if (compat_2_1()) {
+  if (blank_separated) {
     char name[1024];
     while (!err && fscanf(fp, "%1023s", name) == 1) err = t->add_file(ws, name, nullptr);
     return err;
@@ -187,7 +181,7 @@ Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
   FILE *fp = popen(command, "r");
   if (!fp)
     return (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""), command);
-  Kes_err *err = kes_read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp, check_compat_2_1());
   // A program that fails has said why on standard error; its names count.
   pclose(fp);
   return err;
@@ -204,7 +198,7 @@ Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, l
   if (!fp)
     return (new Kes_err)->format_msg(1001, errno,
                                      BWM_MSG(10014, "Open of \"%s\" for reading failed"), path);
-  Kes_err *err = kes_read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp, check_compat_2_1());
   fclose(fp);
   return err;
 }
