@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -132,7 +133,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   std::set<std::string> kept = kept_names(r, written, blank_separated);
   // Blank-separated words keep what the same words a line keep.
   std::string lines = blank_separated ? one_a_line(written) : "";
-  if (!lines.empty())
-    fuzz::check(kept == kept_names(r, lines, 0), "words keep what the same names a line keep");
+  if (lines.empty()) return 0;
+  std::set<std::string> from_lines = kept_names(r, lines, 0);
+  if (kept != from_lines) {
+    for (const auto &[form, names] : {std::make_pair("words", &kept), std::make_pair("lines", &from_lines)})
+      for (const std::string &n : *names) fprintf(stderr, "%s kept %s\n", form, n.c_str());
+  }
+  fuzz::check(kept == from_lines, "words keep what the same names a line keep");
   return 0;
 }
