@@ -46,7 +46,7 @@ void check_round_trip(const std::vector<Hw_arg> &args) {
   dbus_message_unref(msg);
 }
 
-std::vector<Hw_arg> requests_args(DBusMessage *answer, uint8_t shape, bool *fits) {
+std::vector<Hw_arg> request_args(DBusMessage *answer, uint8_t shape, bool *fits) {
   std::vector<Hw_arg> theirs;
   DBusMessageIter it;
   *fits = !dbus_message_iter_init(answer, &it) || hw_read_args(&it, &theirs);
@@ -75,7 +75,7 @@ std::vector<Hw_arg> requests_args(DBusMessage *answer, uint8_t shape, bool *fits
 
 void check_answer(DBusMessage *answer, uint8_t shape) {
   bool fits;
-  std::vector<Hw_arg> mine = requests_args(answer, shape, &fits);
+  std::vector<Hw_arg> mine = request_args(answer, shape, &fits);
   Hw_message m = hw_message_create("op", HW_CLASS_REQUEST, HW_SCOPE_SESSION, HW_ADDRESS_PROCEDURE,
                                    nullptr);
   fuzz::check(m, "a request is made");
