@@ -191,6 +191,7 @@ Kes_gui::~Kes_gui() {
   delete putback_engine;
   delete add_files_chooser;
   delete add_flp_chooser;
+  delete load_chooser;
   if (the_gui == this) the_gui = nullptr;
 }
 

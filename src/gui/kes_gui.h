@@ -59,6 +59,9 @@ public:
   WSFLPChooser *get_add_flp_chooser() const { return add_flp_chooser; }
   // The transaction window's choosers, made with it; owned from then on.
   void set_choosers(WSSfileChooser *files, WSFLPChooser *programs);
+  // The Load Workspaces chooser, made on first use; owned from then on.
+  BW_wsviewer *get_load_chooser() const { return load_chooser; }
+  void set_load_chooser(BW_wsviewer *chooser) { load_chooser = chooser; }
 
   // An absent or empty text clears the footer.
   void print_footer(Kes_gui_footer_enum footer, const char *text);

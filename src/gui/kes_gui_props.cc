@@ -1,4 +1,5 @@
-// Kes_gui_props: reading the tool properties from ~/.brindletoolrc.
+// Kes_gui_props: reading the tool properties from ~/.brindletoolrc and the
+// resolve settings from ~/.brindle_resrc, and writing the first.
 #include "gui/kes_gui_props.h"
 
 #include <pwd.h>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "gui/kes_gui_debug.h"
+#include "util/kes_err.h"
 #include "util/kes_path.h"
 #include "util/kes_str.h"
 
@@ -96,23 +98,31 @@ void Kes_gui_props::load() {
 
   replace(&normal_double_click, "<versioning>");
   replace(&conflict_double_click, "<resolve pane>");
+  replace(&failure_text, nullptr);
+  unreadable = 0;
   const char *home = home_dir();
-  if (!home) {
-    load_failure("~/.brindletoolrc");
-    return;
-  }
   char path[1024];
-  snprintf(path, sizeof path, "%s/%s", home, ".brindletoolrc");
-  replace(&rc_path, path);
+  snprintf(path, sizeof path, "%s/%s", home ? home : "~", ".brindletoolrc");
+  const char *tool_failed = nullptr;
+  if (home) replace(&rc_path, path);
   if (database) XrmDestroyDatabase(database);
-  database = XrmGetFileDatabase(path);
-  if (!database) {
+  database = home ? XrmGetFileDatabase(path) : nullptr;
+  if (database) {
+    read_resources();
+  } else {
     struct stat st;
-    unreadable = stat(path, &st) == 0;
-    load_failure(path);
-    return;
+    unreadable = home && stat(path, &st) == 0;
+    tool_failed = path;
   }
-  read_resources();
+  resolve_settings = Kes_resolve_rc();
+  Kes_err *resolve_err = resolve_settings.read();
+  if (resolve_err) {
+    // The lines before the bad one do not count: the pane runs on defaults.
+    resolve_settings = Kes_resolve_rc();
+    unreadable = 1;
+  }
+  if (tool_failed || resolve_err) load_failure(tool_failed, resolve_err);
+  delete resolve_err;
 }
 
 void Kes_gui_props::read_resources() {
@@ -137,9 +147,21 @@ void Kes_gui_props::read_resources() {
   }
 }
 
-void Kes_gui_props::load_failure(const char *file) {
-  char text[2048];
-  snprintf(text, sizeof text, GUI_MSG("Could not open tool properties file (%s)"), file);
+void Kes_gui_props::load_failure(const char *tool_file, Kes_err *resolve_err) {
+  char text[4096], resolve_file[1024] = "~/.brindle_resrc";
+  if (resolve_err) Kes_resolve_rc::path(resolve_file);
+  if (tool_file && resolve_err)
+    snprintf(text, sizeof text,
+             GUI_MSG("Could not open tool properties file (%s) and attempt to read resolve "
+                     "properties file (%s) resulted in the following error: %s"),
+             tool_file, resolve_file, resolve_err->text);
+  else if (resolve_err)
+    snprintf(text, sizeof text,
+             GUI_MSG("Attempt to read resolve properties file (%s) resulted in the following "
+                     "error: \n\n\t%s"),
+             resolve_file, resolve_err->text);
+  else
+    snprintf(text, sizeof text, GUI_MSG("Could not open tool properties file (%s)"), tool_file);
   replace(&failure_text, text);
   gui_debug("props: %s", text);
 }

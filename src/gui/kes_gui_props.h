@@ -1,11 +1,13 @@
 // Kes_gui_props, the user's tool properties, kept in the X resource file
-// ~/.brindletoolrc.
+// ~/.brindletoolrc, and the resolve pane's settings, kept in ~/.brindle_resrc.
 //
 // Each property has a resource "brindletool.<key>" (class "Brindletool.<Key>").
 // Values are compared over the length that Xrm gives, its terminating null
 // included, so only the exact words count; an unknown value leaves the default
 // standing.  A file that cannot be read leaves every
-// default and a message, load_failure_text(), for the caller to show.
+// default and a message, load_failure_text(), for the caller to show; so does
+// a .brindle_resrc that cannot be parsed, whose settings stay as far as they
+// were read.
 //
 // Orientation is stored as 1 for horizontal and 0 for vertical, the reverse of
 // the canvas's numbers; Kes_gui maps one to the other.
@@ -13,6 +15,10 @@
 #define BRINDLE_GUI_KES_GUI_PROPS_H
 
 #include <X11/Xresource.h>
+
+#include "transaction/kes_resolve.h"
+
+class Kes_err;
 
 class Kes_gui_props {
 public:
@@ -25,10 +31,11 @@ public:
 
   void init() { load(); }
   void load();
-  // Composes the kept message; reason is the name of the file that failed.
-  void load_failure(const char *reason);
+  // Composes the kept message from the tool file that could not be opened
+  // and the resolve file's error, either of them null.
+  void load_failure(const char *tool_file, Kes_err *resolve_err);
   const char *load_failure_text() const { return failure_text; }
-  // 1 when the file is there but could not be read: worth telling the user.
+  // 1 when a file is there but could not be read: worth telling the user.
   int file_unreadable() const { return unreadable; }
   const char *get_rc_path() const { return rc_path; }
   // Writes every property into the file, keeping its other resources.  0 with
@@ -61,6 +68,7 @@ public:
   int filter_status = 1;
   XrmDatabase database = nullptr;
   char *rc_path = nullptr;
+  Kes_resolve_rc resolve_settings;  // the resolve pane reads these
   char *failure_text = nullptr;
 
 private:

@@ -20,6 +20,7 @@
 #include "gui/kes_gui_debug.h"
 #include "gui/kes_gui_engine.h"
 #include "gui/kes_gui_props.h"
+#include "gui/kes_gui_sigchld.h"
 #include "gui/kes_trans_forms.h"
 #include "gui/shells/main_shell.h"
 #include "gui/shells/trans_shell.h"
@@ -34,14 +35,11 @@ namespace {
 // What the SIGCHLD handler reads: the newest object, whose child it reaps.
 Kes_gui_trans *volatile newest_trans;
 volatile sig_atomic_t child_reaped;
-int handler_installed;
-struct sigaction previous_handler;
 
 Kes_gui_trans *long_lived_trans;
 Kes_gui_undo *long_lived_undo;
 
-void sigchld_handler(int sig) {
-  int saved = errno;
+void reap_command() {
   Kes_gui_trans *t = newest_trans;
   if (t && t->child_pid) {
     int status = 0;
@@ -51,10 +49,6 @@ void sigchld_handler(int sig) {
       child_reaped = 1;
     }
   }
-  if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN &&
-      previous_handler.sa_handler)
-    previous_handler.sa_handler(sig);
-  errno = saved;
 }
 
 void block_sigchld(int block) {
@@ -221,15 +215,7 @@ void Kes_gui_trans::run() {
   show_abort_button();
   child_pid = pid;
   newest_trans = this;
-  if (!handler_installed) {
-    struct sigaction sa;
-    memset(&sa, 0, sizeof sa);
-    sa.sa_handler = sigchld_handler;
-    sa.sa_flags = SA_RESTART;
-    sigemptyset(&sa.sa_mask);
-    sigaction(SIGCHLD, &sa, &previous_handler);
-    handler_installed = 1;
-  }
+  gui_on_sigchld(reap_command);
   block_sigchld(0);
   gui_debug("trans pid %d", pid);
 

@@ -107,7 +107,7 @@ GfileChooser::GfileChooser(Widget parent, const char *name, const char *title, i
   matrix_->setActivateProc(activated, this);
   XtAddCallback(dialog_.add_btn, XmNactivateCallback, add_callback, this);
   XtAddCallback(dialog_.name_text, XmNactivateCallback, add_callback, this);
-  XtAddCallback(dialog_.load_btn, XmNactivateCallback, load_callback, this);
+  XtAddCallback(dialog_.load_btn, XmNactivateCallback, load_button_callback, this);
   XtAddCallback(dialog_.dir_text, XmNactivateCallback, load_callback, this);
   XtAddCallback(dialog_.cancel_btn, XmNactivateCallback, cancel_callback, this);
   XtAddCallback(dialog_.help_btn, XmNactivateCallback, help_callback, this);
@@ -226,6 +226,12 @@ void GfileChooser::load_callback(Widget, XtPointer client, XtPointer) {
   XtFree(text);
 }
 
+void GfileChooser::loadPressed() { load_callback(nullptr, this, nullptr); }
+
+void GfileChooser::load_button_callback(Widget, XtPointer client, XtPointer) {
+  static_cast<GfileChooser *>(client)->loadPressed();
+}
+
 void GfileChooser::cancel_callback(Widget w, XtPointer client, XtPointer) {
   auto *self = static_cast<GfileChooser *>(client);
   if (w != self->dialog_.shell) self->popdown();
@@ -242,7 +248,7 @@ void GfileChooser::activated(Matrix *, SSDrawIcon *element, void *data) {
   FMFile *f = FileMatrix::fileOf(element);
   if (!f) return;
   if (f->isDirectory()) {
-    self->loadDirectory(f->path.c_str());
+    self->directoryActivated(f->path);
     return;
   }
   self->matrix_->clearSelection();

@@ -79,10 +79,15 @@ protected:
   virtual int allowDirectory(const char *dir);
   // After each load.
   virtual void loaded() {}
+  // "Load Directory": the Directory field's directory is shown.
+  virtual void loadPressed();
+  // A double click on a directory enters it.
+  virtual void directoryActivated(const std::string &path) { loadDirectory(path.c_str()); }
 
 private:
   static void add_callback(Widget w, XtPointer client, XtPointer call);
   static void load_callback(Widget w, XtPointer client, XtPointer call);
+  static void load_button_callback(Widget w, XtPointer client, XtPointer call);
   static void cancel_callback(Widget w, XtPointer client, XtPointer call);
   static void help_callback(Widget w, XtPointer client, XtPointer call);
   static void activated(Matrix *matrix, SSDrawIcon *element, void *data);

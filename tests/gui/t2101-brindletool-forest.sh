@@ -60,8 +60,7 @@ EOF
 
 test_case 'the View toggles lay the forest out again; the active one lays out nothing' <<'EOF'
 mark
-menu v h
-expect_trace "Horizontal lays the forest out again" '^layout 6 horizontal$'
+menu_then "Horizontal lays the forest out again" '^layout 6 horizontal$' v h
 node_at "$T/p"; px=$NX py=$NY
 node_at "$T/c1"; c1x=$NX c1y=$NY
 node_at "$T/c2"; c2y=$NY
@@ -69,21 +68,18 @@ expect_eq "horizontal: children to the right, one above the other" "1 1" \
   "$((c1x > px)) $((c1y < c2y))"
 shot forest-horizontal
 mark
-menu v s
-expect_trace "Short Names" '^layout 6 horizontal$'
+menu_then "Short Names" '^layout 6 horizontal$' v s
 node_at "$T/c1"
 expect_eq "short label" c1 "$NLABEL"
 mark
-menu v d
-expect_trace "Descriptive Names" '^layout 6 horizontal$'
+menu_then "Descriptive Names" '^layout 6 horizontal$' v d
 node_at "$T/c2"
 expect_eq "the description's name" release "$NLABEL"
 node_at "$T/p"
 expect_eq "no description: the short name in brackets" "<p>" "$NLABEL"
 mark
 menu v d           # already on: stays on, nothing moves
-menu v v
-expect_trace "Vertical" '^layout 6 vertical$'
+menu_then "Vertical" '^layout 6 vertical$' v v
 expect_eq "the active toggle lays out nothing" 1 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^layout ')"
 EOF
 

@@ -166,17 +166,20 @@ EOF
 test_case 'load by name, and what was loaded already told apart; children all at once' <<'EOF'
 mark
 menu f l
-opened load_ws_shell
-fill load_ws_shell.load_dir "$T"
-press load_ws_shell.update_list
-fill load_ws_shell.load_name "g1 p"
-press load_ws_shell.load_workspaces
-expect_trace "the count" '^footer load_ws_shell 1 workspace loaded, 1 was already loaded$'
-fill load_ws_shell.load_name "nothere"
-press load_ws_shell.load_workspaces
-expect_trace "a name that is no workspace" '^footer load_ws_shell Name field requires a valid workspace or directory$'
+expect_trace "the workspace chooser" '^places load_workspaces$'
+click fc_dir_text
+xdotool key End shift+Home && xdotool type "$T" && xdotool key Return
+expect_trace "the directory" "^chooser load_workspaces loaded $T\$"
+type_in fc_name_text "g1 p"
+xdotool key Return
+expect_trace "the count" '^chooser load_workspaces footer 1 workspace loaded, 1 was already loaded$'
+xdotool key End shift+Home && xdotool type nothere && xdotool key Return
+expect_trace "a name that is no workspace" '^chooser load_workspaces footer Name field requires a valid workspace or directory$'
+xdotool key End shift+Home && xdotool type p
+click fc_load_btn
+expect_trace "Load Directory refuses a workspace" '^chooser load_workspaces footer Cannot load a directory which is a workspace$'
 shot load
-press load_ws_shell.close
+click fc_cancel_btn
 click_node "$T/k2"
 mark
 menu f u

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Properties edited in brindletool and seen on disk: the tool's own settings in
-# .brindletoolrc, taken again by a new start, and each page of a workspace's
-# properties written into its metadata file; an unwritable .brindletoolrc and
-# an unwritable metadata file are told and the tool runs on.
+# .brindletoolrc and the resolve settings in .brindle_resrc, taken again by a
+# new start, and each page of a workspace's properties written into its
+# metadata file; unwritable or malformed files are told and the tool runs on.
 . "$GUI_LIB"
 gui_start
 export BRINDLE_NO_HAILWAY=1
@@ -43,6 +43,54 @@ brindletool.orientation:	Horizontal" \
 tool_stop
 tool_start p c1
 expect_trace "a new start takes the saved orientation" '^layout 2 horizontal$'
+EOF
+
+test_case 'the Resolve page writes .brindle_resrc; a new start takes it; a bad one is told' <<'EOF'
+rs=$T/home/.brindle_resrc
+resolve_page() {
+  mark
+  menu o w
+  opened bw_props_shell
+  press bw_props_shell.category_resolve
+  expect_trace "the resolve page" '^page bw_props_shell resolve_page$'
+}
+resolve_page
+press bw_props_shell.autoadvance
+press bw_props_shell.checkin_comments
+shot tool-props-resolve
+press bw_props_shell.apply
+expect_trace "saved" "^footer bw_props_shell Resolve props saved to $rs\$"
+expect_eq "one line a setting, in order, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane noautoadvance checkin_comments noreuse_twinpane noautosave | cmp - "$rs" 2>&1)"
+press bw_props_shell.cancel
+tool_stop
+tool_start p c1
+resolve_page
+press bw_props_shell.reuse_twinpane
+press bw_props_shell.ok
+expect_trace "saved again" "^footer bw_props_shell Resolve props saved to $rs\$"
+expect_eq "the new start had the saved settings, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane noautoadvance checkin_comments reuse_twinpane noautosave | cmp - "$rs" 2>&1)"
+tool_stop
+printf 'set autosave\nset reuse_twinpane\ngarbage here\n' >"$rs" && cp "$rs" "$T/rs.bad"
+tool_start p c1
+expect_trace "the bad line is told" \
+  "^dialog Error Dialog: Attempt to read resolve properties file \\($rs\\) resulted in the following error: .*Can't parse line in file .*: garbage here"
+dialog_ok "Error Dialog"
+expect_trace "the tool runs on" '^footer left 2 workspaces loaded$'
+expect_eq "the bad file is left as it was" "" "$(cmp "$rs" "$T/rs.bad" 2>&1)"
+resolve_page
+press bw_props_shell.apply
+expect_trace "saved over it" "^footer bw_props_shell Resolve props saved to $rs\$"
+expect_eq "the defaults stood, not the lines before the bad one, byte for byte" "" \
+  "$(printf 'set %s\n' nostart_twinpane autoadvance nocheckin_comments noreuse_twinpane noautosave | cmp - "$rs" 2>&1)"
+rm "$rs" && mkdir "$rs"
+press bw_props_shell.apply
+expect_trace "an unwritable .brindle_resrc" '^dialog Error Dialog: Attempt to write resolve props resulted in the following error: '
+dialog_ok "Error Dialog"
+expect_eq "nothing left beside it" "" "$(ls -a "$T/home" | grep 'brindle_resrc\.')"
+rmdir "$rs"
+press bw_props_shell.cancel
 EOF
 
 test_case 'each workspace page is written to its file and read back on a reload' <<'EOF'

@@ -118,6 +118,24 @@ menu() {
   xdotool key F10 "$@"
 }
 
+# menu_then WHAT PATTERN KEYS...: the menu by keyboard, then waits for PATTERN
+# in the trace after the mark.  On a loaded machine a mnemonic typed before its
+# pulldown is up can go nowhere; while nothing has happened the menu is closed
+# and the keys are typed again.  Only for entries that are safe to choose twice.
+menu_then() {
+  local what=$1 pat=$2 try i
+  shift 2
+  for try in 1 2 3; do
+    menu "$@"
+    for ((i = 0; i < 300; i++)); do
+      [ "$(tail -n +$((MARK + 1)) "$TR" | grep -cE -- "$pat")" -ge 1 ] && return 0
+      sleep 0.05
+    done
+    xdotool key Escape Escape
+  done
+  expect_trace "$what" "$pat"
+}
+
 # dialog_ok TITLE: presses OK (Return) in the dialog of that title.
 dialog_ok() { dialog_key "$1" Return; }
 

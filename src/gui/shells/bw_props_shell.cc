@@ -1,5 +1,7 @@
 // bw_props_shell_c, "Tool Properties": the user's settings of the tool, kept
-// in ~/.brindletoolrc.  OK and Apply apply the visible page and save the file.
+// in ~/.brindletoolrc, and of the resolve pane, kept in ~/.brindle_resrc.  OK
+// and Apply apply the visible page and save its file.
+#include <Xm/RowColumn.h>
 #include <Xm/TextF.h>
 #include <Xm/ToggleB.h>
 #include <Xm/Xm.h>
@@ -7,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -18,6 +21,7 @@
 #include "gui/shells/form_dialog.h"
 #include "gui/shells/main_shell.h"
 #include "gui/shells/ws_ops.h"
+#include "util/kes_err.h"
 
 namespace {
 
@@ -31,6 +35,16 @@ int Kes_gui_props::*const kFilter[] = {&Kes_gui_props::filter_operation,
                                        &Kes_gui_props::filter_status};
 const char *const kColumns[] = {"Time", "Operation", "User", "Host", "FM Release", "Exit Status"};
 
+// The resolve settings in the order of their file, with their toggles' names.
+int Kes_resolve_rc::*const kResolve[] = {
+    &Kes_resolve_rc::start_twinpane, &Kes_resolve_rc::autoadvance,
+    &Kes_resolve_rc::checkin_comments, &Kes_resolve_rc::reuse_twinpane, &Kes_resolve_rc::autosave};
+const char *const kResolveNames[] = {"start_twinpane", "autoadvance", "checkin_comments",
+                                     "reuse_twinpane", "autosave"};
+const char *const kResolveLabels[] = {"Auto Start Merging Window", "Auto Advance",
+                                      "Prompt for Checkin Comments", "Use Existing Merging Window",
+                                      "Auto Save (when no unresolved diffs)"};
+
 void set_toggle(Widget w, int on) { XmToggleButtonSetState(w, on ? True : False, False); }
 int toggle(Widget w) { return XmToggleButtonGetState(w) ? 1 : 0; }
 
@@ -38,13 +52,13 @@ int toggle(Widget w) { return XmToggleButtonGetState(w) ? 1 : 0; }
 
 class bw_props_shell_c : public form_dialog_c {
 public:
-  enum { WEAVING = 0, TRANSACTIONS = 1, HISTORY = 2 };
+  enum { WEAVING = 0, TRANSACTIONS = 1, RESOLVE = 2, HISTORY = 3, PAGES = 4 };
 
   bw_props_shell_c()
       : form_dialog_c("bw_props_shell", GUI_MSG("Lathe Weaving:  Tool Properties"), "props") {
-    const char *pages[] = {GUI_MSG("Weaving"), GUI_MSG("Bringover/Putback"),
+    const char *pages[] = {GUI_MSG("Weaving"), GUI_MSG("Bringover/Putback"), GUI_MSG("Resolve"),
                            GUI_MSG("History Viewer")};
-    add_radio("category", GUI_MSG("Category:"), pages, 3, category);
+    add_radio("category", GUI_MSG("Category:"), pages, PAGES, category);
     for (Widget w : category) XtAddCallback(w, XmNvalueChangedCallback, category_callback, this);
 
     page[WEAVING] = begin_page("weaving_page");
@@ -80,6 +94,13 @@ public:
     comment_warn = add_toggle(add_row("comment_row", GUI_MSG("Bringover/Putback:")),
                               "comment_warn", GUI_MSG("Warn Comment Reusing"));
 
+    page[RESOLVE] = begin_page("resolve_page");
+    Widget defaults = XtVaCreateManagedWidget(
+        "resolve_defaults", xmRowColumnWidgetClass, add_row("defaults_row", GUI_MSG("Defaults:")),
+        XmNorientation, XmVERTICAL, nullptr);
+    for (int i = 0; i < 5; i++)
+      resolve[i] = add_toggle(defaults, kResolveNames[i], GUI_MSG(kResolveLabels[i]));
+
     page[HISTORY] = begin_page("history_page");
     Widget display = add_row("display_row", GUI_MSG("Display:"));
     for (int i = 0; i < 6; i++)
@@ -98,13 +119,14 @@ public:
     show_page(page[WEAVING]);
   }
 
-  Widget category[3], page[3];
+  Widget category[PAGES], page[PAGES];
   Widget dir, dbl_choice[3], dbl_other, conflict_choice[2], conflict_other;
   Widget with_context, selective, orientation[2], name_style[3];
   Widget auto_load, auto_display, auto_update, comment_warn;
+  Widget resolve[5];
   Widget show_col[6], sort[6], filter[5];
 
-  int current() const { return radio_index(category, 3); }
+  int current() const { return radio_index(category, PAGES); }
 
   // The stored values into the widgets.
   void reset() {
@@ -126,6 +148,7 @@ public:
     set_toggle(auto_display, p->auto_display_output);
     set_toggle(auto_update, p->auto_bringover_update);
     set_toggle(comment_warn, p->issue_comment_warn);
+    reset_resolve_props();
     for (int i = 0; i < 6; i++) set_toggle(show_col[i], p->*kShow[i]);
     set_radio(sort, 6, p->sort_option);
     for (int i = 0; i < 5; i++) set_toggle(filter[i], p->*kFilter[i]);
@@ -195,6 +218,40 @@ public:
     return 1;
   }
 
+  void reset_resolve_props() {
+    Kes_resolve_rc &rc = get_gui_props()->resolve_settings;
+    for (int i = 0; i < 5; i++) set_toggle(resolve[i], rc.*kResolve[i]);
+  }
+
+  // Five toggles: nothing to refuse.
+  void apply_resolve_props() {
+    Kes_resolve_rc &rc = get_gui_props()->resolve_settings;
+    for (int i = 0; i < 5; i++) rc.*kResolve[i] = toggle(resolve[i]);
+  }
+
+  // Applies the page and writes ~/.brindle_resrc; the resolve pane takes the
+  // settings at once, from the next file on.
+  int set_default_resolve_props() {
+    char text[2048];
+    apply_resolve_props();
+    if (Kes_err *err = get_gui_props()->resolve_settings.write()) {
+      snprintf(text, sizeof text,
+               GUI_MSG("Attempt to write resolve props resulted in the following error: %s"),
+               err->text);
+      delete err;
+      gui_issue_errdialog(text);
+      return 0;
+    }
+    const char *home = getenv("HOME");
+    if (home && *home)
+      snprintf(text, sizeof text, GUI_MSG("Resolve props saved to %s/%s"), home, ".brindle_resrc");
+    else
+      snprintf(text, sizeof text, GUI_MSG("Resolve props saved to ~/%s"), ".brindle_resrc");
+    set_footer(text);
+    left_footer("%s", text);
+    return 1;
+  }
+
   int apply_browser_props() {
     int any = 0;
     for (Widget w : show_col) any |= toggle(w);
@@ -209,9 +266,10 @@ public:
   // Applies the visible page and saves: set_default_<page>_props.
   int set_default_props() {
     static const char *const failures[] = {"Lathe Weaving Properties not saved",
-                                           "Bringover/Putback Properties not saved",
+                                           "Bringover/Putback Properties not saved", "",
                                            "History Viewer Properties not saved"};
     const int page_no = current();
+    if (page_no == RESOLVE) return set_default_resolve_props();
     int ok = page_no == WEAVING        ? apply_nav_props()
              : page_no == TRANSACTIONS ? apply_trans_props()
                                        : apply_browser_props();
@@ -245,7 +303,7 @@ public:
   static void category_callback(Widget w, XtPointer client, XtPointer) {
     auto *self = static_cast<bw_props_shell_c *>(client);
     if (!XmToggleButtonGetState(w)) return;
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < PAGES; i++)
       if (self->category[i] == w) self->show_page(self->page[i]);
   }
   static void radio_callback(Widget, XtPointer client, XtPointer) {

@@ -1,10 +1,9 @@
-// Kes_gui_load_ws_dlg, "Load Workspaces", and Kes_gui_load_children_dlg, "Load
-// Children": workspaces named or chosen, listed by the workspace command, and
-// put on the canvas.
+// Kes_gui_load_ws_dlg, "Load Workspaces", the workspace chooser, and
+// Kes_gui_load_children_dlg, "Load Children": workspaces named or chosen,
+// listed by the workspace command, and put on the canvas.
 #include <Xm/List.h>
 #include <Xm/Xm.h>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -19,6 +18,7 @@
 #include "gui/kes_gui_load.h"
 #include "gui/kes_gui_props.h"
 #include "gui/kes_gui_stubs.h"
+#include "gui/kes_ws_choosers.h"
 #include "gui/shells/form_dialog.h"
 #include "gui/shells/ws_ops.h"
 #include "util/kes_err.h"
@@ -55,10 +55,11 @@ std::vector<std::string> selected_items(Widget list) {
 }
 
 // Loads the workspaces that "workspace list" makes of names (shell syntax) and
-// tells how many came, were there already or were not found.
-void load_named(const std::string &names, int asked, form_dialog_c *dialog) {
+// tells how many came, were there already or were not found: the number that
+// came.
+int load_named(const std::string &names, int asked, GfileChooser *chooser) {
   std::string cmd = ws_command_path(0);
-  if (cmd.empty()) return;
+  if (cmd.empty()) return 0;
   char message[Kes_gui_load::MESSAGE_SIZE];
   cmd += " list " + names + " 2>/dev/null";
   gui_debug("command %s", cmd.c_str());
@@ -105,103 +106,85 @@ void load_named(const std::string &names, int asked, form_dialog_c *dialog) {
              missing);
     t = text;
   }
-  dialog->set_footer(t.c_str());
+  chooser->setFooter(t.c_str());
   left_footer("%s", t.c_str());
+  return loaded;
 }
 
 }  // namespace
 
-class Kes_gui_load_ws_dlg : public form_dialog_c {
+// "Load Workspaces": the workspace chooser, whose first button loads the
+// chosen workspaces, whose "Load Directory" descends into the chosen
+// directory, and where a double click on a workspace loads it.
+class Kes_gui_load_ws_dlg : public BW_wsviewer {
 public:
-  Kes_gui_load_ws_dlg()
-      : form_dialog_c("load_ws_shell", GUI_MSG("Lathe Weaving: Load Workspaces"), "load") {
-    dir = add_field("load_dir", GUI_MSG("Directory:"));
-    entries = add_list("load_entries", 10);
-    name = add_field("load_name", GUI_MSG("Name:"));
-    const char *buttons[] = {"Load Workspaces", "Load Directory", "Update List", "Close", "Help"};
-    add_buttons(buttons, 5);
-  }
-  Widget dir, entries, name;
-
-  // The directory's subdirectories, workspaces marked with a "*".
-  void list_dir() {
-    std::string d = absolute_path(text_of(dir));
-    set_text(dir, d.c_str());
-    std::vector<std::string> items;
-    if (DIR *dp = opendir(d.c_str())) {
-      while (struct dirent *e = readdir(dp)) {
-        if (e->d_name[0] == '.') continue;
-        std::string path = d + "/" + e->d_name;
-        struct stat st;
-        if (stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) continue;
-        items.push_back((is_workspace_dir(path) ? "* " : "  ") + std::string(e->d_name));
-      }
-      closedir(dp);
-    }
-    std::sort(items.begin(), items.end(),
-              [](const std::string &a, const std::string &b) { return a.substr(2) < b.substr(2); });
-    fill_list(entries, items);
+  explicit Kes_gui_load_ws_dlg(Widget parent)
+      : BW_wsviewer(parent, "load_workspaces", GUI_MSG("Lathe Weaving: Load Workspaces")) {
+    setAddLabel(GUI_MSG("Load Workspaces"));
+    setAddProc(load_pressed, this);
   }
 
-  // The chosen entries and the Name field's words, made absolute.
-  std::vector<std::string> chosen() {
-    std::vector<std::string> out;
-    std::string d = absolute_path(text_of(dir));
-    for (const std::string &i : selected_items(entries)) out.push_back(d + "/" + i.substr(2));
-    std::istringstream words(text_of(name));
-    std::string w;
-    while (words >> w) out.push_back(w[0] == '/' ? w : d + "/" + w);
-    return out;
-  }
-
-  void button(int index) override {
-    if (index == 3) {
-      hide();
-      return;
-    }
-    if (index == 2) {
-      list_dir();
-      return;
-    }
+protected:
+  void loadPressed() override {
     std::vector<std::string> paths = chosen();
-    if (index == 0) {
-      if (paths.empty()) {
-        set_footer(GUI_MSG("Select workspaces or enter a workspace in the Name field"));
-        return;
-      }
-      std::string names;
-      for (const std::string &p : paths) {
-        if (!is_workspace_dir(p)) {
-          set_footer(GUI_MSG("Name field requires a valid workspace or directory"));
-          return;
-        }
-        names += quoted(p.c_str()) + " ";
-      }
-      char text[256];
-      snprintf(text, sizeof text, GUI_MSG("Loading %d workspace(s)..."),
-               static_cast<int>(paths.size()));
-      set_footer(text);
-      load_named(names, static_cast<int>(paths.size()), this);
-      return;
-    }
     if (paths.size() != 1) {
-      set_footer(paths.empty() ? GUI_MSG("Select or enter a directory in the Name field")
-                               : GUI_MSG("Select or enter a single directory"));
+      setFooter(paths.empty() ? GUI_MSG("Select or enter a directory in the Name field")
+                              : GUI_MSG("Select or enter a single directory"));
       return;
     }
     struct stat st;
     if (stat(paths[0].c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
-      set_footer(GUI_MSG("Name field requires a valid directory"));
+      setFooter(GUI_MSG("Name field requires a valid directory"));
       return;
     }
     if (is_workspace_dir(paths[0])) {
-      set_footer(GUI_MSG("Cannot load a directory which is a workspace"));
+      setFooter(GUI_MSG("Cannot load a directory which is a workspace"));
       return;
     }
-    set_footer(GUI_MSG("Loading directory..."));
-    set_text(dir, paths[0].c_str());
-    set_text(name, "");
-    list_dir();
+    setFooter(GUI_MSG("Loading directory..."));
+    setName("");
+    loadDirectory(paths[0].c_str());
+  }
+
+  void directoryActivated(const std::string &path) override {
+    if (!is_workspace_dir(path)) {
+      loadDirectory(path.c_str());
+      return;
+    }
+    if (load_named(quoted(path), 1, this) != 1)
+      gui_issue_errdialog(GUI_MSG("Error in loading workspace"));
+  }
+
+private:
+  // The selected entries and the Name field's words, made absolute.
+  std::vector<std::string> chosen() {
+    std::vector<std::string> out = getSelectedPaths();
+    std::istringstream words(getName());
+    std::string w;
+    while (words >> w) out.push_back(w[0] == '/' ? w : getDirectory() + "/" + w);
+    return out;
+  }
+
+  static void load_pressed(GfileChooser *, void *data) {
+    auto *self = static_cast<Kes_gui_load_ws_dlg *>(data);
+    std::vector<std::string> paths = self->chosen();
+    if (paths.empty()) {
+      self->setFooter(GUI_MSG("Select workspaces or enter a workspace in the Name field"));
+      return;
+    }
+    std::string names;
+    for (const std::string &p : paths) {
+      if (!is_workspace_dir(p)) {
+        self->setFooter(GUI_MSG("Name field requires a valid workspace or directory"));
+        return;
+      }
+      names += quoted(p.c_str()) + " ";
+    }
+    char text[256];
+    snprintf(text, sizeof text, GUI_MSG("Loading %d workspace(s)..."),
+             static_cast<int>(paths.size()));
+    self->setFooter(text);
+    load_named(names, static_cast<int>(paths.size()), self);
   }
 };
 
@@ -245,15 +228,20 @@ public:
 };
 
 void gui_stubs_load_workspaces() {
-  static Kes_gui_load_ws_dlg *shell;
-  if (!shell) {
-    shell = new Kes_gui_load_ws_dlg;
+  BW_wsviewer *chooser = get_gui()->get_load_chooser();
+  std::string dir;
+  if (!chooser) {
+    chooser = new Kes_gui_load_ws_dlg(get_main_shell()->app_shell);
+    get_gui()->set_load_chooser(chooser);
+    gui_trace_places_on_map(chooser->getDialog()->shell);
     Kes_gui_props *props = get_gui()->get_props();
-    form_dialog_c::set_text(shell->dir, props->current_dir ? props->current_dir : ".");
+    dir = props->current_dir ? props->current_dir : ".";
+  } else {
+    dir = chooser->getDirectory();  // read again: workspaces come and go
   }
-  shell->list_dir();
-  shell->set_footer(nullptr);
-  shell->show();
+  chooser->setName("");
+  chooser->popup();
+  chooser->loadDirectory(dir.c_str());
 }
 
 void gui_stubs_load_children() {

@@ -14,7 +14,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,8 +24,11 @@
 #include "gui/kes_graph.h"
 #include "gui/kes_gui.h"
 #include "gui/kes_gui_debug.h"
+#include "gui/kes_gui_props.h"
+#include "gui/kes_gui_sigchld.h"
 #include "gui/kes_trans_forms.h"
 #include "gui/shells/form_dialog.h"
+#include "gui/shells/resolve_dialogs.h"
 #include "gui/shells/trans_shell.h"
 #include "sccs/kes_conflict.h"
 #include "sccs/kes_sfile.h"
@@ -49,14 +51,19 @@ std::string my_procid;
 int hw_connected;
 int total_conflicts;
 const char *word = "merged";
-Kes_resolve_rc settings;
+
+// The user's settings as the tool's properties hold them: the Resolve page of
+// the properties changes them while the tool runs.
+const Kes_resolve_rc &settings() {
+  static const Kes_resolve_rc defaults;
+  Kes_gui_props *props = get_gui_props();
+  return props ? props->resolve_settings : defaults;
+}
 
 // The tool started without Hailway, and the pipe its SIGCHLD writes to so
 // that its end is handled on the event loop.
 pid_t tool_pid = -1;
 int sig_pipe[2] = {-1, -1};
-struct sigaction previous_handler;
-int handler_installed;
 
 Widget list, child_hist, parent_hist, merge_btn, child_btn, parent_btn;
 
@@ -171,17 +178,19 @@ void rt_next(int skip);
 // One decision on r, recorded as the resolve command records it.  0 on
 // success; an error has been shown and the file stays in conflict.
 int decide(Kes_resolve *r, int decision) {
-  char comment[1024] = "";
+  std::string comment;
   const char *text = nullptr;
-  if (settings.checkin_comments && decision != KES_RS_PARENT) {
+  if (settings().checkin_comments && decision != KES_RS_PARENT) {
+    char def[1024] = "";
     if (decision == KES_RS_CHILD)
-      r->accept_child_def_comment(comment);
+      r->accept_child_def_comment(def);
     else
-      r->merge_def_comment(comment);
-    if (!selection_prompt_dialog(parent_widget(), GUI_MSG("Lathe Weaving: Checkin Comment"),
-                                 GUI_MSG("Check-in comment:"), comment, sizeof comment))
-      return 1;
-    text = comment;
+      r->merge_def_comment(def);
+    comment = def;
+    static checkin_comment_dlg *dialog;
+    if (!dialog) dialog = new checkin_comment_dlg;
+    if (!dialog->show(r->relative_name, &comment)) return 1;
+    text = comment.c_str();
   }
   rt_busy_cursor();
   std::string ws = resolve_ws->wsname, name = r->relative_name;
@@ -210,16 +219,12 @@ void finish(Kes_resolve *r, int decision) {
 
 // ---- the tool without Hailway: its exit status decides
 
-void sigchld_handler(int sig) {
-  int saved = errno;
+// In signal context: the tool's end is handled on the event loop.
+void wake_event_loop() {
   if (sig_pipe[1] >= 0) {
     char c = 0;
     (void)!write(sig_pipe[1], &c, 1);
   }
-  if (previous_handler.sa_handler != SIG_DFL && previous_handler.sa_handler != SIG_IGN &&
-      previous_handler.sa_handler)
-    previous_handler.sa_handler(sig);
-  errno = saved;
 }
 
 void child_input(XtPointer, int *fd, XtInputId *) {
@@ -249,18 +254,10 @@ void start_tool() {
   std::vector<std::string> words =
       resolve_twinpane_command(program, hw_connected ? my_procid.c_str() : nullptr, resolve_file);
   if (!hw_connected) {
-    if (!handler_installed) {
-      if (pipe2(sig_pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
-        XtAppAddInput(get_app_context(), sig_pipe[0],
-                      reinterpret_cast<XtPointer>(XtInputReadMask), child_input, nullptr);
-        struct sigaction sa;
-        memset(&sa, 0, sizeof sa);
-        sa.sa_handler = sigchld_handler;
-        sa.sa_flags = SA_RESTART;
-        sigemptyset(&sa.sa_mask);
-        sigaction(SIGCHLD, &sa, &previous_handler);
-        handler_installed = 1;
-      }
+    if (sig_pipe[0] < 0 && pipe2(sig_pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
+      XtAppAddInput(get_app_context(), sig_pipe[0], reinterpret_cast<XtPointer>(XtInputReadMask),
+                    child_input, nullptr);
+      gui_on_sigchld(wake_event_loop);
     }
     if (tool_pid > 0) kill(tool_pid, SIGTERM);  // an earlier tool gives way
   }
@@ -394,7 +391,6 @@ void rt_main_init() {
   const char *id = gui_hw_procid();
   hw_connected = id != nullptr;
   my_procid = id ? id : "";
-  if (Kes_err *err = settings.read()) rt_issue_error(err);
 }
 
 void rt_set_ws(Kes_workspace *ws) {
@@ -429,7 +425,7 @@ int rt_display_ws_info() {
   snprintf(text, sizeof text, GUI_MSG("%d of %d files unresolved"), total_conflicts,
            total_conflicts);
   rt_footer(text, 0);
-  if (settings.start_twinpane && !rt_checkedout() && !rt_binary()) rt_invoke_twinpane();
+  if (settings().start_twinpane && !rt_checkedout() && !rt_binary()) rt_invoke_twinpane();
   return 0;
 }
 
@@ -480,14 +476,17 @@ void rt_send_load_msg(int reuse) {
   }
   send_load_message = 1;
   rt_busy_cursor();
-  if (!started_twinpane && !settings.reuse_twinpane && !twinpane_running && !was_load) {
+  if (!started_twinpane && !settings().reuse_twinpane && !twinpane_running && !was_load) {
     // Its Started brings the Load.
     was_load = 1;
     start_tool();
     return;
   }
-  Kes_err *err = resolve_send_hw_load_msg(reuse || settings.reuse_twinpane, resolve_file,
-                                          fm_procid.c_str(), settings.autosave, load_msg_callback);
+  // With reuse 0 the service picks the recipient: a tool already up, wherever
+  // it was started, or none, and then the failed message starts one.
+  gui_debug("resolve message sent Oakline_Twinpane_Load");
+  Kes_err *err = resolve_send_hw_load_msg(reuse, resolve_file, fm_procid.c_str(),
+                                          settings().autosave, load_msg_callback);
   if (err) {
     send_load_message = 0;
     rt_normal_cursor();
@@ -565,22 +564,16 @@ int rt_binary() {
 
 int rt_checkedout() {
   if (!resolve_file || !resolve_file->is_checkedout()) return 0;
-  char text[2048];
-  snprintf(text, sizeof text, GUI_MSG("File \"%s\" is checked out."), resolve_file->relative_name);
-  const char *labels[3] = {GUI_MSG("Check In"), GUI_MSG("Uncheck Out"), GUI_MSG("Skip")};
-  modal_dialog dialog(parent_widget());
-  int answer = dialog.show(GUI_MSG("Lathe Weaving: Checked Out File"), text, MODAL_QUESTION,
-                           labels, 3);
+  static checked_out_file_dlg *dialog;
+  if (!dialog) dialog = new checked_out_file_dlg;
+  std::string comment;
+  int answer = dialog->show(resolve_file->relative_name, &comment);
   Kes_err *err = nullptr;
   int done = 0;
-  if (answer == 0) {
-    char comment[1024] = "";
-    if (!selection_prompt_dialog(parent_widget(), GUI_MSG("Lathe Weaving: Checkin Comment"),
-                                 GUI_MSG("Check-in comment:"), comment, sizeof comment))
-      return 1;
-    err = resolve_file->checkin(comment, rt_footer);
+  if (answer == checked_out_file_dlg::CHECK_IN) {
+    err = resolve_file->checkin(comment.c_str(), rt_footer);
     if (!err) err = resolve_file->materialize_child(&done);
-  } else if (answer == 1) {
+  } else if (answer == checked_out_file_dlg::UNCHECK_OUT) {
     err = resolve_file->uncheckout();
     if (!err) err = resolve_file->materialize_child(&done);
     if (!err && done) {
@@ -682,7 +675,7 @@ void rt_next(int skip) {
     rt_footer(text, 0);
     if (pos < 1 || pos > n) pos = 1;
   }
-  if (!skip && !settings.autoadvance) {
+  if (!skip && !settings().autoadvance) {
     if (hw_connected && twinpane_running && !fm_procid.empty())
       resolve_send_hw_unload_msg(fm_procid.c_str());
     show_histories();

@@ -39,14 +39,12 @@ const Expect kCases[] = {
     {"bringover-create", 3, 3, 0, 0, 0, 0, 0, "", "", "3 3", "Bringover completed"},
     {"bringover-nothing", 0, 0, 0, 0, 0, 0, 0, "", "", "100 100", "Bringover completed"},
     {"bringover-preview", 3, 1, 1, 0, 1, 0, 0, "", "", "3 3", "Bringover preview completed"},
-    {"bringover-changes", 3, 1, 1, 0, 1, 0, 0, "", "", "3 3", "Bringover completed"},
     {"bringover-preview-conflicts", 2, 0, 1, 1, 0, 0, 0, "", "", "2 2",
      "Bringover preview completed, conflict(s) would be created"},
     {"bringover-conflicts", 2, 0, 1, 1, 0, 0, 0, "conflicts", "", "2 2",
      "Bringover completed, conflict(s) were created"},
     {"bringover-locked", 0, 0, 0, 0, 0, 0, 0, "", "", "", "Bringover failed due to an error"},
     {"bringover-no-parent", 0, 0, 0, 0, 0, 0, 0, "", "", "", "Bringover failed due to an error"},
-    {"putback-preview", 2, 1, 1, 0, 0, 0, 0, "", "", "2 2", "Putback preview completed"},
     {"putback-done", 2, 1, 1, 0, 0, 0, 0, "", "", "2 2", "Putback completed"},
     {"putback-preview-blocked", 1, 0, 1, 0, 0, 0, 0, "blocked", kNext, "1 1",
      "Putback preview would block, would not execute bringover"},
@@ -62,7 +60,6 @@ const Expect kCases[] = {
     {"undo-create", 5, 0, 0, 0, 0, 4, 0, "", "", "4 5", "Undo completed"},
     {"undo-preview", 4, 0, 0, 0, 0, 1, 2, "", "", "3 4", "Undo preview completed"},
     {"undo-locked", 0, 0, 0, 0, 0, 0, 0, "", "", "", "Undo failed due to an error"},
-    {"undo-done", 4, 0, 0, 0, 0, 1, 2, "", "", "3 4", "Undo completed"},
     {"undo-nothing", 0, 0, 0, 0, 0, 0, 0, "", "", "100 100", "Undo completed"},
 };
 
@@ -198,6 +195,7 @@ TEST_F(TransParse, StoppedAndUnknownStatusesHaveTheirOwnWords) {
       {KES_TRANS_BRINGOVER, 0, -1, "Bringover failed due to user stopping the process"},
       {KES_TRANS_BRINGOVER, 1, -1, "Bringover preview failed due to user stopping the process"},
       {KES_TRANS_PUTBACK, 1, 3, "Putback preview would block, would execute bringover"},
+      {KES_TRANS_PUTBACK, 1, 0, "Putback preview completed"},
       {KES_TRANS_UNDO, 0, 7, "Undo exited: 7 - unknown exit code"},
       {KES_TRANS_BRINGOVER, 1, 2, "Bringover preview exited: 2 - unknown exit code"},
   };

@@ -76,10 +76,6 @@ const Case cases[] = {
     // (19, -50); root depth 77.  Tree 108+15 = 123 by 77+15 = 92; root
     // x = 54 + (-108+123)/2 = 61, leaf at (61-50, 19) = (11, 19).
     {"leaf vertical", SSTreeVertical, 4, 15, 123, 92, {{"leaf", "", 100, 50, 11, 19, nullptr}}},
-    // The same leaf horizontal: d 100, b 50: depth 108, max 29, min -29; h = 58,
-    // y = 25, u = -25, offsets (19, -25); root depth 127.  Tree 142 x 73; root
-    // y = 29 + (-58+73)/2 = 36: leaf at (19, 11).
-    {"leaf horizontal", SSTreeHorizontal, 4, 15, 142, 73, {{"leaf", "", 100, 50, 19, 11, nullptr}}},
     // A zero-sized leaf still takes 2B: max 4, min -4, depth 8; offsets (14, 0);
     // root depth 22.  Tree 18 x 32, root x = 4 + 5 = 9: leaf at (9, 14).
     {"zero-sized leaf", SSTreeVertical, 4, 10, 18, 32, {{"dot", "", 0, 0, 9, 14, nullptr}}},

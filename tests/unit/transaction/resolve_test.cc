@@ -1,13 +1,12 @@
 // The resolve side's own formats: the user's ~/.brindle_resrc, read and
-// written by its rules, and the merge-tool messages as another process on the
-// bus receives them.  Settling files end to end is told by the stories
-// t1501 and t1502.
+// written by its rules, and the refusal of a merge tool's report on files that
+// are not one conflict's.  Settling files end to end, with the messages as
+// twinpane receives them, is told by the stories t1501 and t1502.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "hailway/bus_helpers.h"
 #include "hailway/hailway.h"
@@ -68,58 +67,12 @@ TEST_F(ResolveRc, ReadsSetLinesByTheirRules) {
   }
 }
 
-TEST_F(ResolveRc, WritesOneLinePerFieldAndReadsItBack) {
+// The written form and its reading back are told by the story t2107.
+TEST_F(ResolveRc, AHomeThatCannotTakeTheFileGetsNothing) {
   Kes_resolve_rc rc;
-  rc.start_twinpane = 1;
-  rc.autoadvance = 0;
-  rc.autosave = 1;
-  ASSERT_EQ(take(rc.write()).text, "");
-  EXPECT_EQ(read_file(at(".brindle_resrc")),
-            "set start_twinpane\nset noautoadvance\nset nocheckin_comments\n"
-            "set noreuse_twinpane\nset autosave\n");
-  Kes_resolve_rc back;
-  back.checkin_comments = 1;
-  ASSERT_EQ(take(back.read()).text, "");
-  EXPECT_EQ(fields(back), "10001");
-  // A home that can't take the file keeps what was there: nothing.
   setenv("HOME", at("gone").c_str(), 1);
   EXPECT_EQ(take(rc.write()).code, 2031);
   EXPECT_FALSE(file_exists(at("gone")));
-}
-
-// The messages as the tool receives them: this process registers for Load
-// itself and is its own tool.
-TEST(ResolveMessages, LoadAndUnloadCarryTheirArgumentsInPlace) {
-  Private_bus bus;
-  char *me = hw_open();
-  ASSERT_NE(me, nullptr);
-  ASSERT_EQ(hw_op_register("Oakline_Twinpane_Load"), HW_OK);
-  Kes_resolve r;
-  r.path = strdup("/w/f.c");
-  r.child_file = strdup("/w/f.c.C.aaaaaa");
-  r.parent_file = strdup("/w/f.c.P.aaaaaa");
-  r.merged_file = strdup("/w/f.c.M.aaaaaa");
-  std::vector<std::string> seen;
-  auto on_message = [&](Hw_message m) {
-    std::string line = hw_message_op(m);
-    for (int i = 0; i < hw_message_args_count(m); i++) line += "|" + hw_arg(m, i);
-    seen.push_back(line);
-    hw_message_reply(m);
-    hw_message_destroy(m);
-  };
-  const std::string rest = "|(null)|/w/f.c.C.aaaaaa|/w/f.c.P.aaaaaa|/w/f.c.M.aaaaaa|/w/f.c|"
-                           "Merged Result|1|";
-  // Two-way, to whoever registered; then with an ancestor, to the tool itself.
-  ASSERT_EQ(take(resolve_send_hw_load_msg(0, &r, nullptr, 1, nullptr)).text, "");
-  r.ancestor_file = strdup("/w/f.c.A.aaaaaa");
-  ASSERT_EQ(take(resolve_send_hw_load_msg(1, &r, me, 0, nullptr)).text, "");
-  ASSERT_EQ(resolve_send_hw_unload_msg(me), HW_OK);
-  ASSERT_TRUE(hw_pump([&] { return seen.size() == 4; }, on_message));
-  EXPECT_EQ(seen, (std::vector<std::string>{
-                      "Oakline_Twinpane_Load|0|0|(null)|Child|parent" + rest + "1|/w/f.c",
-                      "Oakline_Twinpane_Load|1|0|/w/f.c.A.aaaaaa|Child vs. Ancestor|"
-                      "Parent vs. Ancestor" + rest + "0|/w/f.c",
-                      "Oakline_Twinpane_Set_LFtr| |0", "Oakline_Twinpane_Unload|1"}));
 }
 
 // A Saved report names files that resolve will rename and unlink: only the

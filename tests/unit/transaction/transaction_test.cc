@@ -1,6 +1,6 @@
 // The driver: order of the phases, output with and without the terminal, the
-// summary, the timers, what a signal leaves behind, and the names read from a
-// file list program while a signal falls in the read.
+// environment of the run, what a signal leaves behind, and the names read
+// from a file list program while a signal falls in the read.
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
@@ -23,7 +23,6 @@
 #include "util/kes_err.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
-#include "workspace/kes_nametable.h"
 #include "workspace/kes_workspace.h"
 
 using namespace support;
@@ -142,31 +141,6 @@ TEST_F(TransactionTest, SilentStopsTheTerminalAndVerboseOpensTheQuietLines) {
   EXPECT_EQ(r.err, "");
 }
 
-// The counts and their order are the stories' (t1101, t1102); here what errors
-// and conflicts add: a real run warns first and points to resolve; a preview
-// says instead that nothing was done.
-TEST_F(TransactionTest, SummaryOfErrorsAndConflicts) {
-  for (int preview = 0; preview < 2; preview++) {
-    Child r = in_child([&]() {
-      Recording_transaction t;
-      t.flags.preview = preview;
-      t.counts.conflicts = 1;
-      t.counts.contents_errors = 2;
-      t.counts.rename_errors = 1;
-      t.summarize();
-      return 0;
-    });
-    EXPECT_NE(r.out.find("       1   conflict\n       2   contents errors\n"), std::string::npos);
-    EXPECT_NE(r.out.find("\nNames Summary:\n       1   rename errors\n"), std::string::npos);
-    EXPECT_EQ(r.out.find("\nbringover warning: files with errors: 3\n\n"),
-              preview ? std::string::npos : 0u) << r.out;
-    EXPECT_EQ(r.out.find(" to resolve conflicts.\n") != std::string::npos, !preview) << r.out;
-    const std::string done = "\nNothing was done\n";
-    EXPECT_EQ(r.out.size() > done.size() && r.out.substr(r.out.size() - done.size()) == done,
-              preview == 1) << r.out;
-  }
-}
-
 // A signal during the run removes the file being written and ends the
 // process with status 1 (a crash aborts); the line about the signal is not
 // for the terminal.  A cleared name is left alone, and a run that ended before
@@ -214,25 +188,18 @@ namespace {
 // counters that it would set.
 class Propagating_transaction : public Recording_transaction {
 public:
-  int block = 0;
-  int set_examined = 0, set_actions = 0, set_contents = 0, set_names = 0, set_errors = 0;
+  int set_examined = 0, set_actions = 0, set_contents = 0;
 
   Kes_err *propagate() override { return Kes_transaction::propagate(); }
   Kes_err *determine_files() override {
     examined = set_examined;
     action_count = set_actions;
     contents_action_count = set_contents;
-    name_action_count = set_names;
-    counts.contents_errors = set_errors;
     return nullptr;
   }
   int should_block() override {
     calls.push_back("should_block");
-    return block;
-  }
-  Kes_err *execute_actions() override {
-    calls.push_back(flags.silent ? "execute_actions(silent)" : "execute_actions");
-    return Kes_transaction::execute_actions();
+    return 0;
   }
 };
 
@@ -242,7 +209,7 @@ protected:
   std::string dir = tmp.path();
   void SetUp() override {
     TransactionTest::SetUp();
-    for (const char *d : {"/from/Brindle_wsdata", "/to/Brindle_wsdata", "/other/Brindle_wsdata"})
+    for (const char *d : {"/from/Brindle_wsdata", "/to/Brindle_wsdata"})
       make_dirs(dir + d);
     // Name tables, as every workspace that has seen a transaction has.
     write_file(dir + "/from/Brindle_wsdata/nametable", "VERSION 1\n");
@@ -269,7 +236,6 @@ protected:
 };
 
 TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
-  std::string seen;
   Child r = propagate([](Propagating_transaction &) {},
                              [&](Propagating_transaction &t, Kes_err *err) {
                                if (err) return 1;
@@ -293,45 +259,6 @@ TEST_F(PropagateTest, NothingToDoLeavesTheRunInTheToRootWithTheEnvironmentSet) {
                    "BRINDLE_CMD=bringover\n"
                    "BRINDLE_WS_ROOT=\n"
                    "should_block \n");
-}
-
-// What the counters that file examination sets make of the rest of the run.
-TEST_F(PropagateTest, ExaminationDecidesWhatRunsAndWhatIsSaid) {
-  struct {
-    const char *story;
-    int block, quiet, preview, examined, actions, contents, names, errors;
-    std::string out;
-  } cases[] = {
-      {"file errors stop before anything is changed", 0, 0, 0, 3, 2, 2, 0, 1,
-       "\nExamined files: 3\n\nbringover cannot continue due to the following errors:\n\n[] silent=0\n"},
-      {"a blocked command stops after the examined count", 1, 0, 0, 0, 1, 1, 0, 0,
-       "\nExamined files: 0\n[should_block ] silent=0\n"},
-      // The summary is empty here: no per-file counter was raised.
-      {"actions are announced, then run quietly when asked", 0, 1, 0, 5, 3, 2, 1, 0,
-       "\nExamined files: 5\n\nMoving contents: 2\nMoving names: 1\n"
-       "[should_block execute_actions(silent) ] silent=0\n"},
-      {"a preview prints the blocks after the dry run", 0, 0, 1, 0, 1, 1, 0, 0,
-       "\nExamined files: 0\n\nMoving contents: 1\n\n[execute_actions should_block ] silent=0\n"},
-  };
-  for (const auto &c : cases) {
-    Child r = propagate(
-        [&](Propagating_transaction &t) {
-          t.block = c.block;
-          t.flags.quiet = c.quiet;
-          t.flags.preview = c.preview;
-          t.set_examined = c.examined;
-          t.set_actions = c.actions;
-          t.set_contents = c.contents;
-          t.set_names = c.names;
-          t.set_errors = c.errors;
-        },
-        [](Propagating_transaction &t, Kes_err *err) {
-          printf("[%s] silent=%d\n", joined(t.calls).c_str(), (int)t.flags.silent);
-          return err ? 1 : 0;
-        });
-    EXPECT_EQ(r.status, 0) << c.story << ": the counters make the status, not an error";
-    EXPECT_EQ(r.out, c.out) << c.story;
-  }
 }
 
 // The to workspace's history log is open from the actions on: a signal then
@@ -366,102 +293,7 @@ TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
       << "no record left half composed";
 }
 
-TEST_F(PropagateTest, MissingToRootFailsUnlessAPreviewCreatesTheChild) {
-  remove_tree(dir + "/to");
-  Child r = propagate([](Propagating_transaction &) {},
-                             [](Propagating_transaction &, Kes_err *err) {
-                               if (err) fputs(err->text, stderr);
-                               return err ? 1 : 0;
-                             });
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.err, "bringover: Chdir to \"" + dir +
-                       "/to\" failed  (Error 1023) - No such file or directory  (System error 2)\n");
 
-  r = propagate(
-      [](Propagating_transaction &t) {
-        t.flags.preview = 1;
-        t.flags.creating_child = 1;
-      },
-      [](Propagating_transaction &, Kes_err *err) { return err ? 1 : 0; });
-  EXPECT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.out.find("Nothing to do"), std::string::npos);
-}
-
-
-// A name table rebuilt during a run tells which workspace it scans, through the
-// transaction; the child this run creates has nothing to scan.
-TEST_F(PropagateTest, ARebuiltNameTableSaysWhichWorkspaceItScans) {
-  const struct {
-    const char *ws;
-    int creating;
-    const char *said;
-  } cases[] = {
-      {"from", 0, "Updating names in parent workspace's name table\n"},
-      {"to", 0, "Updating names in child workspace's name table\n"},
-      {"to", 1, ""},
-      {"other", 0, "Updating names in workspace's name table\n"},
-  };
-  for (const auto &c : cases) {
-    sh("rm -f " + dir + "/" + c.ws + "/Brindle_wsdata/nametable");
-    Child r = in_child([&]() {
-      Propagating_transaction t;
-      Kes_err *err = nullptr;
-      t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
-      t.to_ws = t.child_ws = new Kes_workspace((dir + "/to").c_str(), &err);
-      t.flags.creating_child = c.creating;
-      Kes_workspace ws((dir + "/" + c.ws).c_str(), &err);
-      Kes_md_nametable *nt = nullptr;
-      if (!err) err = ws.get_md_nametable(&nt);
-      if (!err) err = nt->read_table(&t, nullptr);
-      if (err) fputs(err->text, stderr);
-      int status = err || !nt->rebuilt ? 1 : 0;
-      delete nt;
-      delete err;
-      return status;
-    });
-    EXPECT_EQ(r.status, 0) << c.ws << r.err;
-    EXPECT_EQ(r.out, c.said) << c.ws << " creating " << c.creating;
-  }
-}
-
-std::string names_of(Kes_strlist *list) {
-  std::string s;
-  for (Kes_listelem *e = list->head.next; e != &list->head; e = e->next)
-    s += std::string((char *)e->data) + ";";
-  return s;
-}
-
-TEST_F(PropagateTest, IncludeAndExcludeFilesAddNamesAndExpandPatternsInTheFromWorkspace) {
-  sh("mkdir -p " + dir + "/from/src && touch " + dir + "/from/src/a.c " + dir + "/from/src/b.c " +
-     dir + "/from/src/b.h");
-  write_file(dir + "/include", "# the sources\n\nsrc/*.c\n" + dir + "/from/doc/x.txt\nREADME\n");
-  write_file(dir + "/exclude", "src/b.c\n");
-  for (const char *include : {"include", "none"}) {
-    Child r = in_child([&]() {
-      Propagating_transaction t;
-      Kes_err *err = nullptr;
-      t.from_ws = t.parent_ws = new Kes_workspace((dir + "/from").c_str(), &err);
-      t.to_ws = t.child_ws = new Kes_workspace((dir + "/to").c_str(), &err);
-      t.include_file = strdup((dir + "/" + include).c_str());
-      t.exclude_file = strdup((dir + "/exclude").c_str());
-      err = t.Kes_transaction::update_arg_list();
-      printf("%s|%s", names_of(t.file_args).c_str(), names_of(t.excludes).c_str());
-      if (!err) return 0;
-      fputs(err->text, stderr);
-      delete err;
-      return 1;
-    });
-    if (std::string(include) == "include") {
-      EXPECT_EQ(r.status, 0) << r.err;
-      EXPECT_EQ(r.out, "src/a.c;src/b.c;doc/x.txt;README;|src/b.c;");
-    } else {
-      EXPECT_EQ(r.status, 1);
-      EXPECT_EQ(r.err, "bringover: Open of include file \"" + dir +
-                           "/none\" for reading failed  (Error 1001) - No such file or directory  "
-                           "(System error 2)\n");
-    }
-  }
-}
 
 // A file list program's output read while a signal falls in the read: every
 // name arrives whole.  The signal's handler is installed without SA_RESTART,

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <map>
 
-#include "util/kes_host.h"
 #include "util/kes_init.h"
 #include "workspace/kes_cmdlock.h"
 #include "workspace/kes_metadata.h"
@@ -45,10 +44,6 @@ protected:
     Kes_cmdlock l(line, ws);
     char buf[1024];
     return l.format_msg(buf);
-  }
-  std::string mine(const char *type) {
-    return std::string(type) + " locktest " + std::to_string(getpid()) + " " + kes_hostname() +
-           " " + kes_get_user(1, 0);
   }
 };
 
@@ -103,31 +98,6 @@ TEST_F(CmdlockTest, AgeTextRoundsMinutesAndLeavesOutZeroDaysAndHours) {
                           "        on hostB for ") + c.tail) << c.age;
 }
 
-TEST_F(CmdlockTest, WriteLockComesAndGoes) {
-  Kes_cmdlock *lock = nullptr, *second = nullptr;
-  ASSERT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &lock)).text, "");
-  EXPECT_EQ(ws->is_writelocked(), 1);
-  char buf[1024];
-  EXPECT_EQ(read_file(locks), "VERSION 1\n" + std::string(lock->format_lock_line(buf)) + "\n");
-  EXPECT_EQ(std::string(buf).rfind(mine("write") + " ", 0), 0u) << buf;
-  EXPECT_EQ(take(ws->obtain_lock(KES_WRITE_LOCK, &second)).code, 2021) << "not even for itself";
-  ASSERT_EQ(take(ws->release_lock(lock)).text, "");
-  EXPECT_EQ(ws->is_writelocked(), 0);
-  EXPECT_EQ(read_file(locks), "VERSION 1\n");
-  delete lock;
-
-  Err e = take(ws->obtain_lock((Kes_cmdlocktype)3, &second));
-  EXPECT_EQ(e.text, "locktest: Internal error: unknown locktype 3 in workspace \"" +
-                        std::string(ws->wsname) + "\"  (Error 2019)\n");
-  EXPECT_EQ(read_file(locks), "VERSION 1\n");
-
-  sh("rm -rf " + root + "/Brindle_wsdata");
-  e = take(ws->obtain_lock(KES_READ_LOCK, &second));
-  EXPECT_EQ(e.code, 1014);
-  EXPECT_EQ(e.system_errno, ENOENT);
-  EXPECT_EQ(second, nullptr);
-}
-
 TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
   // A directory where the rewrite's temporary file goes makes the rewrite fail
   // for any user, root included.
@@ -151,22 +121,6 @@ TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
   release();
   EXPECT_FALSE(file_exists(locks)) << "the lone lock went with its file";
   delete lock;
-}
-
-TEST_F(CmdlockTest, PlainDirectoryTakesPartWithoutLocks) {
-  std::string plain = tmp.file("plain");
-  make_dirs(plain);
-  Kes_err *err = nullptr;
-  Kes_workspace dir(plain.c_str(), &err);
-  ASSERT_EQ(err, nullptr);
-  capture_stdout([&] { EXPECT_EQ(take(dir.not_real_warning()).code, 0); });
-  ASSERT_EQ(dir.not_real, 1u);
-  Kes_cmdlock theirs("write putback 1 h u 1", &dir), *lock = &theirs;
-  EXPECT_EQ(dir.obtain_lock(KES_WRITE_LOCK, &lock), nullptr);
-  EXPECT_EQ(lock, &theirs) << "left alone";
-  EXPECT_EQ(dir.write_locked, 0u);
-  EXPECT_EQ(dir.release_lock(&theirs), nullptr);
-  EXPECT_EQ(sh("ls -A " + plain).out, "");
 }
 
 // Each process reports on a pipe when it first finds the locks file's short

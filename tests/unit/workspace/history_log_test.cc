@@ -200,40 +200,6 @@ TEST_F(HistoryLog, RecordRoundTripsAllFields) {
   EXPECT_TRUE(seen(r[12], true)) << r[12];
   EXPECT_TRUE(seen(r[13], false)) << r[13];
   EXPECT_TRUE(seen(r[14], true)) << r[14];
-
-  // The file as people read it: print() shows it without the version line.
-  std::string text = read_file(log);
-  ASSERT_EQ(text.compare(0, 10, "VERSION 1\n"), 0);
-  std::string printed = capture_stdout([&] { EXPECT_EQ(take(md.print()).code, 0); });
-  EXPECT_EQ(printed, text.substr(10));
-  EXPECT_NE(text.find("\nCHILD_WORKSPACE  (/ws/child) (host:/ws/child)\nFREEZEPOINT_FILE "
-                      "fp/list\nSTART ("),
-            std::string::npos)
-      << text;
-}
-
-TEST_F(HistoryLog, CommandLogLinesWithoutValues) {
-  Kes_cmdlog cmdlog;
-  cmdlog.set_ws(nullptr, nullptr, "/c", nullptr);
-  cmdlog.set_rti(nullptr);
-  cmdlog.finish(0);
-  ASSERT_EQ(take(md.start(0)).code, 0);
-  ASSERT_EQ(take(md.print_rti("77")).code, 0);
-  ASSERT_EQ(take(md.print_rti(nullptr)).code, 0);
-  md.done(&cmdlog);
-  std::string text = read_file(log);
-  EXPECT_NE(text.find("COMMAND \nRTI 77\nCWD "), std::string::npos) << text;
-  EXPECT_NE(text.find("\nPARENT_WORKSPACE \nCHILD_WORKSPACE  (/c) ()\n\nSTART ("),
-            std::string::npos)
-      << text;
-  // The early RTI line splits the record at the CWD behind it; the bare
-  // parent keyword reads as no parent.
-  std::vector<Fields> got = records(&md);
-  ASSERT_EQ(got.size(), 2u);
-  EXPECT_EQ(got[0], rec({{1, ""}, {2, "\n"}, {17, "77"}}));
-  EXPECT_EQ(got[1][7], "-");
-  EXPECT_EQ(got[1][9], "/c");
-  EXPECT_EQ(got[1][10], "");
 }
 
 // Each child says on a pipe when it first finds the log's file lock held.
@@ -348,73 +314,6 @@ TEST_F(HistoryLog, FailedAppendLosesOnlyTheRecord) {
   EXPECT_NE(read_file(errfile).find("Writing to \"" + log + "\" failed"), std::string::npos)
       << read_file(errfile);
   EXPECT_TRUE(leftovers(mdir).empty());
-}
-
-TEST_F(HistoryLog, WriteAndStartFailuresAreReturned) {
-  // Free lines beyond the size limit fail in the temporary file itself.
-  int status = in_child([&] {
-    signal(SIGXFSZ, SIG_IGN);
-    struct rlimit rl = {2000, 2000};
-    setrlimit(RLIMIT_FSIZE, &rl);
-    Kes_md_history m(nullptr, mdir.c_str());
-    if (Kes_err *e = m.start(0)) return e->print(), 2;
-    std::string big(9000, 'y');
-    Err e = take(m.printf("%s\n", big.c_str()));
-    return e.code == 1001 && e.system_errno == EFBIG &&
-                   e.text.find("Writing to \"" + mdir + "/history.") != std::string::npos
-               ? 0
-               : 1;
-  }).status;
-  EXPECT_EQ(status, 0);
-  EXPECT_TRUE(leftovers(mdir).empty());  // the child's destructor dropped it
-
-  // No metadata directory: no temporary file, and later calls write nothing.
-  Kes_md_history gone(nullptr, tmp.file("nowhere").c_str());
-  Err e = take(gone.start(0));
-  EXPECT_EQ(e.code, 1001);
-  EXPECT_EQ(e.system_errno, ENOENT);
-  EXPECT_NE(e.text.find("Open of \"" + tmp.file("nowhere") + "/history."), std::string::npos)
-      << e.text;
-  EXPECT_EQ(take(gone.printf("x\n")).code, 0);
-  gone.done(nullptr);
-  EXPECT_FALSE(file_exists(tmp.file("nowhere")));
-}
-
-TEST_F(HistoryLog, CrashBeforeDoneLeavesOnlyTheTemporaryFile) {
-  write_log("COMMAND old\n");
-  int status = in_child([&] {
-    Kes_md_history m(nullptr, mdir.c_str());
-    if (m.start(0)) return 2;
-    if (m.printf("half a record\n")) return 3;
-    fflush(nullptr);
-    _exit(0);  // no destructor, no done
-  }).status;
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(read_file(log), "VERSION 1\nCOMMAND old\n");
-  std::vector<std::string> left = leftovers(mdir);
-  ASSERT_EQ(left.size(), 1u);
-  EXPECT_EQ(left[0].compare(0, 8, "history."), 0);
-  EXPECT_EQ(left[0].size(), 14u);
-  EXPECT_EQ(read_file(mdir + "/" + left[0]), "COMMAND \nhalf a record\n");
-}
-
-TEST(HistoryRecord, CompareLeavesOutTheChildName) {
-  Kes_historylist list;
-  Kes_history *a = (Kes_history *)list.create_data();
-  a->child_name = strdup("/c1");
-  a->child_netname = strdup("h:/c1");
-  Kes_history *b = a->copy();
-  free(b->child_name);
-  b->child_name = strdup("/c2");
-  EXPECT_EQ(list.compare_datas(a, b), 1);
-  free(b->child_netname);
-  b->child_netname = strdup("h:/c2");
-  EXPECT_LT(a->compare(b), 0);
-  free(b->child_netname);
-  b->child_netname = nullptr;
-  EXPECT_GT(a->compare(b), 0);
-  list.delete_data(a);
-  list.delete_data(b);
 }
 
 TEST(CommandLog, NoCurrentDirectoryEndsTheProcess) {

@@ -1,9 +1,7 @@
 // The name table: its records and lines, the states of table and journal and
 // what a read makes of each, writing, edits and the journal, the rebuild by a
-// walk over a workspace of history files made by SCCS, duplicate SmIDs, and
-// read-only workspaces.
+// walk over a workspace of history files made by SCCS, and duplicate SmIDs.
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -48,39 +46,6 @@ Kes_nt *record(const char *name, unsigned long a, unsigned long b, unsigned long
                unsigned long d) {
   unsigned long words[4] = {a, b, c, d};
   return new Kes_nt(name, new Kes_smid(words));
-}
-
-// What as_outsider returns when no outsider can take part.
-constexpr int kNoUserChange = 90, kOutOfReach = 91;
-
-// Runs fn in a child as an unprivileged user when the tests run as root, so
-// that modes really keep it out; as anyone else, prepare() takes the rights
-// away.  The outsider must reach `dir` and the current directory, which the
-// workspace object names: both lie under TMPDIR, and a TMPDIR in a private
-// home would fail the test for another reason than the one tested.  Returns
-// fn's result, 128 + signal, or one of the codes above.
-int as_outsider(const std::string &dir, const std::function<void()> &prepare,
-                const std::function<int()> &fn) {
-  return in_child([&] {
-    alarm(30);  // a wait that never ends is a failure, not a hang
-    if (geteuid() == 0) {
-      if (setgid(65534) != 0 || setuid(65534) != 0) return kNoUserChange;
-      char here[4096];
-      if (!getcwd(here, sizeof here) || access(dir.c_str(), X_OK) != 0) return kOutOfReach;
-    } else {
-      prepare();
-    }
-    return fn();
-  }).status;
-}
-
-// Why the outsider could not take part, or "" when it did.
-std::string no_outsider(int status, const std::string &dir) {
-  if (status == kNoUserChange) return "cannot change to the user nobody";
-  if (status == kOutOfReach)
-    return "the user nobody cannot reach " + dir +
-           " or the working directory: TMPDIR lies in a directory closed to it";
-  return "";
 }
 
 class Nametable : public ::testing::Test {
@@ -143,19 +108,6 @@ protected:
 
 // ---------------------------------------------------------------------------
 // Reading: what a read makes of each state of table and journal
-
-TEST(NtRecord, AFailedWriteNamesTheFile) {
-  FILE *full = fopen("/dev/full", "w");
-  ASSERT_NE(full, nullptr);
-  setvbuf(full, nullptr, _IONBF, 0);  // so that the write itself fails
-  Kes_nt *r = record("x", 1, 2, 3, 4);
-  Err e = take(r->print(full, "the table"));
-  EXPECT_EQ(e.code, 2045);
-  EXPECT_EQ(e.system_errno, ENOSPC);
-  EXPECT_EQ(e.text.rfind("Fprintf of \"the table\" failed  (Error 2045)", 0), 0u) << e.text;
-  fclose(full);
-  delete r;
-}
 
 TEST_F(Nametable, AMissingTableIsBuiltFromTheTreeAndKept) {
   make_history(root + "/SCCS/s.a.c", "a");
@@ -325,22 +277,6 @@ TEST_F(Nametable, TwoNamesForOneSmidCantBeRead) {
   EXPECT_FALSE(file_exists(table));
 }
 
-TEST_F(Nametable, AnUnreadableTable) {
-  write_file(table, "VERSION 1\n");
-  chmod(table.c_str(), 0600);
-  int status = as_outsider(md, [&] { chmod(table.c_str(), 0); }, [&] {
-    open_table();
-    Err e = read();
-    return e.code == 1001 && e.system_errno == EACCES &&
-                   e.text == "Open of \"" + table +
-                                 "\" for reading failed  (Error 1001) - Permission denied  (System error 13)\n"
-               ? 0
-               : 1;
-  });
-  if (std::string why = no_outsider(status, md); !why.empty()) GTEST_SKIP() << why;
-  EXPECT_EQ(status, 0);
-}
-
 // ---------------------------------------------------------------------------
 // Edits, the journal and writing
 
@@ -401,135 +337,6 @@ TEST_F(Nametable, RemoveThenAddKeepsTheRecord) {
   delete f;
 }
 
-TEST_F(Nametable, TheJournalIsNeverContinued) {
-  open_table();
-  Err e = take(nt->editlog->open("a"));
-  EXPECT_EQ(e.code, 1025);
-  EXPECT_EQ(e.system_errno, 0);
-  EXPECT_EQ(e.text, "Open of \"" + journal + "\" for appending failed  (Error 1025)\n");
-  EXPECT_FALSE(file_exists(journal));
-  // Opening for writing starts it anew.
-  write_file(journal, "VERSION 1\nold 1 2 3 4 1\n");
-  chmod(journal.c_str(), 0600);
-  ASSERT_EQ(take(nt->editlog->open("w+")).code, 0);
-  delete nt->editlog->close();
-  EXPECT_EQ(read_file(journal), "VERSION 1\n");
-  EXPECT_EQ(mode_of(journal), 0666u);
-}
-
-// A transaction brings a new file, makes twelve edits and dies before the
-// table is written: ten of them are on disk, the next read replays them, and a
-// rebuild finds the truth again.
-TEST_F(Nametable, AKilledTransactionLosesNothingARebuildCantFind) {
-  make_history(root + "/SCCS/s.one.c", "one");
-  open_table();
-  ASSERT_EQ(read().code, 0);
-  make_history(root + "/new dir/SCCS/s.two.c", "two");
-  std::vector<std::string> truth = {"new dir/two.c " + root_smid(root + "/new dir/SCCS/s.two.c"),
-                                    "one.c " + root_smid(root + "/SCCS/s.one.c")};
-  int status = in_child([&] {
-    open_table();
-    if (take(nt->read_table(nullptr, nullptr)).code) return 1;
-    ws->write_locked = 1;
-    for (int i = 0; i < 12; i++) {
-      Kes_nt r;
-      if (!r.scan(i == 0 ? truth[0].c_str() : ("pad" + std::to_string(i) + " 9 9 9 " +
-                                                std::to_string(i)).c_str()))
-        return 3;
-      delete nt->add_record(&r, nullptr);
-    }
-    raise(SIGKILL);
-    return 2;
-  }).status;
-  ASSERT_EQ(status, 128 + SIGKILL);
-  std::string j = read_file(journal);
-  EXPECT_EQ(std::count(j.begin(), j.end(), '\n'), 11) << j;  // version line and 10 synced
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  EXPECT_EQ(nt->list->count, 11);
-  EXPECT_FALSE(file_exists(journal));
-  EXPECT_EQ(table_lines().size(), 11u);
-  int dups = 0;
-  EXPECT_EQ(take(nt->rebuild_table(nullptr, nullptr, &dups)).code, 0);
-  EXPECT_EQ(dups, 0);
-  EXPECT_EQ(records(), truth);
-  EXPECT_TRUE(nt->dirty);
-  EXPECT_EQ(take(nt->update_table()).code, 0);
-  EXPECT_EQ(table_lines(), truth);
-}
-
-TEST_F(Nametable, AFailedWriteKeepsTheOldTableAndTheJournal) {
-  write_file(table, "VERSION 1\nf 1 2 3 4\n");
-  write_file(journal, "VERSION 1\n");
-  open_table();
-  ASSERT_EQ(read().code, 0);
-  Kes_nt *g = record("g", 5, 5, 5, 5);
-  ws->write_locked = 1;
-  ASSERT_EQ(take(nt->add_record(g, nullptr)).code, 0);
-  delete nt->editlog->close();
-  // The table's place is taken by a directory: the rename fails.
-  unlink(table.c_str());
-  make_dirs(table + "/in the way");
-  Err e = take(nt->write_table());
-  EXPECT_EQ(e.code, 1018);
-  EXPECT_EQ(e.text.find("Rename of \"" + table + "."), 0u) << e.text;
-  EXPECT_TRUE(nt->dirty);
-  EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
-  EXPECT_EQ(sh("ls -A " + shq(md)).out, "nametable\nnametable_editlog\n");  // temporary removed
-  delete g;
-}
-
-// A reader meets the table's lock held by another process: it waits, and reads
-// once the holder, told by the reader's first look at the held lock, lets go.
-int looked = -1;
-void tell_holder(const char *, time_t, time_t, int) {
-  if (looked >= 0 && write(looked, "l", 1) == 1) close(looked);
-  looked = -1;
-}
-
-TEST_F(Nametable, AReadWaitsForTheTableLockAnotherProcessHolds) {
-  write_file(table, "VERSION 1\nf 1 2 3 4\n");
-  std::string lock = table + ".lock";
-  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  int fds[2];
-  ASSERT_EQ(pipe(fds), 0);
-  pid_t holder = fork();
-  if (holder == 0) {
-    char c;
-    close(fds[1]);
-    if (::read(fds[0], &c, 1) == 1) unlink(lock.c_str());
-    _exit(0);
-  }
-  close(fds[0]);
-  looked = fds[1];
-  kes_file_lock_set_observer(tell_holder);
-  open_table();
-  EXPECT_EQ(read().code, 0);
-  kes_file_lock_set_observer(nullptr);
-  if (looked >= 0) close(looked);  // never looked: the holder ends without letting go
-  waitpid(holder, nullptr, 0);
-  EXPECT_EQ(looked, -1) << "the read did not wait for the lock";
-  EXPECT_EQ(nt->list->count, 1);
-  EXPECT_FALSE(file_exists(lock));
-}
-
-TEST_F(Nametable, AnInterruptRemovesTheHalfWrittenTableOnly) {
-  open_table();
-  ws->write_locked = 1;
-  Kes_nt *g = record("g", 5, 5, 5, 5);
-  ASSERT_EQ(take(nt->add_record(g, nullptr)).code, 0);
-  std::string half = table + ".half";
-  write_file(half, "VERSION 1\ng 5");
-  snprintf(nt->temp_name, sizeof nt->temp_name, "%s", half.c_str());
-  nt->cleanup_on_intr();
-  EXPECT_FALSE(file_exists(half));
-  EXPECT_EQ(nt->temp_name[0], '\0');
-  EXPECT_EQ(nt->editlog->stream, nullptr);
-  EXPECT_EQ(read_file(journal), "VERSION 1\ng 5 5 5 5 1\n");
-  nt->cleanup_on_intr();  // twice is harmless
-  delete g;
-}
-
 // ---------------------------------------------------------------------------
 // The walk
 
@@ -575,29 +382,6 @@ TEST_F(Nametable, WhatTheWalkCountsAsAHistoryFile) {
   for (Kes_listelem *x = list2.head.next; x != &list2.head; x = x->next)
     names.insert(static_cast<Kes_nt *>(x->data)->name);
   EXPECT_EQ(names, (std::set<std::string>{"top.c", "loose.c", "sub/Brindle_wsdata/deep.c"}));
-}
-
-TEST_F(Nametable, CopiesOfOneHistoryAreDuplicates) {
-  make_history(root + "/SCCS/s.orig.c", "orig");
-  make_history(root + "/SCCS/s.other.c", "other");
-  sh("cp " + shq(root + "/SCCS/s.orig.c") + " " + shq(root + "/SCCS/s.copy.c"));
-  std::string smid = root_smid(root + "/SCCS/s.orig.c");
-  open_table();
-  Kes_smid_int_hash *found = new Kes_smid_int_hash;
-  EXPECT_EQ(take(nt->read_table(nullptr, found)).code, 0);
-  EXPECT_EQ(found->count, 1);
-  Kes_smid key;
-  ASSERT_EQ(key.scan(smid.c_str()), 4);
-  EXPECT_EQ(found->lookup(&key), 1);
-  kes_nt_delete_dup_smids(found);
-  // The caller sees both names; a table that holds them isn't kept.
-  EXPECT_EQ(records(), (std::vector<std::string>{"copy.c " + smid, "orig.c " + smid,
-                                                  "other.c " + root_smid(root + "/SCCS/s.other.c")}));
-  EXPECT_FALSE(file_exists(table));
-  EXPECT_TRUE(nt->dirty);
-  // Without a table for them, a read still finds them.
-  EXPECT_EQ(read().code, 0);
-  EXPECT_EQ(nt->list->count, 3);
 }
 
 TEST_F(Nametable, EveryRealRootUnderAFakeRootIsAFile) {
@@ -675,61 +459,6 @@ TEST_F(Nametable, ALongScanShowsItIsAlive) {
   EXPECT_EQ(records(), std::vector<std::string>{"a.c " + root_smid(root + "/SCCS/s.a.c")});
   // The beat ends with the scan: no alarm is left to fire.
   EXPECT_EQ(alarm(0), 0u);
-}
-
-// ---------------------------------------------------------------------------
-// Workspaces that can't be written
-
-// The metadata directory can't be written by the outsider.
-void no_writes(const std::string &md) { chmod(md.c_str(), 0555); }
-// Only the owner writes it: an outsider can't.
-void owner_writes(const std::string &md) { chmod(md.c_str(), 0755); }
-
-TEST_F(Nametable, AReadOnlyWorkspaceIsServedWithoutWrites) {
-  make_history(root + "/SCCS/s.a.c", "a");
-  std::string a = "a.c " + root_smid(root + "/SCCS/s.a.c");
-  write_file(table, "VERSION 1\nold 1 2 3 4\n");
-  write_file(journal, "VERSION 1\nj 1 2 3 4 1\n");
-  // A lock left by someone: a reader that locked would wait 15 seconds.
-  std::string lock = table + ".lock";
-  ASSERT_EQ(symlink(table.c_str(), lock.c_str()), 0);
-  sh("chmod -R a+rX " + shq(tmp.path()));
-  owner_writes(md);
-  std::string before_table = read_file(table), before_journal = read_file(journal);
-  int status = as_outsider(md, [&] { no_writes(md); }, [&] {
-    open_table();
-    if (nt->writable) return 10;
-    time_t start = time(nullptr);
-    if (take(nt->read_table(nullptr, nullptr)).code) return 11;
-    if (time(nullptr) - start > 5) return 12;  // it waited for the lock
-    if (records() != std::vector<std::string>{"j 1 2 3 4 1", "old 1 2 3 4"}) return 13;
-    Kes_nt r;
-    r.scan("added 7 7 7 7");
-    if (take(nt->add_record(&r, nullptr)).code) return 14;
-    if (take(nt->write_table()).code) return 15;
-    if (take(nt->update_table()).code) return 16;
-    // A missing table is rebuilt in memory only.
-    return 0;
-  });
-  if (std::string why = no_outsider(status, md); !why.empty()) GTEST_SKIP() << why;
-  EXPECT_EQ(status, 0);
-  chmod(md.c_str(), 0777);
-  EXPECT_EQ(read_file(table), before_table);
-  EXPECT_EQ(read_file(journal), before_journal);
-  EXPECT_TRUE(file_exists(lock));
-
-  unlink(lock.c_str());
-  unlink(table.c_str());
-  owner_writes(md);
-  status = as_outsider(md, [&] { no_writes(md); }, [&] {
-    open_table();
-    if (take(nt->read_table(nullptr, nullptr)).code) return 20;
-    if (!nt->rebuilt) return 21;
-    return records() == std::vector<std::string>{a} ? 0 : 22;
-  });
-  chmod(md.c_str(), 0777);
-  EXPECT_EQ(status, 0);
-  EXPECT_FALSE(file_exists(table));
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Links between workspaces (parent, children, ombraparent), conflicts, the
-// settings and description as the workspace reads them, and the printed
+// Links between workspaces (parent, children, ombraparent) and the printed
 // workspace tree.
 
 #include "util/kes_host.h"
@@ -20,30 +19,15 @@ protected:
 };
 
 // Links made by bringover and the workspace command are the stories' (t1001,
-// t1401); here what they don't reach.
-TEST_F(Links, ParentFilesAsPeopleWriteThemAndRemovals) {
+// t1401); here a parent file as people write it by hand: comments are
+// skipped and only the first line counts.
+TEST_F(Links, AParentFileAsPeopleWriteIt) {
   std::string p = make_ws(tmp.file("parent")), c1 = make_ws(tmp.file("c1")),
               c2 = make_ws(tmp.file("c2"));
-  Kes_workspace parent(p.c_str(), nullptr), child1(c1.c_str(), nullptr),
-      child2(c2.c_str(), nullptr);
-  ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);
-  ASSERT_EQ(take(child1.set_parent(&parent)).code, 0);  // no duplicate
-  EXPECT_EQ(read_file(md_file(c1, "parent")), "VERSION 1\n" + net(p) + "\n");
+  Kes_workspace child1(c1.c_str(), nullptr);
+  write_file(md_file(c1, "parent"), "VERSION 1\n# set by hand\n" + c2 + "\n" + p + "\n");
   Kes_workspace *got = nullptr;
   ASSERT_EQ(take(child1.get_kes_parent(&got)).code, 0);
-  ASSERT_NE(got, nullptr);
-  EXPECT_TRUE(got->compare(&parent));
-  delete got;
-  ASSERT_EQ(take(child2.get_parent(&got)).code, 0);
-  EXPECT_EQ(got, nullptr);  // no parent file
-
-  ASSERT_EQ(take(child1.remove_parent()).code, 0);
-  EXPECT_FALSE(file_exists(md_file(c1, "parent")));
-  ASSERT_EQ(take(child1.remove_parent()).code, 0);  // nothing to remove
-
-  // Set by hand: comments are skipped and only the first line counts.
-  write_file(md_file(c1, "parent"), "VERSION 1\n# set by hand\n" + c2 + "\n" + p + "\n");
-  ASSERT_EQ(take(child1.get_parent(&got)).code, 0);
   ASSERT_NE(got, nullptr);
   EXPECT_STREQ(got->wsname, c2.c_str());
   delete got;
@@ -80,26 +64,18 @@ TEST_F(Links, UnreachableChildAndForeignLineForms) {
   delete kids;
 }
 
+// Refusing a nested pair is the stories' (t1004, t1401); here the rule itself
+// and the setters on a workspace that is gone.
 TEST_F(Links, NestingAndMissingWorkspaces) {
-  std::string outer = make_ws(tmp.file("a")), inner = make_ws(tmp.file("a/b")),
-              sibling = make_ws(tmp.file("ab"));
-  Kes_workspace a(outer.c_str(), nullptr), b(inner.c_str(), nullptr), ab(sibling.c_str(), nullptr);
-  // The shorter path comes first, whichever role it has.
-  for (auto pair : {std::make_pair(&b, &a), std::make_pair(&a, &b)}) {
-    Err e = take(pair.first->set_parent(pair.second));
-    EXPECT_EQ(e.code, 2063);
-    EXPECT_EQ(e.text, "workspace \"" + outer + "\" is nested within \"" + inner +
-                          "\"  (Error 2063)\n");
-  }
-  EXPECT_FALSE(file_exists(md_file(inner, "parent")));
-  EXPECT_EQ(take(ab.set_parent(&a)).code, 0);  // a prefix without "/" is no nesting
-
   const char *a_, *b_;
   EXPECT_EQ(kes_ws_nested("/x/y", "/x/y/z", &a_, &b_), 1);
   EXPECT_STREQ(a_, "/x/y");
+  EXPECT_EQ(kes_ws_nested("/x/y/z", "/x/y", &a_, &b_), 1);
+  EXPECT_STREQ(a_, "/x/y");  // the shorter path first, whichever role it has
   EXPECT_EQ(kes_ws_nested("/x/y", "/x/y", &a_, &b_), 0);
-  EXPECT_EQ(kes_ws_nested("/x/y", "/x/yz", &a_, &b_), 0);
+  EXPECT_EQ(kes_ws_nested("/x/y", "/x/yz", &a_, &b_), 0);  // a prefix without "/"
 
+  Kes_workspace a(make_ws(tmp.file("a")).c_str(), nullptr);
   Kes_workspace gone(tmp.file("gone").c_str(), nullptr);
   std::string missing = "Workspace \"" + tmp.file("gone") + "\" does not exist  (Error 2016)\n";
   EXPECT_EQ(take(gone.set_parent(&a)).text, missing);
@@ -111,30 +87,23 @@ TEST_F(Links, NestingAndMissingWorkspaces) {
   EXPECT_EQ(take(gone.set_autofr(&af)).text, missing);
   EXPECT_FALSE(file_exists(tmp.file("gone")));
 
-  // Readers of a missing workspace give nothing, and no error.
+  // Its readers give nothing, and no error.
   Kes_workspace *p = nullptr;
   Kes_wslist *kids = nullptr;
   Kes_strlist *conflicts = nullptr, *desc = nullptr;
   Kes_pbval *pbv = nullptr;
   Kes_autofr *afr = nullptr;
   EXPECT_EQ(take(gone.get_parent(&p)).code, 0);
-  EXPECT_EQ(p, nullptr);
-  EXPECT_EQ(take(gone.get_kes_parent(&p)).code, 0);
-  EXPECT_EQ(p, nullptr);
   EXPECT_EQ(take(gone.get_children(&kids)).code, 0);
-  ASSERT_NE(kids, nullptr);
-  EXPECT_EQ(kids->count, 0);
-  delete kids;
   EXPECT_EQ(take(gone.get_conflicts(&conflicts)).code, 0);
-  ASSERT_NE(conflicts, nullptr);
-  EXPECT_EQ(conflicts->count, 0);
-  delete conflicts;
   EXPECT_EQ(take(gone.get_description(&desc)).code, 0);
-  EXPECT_EQ(desc, nullptr);
   EXPECT_EQ(take(gone.get_pbval(&pbv)).code, 0);
-  EXPECT_EQ(pbv, nullptr);
   EXPECT_EQ(take(gone.get_autofr(&afr)).code, 0);
-  EXPECT_EQ(afr, nullptr);
+  EXPECT_TRUE(!p && !desc && !pbv && !afr);
+  ASSERT_TRUE(kids && conflicts);
+  EXPECT_EQ(kids->count + conflicts->count, 0);
+  delete kids;
+  delete conflicts;
 }
 
 TEST_F(Links, DirectoriesThatAreNotRealTakePartWithoutLinks) {
@@ -191,84 +160,6 @@ TEST_F(Links, OmbraParent) {
   EXPECT_FALSE(file_exists(md_file(c, "parent")));
   delete env;
   delete env_copy;
-}
-
-TEST_F(Links, Conflicts) {
-  std::string w = make_ws(tmp.file("ws"));
-  Kes_workspace ws(w.c_str(), nullptr);
-  ASSERT_EQ(take(ws.add_conflict("src/a.c")).code, 0);
-  ASSERT_EQ(take(ws.add_conflict("b.h")).code, 0);
-  ASSERT_EQ(take(ws.add_conflict("src/a.c")).code, 0);
-  Kes_strlist *l = nullptr;
-  ASSERT_EQ(take(ws.get_conflicts(&l)).code, 0);
-  EXPECT_EQ(strings(l), (std::vector<std::string>{"src/a.c", "b.h"}));
-  delete l;
-  ASSERT_EQ(take(ws.remove_conflict("src/a.c")).code, 0);
-  ASSERT_EQ(take(ws.remove_conflict("never")).code, 0);
-  EXPECT_EQ(read_file(md_file(w, "conflicts")), "VERSION 1\nb.h\n");
-
-  // A newer file stops the reader with its error.
-  write_file(md_file(w, "conflicts"), "VERSION 9\nb.h\n");
-  EXPECT_EQ(take(ws.get_conflicts(&l)).code, 2046);
-  delete l;
-}
-
-TEST_F(Links, SettingsAndDescriptionThroughTheWorkspace) {
-  std::string w = make_ws(tmp.file("ws"));
-  Kes_workspace ws(w.c_str(), nullptr);
-  // Setting only checks the workspace: the caller saves through the file's object.
-  Kes_pbval want(1, 0, 1, "/bin/validate -q"), *pb = nullptr;
-  Kes_autofr before_resolve(0, 0, 0, 0, 0, 0, 1, 0), zero, *af = nullptr;
-  ASSERT_EQ(take(ws.set_pbval(&want)).code, 0);
-  ASSERT_EQ(take(ws.set_autofr(&before_resolve)).code, 0);
-  EXPECT_EQ(sh("ls " + w + "/Brindle_wsdata").out, "");
-  Kes_md_pbval *mdp = nullptr;
-  ASSERT_EQ(take(ws.get_md_pbval(&mdp)).code, 0);
-  ASSERT_EQ(take(mdp->save(&want)).code, 0);
-  delete mdp;
-  Kes_md_autofr *mda = nullptr;
-  ASSERT_EQ(take(ws.get_md_autofr(&mda)).code, 0);
-  ASSERT_EQ(take(mda->save(&before_resolve)).code, 0);
-  delete mda;
-  ASSERT_EQ(take(ws.get_pbval(&pb)).code, 0);
-  ASSERT_NE(pb, nullptr);
-  EXPECT_TRUE(pb->compare(&want));
-  delete pb;
-  ASSERT_EQ(take(ws.get_autofr(&af)).code, 0);
-  ASSERT_NE(af, nullptr);
-  EXPECT_TRUE(af->compare(&zero));  // the resolve keys don't come back
-  delete af;
-
-  // Description: printed by name and text.
-  auto print = [&](int n, int t) {
-    std::string out = capture_stdout([&] { EXPECT_EQ(take(ws.print_description(n, t)).code, 0); });
-    return out;
-  };
-  EXPECT_EQ(print(1, 1), "");  // no file
-  char *line = ws.make_descnm_notif_line(4);
-  EXPECT_STREQ(line, "");
-  free(line);
-  write_file(md_file(w, "description"), "VERSION 1\n");
-  EXPECT_EQ(print(1, 1), "");
-  write_file(md_file(w, "description"), "VERSION 1\nDESCRIPTION\nno name here\n");
-  EXPECT_EQ(print(1, 1), "");  // both parts hang on the name
-  write_file(md_file(w, "description"), "VERSION 1\nNAME\nGate\nDESCRIPTION\nline one\nline two\n");
-  EXPECT_EQ(print(1, 1), "NAME:\nGate\nDESCRIPTION:\nline one\nline two\n");
-  EXPECT_EQ(print(1, 0), "Gate\n");
-  EXPECT_EQ(print(0, 1), "line one\nline two\n");
-  EXPECT_EQ(print(0, 0), "");
-  line = ws.make_descnm_notif_line(4);
-  EXPECT_STREQ(line, "\n    <Gate>");
-  free(line);
-
-  write_file(md_file(w, "description"), "VERSION 1\nNAME\n");
-  Err e;
-  std::string out = capture_stdout([&] { e = take(ws.print_description(1, 1)); });
-  EXPECT_EQ(e.code, 2070);
-  EXPECT_EQ(out, "");
-  line = ws.make_descnm_notif_line(4);
-  EXPECT_STREQ(line, "");  // failures give the empty line
-  free(line);
 }
 
 TEST_F(Links, PrintedTree) {

@@ -1,10 +1,11 @@
 // The workspace object: its name forms, identity across different paths to
-// one tree, validity, the root's emptiness, and paths inside a workspace.
+// one tree, naming failures, the root's emptiness, and paths inside a workspace.
 #include <fcntl.h>
-#include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
+
+#include <filesystem>
 
 #include "util/kes_host.h"
 #include "workspace/kes_workspace.h"
@@ -283,74 +284,37 @@ TEST_F(Workspace, ParentAndChildLines) {
   EXPECT_TRUE(relative.compare(&plain));
 }
 
-TEST_F(Workspace, ValidityAndTheNotRealBit) {
-  std::string root = make_ws(tmp.file("ws"));
-  make_dirs(tmp.file("plain"));
-  Kes_workspace ws(root.c_str(), nullptr);
-  Kes_workspace dir(tmp.file("plain").c_str(), nullptr);
-  Kes_workspace gone(tmp.file("gone").c_str(), nullptr);
-
-  EXPECT_EQ(take(ws.not_real_error()).code, 0);
-  EXPECT_EQ(take(ws.not_real_warning()).code, 0);
-  EXPECT_FALSE(ws.not_real);
-
-  Err e = take(dir.not_real_error());
-  EXPECT_EQ(e.code, 2610);
-  EXPECT_EQ(e.text, "\"" + tmp.file("plain") + "\" is not a workspace  (Error 2610)\n");
-  EXPECT_TRUE(dir.not_real);
-
-  Kes_workspace dir2(tmp.file("plain").c_str(), nullptr);
-  std::string out = capture_stdout([&] { e = take(dir2.not_real_warning()); });
-  EXPECT_EQ(e.code, 0);
-  EXPECT_EQ(out, "\"" + tmp.file("plain") + "\" is not a workspace  (Warning 2610)\n");
-  EXPECT_TRUE(dir2.not_real);
-
-  e = take(gone.not_real_error());
-  EXPECT_EQ(e.code, 2016);
-  EXPECT_EQ(e.text, "Workspace \"" + tmp.file("gone") + "\" does not exist  (Error 2016)\n");
-  e = take(gone.not_real_warning());
-  EXPECT_EQ(e.code, 2041);
-  EXPECT_EQ(e.text,
-            "\"" + tmp.file("gone") + "\" is not a workspace or a directory  (Error 2041)\n");
-  EXPECT_FALSE(gone.not_real);
-
-  // The metadata directory decides, each time anew.
-  make_dirs(tmp.file("gone/Brindle_wsdata"));
-  EXPECT_TRUE(gone.exists());
-}
-
+// Whether a root is empty, by the one entry beside the metadata and a plain
+// file: a file, a directory, or a link, which counts as what it points to.
 TEST_F(Workspace, RootEmptiness) {
   std::string root = make_ws(tmp.file("ws"));
   write_file(root + "/Makefile", "all:\n");
+  struct {
+    char kind;  // 'f'ile, 'd'irectory, 'l'ink, or 0 for no entry
+    const char *entry, *target;
+    bool empty;
+  } cases[] = {
+      {0, "", nullptr, true},           {'d', "SCCS", nullptr, false},
+      {'f', "s.file.c", nullptr, false}, {'d', "src", nullptr, false},
+      {'l', "dangling", "/nonexistent/dir", true}, {'l', "up", "/", false},
+  };
+  for (auto &c : cases) {
+    SCOPED_TRACE(c.entry);
+    std::string entry = root + "/" + c.entry;
+    if (c.kind == 'f') write_file(entry, "");
+    if (c.kind == 'd') make_dirs(entry);
+    if (c.kind == 'l') {
+      ASSERT_EQ(symlink(c.target, entry.c_str()), 0);
+    }
+    EXPECT_EQ(Kes_workspace(root.c_str(), nullptr).root_is_empty(), c.empty);
+    if (c.kind) std::filesystem::remove(entry);
+  }
+  // The answer is kept; a workspace that isn't there is empty.
   Kes_workspace ws(root.c_str(), nullptr);
-  EXPECT_TRUE(ws.root_is_empty());  // only metadata and plain files
-  // The answer is kept.
+  EXPECT_TRUE(ws.root_is_empty());
   make_dirs(root + "/SCCS");
   EXPECT_TRUE(ws.root_is_empty());
-  Kes_workspace fresh(root.c_str(), nullptr);
-  EXPECT_FALSE(fresh.root_is_empty());  // an SCCS directory counts
-  rmdir((root + "/SCCS").c_str());
-
-  write_file(root + "/s.file.c", "");
-  Kes_workspace with_sfile(root.c_str(), nullptr);
-  EXPECT_FALSE(with_sfile.root_is_empty());
-  unlink((root + "/s.file.c").c_str());
-
-  make_dirs(root + "/src");
-  Kes_workspace with_dir(root.c_str(), nullptr);
-  EXPECT_FALSE(with_dir.root_is_empty());
-
-  // A link to a directory is a directory; a dangling link is not.
-  rmdir((root + "/src").c_str());
-  ASSERT_EQ(symlink("/nonexistent/dir", (root + "/dangling").c_str()), 0);
-  Kes_workspace dangling(root.c_str(), nullptr);
-  EXPECT_TRUE(dangling.root_is_empty());
-  ASSERT_EQ(symlink(tmp.path().c_str(), (root + "/up").c_str()), 0);
-  Kes_workspace linked(root.c_str(), nullptr);
-  EXPECT_FALSE(linked.root_is_empty());
-
-  Kes_workspace missing(tmp.file("none").c_str(), nullptr);
-  EXPECT_TRUE(missing.root_is_empty());
+  EXPECT_TRUE(Kes_workspace(tmp.file("none").c_str(), nullptr).root_is_empty());
 }
 
 TEST_F(Workspace, PathsUnderTheWorkspace) {
@@ -392,66 +356,6 @@ TEST_F(Workspace, PathsUnderTheWorkspace) {
   EXPECT_EQ(ws.is_under_dir(dir, (tmp.path() + "/src/a.c").c_str()), 0);
   snprintf(dir, sizeof dir, "/");
   EXPECT_EQ(ws.is_under_dir(dir, "x"), 0);
-}
-
-TEST_F(Workspace, ContainingAndDefaultWorkspace) {
-  std::string root = make_ws(tmp.file("top/ws"));
-  make_dirs(root + "/src/deep");
-  char result[1024];
-  ASSERT_EQ(chdir((root + "/src").c_str()), 0);
-  for (const std::string &p : {root + "/src/deep", root + "/src/../src/deep/",
-                               root + "/src/no/such/file", root, std::string("deep"),
-                               tmp.file("top"), std::string("/")}) {
-    kes_find_containing_ws(result, p.c_str());
-    EXPECT_EQ(std::string(result), p.rfind(root, 0) == 0 || p == "deep" ? root : "") << p;
-  }
-
-  // Which name wins is the stories' (t1005, t1006); a name of an unreachable
-  // host fails, and the result pointer may be null.
-  Kes_workspace *ws = nullptr;
-  EXPECT_EQ(take(kes_determine_default_ws(root.c_str(), nullptr)).code, 0);
-  Err e = take(kes_determine_default_ws((unreachable() + ":/a/b").c_str(), &ws));
-  EXPECT_EQ(e.code, 1039);
-  EXPECT_EQ(ws, nullptr);
-}
-
-TEST_F(Workspace, CreatorAndFileListProgram) {
-  std::string root = make_ws(tmp.file("ws"));
-  Kes_workspace ws(root.c_str(), nullptr);
-  struct passwd *pw = getpwuid(geteuid());
-  ASSERT_NE(pw, nullptr);
-  EXPECT_STREQ(ws.get_creator(), pw->pw_name);
-  EXPECT_EQ(Kes_workspace(tmp.file("none").c_str(), nullptr).get_creator(), nullptr);
-
-  // The file-list program: found on PATH, else the simple name.
-  std::string bin = tmp.file("bin");
-  make_dirs(bin);
-  write_file(bin + "/def.dir.flp", "#!/bin/sh\n");
-  chmod((bin + "/def.dir.flp").c_str(), 0755);
-  std::string old_path = getenv("PATH") ? getenv("PATH") : "";
-  setenv("BRINDLE_PATH_ONLY", "1", 1);
-  setenv("PATH", (bin + ":" + old_path).c_str(), 1);
-  EXPECT_EQ(std::string(ws.get_def_flp()), bin + "/def.dir.flp");
-  setenv("PATH", old_path.c_str(), 1);
-  unsetenv("BRINDLE_PATH_ONLY");
-}
-
-TEST_F(Workspace, SubclassesAndLists) {
-  std::string a = make_ws(tmp.file("a")), b = make_ws(tmp.file("b"));
-  Kes_backuparea area(a.c_str(), nullptr);
-  EXPECT_TRUE(area.is_writelocked());
-  Kes_workspace *ac = area.copy();
-  EXPECT_TRUE(ac->is_writelocked());  // still a backup area
-  delete ac;
-  EXPECT_FALSE(Kes_workspace(a.c_str(), nullptr).is_writelocked());
-
-  // A list finds a workspace by identity.
-  Kes_wslist list;
-  list.add_new_data(new Kes_workspace(a.c_str(), nullptr));
-  Kes_workspace b_again(b.c_str(), nullptr);
-  EXPECT_EQ(list.find_elem(&b_again), nullptr);
-  list.add_new_copy(&b_again);
-  EXPECT_NE(list.find_elem(&b_again), nullptr);
 }
 
 }  // namespace

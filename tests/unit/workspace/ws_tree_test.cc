@@ -64,7 +64,7 @@ protected:
   }
 };
 
-TEST_F(WsTree, DeleteUnlinksNeighboursAndRemovesTreeOrMetadata) {
+TEST_F(WsTree, DeleteUnlinksNeighboursAndTellsTheRegistered) {
   std::string p = ws(dir + "/p"), w = ws(dir + "/w", "ann@x workspace-delete\n", "wname"),
               c = ws(dir + "/c"), sib = ws(dir + "/sib");
   link(p, sib);
@@ -80,15 +80,9 @@ TEST_F(WsTree, DeleteUnlinksNeighboursAndRemovesTreeOrMetadata) {
   EXPECT_EQ(mail(1), head("ann@x", "workspace-delete") + "Event:     workspace-delete\nWorkspace: " +
                          w + "\n           <wname>\nUser:       " + user + "\n");
 
-  // Only the metadata: the sources stay and nobody is told, for nobody asked.
-  std::string m = ws(dir + "/m");
-  write_file(m + "/keep.c", "kept\n");
-  Kes_workspace mws(m.c_str(), nullptr);
-  ASSERT_EQ(take(mws.delete_ws(1)).text, "");
-  EXPECT_FALSE(file_exists(m + "/Brindle_wsdata"));
-  EXPECT_EQ(read_file(m + "/keep.c"), "kept\n");
+  // A second delete finds nothing and tells nobody.
+  EXPECT_EQ(take(wws.delete_ws(0)).code, 2016);
   EXPECT_EQ(mails(), 1);
-  EXPECT_EQ(take(mws.delete_ws(0)).code, 2016);
 }
 
 TEST_F(WsTree, DeleteGoesOnPastNeighboursThatCannotBeUpdated) {

@@ -46,7 +46,7 @@ edit p src/a.c 'int a = 1;'
 new p src/new.c 'int n;'
 mv p/src/SCCS/s.old.c p/src/SCCS/s.renamed.c
 record bringover-preview 1 bringover -n -w "$T/c" -p "$T/p" src
-record bringover-changes 0 bringover -w "$T/c" -p "$T/p" src
+"$bin/bringover" -w "$T/c" -p "$T/p" src >/dev/null
 edit p src/a.c 'int a = 2;'
 edit p src/b.c 'int b = 2;'
 edit c src/a.c 'int a = 3;'
@@ -70,7 +70,7 @@ record undo-preview 1 ws_undo -n -w "$T/k"
 lock k
 record undo-locked 0 ws_undo -w "$T/k"
 unlock k
-record undo-done 0 ws_undo -w "$T/k"
+"$bin/ws_undo" -w "$T/k" >/dev/null
 "$bin/bringover" -B -w "$T/k" -p "$T/p" src >/dev/null
 record undo-nothing 0 ws_undo -w "$T/k"
 
@@ -79,7 +79,6 @@ record undo-nothing 0 ws_undo -w "$T/k"
 # files blocks with a bringover too long for the tool to catch.
 edit k src/a.c 'int a = 4;'
 new k src/kc.c 'int kc;'
-record putback-preview 1 putback -n -w "$T/k" -p "$T/p" src
 record putback-done 0 putback -w "$T/k" -p "$T/p" -c 'a is four' src
 edit p src/a.c 'int a = 5;'
 edit k src/b.c 'int b = 4;'
