@@ -244,12 +244,17 @@ void end_of_panel(Kes_gui_trans *t) {
 
 char *Kes_gui_trans::get_comments() {
   char *text = get_field(comment_widget(kind));
+  char *out = quote_comment(text);
+  free(text);
+  return out;
+}
+
+char *Kes_gui_trans::quote_comment(const char *text) {
   int quotes = 0;
   for (const char *p = text; *p; p++) quotes += *p == '\'';
   int size = static_cast<int>(strlen(text)) + 3 * quotes + 2;
   char *out = static_cast<char *>(malloc(size));
   kes_quote_comment(text, out, size);
-  free(text);
   return out;
 }
 

@@ -85,6 +85,8 @@ public:
   // The comment text quoted for the inside of single quotes; malloc-ed.  This
   // and the slots that find the panel's widgets work by the kind.
   virtual char *get_comments();
+  // text quoted as get_comments quotes the panel's comment; malloc-ed.
+  static char *quote_comment(const char *text);
   virtual Widget get_abort_button();
   virtual void set_abort_button(Widget w);
   virtual const char *get_abort_label();

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -25,12 +26,6 @@ namespace {
 void blank_line_once(Kes_transaction *t) {
   static int printed;
   if (!printed++) t->printf("\n");
-}
-
-// The older output form: blank-separated names.
-int compat_2_1() {
-  static int on = getenv("BRINDLE_COMPAT_2_1") != nullptr;
-  return on;
 }
 
 // A temporary file for a background program's output.
@@ -61,34 +56,50 @@ Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_er
   return err;
 }
 
+// The next byte of a program's output.  A read cut short by a signal is made
+// again: taken for the end, it would drop the names behind it, and taken for
+// a break, split the name it fell in.
+int next_byte(FILE *fp) {
+  for (;;) {
+    int c = getc(fp);
+    if (c != EOF || !ferror(fp) || errno != EINTR) return c;
+    clearerr(fp);
+  }
+}
+
+// The next name of the output into *name: a line, or in the older form a
+// word of at most 1023 bytes (a longer one goes on as the next word).  False
+// at the end.
+bool next_name(FILE *fp, int blank_separated, std::string *name) {
+  name->clear();
+  int c;
+  if (!blank_separated) {
+    while ((c = next_byte(fp)) != EOF && c != '\n') *name += static_cast<char>(c);
+    return c == '\n' || !name->empty();
+  }
+  while ((c = next_byte(fp)) != EOF && isspace(c)) {
+  }
+  for (; c != EOF && !isspace(c); c = name->size() < 1023 ? next_byte(fp) : EOF)
+    *name += static_cast<char>(c);
+  return !name->empty();
+}
 }  // namespace
 
 // Names from a program's output go to add_file one by one.  In the line form
 // a blank in the first line is worth a word.
-Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp) {
+Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp, int blank_separated) {
   Kes_err *err = nullptr;
-  if (compat_2_1()) {
-    char name[1024];
-    while (!err && fscanf(fp, "%1023s", name) == 1) err = t->add_file(ws, name, nullptr);
-    return err;
-  }
-  char *line = nullptr;
-  size_t cap = 0;
-  ssize_t n;
-  int first = 1;
-  while (!err && (n = getline(&line, &cap, fp)) > 0) {
-    if (line[n - 1] == '\n') line[--n] = '\0';
-    if (first && strchr(line, ' '))
+  std::string name;
+  for (int first = 1; !err && next_name(fp, blank_separated, &name); first = 0) {
+    if (first && !blank_separated && strchr(name.c_str(), ' '))
       t->issue_warning(2634, 0, "%s",
                        BWM_MSG(10011, "flp program output contains white-spaces.  It is quite  "
                                       "possible\n\tit is old output style or there are white-spaces "
                                       "in name of file.\n\tIf your flp program writes white-space "
                                       "separated list of files,\n\tset BRINDLE_COMPAT_2_1 "
                                       "environment variable."));
-    first = 0;
-    err = t->add_file(ws, line, nullptr);
+    err = t->add_file(ws, &name[0], nullptr);
   }
-  free(line);
   return err;
 }
 
@@ -187,7 +198,7 @@ Kes_err *Kes_transaction::run_flp(Kes_workspace *ws, const char *command) {
   FILE *fp = popen(command, "r");
   if (!fp)
     return (new Kes_err)->format_msg(2014, errno, BWM_MSG(9064, "Could not execute \"%s\""), command);
-  Kes_err *err = kes_read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp, check_compat_2_1());
   // A program that fails has said why on standard error; its names count.
   pclose(fp);
   return err;
@@ -204,7 +215,7 @@ Kes_err *Kes_transaction::read_flp_output(Kes_workspace *ws, const char *path, l
   if (!fp)
     return (new Kes_err)->format_msg(1001, errno,
                                      BWM_MSG(10014, "Open of \"%s\" for reading failed"), path);
-  Kes_err *err = kes_read_flp_names(this, ws, fp);
+  Kes_err *err = kes_read_flp_names(this, ws, fp, check_compat_2_1());
   fclose(fp);
   return err;
 }

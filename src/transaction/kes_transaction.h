@@ -293,8 +293,10 @@ protected:
 std::string kes_canonical_name(const char *name, const char *vcs_dir);
 
 // Reads the names a file list program wrote and adds each to t's files, as
-// found in ws; an error stops the reading.
-[[nodiscard]] Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp);
+// found in ws; an error stops the reading.  The older output form
+// (BRINDLE_COMPAT_2_1) has blank_separated names instead of one a line.
+[[nodiscard]] Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp,
+                                          int blank_separated);
 
 // Comment lines from a file (-m), each cut at 1024 bytes and without its
 // newline, appended to comment.

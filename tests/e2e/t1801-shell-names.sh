@@ -2,8 +2,9 @@
 # Names a shell would take apart, in workspace roots and file names, through
 # every command line the commands build: the directory program's "cd", the
 # "ls" of an include pattern, "get -p" of a checked-out file, the bringover a
-# blocked putback runs, the tar pipeline
-# of a move across file systems and the "rm -rf" of a delete.  A canary file
+# blocked putback runs, the putback validation program, the commands the
+# tool's transaction panels run, the tar pipeline of a move across file
+# systems and the "rm -rf" of a delete.  A canary file
 # that any smuggled command would make must never appear, and the right file
 # is the one handled: a decoy beside each odd name, spelt as a careless quoting
 # would read it, is never touched.
@@ -95,6 +96,58 @@ for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   expect_contains "row $i: the bringover ran" "Doing the bringover:" "$ERR"
   expect_eq "row $i: the child has the parent's versions" \
     "$(sccs_sids "${PAR[i]}" "${NAME[i]}")" "$(sccs_sids "${CHI[i]}" "${NAME[i]}")"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+# The validation program lives in the odd parent and is given both odd roots
+# and a file of names.  A metadata file holds it on one line.
+export VP_LOG=$T/vp.log
+given() { sed 's|/tmp/brindle_vpargs\.[^|]*|NAMES|' "$VP_LOG"; }
+test_case "each odd parent's validation program runs and is given the odd roots and name" <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  # The first case left it checked out in the child.
+  (cd "${CHI[i]}/src" && unget "SCCS/s.${NAME[i]#src/}" >/dev/null 2>&1) || fail "unget in row $i"
+  [ "${PIECE[i]}" != "new${nl}line" ] || continue
+  printf '#!/bin/sh\nprintf "%%s|" "$@" >"$VP_LOG"; cat "$5" >>"$VP_LOG"\n' >"${PAR[i]}/check"
+  chmod +x "${PAR[i]}/check"
+  printf 'VERSION 2\nputback-validation on\nauto-approved no\nvalidation-program %s\n' \
+    "${PAR[i]}/check" >"${PAR[i]}/Brindle_wsdata/putback_validation"
+  sccs_edit "${CHI[i]}" "${NAME[i]}" "validated of row $i" "validated"
+  run putback -w "${CHI[i]}" -c validated -M "MR-$i" "${NAME[i]}"
+  expect_exit 0 "row $i"
+  expect_eq "row $i: what the program was given" "$(id -un)|${PAR[i]}|${CHI[i]}|MR-$i|NAMES|${NAME[i]}" "$(given)"
+  expect_eq "row $i: the parent has the child's versions" \
+    "$(sccs_sids "${CHI[i]}" "${NAME[i]}")" "$(sccs_sids "${PAR[i]}" "${NAME[i]}")"
+done
+expect_eq "no canary" "" "$(canaries)"
+decoys_kept
+EOF
+
+# What the tool runs is its panel's command line given to sh -c: a bringover,
+# a putback (with the request the validation asks for) and an undo of it,
+# each with the odd piece in its comment too.
+tool() { local cmd; cmd=$(e2e_gui_command "$@") || { fail "the $1 command"; return 1; }; run sh -c "$cmd"; }
+test_case 'the commands the tool builds for each odd pair run as they read' <<'EOF'
+for ((i = 1; i <= ${#ROWS[@]}; i++)); do
+  sccs_edit "${PAR[i]}" "${NAME[i]}" "tool of row $i" "tool"
+  tool bringover "${CHI[i]}" "${PAR[i]}" "in ${PIECE[i]}" "${NAME[i]}"
+  expect_exit 0 "bringover of row $i"
+  expect_eq "row $i: the child has the parent's versions" \
+    "$(sccs_sids "${PAR[i]}" "${NAME[i]}")" "$(sccs_sids "${CHI[i]}" "${NAME[i]}")"
+  before=$(sccs_sids "${PAR[i]}" "${NAME[i]}")
+  sccs_edit "${CHI[i]}" "${NAME[i]}" "from the tool of row $i" "tool's"
+  tool putback "${CHI[i]}" "${PAR[i]}" "out ${PIECE[i]}" "MR-$i" "${NAME[i]}"
+  expect_exit 0 "putback of row $i"
+  expect_eq "row $i: the parent has the child's versions" \
+    "$(sccs_sids "${CHI[i]}" "${NAME[i]}")" "$(sccs_sids "${PAR[i]}" "${NAME[i]}")"
+  expect_contains "row $i: the putback's comment in the log" "out ${PIECE[i]}" \
+    "$(cat "${PAR[i]}/Brindle_wsdata/history")"
+  tool undo "${PAR[i]}" "back ${PIECE[i]}" "${NAME[i]}"
+  expect_exit 0 "undo of row $i"
+  expect_eq "row $i: the parent as before the putback" "$before" "$(sccs_sids "${PAR[i]}" "${NAME[i]}")"
+  sccs_sound "${PAR[i]}" "${NAME[i]}" || fail "row $i: val refuses the undone history"
 done
 expect_eq "no canary" "" "$(canaries)"
 decoys_kept

@@ -1,6 +1,8 @@
 // Fuzz target: the output of a file list program, as a bringover reads it.
-// Input: what the program writes.  "@P@" and "@C@" stand for the parent's and
-// the child's root, so that absolute names inside a workspace can be reached.
+// Input: one byte that picks the form, then what the program writes.  An odd
+// byte picks the older form of blank-separated names (BRINDLE_COMPAT_2_1), an
+// even one a name a line.  "@P@" and "@C@" stand for the parent's and the
+// child's root, so that absolute names inside a workspace can be reached.
 //
 // The bringover's files are determined as the command does, and then the
 // output is read from a file by the reader that takes a program's pipe or its
@@ -12,6 +14,8 @@
 // form the program wrote them in.
 #include <unistd.h>
 
+#include <cctype>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -78,13 +82,9 @@ void check_kept(Kes_filelist *list, std::set<std::string> *seen) {
   }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const Roots &r = roots();
-  std::string written = with_roots(std::string(reinterpret_cast<const char *>(data), size), r);
+// The names a bringover keeps from the output written, read in a form.
+std::set<std::string> kept_names(const Roots &r, const std::string &written, int blank_separated) {
   fuzz::put("flp.out", written);
-
   char cmd[] = "bringover";
   char *argv[] = {cmd, nullptr};
   Kes_bringover t(1, argv);
@@ -97,12 +97,48 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
   FILE *fp = fopen(r.output.c_str(), "r");
   fuzz::check(fp, "the output opens");
-  err = kes_read_flp_names(&t, t.to_ws, fp);
+  err = kes_read_flp_names(&t, t.to_ws, fp, blank_separated);
   fclose(fp);
+  std::set<std::string> seen;
   if (!fuzz::expect_codes(err, {}, "file list")) {
-    std::set<std::string> seen;
     check_kept(t.action_files, &seen);
     check_kept(t.rename_candidates, &seen);
   }
+  return seen;
+}
+
+// The words of the older form, one a line; empty when a word is longer than
+// the scan takes at once.
+std::string one_a_line(const std::string &words) {
+  std::string lines, word;
+  for (char c : words + " ") {
+    if (!isspace(static_cast<unsigned char>(c))) {
+      word += c;
+      continue;
+    }
+    if (word.size() >= 1023) return "";
+    if (!word.empty()) lines += word + "\n";
+    word.clear();
+  }
+  return lines;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  if (size == 0) return 0;
+  const Roots &r = roots();
+  const int blank_separated = data[0] & 1;
+  std::string written = with_roots(std::string(reinterpret_cast<const char *>(data) + 1, size - 1), r);
+  std::set<std::string> kept = kept_names(r, written, blank_separated);
+  // Blank-separated words keep what the same words a line keep.
+  std::string lines = blank_separated ? one_a_line(written) : "";
+  if (lines.empty()) return 0;
+  std::set<std::string> from_lines = kept_names(r, lines, 0);
+  if (kept != from_lines) {
+    for (const auto &[form, names] : {std::make_pair("words", &kept), std::make_pair("lines", &from_lines)})
+      for (const std::string &n : *names) fprintf(stderr, "%s kept %s\n", form, n.c_str());
+  }
+  fuzz::check(kept == from_lines, "words keep what the same names a line keep");
   return 0;
 }

@@ -1,13 +1,21 @@
 // The driver: order of the phases, output with and without the terminal, the
-// environment of the run, and what a signal leaves behind.
+// environment of the run, what a signal leaves behind, and the names read
+// from a file list program while a signal falls in the read.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/support.h"
@@ -286,5 +294,68 @@ TEST_F(PropagateTest, ASignalAfterTheLogIsOpenEndsItsRecordThere) {
 }
 
 
+
+// A file list program's output read while a signal falls in the read: every
+// name arrives whole.  The signal's handler is installed without SA_RESTART,
+// as a library or a tool may install one, so the read it cuts is not made
+// again by the system.  The writer sends the rest only once the reader has
+// drained the pipe, sleeps in its next read, and has taken the signal.
+std::atomic<int> signals_taken{0};
+void take_signal(int) { signals_taken++; }
+
+class Names_transaction : public Recording_transaction {
+public:
+  std::vector<std::string> names;
+  Kes_err *add_file(Kes_workspace *, char *name, int *) override {
+    names.push_back(name);
+    return nullptr;
+  }
+};
+
+// Whether thread tid sleeps, from the state in /proc/self/task/TID/stat.
+bool sleeping(pid_t tid) {
+  std::ifstream f("/proc/self/task/" + std::to_string(tid) + "/stat");
+  std::string s((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+  size_t at = s.rfind(") ");
+  return at != std::string::npos && s[at + 2] == 'S';
+}
+
+TEST_F(TransactionTest, FileListNamesArriveWholeWhenASignalCutsTheRead) {
+  struct Row {
+    int blank_separated;
+    const char *before, *after, *names;
+  } rows[] = {
+      {0, "a\n", "d/b\n", "a d/b "},
+      {0, "src/lo", "ng.c\nx\n", "src/long.c x "},
+      {1, "a d/", "b\tc\n", "a d/b c "},
+  };
+  struct sigaction sa = {}, old;
+  sa.sa_handler = take_signal;
+  sigaction(SIGUSR1, &sa, &old);
+  for (const Row &row : rows) {
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    FILE *fp = fdopen(fds[0], "r");
+    pid_t reader = static_cast<pid_t>(syscall(SYS_gettid));
+    pthread_t reader_thread = pthread_self();
+    int taken = signals_taken;
+    std::thread writer([&] {
+      EXPECT_EQ(write(fds[1], row.before, strlen(row.before)), (ssize_t)strlen(row.before));
+      for (int left = 1; left > 0 || !sleeping(reader);) ioctl(fds[0], FIONREAD, &left);
+      pthread_kill(reader_thread, SIGUSR1);
+      while (signals_taken == taken) {
+      }
+      EXPECT_EQ(write(fds[1], row.after, strlen(row.after)), (ssize_t)strlen(row.after));
+      close(fds[1]);
+    });
+    Names_transaction t;
+    Kes_err *err = kes_read_flp_names(&t, nullptr, fp, row.blank_separated);
+    writer.join();
+    fclose(fp);
+    EXPECT_EQ(err, nullptr);
+    EXPECT_EQ(joined(t.names), row.names) << row.before << "|" << row.after;
+  }
+  sigaction(SIGUSR1, &old, nullptr);
+}
 
 }  // namespace
