@@ -62,14 +62,13 @@ Kes_err *make_backup_file(const char *relname, Kes_workspace *area) {
     return (new Kes_err)->format_msg(
         2044, errno, BWM_MSG(7505, "Unable to create a temporary name from template \"%s\""),
         given);
-  close(fd);
-  unlink(tmpl);
   char from[4096];
   if (relname[0] == '/')
     snprintf(from, sizeof from, "%s", relname);
   else
     snprintf(from, sizeof from, "%s/%s", area->get_absname(), relname);
-  if (Kes_err *e = kes_copy_file(tmpl, from)) return e;
+  // The copy goes into the file mkstemp made: the name is made once.
+  if (Kes_err *e = kes_copy_file(tmpl, from, fd)) return e;
   char to[4096];
   snprintf(to, sizeof to, "%s/%s/%s", md, "backup/files", relname);
   kes_crash_point();
