@@ -69,7 +69,8 @@ Kes_err *SCCS_merge::mksfile(Kes_delta **list, int conflict) {
   if (!out) {
     int e = errno;
     close(fd);
-    return (new Kes_err)->format_msg(1017, e, BWM_MSG(2514, "Open of \"%s\" for writing failed"), tmp);
+    return (new Kes_err)
+        ->format_msg(1017, e, BWM_MSG(2514, "Open of \"%s\" for writing failed"), tmp);
   }
   Kes_err *err = fprintf_N_check(out, tmp, "%ch00000\n", 1);
   for (int i = 0; !err && list[i]; i++) err = list[i]->write(out, tmp);
