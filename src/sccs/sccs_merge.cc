@@ -15,6 +15,7 @@
 #include "sccs/sccs_sfile.h"
 #include "sccs/seditor.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 
@@ -59,15 +60,18 @@ Kes_err *SCCS_merge::mksfile(Kes_delta **list, int conflict) {
   if (fd < 0)
     return (new Kes_err)
         ->format_msg(1017, errno, BWM_MSG(2514, "Open of \"%s\" for writing failed"), name.c_str());
-  close(fd);
   free(to_file->tmp_sfile_path);
   to_file->tmp_sfile_path = strdup(name.c_str());
   if (!to_file->tmp_sfile_path) kes_new_handler();
   const char *tmp = to_file->tmp_sfile_path;
-  FILE *out = fopen(tmp, "w+");
-  if (!out)
+  // Written through the descriptor mkstemp opened: the name is made once.
+  FILE *out = fdopen(fd, "w+");
+  if (!out) {
+    int e = errno;
+    close(fd);
     return (new Kes_err)
-        ->format_msg(1017, errno, BWM_MSG(2514, "Open of \"%s\" for writing failed"), tmp);
+        ->format_msg(1017, e, BWM_MSG(2514, "Open of \"%s\" for writing failed"), tmp);
+  }
   Kes_err *err = fprintf_N_check(out, tmp, "%ch00000\n", 1);
   for (int i = 0; !err && list[i]; i++) err = list[i]->write(out, tmp);
   if (!err) err = sbody(list, out, conflict, (options & KES_MO_STRIP_FLAGS) != 0);
@@ -93,7 +97,7 @@ Kes_err *SCCS_merge::sbody(Kes_delta **list, FILE *out, int conflict, int strip)
       f->line_count = f->deltab_lines;
       continue;
     }
-    f->stream = fopen(f->s_path, "r");
+    f->stream = kes_fopen_read(f->s_path);
     if (!f->stream)
       return (new Kes_err)
           ->format_msg(1001, errno, BWM_MSG(2516, "Open of \"%s\" for reading failed"), f->s_path);

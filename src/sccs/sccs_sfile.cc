@@ -13,6 +13,7 @@
 #include <string>
 
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_init.h"
 #include "util/kes_list.h"
 #include "util/kes_mmap.h"
@@ -532,7 +533,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
     }
   } else {
     if (stream) fclose(stream);
-    stream = fopen(s_path, "r");
+    stream = kes_fopen_read(s_path);
     if (!stream) {
       exists = 0;
       return (new Kes_err)->format_msg(1001, errno,

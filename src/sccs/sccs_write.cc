@@ -96,7 +96,7 @@ Kes_err *SCCS_sfile::write() {
     }
     line_count = deltab_lines;
   } else {
-    stream = fopen(s_path, "r");
+    stream = kes_fopen_read(s_path);
     if (!stream) {
       err = (new Kes_err)->format_msg(1001, errno,
                                       BWM_MSG(1000, "Open of \"%s\" for reading failed"), s_path);

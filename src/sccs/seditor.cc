@@ -12,6 +12,7 @@
 
 #include "sccs/kes_sfile.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_str.h"
@@ -413,7 +414,7 @@ int SEditor::parse_line(SEditorFlags &flags) {
 
 void SEditor::seek_to_body() {
   if (!file->stream) {
-    file->stream = fopen(file->s_path, "r");
+    file->stream = kes_fopen_read(file->s_path);
     if (!file->stream)
       throw(new Kes_err)
           ->format_msg(1001, errno, BWM_MSG(2508, "Open of \"%s\" for reading failed"),

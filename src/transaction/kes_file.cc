@@ -14,6 +14,7 @@
 #include "transaction/kes_trans_timers.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
+#include "util/kes_file.h"
 #include "util/kes_heap.h"
 #include "util/kes_msg.h"
 #include "util/kes_timing.h"
@@ -112,11 +113,11 @@ Kes_err *Kes_file::sccsmerge_quick_check(Kes_transaction *t) {
   from->get_rel_sdotname(from_rel);
   to->get_rel_sdotname(to_rel);
 
-  int ffd = t->from_dir_fd >= 0 ? openat(t->from_dir_fd, from_rel, O_RDONLY)
-                                : ::open(from->get_abs_sdotname(abs), O_RDONLY);
+  int ffd = t->from_dir_fd >= 0 ? kes_open_read(t->from_dir_fd, from_rel)
+                                : kes_open_read(AT_FDCWD, from->get_abs_sdotname(abs));
   if (ffd < 0) return open_failed(from->get_abs_sdotname(abs));
-  int tfd = t->to_dir_fd >= 0 ? openat(t->to_dir_fd, to_rel, O_RDONLY)
-                              : ::open(to->get_abs_sdotname(abs), O_RDONLY);
+  int tfd = t->to_dir_fd >= 0 ? kes_open_read(t->to_dir_fd, to_rel)
+                              : kes_open_read(AT_FDCWD, to->get_abs_sdotname(abs));
   if (tfd < 0) {
     Kes_err *err = open_failed(to->get_abs_sdotname(abs));
     ::close(ffd);

@@ -66,26 +66,42 @@ Kes_err *copy_contents(const char *to, const char *from, int in, off_t size, int
 }
 }  // namespace
 
-Kes_err *kes_copy_file(const char *to, const char *from) {
+int kes_open_read(int dirfd, const char *path) {
+  int fd = openat(dirfd, path, O_RDONLY | O_CLOEXEC | O_NOATIME);
+  // Refused (EPERM) to anyone but the owner and a privileged user.
+  if (fd < 0 && errno == EPERM) fd = openat(dirfd, path, O_RDONLY | O_CLOEXEC);
+  return fd;
+}
+
+FILE *kes_fopen_read(const char *path) {
+  int fd = kes_open_read(AT_FDCWD, path);
+  if (fd < 0) return nullptr;
+  FILE *f = fdopen(fd, "r");
+  if (!f) {
+    int e = errno;
+    close(fd);
+    errno = e;
+  }
+  return f;
+}
+
+Kes_err *kes_copy_file(const char *to, const char *from, int out) {
   Kes_timing::start(kes_time_copy_file);
   Kes_err *err = nullptr;
-  int in = open(from, O_RDONLY | O_CLOEXEC);
+  int in = kes_open_read(AT_FDCWD, from);
+  struct stat st;
   if (in < 0) {
     err = (new Kes_err)->format_msg(1001, errno,
                                     UTIL_MSG(323, "Open of \"%s\" for reading failed"), from);
-    Kes_timing::stop(kes_time_copy_file);
-    return err;
-  }
-  struct stat st;
-  int out = -1;
-  if (fstat(in, &st) < 0) {
+  } else if (fstat(in, &st) < 0) {
     err = (new Kes_err)->format_msg(1002, errno, UTIL_MSG(324, "Fstat of \"%s\" failed"), from);
-  } else if ((out = creat(to, st.st_mode & 0xfff)) < 0) {
+  } else if (out >= 0 ? fchmod(out, st.st_mode & 0xfff) < 0
+                      : (out = creat(to, st.st_mode & 0xfff)) < 0) {
     err = (new Kes_err)->format_msg(1005, errno, UTIL_MSG(325, "Create of \"%s\" failed"), to);
   } else {
     err = copy_contents(to, from, in, st.st_size, out);
   }
-  close(in);
+  if (in >= 0) close(in);
   if (out >= 0) {
     if (close(out) < 0 && !err)
       err = (new Kes_err)->format_msg(1009, errno, UTIL_MSG(326, "Close of \"%s\" failed"), to);

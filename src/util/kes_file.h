@@ -2,14 +2,27 @@
 #ifndef BRINDLE_UTIL_KES_FILE_H
 #define BRINDLE_UTIL_KES_FILE_H
 
+#include <cstdio>
+
 #include "util/kes_hash.h"
 
 class Kes_err;
 class Kes_strlist;
 
+// Opens path (relative to dirfd, or AT_FDCWD) for reading without updating its
+// access time where the file's owner may ask that: a history read for a
+// comparison is no use of the file, and on a freshly copied tree the access
+// time would cost an inode write per file.  Others' files open as usual.
+// The descriptor, or -1 with errno.
+int kes_open_read(int dirfd, const char *path);
+// The same as a stdio stream; null with errno.
+FILE *kes_fopen_read(const char *path);
+
 // Copies the contents of from into a new file to, with from's permission bits.
-// On any error to is removed.  Runs under the timer kes_time_copy_file.
-[[nodiscard]] Kes_err *kes_copy_file(const char *to, const char *from);
+// With out >= 0, to has been created already (by mkstemp) and is open on out,
+// which is closed here.  On any error to is removed.  Runs under the timer
+// kes_time_copy_file.
+[[nodiscard]] Kes_err *kes_copy_file(const char *to, const char *from, int out = -1);
 
 // Makes to a symbolic link with the same text as the link from.
 [[nodiscard]] Kes_err *kes_copy_link(const char *to, const char *from);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "util/kes_file.h"
 #include "util/kes_msg.h"
 
 namespace {
@@ -43,7 +44,7 @@ const char *Kes_mmap::get_fullname() {
 Kes_err *Kes_mmap::open() {
   delete close();
   get_fullname();
-  fd = ::open(fullname, O_RDONLY);
+  fd = kes_open_read(AT_FDCWD, fullname);
   if (fd < 0)
     return (new Kes_err)->format_msg(1001, errno, UTIL_MSG(102, "Open of \"%s\" for reading failed"),
                                      fullname);

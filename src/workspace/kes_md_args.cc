@@ -56,9 +56,8 @@ Kes_err *kes_copy_file_over(const char *to, const char *from) {
     return (new Kes_err)->format_msg(
         2044, errno, BWM_MSG(7505, "Unable to create a temporary name from template \"%s\""),
         given);
-  close(fd);
-  unlink(tmpl);
-  if (Kes_err *e = kes_copy_file(tmpl, from)) return e;
+  // The copy goes into the file mkstemp made: the name is made once.
+  if (Kes_err *e = kes_copy_file(tmpl, from, fd)) return e;
   kes_crash_point();
   if (rename(tmpl, to) != 0) {
     Kes_err *e = (new Kes_err)->format_msg(
