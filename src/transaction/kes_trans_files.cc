@@ -176,12 +176,7 @@ Kes_err *Kes_transaction::update_arg_list() {
   return err;
 }
 
-Kes_err *Kes_transaction::determine_files() {
-  Kes_timing::start(determine_files_timer);
-  auto done = [&](Kes_err *err) {
-    Kes_timing::stop(determine_files_timer);
-    return err;
-  };
+Kes_err *Kes_transaction::start_file_lists() {
   if (!action_files) action_files = new Kes_filelist;
   if (!rename_candidates) rename_candidates = new Kes_filelist;
   delete from_conflicts;
@@ -189,6 +184,16 @@ Kes_err *Kes_transaction::determine_files() {
   from_conflicts = to_conflicts = nullptr;
   Kes_err *err = from_ws->get_conflicts(&from_conflicts);
   if (!err) err = to_ws->get_conflicts(&to_conflicts);
+  return err;
+}
+
+Kes_err *Kes_transaction::determine_files() {
+  Kes_timing::start(determine_files_timer);
+  auto done = [&](Kes_err *err) {
+    Kes_timing::stop(determine_files_timer);
+    return err;
+  };
+  Kes_err *err = start_file_lists();
   if (err) return done(err);
 
   for (Kes_listelem *e = flps->head.next; e != &flps->head; e = e->next)

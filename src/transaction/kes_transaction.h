@@ -264,6 +264,9 @@ public:
   void drop_swaps();
 
 protected:
+  // Empty action lists and both workspaces' conflicts read afresh: the start
+  // of every determine_files.
+  [[nodiscard]] Kes_err *start_file_lists();
   // The options bringover and putback share (-n -f -c -m -i -x -q -v -g -d
   // -B): 1 when c is one of them, with *err set if its argument was bad.
   int take_shared_option(int c, Kes_err **err);

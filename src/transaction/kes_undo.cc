@@ -150,13 +150,7 @@ Kes_err *Kes_undo::read_created() {
 }
 
 Kes_err *Kes_undo::determine_files() {
-  if (!action_files) action_files = new Kes_filelist;
-  if (!rename_candidates) rename_candidates = new Kes_filelist;
-  delete from_conflicts;
-  delete to_conflicts;
-  from_conflicts = to_conflicts = nullptr;
-  Kes_err *err = from_ws->get_conflicts(&from_conflicts);
-  if (!err) err = to_ws->get_conflicts(&to_conflicts);
+  Kes_err *err = start_file_lists();
 
   if (!err) err = read_created();
   if (err) return err;
