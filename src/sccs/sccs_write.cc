@@ -330,7 +330,7 @@ Kes_err *SCCS_sfile::lock_file() {
     return nullptr;
   }
   if (!zfile_path && !build_zfilename(nullptr)) return nullptr;
-  if (lockit(zfile_path, 10, (unsigned)getpid()) != 0)
+  if (lockit(zfile_path, 10, kes_lock_pid()) != 0)
     return (new Kes_err)->format_msg(
         2068, 0, BWM_MSG(1013, "SCCS error for file \"%s\" - cannot create lock file (cm4)"),
         s_path);
@@ -341,5 +341,5 @@ Kes_err *SCCS_sfile::lock_file() {
 int SCCS_sfile::unlock_file() {
   if (lock_count <= 0) return 0;
   if (--lock_count > 0 || !zfile_path) return 0;
-  return unlockit(zfile_path, (int)getpid());
+  return unlockit(zfile_path, (int)kes_lock_pid());
 }
