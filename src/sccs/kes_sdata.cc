@@ -32,24 +32,17 @@ char **new_string_array(int n) {
 }
 
 // The data delta's date: one second after the root in Greenwich time, so that
-// the result doesn't depend on the zone the command runs in.
+// the result doesn't depend on the zone the command runs in.  timegm and
+// gmtime_r work in Greenwich time without a switch of TZ, which would read
+// the zone files twice.
 void one_second_after(const struct tm *root_time, struct tm *out, char date[20]) {
-  const char *old = getenv("TZ");
-  std::string saved = old ? old : "";
-  setenv("TZ", "GMT", 1);
-  tzset();
   struct tm t = *root_time;
   t.tm_isdst = 0;
-  time_t secs = mktime(&t);
+  time_t secs = timegm(&t);
   if (secs < 0) secs = 1;
   secs += 1;
-  localtime_r(&secs, out);
+  gmtime_r(&secs, out);
   strftime(date, 20, "%y/%m/%d %T", out);
-  if (old)
-    setenv("TZ", saved.c_str(), 1);
-  else
-    unsetenv("TZ");
-  tzset();
 }
 
 }  // namespace

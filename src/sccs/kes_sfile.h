@@ -278,6 +278,7 @@ public:
   int lock_count;
   char *zfile_path;
   char *tmp_sfile_path;
+  FILE *tmp_sfile_out = nullptr;  // the temporary history, written and flushed, still open
   int sync_tmp_sfile = 0;  // a merge wrote it: synced before its rename
   Kes_delta *sdata_delta;
   char **desc_text;       // descriptive text lines, null-terminated or null

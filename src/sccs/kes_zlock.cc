@@ -2,10 +2,12 @@
 #include "sccs/kes_zlock.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -20,6 +22,7 @@ unsigned (*kes_lock_sleep)(unsigned seconds) = sleep;
 
 namespace {
 
+std::atomic<unsigned> own_pid{0};  // 0 until asked, and in a new child
 int failures;                  // raised by every fatal report
 const char *fatal_file;        // the file that the next report names
 
@@ -88,6 +91,15 @@ int being_written(time_t mtime) {
 }
 
 }  // namespace
+
+unsigned kes_lock_pid() {
+  static const int forgotten_in_children =
+      pthread_atfork(nullptr, nullptr, [] { own_pid.store(0, std::memory_order_relaxed); });
+  (void)forgotten_in_children;
+  unsigned pid = own_pid.load(std::memory_order_relaxed);
+  if (!pid) own_pid.store(pid = (unsigned)getpid(), std::memory_order_relaxed);
+  return pid;
+}
 
 int lockit(const char *lockfile, int tries, unsigned pid) {
   std::string dir = dir_of(lockfile);

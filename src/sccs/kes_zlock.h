@@ -12,6 +12,10 @@ int unlockit(const char *lockfile, int pid);
 // True when the lock file holds this process number.
 int mylock(const char *lockfile, unsigned pid);
 
+// This process's number for the lock: asked of the kernel once, and again in
+// a child made by fork.
+unsigned kes_lock_pid();
+
 // The waits of lockit go through this function, sleep() unless replaced.
 extern unsigned (*kes_lock_sleep)(unsigned seconds);
 

@@ -60,6 +60,8 @@ Kes_err *SCCS_merge::mksfile(Kes_delta **list, int conflict) {
   if (fd < 0)
     return (new Kes_err)
         ->format_msg(1017, errno, BWM_MSG(2514, "Open of \"%s\" for writing failed"), name.c_str());
+  if (to_file->tmp_sfile_out) fclose(to_file->tmp_sfile_out);
+  to_file->tmp_sfile_out = nullptr;
   free(to_file->tmp_sfile_path);
   to_file->tmp_sfile_path = strdup(name.c_str());
   if (!to_file->tmp_sfile_path) kes_new_handler();
@@ -80,9 +82,11 @@ Kes_err *SCCS_merge::mksfile(Kes_delta **list, int conflict) {
     fclose(out);
     return err;
   }
-  // The sync comes with the rename, after the checksum is in place.
+  // The sync comes with the rename, after the checksum is in place; the
+  // stream stays open for the checksum.
   to_file->sync_tmp_sfile = 1;
-  return fclose_N_check(out, tmp);
+  to_file->tmp_sfile_out = out;
+  return nullptr;
 }
 
 Kes_err *SCCS_merge::sbody(Kes_delta **list, FILE *out, int conflict, int strip) {

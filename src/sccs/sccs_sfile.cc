@@ -100,6 +100,7 @@ Kes_sfile::~Kes_sfile() {
   free(zfile_path);
   // A rewrite that failed (a full disk, a bad line) leaves its temporary
   // copy behind; one put in place has no name here any more.
+  if (tmp_sfile_out) fclose(tmp_sfile_out);
   if (tmp_sfile_path) unlink(tmp_sfile_path);
   free(tmp_sfile_path);
   kes_strv_free(desc_text);

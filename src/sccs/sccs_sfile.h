@@ -125,7 +125,7 @@ public:
 private:
   [[nodiscard]] Kes_err *read_info();
   [[nodiscard]] Kes_err *saveints(Kes_tree_node ***out);
-  [[nodiscard]] Kes_err *make_tmp_sfile();
+  [[nodiscard]] Kes_err *make_tmp_sfile(FILE **out);
   // Reads the next line into line[]; 0 at the end of the file.
   int next_line(Kes_mmap *mm, Kes_err **err);
 };

@@ -2,7 +2,6 @@
 // the rest copied with the body's serials shifted, the checksum, the rename
 // over the old file, and the p-file.  Also the counted z-file lock.
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +33,42 @@ Kes_err *write_bytes(FILE *out, const char *name, const char *data, size_t len) 
   return nullptr;
 }
 
+// The checksum of the history written through fd, put over the five digits
+// of its first line: the bytes after that line count as signed, the sum is
+// kept in 16 bits.  Read back through the descriptor the writer still holds.
+Kes_err *patch_checksum(int fd, const char *tmp) {
+  char buf[1 << 16];
+  unsigned short sum = 0;
+  bool past_first = false;
+  for (off_t at = 0;;) {
+    ssize_t n = pread(fd, buf, sizeof buf, at);
+    if (n < 0)
+      return (new Kes_err)->format_msg(1001, errno,
+                                       BWM_MSG(1000, "Open of \"%s\" for reading failed"), tmp);
+    // An empty file has no first line: refused as before, with the same message.
+    if (n == 0 && at == 0)
+      return (new Kes_err)->format_msg(1030, EINVAL, BWM_MSG(1003, "Mmap of \"%s\" failed"), tmp);
+    const char *p = buf, *end = buf + n;
+    if (!past_first) {
+      const char *nl = static_cast<const char *>(memchr(buf, '\n', n));
+      if (nl) past_first = true, p = nl + 1;
+      else p = end;
+    }
+    for (; p < end; p++) sum += (signed char)*p;
+    at += n;
+    // A regular file reads short only at its end.
+    if ((size_t)n < sizeof buf) break;
+  }
+  if (!past_first)
+    return (new Kes_err)->format_msg(2522, 0,
+                                     BWM_MSG(1012, "Internal error in sccsmerge in chksum(): did "
+                                                   "not find the end of the first line"));
+  char head[8];
+  snprintf(head, sizeof head, "%ch%05d", 1, (int)sum);
+  if (pwrite(fd, head, 7, 0) != 7) return fprintf_err_message(tmp);
+  return nullptr;
+}
+
 }  // namespace
 
 int SCCS_sfile::get_serial() {
@@ -45,7 +80,7 @@ int SCCS_sfile::get_serial() {
   return v;
 }
 
-Kes_err *SCCS_sfile::make_tmp_sfile() {
+Kes_err *SCCS_sfile::make_tmp_sfile(FILE **out) {
   const char *slash = strrchr(s_path, '/');
   std::string name;
   if (slash)
@@ -55,10 +90,18 @@ Kes_err *SCCS_sfile::make_tmp_sfile() {
   std::string templ = name;
   int fd = mkstemp(&name[0]);
   if (fd < 0) return open_write_failed(templ.c_str(), errno);
-  close(fd);
+  if (tmp_sfile_out) fclose(tmp_sfile_out);
+  tmp_sfile_out = nullptr;
   free(tmp_sfile_path);
   tmp_sfile_path = strdup(name.c_str());
   if (!tmp_sfile_path) kes_new_handler();
+  // Written through the descriptor mkstemp opened: the name is made once.
+  *out = fdopen(fd, "w+");
+  if (!*out) {
+    int e = errno;
+    close(fd);
+    return open_write_failed(tmp_sfile_path, e);
+  }
   return nullptr;
 }
 
@@ -66,14 +109,10 @@ Kes_err *SCCS_sfile::write() {
   Kes_delta **list = nullptr;
   Kes_err *err;
   if ((err = mklist(&list))) return err;
-  if ((err = make_tmp_sfile())) {
+  FILE *out = nullptr;
+  if ((err = make_tmp_sfile(&out))) {
     free(list);
     return err;
-  }
-  FILE *out = fopen(tmp_sfile_path, "w");
-  if (!out) {
-    free(list);
-    return open_write_failed(tmp_sfile_path, errno);
   }
   const char *tmp = tmp_sfile_path;
   char *body = nullptr;
@@ -161,7 +200,12 @@ Kes_err *SCCS_sfile::write() {
     return (new Kes_err)->format_msg(1001, errno,
                                      BWM_MSG(1000, "Open of \"%s\" for reading failed"), s_path);
   }
-  if ((err = fclose_N_check(out, tmp))) return err;
+  if (fflush(out) != 0) {
+    err = fprintf_err_message(tmp);
+    fclose(out);
+    return err;
+  }
+  tmp_sfile_out = out;
   {
     struct stat old;
     int had_old = stat(s_path, &old) == 0;
@@ -183,46 +227,26 @@ fail:
 Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   const char *tmp = tmp_sfile_path;
   if (!tmp) return open_write_failed("", ENOENT);
-  int fd = open(tmp, O_RDWR);
-  if (fd < 0) return open_write_failed(tmp, errno);
-  struct stat st;
-  void *map = MAP_FAILED;
-  if (fstat(fd, &st) == 0 && st.st_size > 0)
-    map = mmap(nullptr, st.st_size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  if (map == MAP_FAILED) {
-    int e = st.st_size > 0 ? errno : EINVAL;
-    close(fd);
-    return (new Kes_err)->format_msg(1030, e, BWM_MSG(1003, "Mmap of \"%s\" failed"), tmp);
+  // A temporary history this object did not write is opened by its name.
+  FILE *out = tmp_sfile_out ? tmp_sfile_out : fopen(tmp, "r+");
+  tmp_sfile_out = nullptr;
+  if (!out) return open_write_failed(tmp, errno);
+  int fd = fileno(out);
+  Kes_err *err = patch_checksum(fd, tmp);
+  if (!err) {
+    struct stat tst;
+    fchmod(fd, stat(target, &tst) == 0 ? (tst.st_mode & 0555) : 0444);
   }
-  char *data = static_cast<char *>(map);
-  char *nl = static_cast<char *>(memchr(data, '\n', st.st_size));
-  if (!nl) {
-    munmap(map, st.st_size);
-    close(fd);
-    return (new Kes_err)->format_msg(2522, 0,
-                                     BWM_MSG(1012, "Internal error in sccsmerge in chksum(): did "
-                                                   "not find the end of the first line"));
-  }
-  // Bytes count as signed, the sum is kept in 16 bits.
-  unsigned short sum = 0;
-  for (char *p = nl + 1; p < data + st.st_size; p++) sum += (signed char)*p;
-  char head[8];
-  snprintf(head, sizeof head, "%ch%05d", 1, (int)sum);
-  memcpy(data, head, 7);
-  munmap(map, st.st_size);
-  fchmod(fd, 0444);
-  if (sync_tmp_sfile) {
+  if (!err && sync_tmp_sfile) {
     sync_tmp_sfile = 0;
-    if (kes_deferrable_fsync(fd, target) != 0) {
-      Kes_err *err = fprintf_err_message(tmp);
-      close(fd);
-      return err;
-    }
+    if (kes_deferrable_fsync(fd, target) != 0) err = fprintf_err_message(tmp);
   }
-  close(fd);
+  if (err) {
+    fclose(out);
+    return err;
+  }
+  if ((err = fclose_N_check(out, tmp))) return err;
 
-  struct stat tst;
-  chmod(tmp, stat(target, &tst) == 0 ? (tst.st_mode & 0555) : 0444);
   // A p-file rewritten for the new table goes first.  A process killed
   // between the two renames leaves the new p-file beside the old history:
   // its SIDs are those of the old history wherever the merge kept them, and
@@ -235,7 +259,7 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
     if (rename(tmp_pfile_path, pfile_path) != 0) {
       // The history is not replaced either: the old p-file stays with the old
       // history, and the temporary history goes with this object.
-      Kes_err *err = open_write_failed(pfile_path, errno);
+      err = open_write_failed(pfile_path, errno);
       unlink(tmp_pfile_path);
       return err;
     }
@@ -306,7 +330,7 @@ Kes_err *SCCS_sfile::lock_file() {
     return nullptr;
   }
   if (!zfile_path && !build_zfilename(nullptr)) return nullptr;
-  if (lockit(zfile_path, 10, (unsigned)getpid()) != 0)
+  if (lockit(zfile_path, 10, kes_lock_pid()) != 0)
     return (new Kes_err)->format_msg(
         2068, 0, BWM_MSG(1013, "SCCS error for file \"%s\" - cannot create lock file (cm4)"),
         s_path);
@@ -317,5 +341,5 @@ Kes_err *SCCS_sfile::lock_file() {
 int SCCS_sfile::unlock_file() {
   if (lock_count <= 0) return 0;
   if (--lock_count > 0 || !zfile_path) return 0;
-  return unlockit(zfile_path, (int)getpid());
+  return unlockit(zfile_path, (int)kes_lock_pid());
 }

@@ -131,9 +131,8 @@ Kes_str_int_hash *known_dirs() {
   return known;
 }
 
-void remember_dir(const char *dir) {
-  char *key = kes_strdup(dir);
-  if (known_dirs()->insert(key, 1)) free(key);
+bool is_known_dir(const std::string &dir) {
+  return dir == "." || dir == "/" || known_dirs()->lookup(dir.c_str());
 }
 
 Kes_err *mkdir_failed(const char *dir) {
@@ -151,17 +150,47 @@ std::string parent_of(const char *path) {
 }
 }  // namespace
 
-Kes_err *kes_create_dirs(const char *dir) {
-  if (strcmp(dir, ".") == 0 || strcmp(dir, "/") == 0) return nullptr;
-  if (known_dirs()->lookup(dir)) return nullptr;
+namespace {
+// dir exists, and so does every directory above it.
+void remember_dirs(const char *dir) {
+  for (std::string d = dir; !is_known_dir(d); d = parent_of(d.c_str())) {
+    char *key = kes_strdup(d.c_str());
+    if (known_dirs()->insert(key, 1)) free(key);
+  }
+}
+
+// From the directory itself upwards, the first mkdir that does not fail
+// with ENOENT names the directory in any error.
+Kes_err *create_upwards(const char *dir) {
+  if (is_known_dir(dir)) return nullptr;
   if (mkdir(dir, 0777) < 0 && errno != EEXIST) {
     if (errno != ENOENT) return mkdir_failed(dir);
-    Kes_err *err = kes_create_dirs(parent_of(dir).c_str());
+    Kes_err *err = create_upwards(parent_of(dir).c_str());
     if (err) return err;
     if (mkdir(dir, 0777) < 0 && errno != EEXIST) return mkdir_failed(dir);
   }
-  remember_dir(dir);
+  remember_dirs(dir);
   return nullptr;
+}
+}  // namespace
+
+Kes_err *kes_create_dirs(const char *dir) {
+  if (is_known_dir(dir)) return nullptr;
+  // Below a directory remembered here, the missing ones are made from the
+  // top down, one mkdir each.  Without one, or when a mkdir fails, the search
+  // goes upwards from dir, which names the directory in any error.
+  std::vector<std::string> missing{dir};
+  for (std::string up = parent_of(dir); !is_known_dir(up); up = parent_of(up.c_str()))
+    missing.push_back(up);
+  if (known_dirs()->lookup(parent_of(missing.back().c_str()).c_str())) {
+    size_t made = missing.size();
+    while (made > 0 && (mkdir(missing[made - 1].c_str(), 0777) == 0 || errno == EEXIST)) made--;
+    if (made == 0) {
+      remember_dirs(dir);
+      return nullptr;
+    }
+  }
+  return create_upwards(dir);
 }
 
 namespace {

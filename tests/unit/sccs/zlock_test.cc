@@ -223,6 +223,13 @@ TEST_F(Zlock, HistoryFileLockIsCountedAndABusyOneRefused) {
     EXPECT_FALSE(file_exists(z));
     EXPECT_EQ(f.unlock_file(), 0);  // more releases than locks do nothing
     ASSERT_EQ(take(f.lock_file()).text, "");
+    // A child made by fork locks under its own number, not the one its
+    // parent's locks remembered.
+    pid_t child = fork();
+    if (child == 0) _exit(kes_lock_pid() == (unsigned)getpid() ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
   }
   EXPECT_FALSE(file_exists(z));  // deleting the file object gives the lock back
   SCCS_sfile plain(dir.file("plain.c").c_str());  // no history name: no lock
