@@ -61,21 +61,6 @@ TEST(CmdExecute, KeepsOutputStatusAndTheTextThatRan) {
   }
 }
 
-TEST(CmdExecute, RunsInADirectoryWhoseNameNeedsQuoting) {
-  Temp_dir tmp;
-  std::string dir = tmp.file("a b;$HOME'\"`x`&|*");
-  ASSERT_EQ(mkdir(dir.c_str(), 0777), 0);
-  Cmd c("pwd");
-  EXPECT_EQ(c.execute(dir.c_str()), 0);
-  EXPECT_EQ(str(c.results), dir + "\n");
-  EXPECT_EQ(c.errors, nullptr);
-  // The text shown holds the cd, but not the redirections.
-  std::string shown = str(c.cmd);
-  EXPECT_EQ(shown.rfind("cd ", 0), 0u) << shown;
-  EXPECT_EQ(shown.substr(shown.size() - 6), "; pwd\n") << shown;
-  EXPECT_EQ(shown.find("2>"), std::string::npos) << shown;
-}
-
 TEST(CmdExecute, AFailedCdAndTheCommandShareTheErrorText) {
   Temp_dir tmp;
   std::string missing = tmp.file("no such dir");
@@ -112,19 +97,6 @@ TEST(CmdExecute, TheErrorFileIsPrivateAndRemovedAfterwards) {
   EXPECT_EQ(out.substr(nl + 1), "600\n");
   EXPECT_EQ(str(c.errors), "x\n");
   EXPECT_FALSE(file_exists(errfile));
-}
-
-TEST(CmdExecute, ASecondRunReplacesTheResults) {
-  Temp_dir tmp;
-  std::string counter = tmp.file("n");
-  std::string cmd = "'echo run >> " + counter + "; wc -l < " + counter + "'";
-  Cmd c("sh", "-c", cmd.c_str());
-  ASSERT_EQ(c.execute(nullptr), 0);
-  EXPECT_EQ(str(c.results), "1\n");
-  ASSERT_EQ(c.execute(tmp.path().c_str()), 0);
-  EXPECT_EQ(str(c.results), "2\n");
-  ASSERT_EQ(c.execute(nullptr), 0);
-  EXPECT_EQ(str(c.results), "3\n");
 }
 
 // Uses up every descriptor, so that popen can't make its pipe, and runs a
@@ -356,53 +328,6 @@ TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
   EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
   delete c;
   EXPECT_FALSE(file_exists(sdir + "/p.f.c"));  // SCCS drops every edit
-}
-
-TEST_F(CmdSfile, CheckOutIncludingABranch) {
-  make_history("a\nb\nc\n", "A\nb\nc\n");
-  // A branch off 1.1 that changes the last line.
-  add_delta(spath, "a\nb\nC\n", "branch", "-r1.1");
-  ASSERT_EQ(live_sids(spath), (std::vector<std::string>{"1.1.1.1", "1.2", "1.1"}));
-  SCCS_sfile f(spath.c_str());
-  Cmd *c = f.check_out_n_include("1.2", "1.1.1.1");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "get -r1.2 -i1.1.1.1 -s -e SCCS/s.f.c\n");
-  EXPECT_EQ(str(c->results), "");  // silent
-  delete c;
-  EXPECT_EQ(read_file(clear), "A\nb\nC\n");
-  Run_result r = sh(cssc("delta") + " -s -ymerged SCCS/s.f.c", ws);
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_EQ(get_text(spath, "1.3").out, "A\nb\nC\n");
-  EXPECT_EQ(prs(spath, ":Dn:", "1.3"), "3\n");  // the serial of 1.1.1.1
-
-  // Neither SID nor include: the latest version.
-  SCCS_sfile g(spath.c_str());
-  c = g.check_out_n_include(nullptr, nullptr);
-  EXPECT_EQ(str(c->cmd), cd_part() + "get  -s -e SCCS/s.f.c\n");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  delete c;
-}
-
-TEST_F(CmdSfile, CheckDifferentComparesWithTheHistory) {
-  make_history("x %I%\ny\n");
-  SCCS_sfile f(spath.c_str());
-  delete f.check_out(nullptr, nullptr);
-  // The edited file holds the keyword unexpanded: same as get -k only.
-  Cmd *c = f.check_different(1);
-  EXPECT_EQ(exit_code(c->ret_stat), 0) << str(c->errors);
-  EXPECT_EQ(str(c->results), "Files - and f.c are identical\n");
-  EXPECT_EQ(str(c->cmd),
-            cd_part() + "get -k -s -p SCCS/s.f.c 2>/dev/null | /bin/diff -s - f.c\n");
-  delete c;
-  c = f.check_different(0);
-  EXPECT_EQ(exit_code(c->ret_stat), 1);
-  EXPECT_EQ(str(c->cmd), cd_part() + "get -s -p SCCS/s.f.c 2>/dev/null | /bin/diff -s - f.c\n");
-  delete c;
-  write_file(clear, "x %I%\nchanged\n");
-  c = f.check_different(1);
-  EXPECT_EQ(exit_code(c->ret_stat), 1);
-  EXPECT_NE(str(c->results).find("> changed"), std::string::npos) << str(c->results);
-  delete c;
 }
 
 TEST_F(CmdSfile, ExtractionToPrivateAndSharedPlaces) {
