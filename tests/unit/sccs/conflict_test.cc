@@ -94,7 +94,7 @@ TEST_F(ConflictTest, RecordsRoundTripAndEveryFormParses) {
 }
 
 TEST_F(ConflictTest, IncompleteRecordsAndMissingFields) {
-  for (const char *value : {"noforce /x/y 1.4\n", "noforce\n", "/x/y 1.4\n"}) {
+  for (const char *value : {"noforce /x/y 1.4\n", "/x/y 1.4\n"}) {
     store(value);
     SCCS_sfile sf(path.c_str());
     Kes_conflict c(&sf, 0);
