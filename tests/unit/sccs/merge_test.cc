@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "sccs/kes_conflict.h"
-#include "sccs/kes_name_history.h"
 #include "support/merge_gen.h"
 #include "sccs/sccs_merge.h"
 #include "sccs/sccs_sfile.h"
@@ -384,61 +383,6 @@ TEST_F(MergeTest, ConflictFilesAndConflictState) {
   Result back;
   merge(b, a, &back, KES_MO_READ_CONFLICTS | KES_MO_ANALYSIS_ONLY);
   EXPECT_EQ(back.conflict_state, 1);
-}
-
-// Names: the name trees of both files say who renamed the file, and a merge
-// carries the merged history to the output.
-TEST_F(MergeTest, RenameStates) {
-  std::string base = make("base", "one\n", "start");
-  {
-    std::string s = sfile(base);
-    SCCS_sfile sf(s.c_str());
-    Kes_err *e = sf.build_name_tree("f", 0);
-    ASSERT_EQ(e, nullptr) << e->text;
-    Kes_name_history nh(&sf, 0);
-    e = nh.write_from_tree(static_cast<Kes_name_tree *>(sf.name_tree));
-    ASSERT_EQ(e, nullptr) << e->text;
-  }
-  struct Case {
-    const char *from_name, *to_name;
-    int state;
-    bool rewrite;
-  } cases[] = {{"f", "f", 0, false}, {"g", "f", 1, false}, {"f", "h", 2, false},
-               {"g", "h", 3, false}, {"g", "g", 0, false}};
-  int n = 0;
-  for (const Case &c : cases) {
-    std::string a = copy(base, "ra" + std::to_string(n)), b = copy(base, "rb" + std::to_string(n));
-    n++;
-    Result r;
-    merge(a, b, &r, KES_MO_NAMES | KES_MO_ANALYSIS_ONLY, "/ws/from", [&](SCCS_merge &m) {
-      m.from_name = c.from_name;
-      m.to_name = c.to_name;
-    });
-    ASSERT_EQ(r.err, nullptr) << r.error();
-    EXPECT_EQ(r.rename, c.state) << c.from_name << " " << c.to_name;
-    EXPECT_EQ((r.options & KES_MO_NH_REWRITE) != 0, c.rewrite) << c.from_name << " " << c.to_name;
-    EXPECT_EQ((r.options & KES_MO_FROM_NAME_GAINED) != 0, strcmp(c.from_name, "f") != 0);
-    EXPECT_EQ((r.options & KES_MO_TO_NAME_GAINED) != 0, strcmp(c.to_name, "f") != 0);
-    if (c.state == 3) {
-      EXPECT_EQ(r.ancestor_name, "f");
-    }
-    EXPECT_EQ(r.contents, KES_MERGE_SAME);
-  }
-
-  // Renamed and changed on the from side: the to file gets the deltas and the
-  // history with the new name.
-  std::string a = copy(base, "ra"), b = copy(base, "rb");
-  edit(a, "one\ntwo\n", "from side");
-  std::string ts = sfile(b);
-  Result r;
-  merge(a, b, &r, KES_MO_NAMES, "/ws/from", [](SCCS_merge &m) { m.from_name = "g"; });
-  ASSERT_EQ(r.err, nullptr) << r.error();
-  EXPECT_EQ(r.rename, 1);
-  EXPECT_EQ(r.contents, KES_MERGE_FROM_NEW);
-  EXPECT_EQ(run({cssc("val"), ts}).status, 0);
-  std::string c = run({cssc("prs"), "-e", "-a", "-d:C:", ts}).out;
-  EXPECT_NE(c.find("Name history : 2 1 g\nName history : 1 0 f\n"), std::string::npos) << c;
-  EXPECT_EQ(text(b, "1.2"), "one\ntwo\n");
 }
 
 // Blocks of new deltas that don't nest stop the parallel walk with its own
