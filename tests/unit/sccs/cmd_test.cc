@@ -137,10 +137,7 @@ std::string through_shell(const std::string &text) {
 }
 
 TEST(CommentQuoting, QuotesBecomeEscapesThatSurviveTheShellAndNullIsEmpty) {
-  char *q = escape_comment("it's");
-  EXPECT_STREQ(q, "it'\\''s");
-  free(q);
-  q = escape_comment(nullptr);
+  char *q = escape_comment(nullptr);
   EXPECT_STREQ(q, "");
   free(q);
   for (std::string text : {"it's", "'", "''", "a'b'c'", "$HOME `id` \"x\" \\ ; | & > <",

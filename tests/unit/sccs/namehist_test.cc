@@ -75,10 +75,6 @@ TEST(NamehistTree, StoredLinesMakeTheTree) {
     }
     EXPECT_STREQ(c.current, kes_latest_name(&t)->name);
   }
-  Kes_name_tree t;
-  ASSERT_EQ(nullptr, build(&t, {"4 2 d\n", "3 1 c\n", "2 1 b\n", "1 0 a\n"}, "d"));
-  EXPECT_EQ(1u, t.ith_node(4)->side);
-  EXPECT_EQ(t.ith_node(2), t.ith_node(4)->parent);
 }
 
 TEST(NamehistTree, BadLinesAreRefused) {
