@@ -1,6 +1,6 @@
 // Commands: running one shell command and keeping its output, errors and
 // status; comment quoting for the shell; and the command operations of a
-// history file (check-out, check-in, unget, extraction, comparison, flags,
+// history file (check-out, check-in, unget, extraction, flags,
 // putting a file under SCCS, the diff of two deltas) judged by the SCCS programs.
 #include <fcntl.h>
 #include <sys/resource.h>

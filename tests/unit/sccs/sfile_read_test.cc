@@ -365,6 +365,7 @@ TEST(SfileSids, ComponentsAndBranches) {
 
 // ---------------------------------------------------------------------------
 // The tree over tables written by hand: child order, time order with gaps.
+
 // A table written by hand; the body is a single block of the root.
 std::string hand_written(const Temp_dir &dir, const std::string &table) {
   std::string s = dir.file("s.h.c");
