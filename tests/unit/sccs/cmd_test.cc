@@ -278,20 +278,6 @@ TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   EXPECT_EQ(val(spath), 0);
 }
 
-TEST_F(CmdSfile, CheckOutOfAnOldSidIntoANamedFile) {
-  make_history("one\n", "ONE\n");
-  SCCS_sfile f(spath.c_str());
-  std::string g = tmp.file("other name.c");
-  std::string g_arg = tmp.path() + "/other\\ name.c";  // the caller quotes the name
-  Cmd *c = f.check_out("1.1", g_arg.c_str());
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "get -e -r1.1 SCCS/s.f.c -G" + g_arg + "\n");
-  delete c;
-  EXPECT_EQ(read_file(g), "one\n");
-  EXPECT_FALSE(file_exists(clear));
-  EXPECT_EQ(pfile_text(sdir).substr(0, 12), "1.1 1.1.1.1 ");
-}
-
 // One edit: the clear file comes back, whatever SID is named.  Of two edits,
 // one SID ungets that edit; without a SID both are dropped.
 TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {

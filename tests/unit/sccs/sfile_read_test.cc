@@ -161,12 +161,6 @@ TEST(SfileRead, RichHistoryMatchesPrs) {
   EXPECT_TRUE(t->find_delta("1.5")->removed);
   EXPECT_EQ(t->find_sid("1.5"), nullptr);
   EXPECT_EQ(t->find_sid("1.3"), t->ith_node(3));
-  EXPECT_EQ(t->find_delta("9.9"), nullptr);
-  EXPECT_EQ(f->find_delta_w_sid("1.2.1.1"), t->ith_node(4));
-  Kes_delta **all = t->find_deltas("1.4");
-  EXPECT_EQ(all[0], t->ith_node(5));
-  EXPECT_EQ(all[1], nullptr);
-  free(all);
   EXPECT_EQ(t->get_common_ancestor("1.3", "1.2.1.1"), t->ith_node(2));
   EXPECT_EQ(t->get_common_ancestor("1.4", "1.2.1.1"), t->ith_node(4));
   EXPECT_EQ(t->get_common_ancestor("1.4", "7.7"), nullptr);
