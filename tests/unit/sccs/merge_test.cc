@@ -170,11 +170,13 @@ TEST_F(MergeTest, RefusedMerges) {
     edit(b, "one\nTWO\nto\n", "to side");
     return std::make_pair(a, b);
   };
+  // In a text, @A and @B stand for the from and the to history file, @b for
+  // the to directory.
   struct Case {
     const char *story;
     std::function<std::pair<std::string, std::string>()> setup;
     int code;
-    std::function<std::string(const std::string &, const std::string &)> text;
+    const char *text;
     bool slow;
   } cases[] = {
       // The oldest delta is the to file's and predates the fake root.
@@ -184,19 +186,10 @@ TEST_F(MergeTest, RefusedMerges) {
          set_date(b, "1.1", "69/12/31 23:59:59");
          return std::make_pair(a, b);
        },
-       2505,
-       [](const std::string &, const std::string &) {
-         return std::string("Internal error in sccsmerge in mksids(): root is new in destination");
-       },
-       false},
+       2505, "Internal error in sccsmerge in mksids(): root is new in destination", false},
       {"text and binary",
        [&] { return std::make_pair(make("a2", "one\n", "text"), make("b2", "one\n", "binary", "-b")); },
-       2537,
-       [&](const std::string &a, const std::string &b) {
-         return "File \"" + sfile(a) + "\" has incompatible type with file \"" + sfile(b) +
-                "\"(text/binary)";
-       },
-       false},
+       2537, "File \"@A\" has incompatible type with file \"@B\"(text/binary)", false},
       // A damaged file explains a failure better than the type does.
       {"damaged checksum",
        [&] {
@@ -207,11 +200,7 @@ TEST_F(MergeTest, RefusedMerges) {
          write_file(sfile(b), s);
          return std::make_pair(make("a3", "one\n", "text"), b);
        },
-       2043,
-       [&](const std::string &, const std::string &b) {
-         return "SCCS file \"" + sfile(b) + "\" is corrupted";
-       },
-       false},
+       2043, "SCCS file \"@B\" is corrupted", false},
       {"p-file naming no delta",
        [&] {
          std::string a = make("a4", "one\n", "start"), b = copy(a, "b4");
@@ -219,28 +208,24 @@ TEST_F(MergeTest, RefusedMerges) {
          write_file(b + "/SCCS/p.f", "1.7 1.8 someone 95/01/01 00:00:00\n");
          return std::make_pair(a, b);
        },
-       2090,
-       [](const std::string &, const std::string &b) {
-         return "Invalid p-file \"" + b + "/SCCS/p.f\": delta 1.7 is not in the s-file";
-       },
-       false},
+       2090, "Invalid p-file \"@b/SCCS/p.f\": delta 1.7 is not in the s-file", false},
       // A line of a common delta that differs stops the fast route for good:
       // the rebuild is not tried on files that disagree...
       {"common delta differs, fast route", [&] { return differing("5"); }, 2512,
-       [](const std::string &, const std::string &) {
-         return std::string("Internal error in sccsmerge in sccsmerge(): Data lines\nat line");
-       },
-       false},
+       "Internal error in sccsmerge in sccsmerge(): Data lines\nat line", false},
       // ...and the rebuild compares the versions before it relies on them.
       {"common delta differs, rebuild", [&] { return differing("6"); }, 2520,
-       [](const std::string &, const std::string &) {
-         return std::string("Internal error in merge_bodies: different g-files for serial 1");
-       },
-       true},
+       "Internal error in merge_bodies: different g-files for serial 1", true},
   };
   for (Case &c : cases) {
     SCOPED_TRACE(c.story);
     auto [a, b] = c.setup();
+    std::string text = c.text;
+    for (size_t at = 0; (at = text.find('@', at)) != std::string::npos;) {
+      std::string w = text[at + 1] == 'A' ? sfile(a) : text[at + 1] == 'B' ? sfile(b) : b;
+      text.replace(at, 2, w);
+      at += w.size();
+    }
     if (c.slow) setenv("BRINDLE_MERGE_BODIES_TEST", "1", 1);
     kes_merge_bodies_test_reread();
     std::string before = read_file(sfile(b));
@@ -250,7 +235,7 @@ TEST_F(MergeTest, RefusedMerges) {
     kes_merge_bodies_test_reread();
     ASSERT_NE(r.err, nullptr);
     EXPECT_EQ(r.err->code, c.code) << r.error();
-    EXPECT_NE(r.error().find(c.text(a, b)), std::string::npos) << r.error();
+    EXPECT_NE(r.error().find(text), std::string::npos) << r.error();
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(read_file(sfile(b)), before);
     EXPECT_FALSE(file_exists(b + "/SCCS/z.f"));
