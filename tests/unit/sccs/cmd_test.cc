@@ -238,6 +238,14 @@ protected:
   // directory's own name needs no quoting).
   std::string cd_part() const { return "cd " + tmp.path() + "/src\\ dir\\;\\$x\\'\\&\\(y\\); "; }
 
+  // An operation's command succeeded and showed `shown` behind the quoted
+  // directory part.
+  void ran(Cmd *c, const std::string &shown) {
+    EXPECT_EQ(c->ret_stat, 0) << str(c->errors) << str(c->results);
+    EXPECT_EQ(str(c->cmd), cd_part() + shown);
+    delete c;
+  }
+
   Temp_dir tmp;
   std::string ws, sdir, spath, clear;
 };
@@ -245,21 +253,15 @@ protected:
 TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   make_history("one\ntwo\n");
   SCCS_sfile f(spath.c_str());
-  Cmd *c = f.check_out(nullptr, nullptr);
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "get -e SCCS/s.f.c \n");
-  delete c;
+  ran(f.check_out(nullptr, nullptr), "get -e SCCS/s.f.c \n");
   EXPECT_EQ(pfile_text(sdir).substr(0, 8), "1.1 1.2 ");
   EXPECT_EQ(read_file(clear), "one\ntwo\n");
   EXPECT_NE(mode_of(clear) & 0200, 0u);  // writable for the edit
 
   write_file(clear, "one\ntwo\nthree\n");
   const char *text = "it's \"quoted\" $HOME `id` & ; done";
-  c = f.check_in(nullptr, text, nullptr);
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors) << str(c->results);
-  EXPECT_EQ(str(c->cmd),
-            cd_part() + "sccs delget -y'it'\\''s \"quoted\" $HOME `id` & ; done' f.c < /dev/null\n");
-  delete c;
+  ran(f.check_in(nullptr, text, nullptr),
+      "sccs delget -y'it'\\''s \"quoted\" $HOME `id` & ; done' f.c < /dev/null\n");
   EXPECT_EQ(comment(spath, "1.2"), std::string(text) + "\n");
   EXPECT_EQ(get_text(spath, "1.2").out, "one\ntwo\nthree\n");
   EXPECT_EQ(pfile_text(sdir), "");
@@ -269,10 +271,7 @@ TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
   // Again, naming the pending SID and with a flag of delta's.
   delete f.check_out(nullptr, nullptr);
   write_file(clear, "four\n");
-  c = f.check_in("1.3", "with sid", "-s");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs delget -s -r1.3 -y'with sid' f.c < /dev/null\n");
-  delete c;
+  ran(f.check_in("1.3", "with sid", "-s"), "sccs delget -s -r1.3 -y'with sid' f.c < /dev/null\n");
   EXPECT_EQ(live_sids(spath), (std::vector<std::string>{"1.3", "1.2", "1.1"}));
   EXPECT_EQ(comment(spath, "1.3"), "with sid\n");
   EXPECT_EQ(val(spath), 0);
@@ -283,10 +282,7 @@ TEST_F(CmdSfile, CheckOutEditAndCheckInWithAQuotedComment) {
 TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
   make_two_edits();
   SCCS_sfile f(spath.c_str());
-  Cmd *c = f.uncheckout("1.1.1.1");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs unget -r1.1.1.1 f.c\n");
-  delete c;
+  ran(f.uncheckout("1.1.1.1"), "sccs unget -r1.1.1.1 f.c\n");
   std::string left = pfile_text(sdir);
   EXPECT_EQ(left.substr(0, 8), "1.1 1.2 ") << left;
   EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 1) << left;
@@ -294,10 +290,7 @@ TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
   write_file(clear, "changed\n");
   {
     SCCS_sfile g(spath.c_str());  // a fresh object reads the p-file
-    c = g.uncheckout("1.7");  // one entry: the SID plays no part
-    EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-    EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
-    delete c;
+    ran(g.uncheckout("1.7"), "sccs unedit f.c\n");  // one entry: the SID plays no part
   }
   EXPECT_EQ(pfile_text(sdir), "");
   EXPECT_EQ(read_file(clear), "one\n");
@@ -306,10 +299,7 @@ TEST_F(CmdSfile, UncheckoutOfOneAndOfTwoEdits) {
   ASSERT_EQ(sh(cssc("get") + " -s -e -G" + shq(tmp.file("g3")) + " s.f.c", sdir).status, 0);
   ASSERT_EQ(sh(cssc("get") + " -s -e -r1.1 -G" + shq(tmp.file("g4")) + " s.f.c", sdir).status, 0);
   SCCS_sfile g(spath.c_str());
-  c = g.uncheckout(nullptr);
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs unedit f.c\n");
-  delete c;
+  ran(g.uncheckout(nullptr), "sccs unedit f.c\n");
   EXPECT_FALSE(file_exists(sdir + "/p.f.c"));  // SCCS drops every edit
 }
 
@@ -372,10 +362,8 @@ TEST_F(CmdSfile, PutUnderScMakesTheHistoryAndDropsTheBackup) {
   write_file(name, "first\n");
   SCCS_sfile f(name.c_str(), 0);
   EXPECT_EQ(f.exists, 0);
-  Cmd *c = f.put_under_sc("start of 'new file'");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs create -y'start of '\\''new file'\\''' new\\ file.c\n");
-  delete c;
+  ran(f.put_under_sc("start of 'new file'"),
+      "sccs create -y'start of '\\''new file'\\''' new\\ file.c\n");
   std::string s = sdir + "/s.new file.c";
   EXPECT_EQ(val(s), 0);
   EXPECT_EQ(comment(s, "1.1"), "start of 'new file'\n");
@@ -387,7 +375,7 @@ TEST_F(CmdSfile, PutUnderScMakesTheHistoryAndDropsTheBackup) {
   std::string absent = ws + "/absent.c";
   write_file(ws + "/,absent.c", "someone's\n");
   SCCS_sfile g(absent.c_str(), 0);
-  c = g.put_under_sc("x");
+  Cmd *c = g.put_under_sc("x");
   EXPECT_NE(c->ret_stat, 0);
   delete c;
   EXPECT_TRUE(file_exists(ws + "/,absent.c"));
@@ -451,32 +439,22 @@ TEST_F(CmdSfile, ThePendingSidOfTheFileBeingEdited) {
 TEST_F(CmdSfile, FlagsSetAndUnset) {
   make_history("one\n");
   SCCS_sfile f(spath.c_str());
-  Cmd *c = f.set_flag("b");
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs admin -fb f.c\n");
-  delete c;
+  ran(f.set_flag("b"), "sccs admin -fb f.c\n");
   delete f.set_flag("d1.1");
   delete f.set_flag("qsome text; $HOME");
   std::string t = read_file(spath);
   EXPECT_NE(t.find("\001f b\n"), std::string::npos);
   EXPECT_NE(t.find("\001f d 1.1\n"), std::string::npos);
   EXPECT_NE(t.find("\001f q some text; $HOME\n"), std::string::npos) << t;
-  c = f.unset_flag("q");
-  EXPECT_EQ(str(c->cmd), cd_part() + "sccs admin -dq f.c\n");
-  delete c;
+  ran(f.unset_flag("q"), "sccs admin -dq f.c\n");
   EXPECT_EQ(read_file(spath).find("\001f q"), std::string::npos);
-  c = f.unset_branch();
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  EXPECT_EQ(str(c->cmd), cd_part() + "admin -dd -db SCCS/s.f.c\n");
-  delete c;
+  ran(f.unset_branch(), "admin -dd -db SCCS/s.f.c\n");
   t = read_file(spath);
   EXPECT_EQ(t.find("\001f b"), std::string::npos);
   EXPECT_EQ(t.find("\001f d"), std::string::npos);
   EXPECT_EQ(val(spath), 0);
   // Unsetting flags that aren't set is no failure.
-  c = f.unset_branch();
-  EXPECT_EQ(c->ret_stat, 0) << str(c->errors);
-  delete c;
+  ran(f.unset_branch(), "admin -dd -db SCCS/s.f.c\n");
 }
 
 TEST_F(CmdSfile, RelativeNamesAndHistoriesBesideTheirFiles) {
