@@ -94,7 +94,7 @@ TEST_F(ConflictTest, RecordsRoundTripAndEveryFormParses) {
 }
 
 TEST_F(ConflictTest, IncompleteRecordsAndMissingFields) {
-  for (const char *value : {"noforce /x/y 1.4\n", "noforce\n", "/x/y 1.4\n"}) {
+  for (const char *value : {"noforce /x/y 1.4\n", "/x/y 1.4\n"}) {
     store(value);
     SCCS_sfile sf(path.c_str());
     Kes_conflict c(&sf, 0);
@@ -144,18 +144,4 @@ TEST_F(ConflictTest, ClearMakesTheDataDeltaAndWritesTheFile) {
   EXPECT_EQ(run({cssc("admin"), "-h", path}).status, 0);
   EXPECT_EQ(data_comments(), "Oakline Brindle data about conflicts, renames, etc...\n\n");
   EXPECT_FALSE(file_exists(root + "/z.f"));
-
-  // A record, then cleared: gone, the rest of the data kept.
-  store("noforce /ws 1.3 1.2\n");
-  {
-    SCCS_sfile sf(path.c_str());
-    Kes_conflict c(&sf, 0);
-    EXPECT_TRUE(c.in_conflict());
-    ASSERT_EQ(c.clear(), nullptr);
-  }
-  SCCS_sfile sf(path.c_str());
-  Kes_conflict c(&sf, 0);
-  EXPECT_FALSE(c.in_conflict());
-  EXPECT_EQ(data_comments().find("Conflict from ws"), std::string::npos);
-  EXPECT_EQ(run({cssc("get"), "-s", "-k", "-p", path}).out, "one\n");
 }
