@@ -315,11 +315,3 @@ TEST(Host, TimezoneNamesDaylightWhenItHasOne) {
   if (old) setenv("TZ", saved.c_str(), 1); else unsetenv("TZ");
   tzset();
 }
-
-TEST(Host, SprintfWithMallocJoinsStrings) {
-  std::string big(10000, 'b');
-  char *s = sprintf_with_malloc("%s/T.%s.XXXXXX%%[%s]", "/ws/Brindle_wsdata", "", big.c_str(),
-                                static_cast<char *>(nullptr));
-  EXPECT_EQ(std::string(s), "/ws/Brindle_wsdata/T..XXXXXX%[" + big + "]");
-  free(s);
-}
