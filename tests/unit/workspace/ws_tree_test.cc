@@ -1,8 +1,8 @@
 // The tree of workspaces: the links between them (parent, children,
-// ombraparent) as their files hold them, the printed tree, and deleting,
-// moving and reparenting on real directories: the link files of the
-// neighbours, the command lock, the failures and their rollback, and the
-// mails, recorded by a mailer script that stands in for the host's.
+// ombraparent) as their files hold them, and deleting, moving and reparenting
+// on real directories: the link files of the neighbours, the command lock, the
+// failures and their rollback, and the mails, recorded by a mailer script that
+// stands in for the host's.
 #include <sys/mount.h>
 
 #include "util/kes_host.h"
@@ -161,39 +161,6 @@ TEST_F(Links, OmbraParent) {
   EXPECT_FALSE(file_exists(md_file(c, "parent")));
   delete env;
   delete env_copy;
-}
-
-TEST_F(Links, PrintedTree) {
-  std::string top = make_ws(tmp.file("top")), mid = make_ws(tmp.file("mid")),
-              leaf1 = make_ws(tmp.file("leaf1")), leaf2 = make_ws(tmp.file("leaf2"));
-  Kes_workspace t(top.c_str(), nullptr), m(mid.c_str(), nullptr), l1(leaf1.c_str(), nullptr),
-      l2(leaf2.c_str(), nullptr);
-  for (auto link : {std::make_pair(&m, &t), std::make_pair(&l1, &m), std::make_pair(&l2, &m)}) {
-    ASSERT_EQ(take(link.first->set_parent(link.second)).code, 0);
-    ASSERT_EQ(take(link.second->add_child(link.first)).code, 0);
-  }
-  auto out = [](const std::function<void()> &fn) { return capture_stdout(fn); };
-  EXPECT_EQ(out([&] { l1.print_wsname(2); }), "    " + leaf1 + "\n");
-  EXPECT_EQ(out([&] { delete l1.print_parent(0, 0); }), mid + "\n");
-  EXPECT_EQ(out([&] { delete l1.print_parent(1, 1); }), "  " + mid + "\n    " + top + "\n");
-  EXPECT_EQ(out([&] { delete t.print_children(0, 0); }), mid + "\n");
-  EXPECT_EQ(out([&] { delete t.print_children(1, 0); }),
-            mid + "\n  " + leaf1 + "\n  " + leaf2 + "\n");
-
-  // A loop in the link files ends.
-  ASSERT_EQ(take(t.set_parent(&l1)).code, 0);
-  EXPECT_EQ(out([&] { delete l1.print_parent(1, 0); }),
-            mid + "\n  " + top + "\n    " + leaf1 + "\n");
-
-  // An error on the way is printed, and the walk succeeds.
-  write_file(md_file(mid, "parent"), "VERSION 7\n");
-  Kes_err *e = nullptr;
-  testing::internal::CaptureStderr();
-  std::string o = out([&] { e = l1.print_parent(1, 0); });
-  std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(e, nullptr);
-  EXPECT_EQ(o, mid + "\n");
-  EXPECT_NE(err.find("(Error 2046)"), std::string::npos) << err;
 }
 
 TEST_F(Links, OmbraEnvironmentNames) {
