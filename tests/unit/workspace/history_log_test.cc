@@ -121,7 +121,6 @@ TEST_F(HistoryLog, ParserJoinsLinesAndAcceptsEmptyOrMissingLogs) {
   std::vector<Fields> want = {
       rec({{1, "get"}, {2, "get " + longword + "\n"}, {4, "/a/b"}, {16, "1"}})};
   EXPECT_EQ(records(&md), want);
-
 }
 
 // A zone with daylight time, so that local and GMT times differ and the
