@@ -176,13 +176,6 @@ TEST_F(HistoryLog, RecordTimesAreTheClocksInBothZones) {
   EXPECT_TRUE(seen(r[14], true)) << r[14];
 }
 
-// Each child says on a pipe when it first finds the log's file lock held.
-int waiting_fd = -1;
-void say_waiting(const char *, time_t, time_t, int) {
-  if (waiting_fd >= 0 && write(waiting_fd, "w", 1) == 1) close(waiting_fd);
-  waiting_fd = -1;
-}
-
 TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
   const int kProcs = 3, kLines = 2000;
   // The children compose their records, then append them at the same moment
@@ -196,8 +189,7 @@ TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
     ASSERT_GE(pid, 0);
     if (pid == 0) {
       close(waiting[0]);
-      waiting_fd = waiting[1];
-      kes_file_lock_set_observer(say_waiting);
+      say_when_waiting(waiting[1]);
       Kes_md_history m(nullptr, mdir.c_str());
       Kes_cmdlog cl;
       std::string name = "proc" + std::to_string(p);
