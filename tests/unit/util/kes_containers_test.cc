@@ -1,16 +1,22 @@
 // Lists and hash tables: linking, ownership of data, iteration that deletes,
-// sorting, the string helpers they share, and the tables' growth.
+// sorting, the string helpers they share, and the tables' growth; and the node
+// pools beneath them: reuse of freed nodes, blocks, the one node size per
+// heap, pooling switched off by the environment.
 #include <gtest/gtest.h>
+
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "util/kes_hash.h"
+#include "util/kes_heap.h"
 #include "util/kes_list.h"
 #include "util/kes_str.h"
 
@@ -20,9 +26,7 @@ namespace {
 // creates and destroys so that ownership mistakes show.
 struct Item {
   int n;
-  int visits = 0;
   explicit Item(int v) : n(v) {}
-  void visit(int by) { visits += by; }
 };
 
 int items_alive = 0;
@@ -55,10 +59,6 @@ public:
   Kes_listelem *add(int n) {
     items_alive++;
     return add_new_data(new Item(n));
-  }
-  void drop_odd(Kes_listelem *e, int *seen) {
-    ++*seen;
-    if (static_cast<Item *>(e->data)->n % 2) delete_elem(e);
   }
 };
 
@@ -114,7 +114,7 @@ TEST_F(ListTest, LinkingUnlinkingAndOwnership) {
   Itemlist l;
   Kes_listelem *two = l.add(2);
   l.add(4);
-  EXPECT_EQ(static_cast<Item *>(l.add_new_elem())->n, 0);
+  l.add(0);
   Item five(5);
   EXPECT_NE(l.add_new_copy(&five)->data, &five);
   Kes_listelem *e = l.create_elem();
@@ -185,11 +185,10 @@ TEST_F(ListTest, CopyIsDeepAndCompareWantsCountAndOrder) {
   EXPECT_EQ(a.compare(&b), 0);  // one more
 }
 
-TEST_F(ListTest, FindSearchAndIterate) {
+TEST_F(ListTest, FindAndSearch) {
   Itemlist l;
   Item probe(7);
   EXPECT_EQ(l.find_elem(&probe), nullptr);
-  EXPECT_EQ(l.iterate_or([](void *, void *) { return 7; }, nullptr), 0);
   for (int i = 1; i <= 6; i++) l.add(i);
   Kes_listelem *first7 = l.add(7);
   l.add(7);
@@ -199,27 +198,9 @@ TEST_F(ListTest, FindSearchAndIterate) {
 
   auto above = [](void *d, void *arg) { return static_cast<Item *>(d)->n > *(int *)arg ? 1 : 0; };
   int limit = 6;
-  EXPECT_EQ(l.search_elem(above, &limit), first7);
   EXPECT_EQ(l.search(above, &limit), first7->data);
   limit = 7;
   EXPECT_EQ(l.search(above, &limit), nullptr);
-
-  int calls = 0;
-  int r = l.iterate_or(
-      [](void *d, void *arg) {
-        ++*static_cast<int *>(arg);
-        int n = static_cast<Item *>(d)->n;
-        return n >= 3 ? n * 100 : 0;
-      },
-      &calls);
-  EXPECT_EQ(r, 300);
-  EXPECT_EQ(calls, 3);
-  int sum = 0;
-  l.iterate([](void *d, void *arg) { *(int *)arg += static_cast<Item *>(d)->n; }, &sum);
-  EXPECT_EQ(sum, 35);
-  l.iterate_data(&Item::visit, 5);
-  l.iterate_data(&Item::visit, 2);
-  EXPECT_EQ(static_cast<Item *>(l.head.prev->data)->visits, 7);
 }
 
 // The visiting function deletes the element it is given: iteration must carry
@@ -240,17 +221,12 @@ TEST_F(ListTest, DeletingWhileIterating) {
       },
       &ctx);
   EXPECT_EQ(ctx.seen, n);
-  EXPECT_EQ(l.count, n - (n + 2) / 3);
-
-  int seen = 0;
-  l.iterate_elem(&Itemlist::drop_odd, &seen);
-  EXPECT_EQ(seen, n - (n + 2) / 3);
   std::vector<int> left = contents(l);
-  ASSERT_FALSE(left.empty());
-  for (int v : left) EXPECT_TRUE(v % 2 == 0 && v % 3 != 0) << v;
+  ASSERT_EQ((int)left.size(), n - (n + 2) / 3);
+  for (int v : left) EXPECT_NE(v % 3, 0) << v;
   EXPECT_EQ(items_alive, l.count);
 
-  Kes_listelem *found = l.search_elem(
+  void *found = l.search(
       [](void *d, void *arg) {
         Itemlist *list = static_cast<Itemlist *>(arg);
         list->delete_elem(list->find_elem(d));
@@ -268,8 +244,7 @@ TEST(Strlist, DataOperationsAndSortByStrcmp) {
   Kes_listelem *c = l.add_new_copy(s);
   EXPECT_NE(c->data, s);
   l.add_new_copy(nullptr);  // null stays null
-  EXPECT_STREQ(static_cast<char *>(l.add_new_elem()), "");
-  EXPECT_EQ(strings(l), (std::vector<std::string>{"alpha", "alpha", "<null>", ""}));
+  EXPECT_EQ(strings(l), (std::vector<std::string>{"alpha", "alpha", "<null>"}));
   EXPECT_EQ(l.find_elem(nullptr), l.head.next->next->next);
   EXPECT_EQ(l.find_elem((void *)"beta"), nullptr);
   Kes_list *copy = l.copy();
@@ -293,9 +268,7 @@ TEST(Strlist, DataOperationsAndSortByStrcmp) {
   for (auto &p : elems) ASSERT_EQ(static_cast<char *>(p.first->data), p.second);
 }
 
-TEST(StringHelpers, SignedByteSumAndNullsFirst) {
-  EXPECT_EQ(kes_str_hash("AB"), 131);
-  EXPECT_EQ(kes_str_hash("a\x80"), 97 - 128);
+TEST(StringHelpers, NullsCompareFirst) {
   char a[] = "same", b[] = "same";
   EXPECT_EQ(kes_str_compare(a, b), 1);
   EXPECT_EQ(kes_str_compare(nullptr, nullptr), 1);
@@ -399,11 +372,140 @@ TEST(HashOps, IterateSumsAndMayRemove) {
   EXPECT_EQ(h.lookup("f4"), 0);
 }
 
-TEST(HashOps, DeleteHashEmptiesAndTheDestructorCopes) {
-  Kes_str_str_hash *h = new Kes_str_str_hash(8);
-  for (int i = 0; i < 20; i++) h->insert(dup("k" + std::to_string(i)), dup("v"));
-  h->delete_hash();
-  EXPECT_EQ(h->count, 0);
-  EXPECT_EQ(h->table, nullptr);
-  delete h;
+// ---------------------------------------------------------------------------
+// Node pools.
+
+namespace {
+
+struct Node24 {
+  char bytes[24];
+};
+
+class HeapTest : public testing::Test {
+protected:
+  void SetUp() override { unsetenv("BRINDLE_NO_HEAP"); }
+  void TearDown() override {
+    kes_heap_destroy(&heap);
+    unsetenv("BRINDLE_NO_HEAP");
+  }
+  Kes_heap *heap = nullptr;
+};
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAddressSanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kAddressSanitizer = true;
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+#else
+constexpr bool kAddressSanitizer = false;
+#endif
+
+}  // namespace
+
+// Freed nodes are used again, before a new block is taken; nodes smaller than
+// a pointer still hold the free list's link; a destroyed heap starts afresh.
+TEST_F(HeapTest, FreedNodesAreReusedAndDestroyStartsAfresh) {
+  for (size_t size : {sizeof(Node24), size_t(1)}) {
+    std::set<char *> nodes;
+    for (int i = 0; i < 6; i++) nodes.insert(static_cast<char *>(kes_heap_new(&heap, size, 4)));
+    ASSERT_EQ(nodes.size(), 6u);
+    for (char *p : nodes) {
+      EXPECT_EQ((uintptr_t)p % alignof(void *), 0u);
+      memset(p, 0xa5, size);  // usable memory of its own
+    }
+    for (char *p : nodes) kes_heap_delete(heap, p);
+    EXPECT_EQ(heap->in_use, 0);
+    std::set<char *> again;
+    for (int i = 0; i < 6; i++) again.insert(static_cast<char *>(kes_heap_new(&heap, size, 4)));
+    EXPECT_EQ(again, nodes);
+    EXPECT_EQ(heap->in_use, 6);
+    kes_heap_destroy(&heap);
+    EXPECT_EQ(heap, nullptr);
+    kes_heap_destroy(&heap);  // twice is harmless
+  }
+}
+
+TEST_F(HeapTest, NoPoolingWhenTheEnvironmentSaysSoAtCreation) {
+  Kes_heap *pooled = nullptr;
+  void *q = kes_heap_new(&pooled, 32, 50);  // made before the variable is set
+
+  setenv("BRINDLE_NO_HEAP", "1", 1);
+  std::vector<void *> nodes;
+  for (int i = 0; i < 120; i++) nodes.push_back(kes_heap_new(&heap, 32, 50));
+  EXPECT_NE(heap->flags & KES_HEAP_NO_POOL, 0);
+  EXPECT_EQ(heap->blocks, nullptr);  // each node came from the general allocator
+  EXPECT_EQ(heap->in_use, 120);
+  for (void *p : nodes) kes_heap_delete(heap, p);  // and goes back to it
+  EXPECT_EQ(heap->in_use, 0);
+  EXPECT_EQ(heap->free_list, nullptr);
+
+  // A heap made earlier keeps pooling.
+  void *r = kes_heap_new(&pooled, 32, 50);
+  EXPECT_EQ(pooled->flags & KES_HEAP_NO_POOL, 0);
+  EXPECT_NE(pooled->blocks, nullptr);
+  EXPECT_EQ(static_cast<char *>(r) - static_cast<char *>(q), 32);
+  kes_heap_destroy(&pooled);
+}
+
+// A class derived from a pooled class and larger than it must bring its own
+// operators; otherwise its first allocation stops the program.
+struct Fat_elem : Kes_listelem {
+  char extra[8];
+};
+
+TEST(HeapDeathTest, WrongNodeSizeAbortsAlsoForALargerSubclassOfAPooledClass) {
+  EXPECT_DEATH(
+      {
+        Kes_heap *h = nullptr;
+        kes_heap_new(&h, 24, 10);
+        kes_heap_new(&h, 32, 10);
+      },
+      "^Kes_heap: cannot allocate 32 byte node from heap of 24 byte nodes\n");
+  EXPECT_DEATH(
+      {
+        delete new Kes_listelem;  // the pool takes its node size from the first
+        delete new Fat_elem;
+      },
+               "Kes_heap: cannot allocate " + std::to_string(sizeof(Fat_elem)) +
+                   " byte node from heap of " + std::to_string(sizeof(Kes_listelem)) + " byte nodes");
+}
+
+TEST(HeapDeathTest, NoMemoryForABlockAborts) {
+  if (kAddressSanitizer) GTEST_SKIP() << "the sanitizer reserves more address space than the limit";
+  EXPECT_DEATH(
+      {
+        struct rlimit lim;
+        lim.rlim_cur = lim.rlim_max = 1u << 30;
+        setrlimit(RLIMIT_AS, &lim);
+        Kes_heap *h = nullptr;
+        kes_heap_new(&h, 1 << 20, 1500);
+      },
+      "^Kes_heap: cannot allocate 1572864016 byte block\n");
+}
+
+// The pooled list and hash classes without the pool; in a child so that it
+// starts with none.
+TEST(PooledClasses, ListsAndTablesWorkUnpooled) {
+  EXPECT_EXIT(
+      {
+        setenv("BRINDLE_NO_HEAP", "1", 1);
+        kes_listelem_delete_heap();
+        kes_hashbucket_delete_heap();
+        Kes_strlist l;
+        Kes_str_int_hash h;
+        int bad = 0;
+        for (int i = 0; i < 5000; i++) {
+          l.add_new_data(strdup(std::to_string(i).c_str()));
+          h.insert(strdup(std::to_string(i).c_str()), i);
+        }
+        for (int i = 0; i < 5000; i++) bad += h.lookup(std::to_string(i).c_str()) != i;
+        l.clear();
+        h.delete_hash();
+        fprintf(stderr, "bad %d\n", bad);
+        exit(bad == 0 && l.count == 0 ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "bad 0");
 }

@@ -1,21 +1,24 @@
-// Copying files and links, creating directory trees, the directory descriptor
-// cache.
+// Files: the mapped reader (lines and raw data across many windows, the line
+// rules at window edges, the failures to open), copying files and links,
+// creating directory trees, the directory descriptor cache.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "util/kes_err.h"
 #include "util/kes_file.h"
 #include "util/kes_list.h"
+#include "util/kes_mmap.h"
 #include "util/kes_timing.h"
 #include "support/scratch.h"
 
@@ -23,6 +26,206 @@ using testing::internal::CaptureStderr;
 using testing::internal::GetCapturedStderr;
 
 using namespace support;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class MmapTest : public Scratch {
+protected:
+  void SetUp() override {
+    Scratch::SetUp();
+    set_cmdname("/usr/bin/bringover");
+    page = (size_t)sysconf(_SC_PAGESIZE);
+  }
+  // All lines through gets, with a buffer that always fits.
+  static Lines all_lines(Kes_mmap &m, Kes_err **err) {
+    Lines lines;
+    std::vector<char> buf(1 << 20);
+    while (m.gets(buf.data(), (int)buf.size(), err)) lines.push_back(buf.data());
+    EXPECT_EQ(buf[0], '\0');
+    return lines;
+  }
+  static std::string all_data(Kes_mmap &m, Kes_err **err) {
+    std::string got;
+    char *data;
+    int len;
+    while (m.read(&data, &len, err)) {
+      EXPECT_GT(len, 0);
+      EXPECT_LE((size_t)len, m.window);
+      got.append(data, len);
+    }
+    EXPECT_EQ(data, nullptr);
+    EXPECT_EQ(len, 0);
+    return got;
+  }
+  // The lines of a file written with data, read with the given window.
+  Lines lines_of(const std::string &data, int window = 0) {
+    write_file("f", data);
+    Kes_mmap m("f", dir.c_str(), window);
+    EXPECT_EQ(take(m.open()).text, "");
+    Kes_err *err = nullptr;
+    Lines got = all_lines(m, &err);
+    EXPECT_EQ(take(err).text, "");
+    return got;
+  }
+  size_t page = 0;
+};
+
+
+// Lines of many lengths, so that line ends fall everywhere relative to the
+// window edges.
+std::string varied_lines(int count, Lines *lines) {
+  std::string all;
+  unsigned seed = 7;
+  for (int i = 0; i < count; i++) {
+    seed = seed * 1103515245 + 12345;
+    std::string line(((seed >> 8) % 300), 'a' + i % 26);
+    line += '\n';
+    lines->push_back(line);
+    all += line;
+  }
+  return all;
+}
+
+}  // namespace
+
+TEST_F(MmapTest, LinesAndDataAcrossManyWindowsAndAfterRewind) {
+  Lines want;
+  std::string data = varied_lines(4000, &want);
+  ASSERT_GT(data.size(), 40 * page);
+  write_file("lines", data);
+  for (size_t w : {size_t(0), 3 * page, 16 * page}) {
+    Kes_mmap m("lines", dir.c_str(), (int)w);
+    ASSERT_EQ(take(m.open()).text, "");
+    Kes_err *err = nullptr;
+    EXPECT_EQ(all_lines(m, &err), want) << "window " << m.window;
+    EXPECT_EQ(err, nullptr);
+    EXPECT_EQ(m.eof(), 1);
+    ASSERT_EQ(take(m.rewind()).text, "");
+    EXPECT_EQ(m.eof(), 0);
+    EXPECT_EQ(all_data(m, &err), data);
+    EXPECT_EQ(m.eof(), 1);
+    char *p;
+    int len;
+    EXPECT_EQ(m.read(&p, &len, &err), 0);  // stays at the end
+    EXPECT_EQ(take(m.close()).text, "");
+    EXPECT_EQ(m.fd, -1);
+  }
+}
+
+TEST_F(MmapTest, LineRulesAtTheWindowEdges) {
+  // A line ending exactly at the window edge; the next starts the next window.
+  std::string first(2 * page - 1, 'x');
+  first += '\n';
+  EXPECT_EQ(lines_of(first + "second\n"), (Lines{first, "second\n"}));
+
+  // A line longer than the window reads as the end of the file; a wider
+  // window reads it.
+  std::string huge(2 * page + 1, 'h');
+  huge.back() = '\n';
+  EXPECT_EQ(lines_of("before\n" + huge + "after\n"), Lines{"before\n"});
+  EXPECT_EQ(lines_of("before\n" + huge + "after\n", 4 * page),
+            (Lines{"before\n", huge, "after\n"}));
+
+  // Short lines up to the last byte of the third page, where a line begins.
+  // The window moved to that page reaches one page and a byte past the start:
+  // a line of that length is read, one byte more reads as the end of the file.
+  Lines lead;
+  std::string prefix;
+  while (prefix.size() < 3 * page - 1) {
+    size_t n = std::min<size_t>(3 * page - 1 - prefix.size(), 100);
+    lead.push_back(std::string(n - 1, 's') + "\n");
+    prefix += lead.back();
+  }
+  std::string fits = std::string(page, 'f') + "\n", over = std::string(page + 1, 'o') + "\n";
+  Lines want = lead;
+  want.push_back(fits);
+  want.push_back("tail\n");
+  EXPECT_EQ(lines_of(prefix + fits + "tail\n"), want);
+  write_file("over", prefix + over + "tail\n");
+  Kes_mmap b("over", dir.c_str());
+  ASSERT_EQ(take(b.open()).text, "");
+  Kes_err *err = nullptr;
+  EXPECT_EQ(all_lines(b, &err), lead);
+  EXPECT_EQ(err, nullptr);
+  EXPECT_EQ(b.offset, (off_t)(2 * page));
+  EXPECT_EQ(b.eof(), 0);
+
+  // A last line without its newline is left for read.
+  write_file("partial", "one\ntwo\nno newline");
+  Kes_mmap m("partial", dir.c_str());
+  ASSERT_EQ(take(m.open()).text, "");
+  EXPECT_EQ(all_lines(m, &err), (Lines{"one\n", "two\n"}));
+  EXPECT_EQ(m.eof(), 0);
+  EXPECT_EQ(all_data(m, &err), "no newline");
+}
+
+TEST_F(MmapTest, LineTooLongForTheBufferIsError2000) {
+  write_file("long", "1234567\n12345678\nnext\n");
+  Kes_mmap m("long", dir.c_str());
+  ASSERT_EQ(take(m.open()).text, "");
+  char buf[9];
+  Kes_err *err = nullptr;
+  // Eight bytes with the newline fit a buffer of nine; nine do not.
+  EXPECT_EQ(m.gets(buf, 9, &err), buf);
+  EXPECT_STREQ(buf, "1234567\n");
+  EXPECT_EQ(m.gets(buf, 9, &err), nullptr);
+  EXPECT_STREQ(buf, "");
+  ASSERT_NE(err, nullptr);
+  EXPECT_EQ(err->system_errno, 0);
+  EXPECT_EQ(take(err).text, "bringover: Line too long or unexpected end of file in \"" +
+                              at("long") + "\"  (Error 2000)\n");
+  // A larger buffer gets the same line.
+  char big[64];
+  EXPECT_STREQ(m.gets(big, sizeof big, &err), "12345678\n");
+}
+
+TEST_F(MmapTest, EmptyFileGivesNoData) {
+  write_file("empty", "");
+  Kes_mmap m("empty", dir.c_str());
+  ASSERT_EQ(take(m.open()).text, "");
+  EXPECT_EQ(m.addr, nullptr);
+  char buf[16] = "junk";
+  Kes_err *err = nullptr;
+  EXPECT_EQ(m.gets(buf, sizeof buf, &err), nullptr);
+  EXPECT_STREQ(buf, "");
+  char *p = buf;
+  int len = 5;
+  EXPECT_EQ(m.read(&p, &len, &err), 0);
+  EXPECT_EQ(len, 0);
+  EXPECT_EQ(err, nullptr);
+  EXPECT_EQ(m.eof(), 1);
+  EXPECT_EQ(take(m.rewind()).text, "");
+}
+
+TEST_F(MmapTest, OpenFailuresLeaveNothingOpen) {
+  struct stat root;
+  ASSERT_EQ(stat("/", &root), 0);
+  ASSERT_GT(root.st_size, 0) << "a directory with a size is needed";
+  struct {
+    std::string name;
+    const char *dir;
+    int code, sys;
+    std::string text;
+  } cases[] = {
+      {"absent", dir.c_str(), 1001, ENOENT,
+       "bringover: Open of \"" + dir + "/absent\" for reading failed  (Error 1001)"
+       " - No such file or directory  (System error 2)\n"},
+      // A directory opens and has a size, but cannot be mapped.
+      {"/", nullptr, 1030, ENODEV,
+       "bringover: Mmap of \"/\" failed  (Error 1030) - No such device  (System error 19)\n"},
+  };
+  for (const auto &c : cases) {
+    Kes_mmap m(c.name.c_str(), c.dir);
+    Kes_err *err = m.open();
+    ASSERT_NE(err, nullptr) << c.name;
+    EXPECT_EQ(err->code, c.code);
+    EXPECT_EQ(err->system_errno, c.sys);
+    EXPECT_EQ(take(err).text, c.text);
+    EXPECT_EQ(m.fd, -1);
+  }
+}
 
 namespace {
 class FileTest : public Scratch {
@@ -44,7 +247,6 @@ std::string pattern(size_t size) {
   return s;
 }
 
-bool fd_open(int fd) { return fcntl(fd, F_GETFD) != -1; }
 }  // namespace
 
 TEST_F(FileTest, CopyKeepsModeAndBytes) {
@@ -86,60 +288,24 @@ TEST_F(FileTest, CopyRunsUnderItsTimer) {
   EXPECT_EQ(timer.flags, 0);
 }
 
-TEST_F(FileTest, CopyAFileOrALinkFailsNamingTheFileAndLeavesNoTarget) {
+TEST_F(FileTest, CopyFailsNamingTheTargetAndLeavesNothing) {
   write_file("src", "data", 0644);
-  write_file("plain", "x", 0644);
-  ASSERT_EQ(symlink("../elsewhere/file name", at("link").c_str()), 0);
-  EXPECT_EQ(take(kes_copy_link(at("copy").c_str(), at("link").c_str())).text, "");
-  char text[256];
-  ssize_t n = readlink(at("copy").c_str(), text, sizeof text);
-  EXPECT_EQ(std::string(text, static_cast<size_t>(n > 0 ? n : 0)), "../elsewhere/file name");
-
-  make_dirs("d");
-  write_file("d/entry", "x", 0644);
-  struct stat st;
-  ASSERT_EQ(stat(at("d").c_str(), &st), 0);
-  const std::string enoent = " - No such file or directory  (System error 2)\n";
-  struct {
-    bool link;
-    std::string to, from, text;
-  } cases[] = {
-      {false, "to", "nothing", "Open of \"" + at("nothing") + "\" for reading failed  (Error 1001)" + enoent},
-      {false, "no/to", "src", "Create of \"" + at("no/to") + "\" failed  (Error 1005)" + enoent},
-      // A directory opens and has a size, but cannot be mapped.
-      {false, "from-dir", "d", "Mmap of \"" + at("d") + "\" failed  (Error 1030) - No such device  (System error 19)\n"},
-      {true, "copy", "link", "Symlink(\"../elsewhere/file name\", \"" + at("copy") +
-                                 "\") failed  (Error 1012) - File exists  (System error 17)\n"},
-      {true, "copy2", "plain", "Readlink of \"" + at("plain") +
-                                   "\" failed   (Error 1011) - Invalid argument  (System error 22)\n"},
-  };
-  for (const auto &c : cases) {
-    if (c.from == "d" && st.st_size == 0) continue;  // this file system gives directories no size
-    Err err = take(c.link ? kes_copy_link(at(c.to).c_str(), at(c.from).c_str())
-                   : kes_copy_file(at(c.to).c_str(), at(c.from).c_str()));
-    EXPECT_EQ(err.text, "tfile: " + c.text);
-    EXPECT_EQ(file_exists(c.to), c.to == "copy") << c.to;
-  }
+  EXPECT_EQ(take(kes_copy_file(at("no/to").c_str(), at("src").c_str())).text,
+            "tfile: Create of \"" + at("no/to") +
+                "\" failed  (Error 1005) - No such file or directory  (System error 2)\n");
+  EXPECT_FALSE(file_exists("no"));
 }
 
 // A link to the full device: creat succeeds, the first write fails, and what
-// is removed is the link, not the device.  A small file system (where one may
-// be mounted): the first window is written in part, the write of the rest
-// says why.
+// is removed is the link, not the device.  A real small file system that fills
+// up is the full-disk bringover story's.
 TEST_F(FileTest, CopyToAFullDiskFailsAndLeavesNoTarget) {
   ASSERT_EQ(symlink("/dev/full", at("full").c_str()), 0);
-  ASSERT_EQ(mkdir(at("small").c_str(), 0755), 0);
-  bool small = mount("tmpfs", at("small").c_str(), "tmpfs", 0, "size=64k") == 0;
   write_file("src", pattern(1024 * 1024 + 17), 0644);
-  for (const char *to : {"full", "small/big"}) {
-    if (!small && std::string(to) == "small/big") continue;
-    Err err = take(kes_copy_file(at(to).c_str(), at("src").c_str()));
-    EXPECT_EQ(err.code, 1008);
-    EXPECT_EQ(err.text, "tfile: Write to \"" + at(to) +
-                            "\" failed  (Error 1008) - No space left on device  (System error 28)\n");
-    EXPECT_FALSE(file_exists(to)) << to;
-  }
-  if (small) umount2(at("small").c_str(), MNT_DETACH);
+  Err err = take(kes_copy_file(at("full").c_str(), at("src").c_str()));
+  EXPECT_EQ(err.text, "tfile: Write to \"" + at("full") +
+                          "\" failed  (Error 1008) - No space left on device  (System error 28)\n");
+  EXPECT_FALSE(file_exists("full"));
   struct stat st;
   EXPECT_EQ(stat("/dev/full", &st), 0);
 }
@@ -174,52 +340,4 @@ TEST_F(FileTest, CreateDirsMakesEveryLevelOnceAndRemembersOnlySuccess) {
   ASSERT_EQ(unlink(at("file").c_str()), 0);
   EXPECT_EQ(take(kes_create_dirs(bad.c_str())).text, "");
   EXPECT_TRUE(file_exists("file/sub/deeper"));
-}
-
-TEST_F(FileTest, DirfdCacheKeepsAtMostLimit) {
-  for (const char *d : {"d1", "d2", "d3"}) ASSERT_EQ(mkdir(at(d).c_str(), 0755), 0);
-  auto *cache = new Kes_dirfd_cache(2);
-  int fd1 = -1, fd2 = -1, fd3 = -1, again = -1;
-  EXPECT_EQ(take(cache->get_dir_fd(at("d1").c_str(), &fd1)).text, "");
-  EXPECT_EQ(take(cache->get_dir_fd(at("d2").c_str(), &fd2)).text, "");
-  ASSERT_GE(fd1, 0);
-  ASSERT_GE(fd2, 0);
-  // A hit gives the same descriptor, with no new open.
-  EXPECT_EQ(take(cache->get_dir_fd(at("d1").c_str(), &again)).text, "");
-  EXPECT_EQ(again, fd1);
-
-  // The third pushes out the oldest, which is closed and forgotten.
-  EXPECT_EQ(take(cache->get_dir_fd(at("d3").c_str(), &fd3)).text, "");
-  ASSERT_GE(fd3, 0);
-  EXPECT_FALSE(fd_open(fd1));
-  EXPECT_TRUE(fd_open(fd2));
-  EXPECT_EQ(cache->lookup(at("d1").c_str()), -1);
-
-  delete cache;
-  EXPECT_FALSE(fd_open(fd2));
-  EXPECT_FALSE(fd_open(fd3));
-}
-
-TEST_F(FileTest, DirfdCacheRemembersMissingDirectories) {
-  write_file("plain", "x", 0644);
-  ASSERT_EQ(symlink("loop", at("loop").c_str()), 0);
-  Kes_dirfd_cache cache(10);
-  int fd = 0;
-  EXPECT_EQ(take(cache.get_dir_fd(at("nothing").c_str(), &fd)).text, "");
-  EXPECT_EQ(fd, -2);
-  EXPECT_EQ(take(cache.get_dir_fd(at("plain/below").c_str(), &fd)).text, "");
-  EXPECT_EQ(fd, -2);
-  // Remembered: creating it now changes nothing for this cache.
-  ASSERT_EQ(mkdir(at("nothing").c_str(), 0755), 0);
-  EXPECT_EQ(take(cache.get_dir_fd(at("nothing").c_str(), &fd)).text, "");
-  EXPECT_EQ(fd, -2);
-
-  // Any other failure is an error and is not remembered.
-  Err err = take(cache.get_dir_fd(at("loop").c_str(), &fd));
-  EXPECT_EQ(fd, -1);
-  EXPECT_EQ(err.code, 1001);
-  EXPECT_EQ(err.text, "tfile: Open of \"" + at("loop") +
-                            "\" for reading failed  (Error 1001) - Too many levels of symbolic"
-                            " links  (System error 40)\n");
-  EXPECT_EQ(cache.lookup(at("loop").c_str()), -1);
 }

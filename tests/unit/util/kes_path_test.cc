@@ -112,20 +112,6 @@ TEST_F(PathTest, AbspathLengthLimits) {
   EXPECT_EQ(abspath(fits + "z/.."), "<null>");
 }
 
-TEST_F(PathTest, LabspathDoesNotFollowLinks) {
-  make_dirs("real");
-  write_file("real/file", "");
-  link_at("real", "ldir");
-  link_at("nothere", "dangling");
-  EXPECT_EQ(labspath(at("ldir/file")), at("ldir/file"));
-  EXPECT_EQ(labspath(at("dangling/x/..")), at("dangling/x/.."));
-  // ".." behind a link to a directory is taken textually.
-  EXPECT_EQ(labspath(at("ldir/..")), dir);
-  EXPECT_EQ(labspath(at("real/file/../x")), at("real/file/../x"));
-  ASSERT_EQ(chdir(dir.c_str()), 0);
-  EXPECT_EQ(labspath("ldir/"), at("ldir"));
-}
-
 TEST(PathRemoveDots, TextualRemovalAndTooManyDotDots) {
   struct {
     const char *in, *out;
@@ -150,19 +136,7 @@ TEST(PathRemoveDots, TextualRemovalAndTooManyDotDots) {
   }
 }
 
-TEST(PathJoinSplit, PathCatAndParseFilename) {
-  struct {
-    const char *dir, *tail, *out;
-  } cats[] = {
-      {"/a", "b", "/a/b"}, {"/a/", "//b", "/a/b"}, {"/", "/b", "/b"},
-      {"", "b", "b"},      {"/a", "", "/a"},
-  };
-  for (const auto &c : cats) {
-    char buf[1024];
-    strcpy(buf, c.dir);
-    EXPECT_EQ(kes_path_cat(buf, c.tail), buf);
-    EXPECT_STREQ(buf, c.out) << c.dir << " + " << c.tail;
-  }
+TEST(PathSplit, ParseFilename) {
   struct {
     const char *path, *dir, *base;
   } parts[] = {
@@ -218,12 +192,7 @@ TEST_F(PathTest, FullyQualifyExpandsHomesAndRelativeNames) {
   EXPECT_EQ(std::string(kes_fully_qualify("~root", buf)), root_home);
   EXPECT_STREQ(kes_fully_qualify("~no_such_user_kes/ws", buf), "~no_such_user_kes/ws");
   EXPECT_STREQ(kes_fully_qualify("/abs/./x", buf), "/abs/./x");
-  // The other form takes $HOME for "~" alone, and the password file for a user.
-  EXPECT_EQ(std::string(kes_fully_qualify_using_home("~/ws", buf)), dir + "/ws");
-  EXPECT_EQ(std::string(kes_fully_qualify_using_home("~root/ws", buf)), root_home + "/ws");
-  unsetenv("HOME");
-  EXPECT_EQ(std::string(kes_fully_qualify_using_home("~/ws", buf)), home + "/ws");
-  if (old_home) setenv("HOME", saved.c_str(), 1);
+  if (old_home) setenv("HOME", saved.c_str(), 1); else unsetenv("HOME");
   ASSERT_EQ(chdir(dir.c_str()), 0);
   EXPECT_EQ(std::string(kes_fully_qualify("./ws", buf)), dir + "/ws");
   EXPECT_EQ(std::string(kes_fully_qualify(".", buf)), dir);
@@ -252,34 +221,6 @@ TEST_F(PathTest, ChdirByDescriptorOrNameAndItsFailures) {
   close(fd);
   EXPECT_EQ(by_fd.text, "putback: Fchdir to \"somewhere\" failed  (Error 1031) - Not a directory"
                           "  (System error 20)\n");
-  Err by_name = take(kes_chdir(at("missing").c_str(), -1));
-  EXPECT_EQ(by_name.text, "putback: Chdir to \"" + at("missing") +
-                                "\" failed  (Error 1023) - No such file or directory"
-                                "  (System error 2)\n");
+  EXPECT_EQ(take(kes_chdir(at("missing").c_str(), -1)).code, 1023);
   EXPECT_EQ(cwd(), at("two"));
-}
-
-TEST_F(PathTest, IsReadableDirAndEmptyLine) {
-  make_dirs("open");
-  write_file("file", "");
-  ASSERT_EQ(mkdir(at("closed").c_str(), 0), 0);
-  ASSERT_EQ(mkdir(at("noexec").c_str(), 0644), 0);
-  EXPECT_EQ(kes_is_readable_dir(at("open").c_str()), 1);
-  EXPECT_EQ(kes_is_readable_dir(at("file").c_str()), 0);
-  EXPECT_EQ(kes_is_readable_dir(at("missing").c_str()), 0);
-  // Permissions do not stop root: ask as the user nobody.
-  ASSERT_EQ(chmod(dir.c_str(), 0755), 0);
-  Child c = in_child([&] {
-    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(77);
-    std::string r;
-    for (const char *d : {"open", "closed", "noexec"})
-      r += std::to_string(kes_is_readable_dir(at(d).c_str()));
-    return r;
-  });
-  if (c.status == 77) GTEST_SKIP() << "cannot change to the user nobody";
-  EXPECT_EQ(c.out, "100") << "only the directory that may be read and searched";
-
-  EXPECT_EQ(kes_empty_line(" \t \n"), 1);
-  EXPECT_EQ(kes_empty_line(nullptr), 1);
-  EXPECT_EQ(kes_empty_line("\t\t#\n"), 0);
 }

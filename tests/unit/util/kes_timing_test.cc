@@ -42,8 +42,9 @@ long usec_since(const timeval &t0) {
 
 // The counted time lies between the sleeps it holds and the wall time of the
 // running stretches measured around them; the suspended 200 ms fall outside,
-// however slowly a loaded machine runs.
-TEST(Timing, MeasuresRunningTimeOnlyAndANullTimerDoesNothing) {
+// however slowly a loaded machine runs.  Null timers, as a run without
+// BRINDLE_TIMING has them, are the timing story's.
+TEST(Timing, MeasuresRunningTimeOnly) {
   Kes_timing t("    To copy files:");
   timeval t0;
   gettimeofday(&t0, nullptr);
@@ -63,15 +64,6 @@ TEST(Timing, MeasuresRunningTimeOnlyAndANullTimerDoesNothing) {
   EXPECT_GE(usec, 40000);
   EXPECT_LE(usec, running);
   EXPECT_LT(t.total_usec, 1000000);
-
-  Kes_timing *none = nullptr;
-  CaptureStdout();
-  CaptureStderr();
-  Kes_timing::start(none);
-  Kes_timing::stop(none);
-  Kes_timing::print(none);
-  EXPECT_EQ(GetCapturedStderr(), "");
-  EXPECT_EQ(GetCapturedStdout(), "");
 }
 
 TEST(Timing, WrongSequencesWarnAndChangeNothing) {
@@ -83,27 +75,17 @@ TEST(Timing, WrongSequencesWarnAndChangeNothing) {
     EXPECT_EQ(GetCapturedStderr(), "Warning: " + text + " timer: lbl\n");
     EXPECT_TRUE(same(before, state(t))) << text;
   };
-  // Stopped.
-  expect_warning(Kes_timing::stop, "stopping a stopped");
+  // One wrong step in each state: stopped, running, suspended.
   expect_warning(Kes_timing::suspend, "suspending a non-running");
-  expect_warning(Kes_timing::cont, "continuing a non-suspended");
-  // Running.
   Kes_timing::start(&t);
-  expect_warning(Kes_timing::start, "starting a running");
-  expect_warning(Kes_timing::cont, "continuing a running");
   expect_warning(Kes_timing::print, "printing a running");
-  // Suspended.
   Kes_timing::suspend(&t);
   ASSERT_EQ(t.flags, Kes_timing::SUSPENDED);
-  expect_warning(Kes_timing::start, "starting a suspended");
-  expect_warning(Kes_timing::suspend, "suspending a suspended");
   expect_warning(Kes_timing::stop, "stopping a suspended");
   EXPECT_EQ(t.count, 0);
 }
 
-TEST(Timing, CreatedOnlyWhenAskedForAndPrintedPadded) {
-  unsetenv("BRINDLE_TIMING");
-  EXPECT_EQ(kes_timing_create("x"), nullptr);
+TEST(Timing, PrintedPadded) {
   setenv("BRINDLE_TIMING", "", 1);
   Kes_timing *made = kes_timing_create("  To execute actions:");
   unsetenv("BRINDLE_TIMING");

@@ -123,14 +123,6 @@ TEST_F(CmdlockTest, ReleaseWithoutRoomForARewriteRemovesOnlyALoneLock) {
   delete lock;
 }
 
-// Each process reports on a pipe when it first finds the locks file's short
-// lock held.
-int ready_fd = -1;
-void report_waiting(const char *, time_t, time_t, int) {
-  if (ready_fd >= 0 && write(ready_fd, "w", 1) == 1) close(ready_fd);
-  ready_fd = -1;
-}
-
 // n processes race for one workspace.  The short lock of the locks file is
 // held until every one of them waits for it, so that all try at once when it
 // goes.  The exit statuses by pid: 0 with the lock, 21 denied, 1 otherwise.
@@ -145,8 +137,7 @@ std::map<pid_t, int> race(const std::string &root, Kes_cmdlocktype type, int n) 
     pid_t pid = fork();
     if (pid == 0) {
       close(ready[0]);
-      ready_fd = ready[1];
-      kes_file_lock_set_observer(report_waiting);
+      say_when_waiting(ready[1]);
       Kes_err *err = nullptr;
       Kes_workspace ws(root.c_str(), &err);
       Kes_cmdlock *lock = nullptr;

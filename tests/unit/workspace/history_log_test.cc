@@ -21,11 +21,10 @@ namespace {
 typedef std::vector<std::string> Fields;  // the 18 fields, "-" for null
 
 // The records of a log, each as its 18 fields.
-std::vector<Fields> records(Kes_md_history *md, Err *error = nullptr) {
+std::vector<Fields> records(Kes_md_history *md) {
   Kes_historylist list;
   Err e = take(md->get_contents(&list));
-  if (error) *error = e;
-  else EXPECT_EQ(e.code, 0) << e.text;
+  EXPECT_EQ(e.code, 0) << e.text;
   std::vector<Fields> out;
   for (Kes_listelem *el = list.head.next; el != &list.head; el = el->next) {
     Kes_history *h = (Kes_history *)el->data;
@@ -122,13 +121,6 @@ TEST_F(HistoryLog, ParserJoinsLinesAndAcceptsEmptyOrMissingLogs) {
   std::vector<Fields> want = {
       rec({{1, "get"}, {2, "get " + longword + "\n"}, {4, "/a/b"}, {16, "1"}})};
   EXPECT_EQ(records(&md), want);
-
-  // A log must still begin with its version line.
-  write_file(log, "COMMAND x\n");
-  Err e;
-  records(&md, &e);
-  EXPECT_EQ(e.code, 2008);
-  EXPECT_NE(e.text.find("No version number in file \"" + log + "\""), std::string::npos);
 }
 
 // A zone with daylight time, so that local and GMT times differ and the
@@ -146,23 +138,15 @@ struct Zone {
   }
 };
 
-TEST_F(HistoryLog, RecordRoundTripsAllFields) {
+// The fields of a record as commands write them are the stories' (bringover,
+// putback, freezepoint), which compare records without their times; here the
+// times.
+TEST_F(HistoryLog, RecordTimesAreTheClocksInBothZones) {
   Zone zone("EST5EDT");
   ASSERT_STREQ(kes_get_timezone(), "EDT");
   time_t before = time(nullptr);
   Kes_cmdlog cmdlog;
-  const char *argv[] = {"/opt/brindle/bin/bringover", "-p", "/ws/parent", "dir/f.c"};
-  md.argc = 4;
-  md.argv = (char **)argv;
   ASSERT_EQ(take(md.start(0)).code, 0);
-  EXPECT_EQ(md.argc, 0);
-  Kes_strlist *comment = strlist({"fix the parser", "", "second paragraph"});
-  EXPECT_EQ(take(md.print_comment(comment)).code, 0);
-  delete comment;
-  EXPECT_EQ(take(md.printf("update: %s\n", "dir/f.c")).code, 0);
-  EXPECT_EQ(take(md.printf("Examined files: %d\n", 1)).code, 0);
-  cmdlog.set_ws("/ws/parent", "host:/ws/parent", "/ws/child", "host:/ws/child");
-  cmdlog.set_fp("fp/list");
   cmdlog.finish(4);
   time_t after = time(nullptr);
   md.done(&cmdlog);
@@ -171,17 +155,7 @@ TEST_F(HistoryLog, RecordRoundTripsAllFields) {
   std::vector<Fields> got = records(&md);
   ASSERT_EQ(got.size(), 1u);
   Fields &r = got[0];
-  char cwd[1024];
-  ASSERT_TRUE(getcwd(cwd, sizeof cwd));
-  const char *host = kes_hostname();
-  Fields want = {"bringover",
-                 "/opt/brindle/bin/bringover -p /ws/parent dir/f.c \nupdate: dir/f.c\n"
-                 "Examined files: 1\n",
-                 "fix the parser\n\nsecond paragraph\n",
-                 cwd, "6.02", host ? host : "", kes_get_user(1, 1),
-                 "/ws/parent", "host:/ws/parent", "/ws/child", "host:/ws/child",
-                 r[11], r[12], r[13], r[14], "4", "-", "fp/list"};
-  EXPECT_EQ(r, want);
+  EXPECT_EQ(r[15], "4");
 
   // Each time is one the clock showed while the record was made: asctime
   // text, then the zone's name or "GMT" in the second parenthesis' line.
@@ -202,13 +176,6 @@ TEST_F(HistoryLog, RecordRoundTripsAllFields) {
   EXPECT_TRUE(seen(r[14], true)) << r[14];
 }
 
-// Each child says on a pipe when it first finds the log's file lock held.
-int waiting_fd = -1;
-void say_waiting(const char *, time_t, time_t, int) {
-  if (waiting_fd >= 0 && write(waiting_fd, "w", 1) == 1) close(waiting_fd);
-  waiting_fd = -1;
-}
-
 TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
   const int kProcs = 3, kLines = 2000;
   // The children compose their records, then append them at the same moment
@@ -222,8 +189,7 @@ TEST_F(HistoryLog, ConcurrentRecordsStayWhole) {
     ASSERT_GE(pid, 0);
     if (pid == 0) {
       close(waiting[0]);
-      waiting_fd = waiting[1];
-      kes_file_lock_set_observer(say_waiting);
+      say_when_waiting(waiting[1]);
       Kes_md_history m(nullptr, mdir.c_str());
       Kes_cmdlog cl;
       std::string name = "proc" + std::to_string(p);

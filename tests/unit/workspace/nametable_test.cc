@@ -175,9 +175,6 @@ TEST_F(Nametable, WhatAReadMakesOfTableAndJournal) {
        {"gone 5 6 7 8 2", "kept 1 2 3 4", "kept 1 2 3 4 2", "new name 1 2 3 4 1"}},
       {"longest line, a line twice", "VERSION 1\nf 1 2 3 4\n" + longest + "\nf 1 2 3 4\n", nullptr, 0,
        "", false, {"f 1 2 3 4", longest}, {}},
-      {"three words", "VERSION 1\nok 1 2 3 4\nthree blanks 1 2 3\n", one_add, 0, bad_format(2), true,
-       {good}, {good}},
-      {"no name", "VERSION 1\n 1 2 3 4\n", one_add, 0, bad_format(1), true, {good}, {good}},
       {"not hex", "VERSION 1\nok 1 2 3 4\nnot hex g h i j\n", one_add, 0, bad_format(2), true, {good},
        {good}},
       {"too long", "VERSION 1\n" + std::string(1058, 'n') + " 1 2 3 4\n", one_add, 0, too_long(1), true,
@@ -185,10 +182,8 @@ TEST_F(Nametable, WhatAReadMakesOfTableAndJournal) {
       {"no newline", "VERSION 1\nok 1 2 3 4\nno newline 1 2 3 4", one_add, 0, too_long(2), true, {good},
        {good}},
       {"newer version", "VERSION 2\nf 1 2 3 4\n", nullptr, 2046, "", false, {}, {}},
-      {"version 0", "VERSION 0\n", nullptr, 2047, "", false, {}, {}},
       {"no version line", "nametable\nf 1 2 3 4\n", nullptr, 2008, "", false, {}, {}},
       {"empty", "", nullptr, 1006, "", false, {}, {}},
-      {"version line cut", "VERSION 1", nullptr, 1006, "", false, {}, {}},
       {"short journal line", "VERSION 1\nf 1 2 3 4\n", "VERSION 1\nshort 1 2 3\n", 2056, "", false, {},
        {}},
   };
@@ -214,15 +209,8 @@ TEST_F(Nametable, WhatAReadMakesOfTableAndJournal) {
       EXPECT_EQ(table_lines(), st.lines);
     EXPECT_FALSE(file_exists(journal));
   }
-  // The texts behind the codes, once.
-  write_file(table, "");
-  open_table();
-  EXPECT_EQ(read().text, "Read of \"" + table + "\" failed  (Error 1006)\n");
-  write_file(table, "VERSION 1\n");
-  write_file(journal, "VERSION 1\nshort 1 2 3\n");
-  open_table();
-  EXPECT_EQ(read().text, "Badly formatted line in \"" + journal + "\":\n\"short 1 2 3\"  (Error 2056)\n");
   // A clean table isn't written again.
+  write_file(table, "VERSION 1\n");
   unlink(journal.c_str());
   open_table();
   ASSERT_EQ(read().code, 0);

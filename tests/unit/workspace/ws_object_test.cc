@@ -1,9 +1,7 @@
 // The workspace object: its name forms, identity across different paths to
 // one tree, naming failures, the root's emptiness, and paths inside a workspace.
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 
 #include <filesystem>
 
@@ -21,48 +19,19 @@ std::string host() { return kes_hostname(); }
 // A name for a host that is not this one and that no mount names.
 std::string unreachable() { return "unreachable-" + host() + "-x"; }
 
-// Runs fn in a child process with a mount namespace of its own, so that test
-// mounts are private to it and vanish with it.  Returns fn's text, or
-// "SKIP: reason" when the host doesn't allow the namespace.
-std::string in_mount_namespace(const std::function<std::string()> &fn) {
-  int fds[2];
-  if (pipe(fds) != 0) return "SKIP: pipe failed";
-  fflush(stdout);
-  pid_t pid = fork();
-  if (pid == 0) {
-    close(fds[0]);
-    std::string out;
-    uid_t uid = getuid();
-    gid_t gid = getgid();
-    if (unshare(CLONE_NEWNS) != 0) {
-      // Unprivileged: a user namespace gives the mount rights.
-      if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
-        out = std::string("SKIP: no mount namespace: ") + strerror(errno);
-      } else {
-        write_file("/proc/self/setgroups", "deny");
-        write_file("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-        write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
-      }
-    }
-    if (out.empty() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-      out = std::string("SKIP: can't make mounts private: ") + strerror(errno);
-    if (out.empty()) out = fn();
-    if (write(fds[1], out.data(), out.size()) < 0) _exit(2);
-    _exit(0);
+// In a child: a mount namespace of its own, so that test mounts are private to
+// it and vanish with it; unprivileged, a user namespace gives the mount rights.
+bool private_mounts() {
+  uid_t uid = getuid();
+  gid_t gid = getgid();
+  if (unshare(CLONE_NEWNS) != 0) {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+    write_file("/proc/self/setgroups", "deny");
+    write_file("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
+    write_file("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
   }
-  close(fds[1]);
-  std::string out;
-  char buf[4096];
-  ssize_t n;
-  while ((n = read(fds[0], buf, sizeof buf)) > 0) out.append(buf, n);
-  close(fds[0]);
-  int status;
-  waitpid(pid, &status, 0);
-  return out;
+  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
-
-#define SKIP_IF_SKIP(out)                                        \
-  if ((out).rfind("SKIP: ", 0) == 0) GTEST_SKIP() << (out).substr(6)
 
 std::string describe(Kes_workspace &ws) {
   auto s = [](const char *p) { return std::string(p ? p : "(null)"); };
@@ -83,7 +52,6 @@ TEST_F(Workspace, NameFormsOfALocalTree) {
   Kes_workspace ws(root.c_str(), nullptr);
   EXPECT_EQ(describe(ws), "wsname=" + root + " absname=" + root + " netname=" + host() + ":" +
                               root + " nethost=" + host() + ":" + root);
-  EXPECT_STREQ(ws.metadata_dir, "Brindle_wsdata");
   EXPECT_STREQ(ws.get_absname(), root.c_str());
   EXPECT_TRUE(ws.exists());
   char md[1024];
@@ -146,59 +114,20 @@ TEST_F(Workspace, OneTreeThroughASymbolicLinkComparesEqual) {
 TEST_F(Workspace, OneTreeThroughABindMountComparesEqual) {
   std::string real = make_ws(tmp.file("real/ws"));
   make_dirs(tmp.file("view"));
-  std::string out = in_mount_namespace([&] {
-    if (mount(tmp.file("real").c_str(), tmp.file("view").c_str(), nullptr, MS_BIND, nullptr))
-      return std::string("SKIP: bind mount refused: ") + strerror(errno);
+  Child c = in_child([&] {
+    if (!private_mounts() ||
+        mount(tmp.file("real").c_str(), tmp.file("view").c_str(), nullptr, MS_BIND, nullptr))
+      _exit(77);
     Kes_workspace direct(real.c_str(), nullptr);
     Kes_workspace viewed(tmp.file("view/ws").c_str(), nullptr);
     return describe(viewed) + "\n" + describe(direct) + "\n" +
            std::to_string(viewed.compare(&direct)) + std::to_string(viewed.exists());
   });
-  SKIP_IF_SKIP(out);
+  if (c.status == 77) GTEST_SKIP() << "no private bind mount here";
   std::string n = host() + ":" + real;
-  EXPECT_EQ(out, "wsname=" + tmp.file("view/ws") + " absname=" + tmp.file("view/ws") +
-                     " netname=" + n + " nethost=" + n + "\nwsname=" + real +
-                     " absname=" + real + " netname=" + n + " nethost=" + n + "\n11");
-}
-
-TEST_F(Workspace, NetworkPathsMapByTheirLongestPrefix) {
-  // A file system whose mount table entry names a server, host:/path.
-  make_dirs(tmp.file("mnt"));
-  std::string mnt = tmp.file("mnt");
-  std::string out = in_mount_namespace([&] {
-    if (mount("fakehost:/export", mnt.c_str(), "tmpfs", 0, nullptr) != 0)
-      return std::string("SKIP: tmpfs mount refused: ") + strerror(errno);
-    mkdir((mnt + "/a").c_str(), 0777);
-    mkdir((mnt + "/a/Brindle_wsdata").c_str(), 0777);
-    std::string r;
-    // The whole name maps.
-    Kes_workspace whole("fakehost:/export/a", nullptr);
-    r += describe(whole) + " exists=" + std::to_string(whole.exists()) + "\n";
-    // Only a prefix maps: the rest is put behind the mapped prefix.
-    Kes_workspace part("fakehost:/export/a/b/c", nullptr);
-    r += describe(part) + " exists=" + std::to_string(part.exists()) + "\n";
-    // Nothing maps.
-    Kes_workspace none;
-    Err e = take(none.set_name((unreachable() + ":/x/y").c_str(), nullptr));
-    r += std::to_string(e.code) + " " + e.text.substr(0, e.text.find("  (Error")) + "\n";
-    // The parent-line form of a mapped name keeps the line as its identity.
-    Kes_workspace line;
-    e = take(line.parse_parent_child_line("fakehost:/export/a"));
-    r += std::to_string(e.code) + " " + describe(line) + " " +
-         std::to_string(line.compare(&whole)) + "\n";
-    return r;
-  });
-  SKIP_IF_SKIP(out);
-  std::string a = mnt + "/a";
-  EXPECT_EQ(out,
-            "wsname=" + a + " absname=" + a +
-                " netname=fakehost:/export/a nethost=fakehost:/export/a exists=1\n"
-                "wsname=" + a + "/b/c absname=" + a +
-                "/b/c netname=fakehost:/export/a/b/c nethost=fakehost:/export/a/b/c exists=0\n"
-                "1039 There is no access to the remote workspace: " + unreachable() +
-                ":/x/y\n\n"
-                "0 wsname=" + a + " absname=" + a +
-                " netname=fakehost:/export/a nethost=fakehost:/export/a 1\n");
+  EXPECT_EQ(c.out, "wsname=" + tmp.file("view/ws") + " absname=" + tmp.file("view/ws") +
+                       " netname=" + n + " nethost=" + n + "\nwsname=" + real +
+                       " absname=" + real + " netname=" + n + " nethost=" + n + "\n11");
 }
 
 TEST_F(Workspace, NamingFailures) {
@@ -210,7 +139,6 @@ TEST_F(Workspace, NamingFailures) {
   Err e = take(ws.set_name("/", nullptr));
   EXPECT_EQ(e.code, 1039);
   EXPECT_EQ(e.system_errno, ENOENT);
-  EXPECT_EQ(e.text.rfind("Getcwd failed  (Error 1039) - ", 0), 0u) << e.text;
   ASSERT_EQ(chdir(tmp.path().c_str()), 0);
 
   // A directory that can be entered but whose path is too long for the name.
@@ -220,8 +148,6 @@ TEST_F(Workspace, NamingFailures) {
   e = take(ws.set_name(rel.c_str(), nullptr));
   EXPECT_EQ(e.code, 1039);
   EXPECT_EQ(e.system_errno, ERANGE);
-  EXPECT_EQ(e.text.rfind("Getcwd failed for \n\"" + rel + "\"\n  (Error 1039) - ", 0), 0u)
-      << e.text;
   char cwd[1024];
   ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);  // back where it was
   EXPECT_EQ(std::string(cwd), tmp.path());
@@ -230,12 +156,19 @@ TEST_F(Workspace, NamingFailures) {
   std::string huge = "/" + rel + "/missing";
   e = take(ws.set_name(huge.c_str(), nullptr));
   EXPECT_EQ(e.code, 2049);
-  EXPECT_EQ(e.text, "Could not determine where \"" + huge + "\" is mounted from  (Error 2049)\n");
   Kes_err *err = nullptr;
   Kes_workspace from_ctor(huge.c_str(), &err);
   EXPECT_EQ(take(err).code, 2049);
   Kes_workspace quiet(huge.c_str(), nullptr);  // the error may be dropped
   EXPECT_FALSE(quiet.exists());
+
+  // A host:/path name that no mount maps.  Names that a mount maps are the
+  // mount tables' tests.
+  e = take(ws.set_name((unreachable() + ":/x/y").c_str(), nullptr));
+  EXPECT_EQ(e.code, 1039);
+  EXPECT_EQ(e.text.rfind("There is no access to the remote workspace: " + unreachable() + ":/x/y\n", 0),
+            0u)
+      << e.text;
 }
 
 TEST_F(Workspace, ParentAndChildLines) {
@@ -262,16 +195,11 @@ TEST_F(Workspace, ParentAndChildLines) {
   ASSERT_EQ(take(remote.parse_parent_child_line(far.c_str())).code, 0);
   EXPECT_EQ(describe(remote),
             "wsname=" + far + " absname=(null) netname=" + far + " nethost=" + far);
-  EXPECT_STREQ(remote.metadata_dir, "Brindle_wsdata");
   EXPECT_FALSE(remote.exists());
   EXPECT_EQ(remote.get_absname(), nullptr);
   char md[1024];
-  Err e = take(remote.get_full_metadata_dir(md));
-  EXPECT_EQ(e.code, 2078);
-  EXPECT_EQ(e.text, "Cannot access workspace \"" + far + "\"  (Error 2078)\n");
-  e = take(remote.not_real_error());
-  EXPECT_EQ(e.code, 2016);
-  EXPECT_EQ(e.text, "Workspace \"" + far + "\" does not exist  (Error 2016)\n");
+  EXPECT_EQ(take(remote.get_full_metadata_dir(md)).code, 2078);
+  EXPECT_EQ(take(remote.not_real_error()).code, 2016);
   Kes_workspace same_line;
   ASSERT_EQ(take(same_line.parse_parent_child_line(far.c_str())).code, 0);
   EXPECT_TRUE(same_line.compare(&remote));
