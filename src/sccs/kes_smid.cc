@@ -60,16 +60,50 @@ int Kes_smid::scan(FILE *in) {
   return take_words(this, fscanf(in, "%lx %lx %lx %lx", &w[0], &w[1], &w[2], &w[3]), w);
 }
 
+namespace {
+// The value of each hex digit, -1 for any other byte: a table, since digits
+// and letters come in random order and a test per byte mispredicts.
+struct Hex_table {
+  signed char value[256];
+  constexpr Hex_table() : value{} {
+    for (int c = 0; c < 256; c++) value[c] = -1;
+    for (int d = 0; d < 10; d++) value['0' + d] = (signed char)d;
+    for (int d = 0; d < 6; d++) value['a' + d] = value['A' + d] = (signed char)(10 + d);
+  }
+};
+constexpr Hex_table hex_table;
+
+int hex_digit(unsigned char c) { return hex_table.value[c]; }
+
+// strtoul(p, end, 16), with the words a table writes (up to 16 plain hex
+// digits) read inline; a sign, a "0x", or more digits go to strtoul.
+unsigned long scan_hex(const char *p, const char **end) {
+  unsigned long v = 0;
+  const char *q = p;
+  if (!(q[0] == '0' && (q[1] | 0x20) == 'x')) {
+    for (int d; q - p < 16 && (d = hex_digit(*q)) >= 0; q++) v = v << 4 | d;
+    if (q > p && hex_digit(*q) < 0) {
+      *end = q;
+      return v;
+    }
+  }
+  char *e;
+  v = strtoul(p, &e, 16);
+  *end = e;
+  return v;
+}
+}  // namespace
+
 // By hand, as sscanf's "%lx %lx %lx %lx" reads: a name table holds one per
-// record, and sscanf's cost dominated reading a large table.
+// record, and sscanf's cost, then strtoul's, dominated reading a large table.
 int Kes_smid::scan(const char *text) {
   unsigned long w[4];
   int n = 0;
   const char *p = text;
   for (; n < 4; n++) {
     while (isspace((unsigned char)*p)) p++;
-    char *end;
-    unsigned long v = strtoul(p, &end, 16);
+    const char *end;
+    unsigned long v = scan_hex(p, &end);
     if (end == p) break;
     w[n] = v;
     p = end;

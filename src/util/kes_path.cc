@@ -169,7 +169,27 @@ char *kes_abspath(const char *path, char *buf, int size) { return walk(path, buf
 
 char *kes_labspath(const char *path, char *buf, int size) { return walk(path, buf, size, false); }
 
+namespace {
+// Whether a relative name has nothing to remove: no empty, "." or ".."
+// component and no slash at the end.  Every name a file list gives is one.
+bool has_nothing_to_remove(const char *p) {
+  if (!*p || *p == '/') return false;
+  for (const char *c = p;;) {
+    if (*c == '/' || *c == '\0') return false;
+    if (c[0] == '.' && (c[1] == '/' || c[1] == '\0' || (c[1] == '.' && (c[2] == '/' || c[2] == '\0'))))
+      return false;
+    const char *slash = strchr(c, '/');
+    if (!slash) return true;
+    c = slash + 1;
+  }
+}
+}  // namespace
+
 Kes_err *kes_path_remove_dots(const char *path, char *buf) {
+  if (has_nothing_to_remove(path)) {
+    snprintf(buf, kPathBuf, "%s", path);
+    return nullptr;
+  }
   std::string copy(path);
   bool absolute = path[0] == '/';
   std::string result;

@@ -63,6 +63,22 @@ TEST(SmidText, ShortOrBadTextReportsFewerWordsAndChangesNothing) {
   EXPECT_EQ(0x23456789u, s.word[0]);
 }
 
+// The text scan reads what sscanf's "%lx %lx %lx %lx" reads, odd words too.
+TEST(SmidText, TextScanAgreesWithSscanf) {
+  for (const char *text : {"deadbeef 0 10 ffffffff", "DEADBEEF A b C", "0x1f 0X2 3 4", "-1 +a 2 3",
+                           "ffffffffffffffff 1 2 3", "10000000000000000 1 2 3",
+                           "000000000000000000000000a 1 2 3", "ab12g 1 2 3", "1\t2\n3  4x",
+                           "12 34", "0 0 0 0"}) {
+    unsigned long w[4] = {0, 0, 0, 0};
+    int want = sscanf(text, "%lx %lx %lx %lx", &w[0], &w[1], &w[2], &w[3]);
+    Kes_smid s;
+    EXPECT_EQ(want, s.scan(text)) << text;
+    if (want == 4) {
+      for (int i = 0; i < 4; i++) EXPECT_EQ((uint32_t)w[i], s.word[i]) << text << " word " << i;
+    }
+  }
+}
+
 TEST(SmidOrder, FirstUnequalWordDecidesAndEqualityUsesAllWords) {
   Kes_smid a, b;
   EXPECT_EQ(0, kes_smid_cmp(&a, &b));

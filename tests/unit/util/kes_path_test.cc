@@ -119,6 +119,8 @@ TEST(PathRemoveDots, TextualRemovalAndTooManyDotDots) {
       {"/a/./b/../c", "/a/c"}, {"/a/..", "/"},         {"//a//b//", "/a/b"}, {"a/..", "."},
       {"", "."},               {"./a/", "a"},          {"a/b/../../c", "c"},
       {"a/../..", nullptr},    {"..", nullptr},        {"/..", nullptr},     {"/a/../../b", nullptr},
+      {"a/b", "a/b"},          {"a//b", "a/b"},        {"a/b/", "a/b"},      {"a/.", "a"},
+      {".a/..b/c.", ".a/..b/c."}, {"a/./b", "a/b"},    {"a/b/..", "a"},      {"../a", nullptr},
   };
   set_cmdname("bringover");
   for (const auto &c : cases) {
