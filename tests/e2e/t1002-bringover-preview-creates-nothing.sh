@@ -10,8 +10,7 @@ test_case 'a preview of a create says what it would do and makes nothing' <<'EOF
 make_ws parent
 sccs_new parent lib/a.c 'a'
 before=$(tree_sum parent)
-run bringover -n -p "$T/parent" -w "$T/child" lib
-expect_exit 0
+expect_run 0 bringover -n -p "$T/parent" -w "$T/child" lib
 expect_eq "preview output" "Parent workspace: $T/parent
 Child workspace:  $T/child
 Updating names in parent workspace's name table
@@ -38,16 +37,14 @@ EOF
 
 test_case "a parent's refusal is only a warning in a preview" <<'EOF'
 printf 'VERSION 2\nbringover-from\t\tnobody-but-me\n' >parent/Brindle_wsdata/access_control
-run bringover -n -p "$T/parent" -w "$T/child" lib
-expect_exit 0
+expect_run 0 bringover -n -p "$T/parent" -w "$T/child" lib
 expect_contains "refusal as a warning" \
   "bringover: User $(id -un) does not have access to bringover from workspace \"$T/parent\"  (Warning 2065)" "$OUT"
 expect_no_file child
 EOF
 
 test_case 'in a real run it is an error, and the child made on the way stays' <<'EOF'
-run bringover -p "$T/parent" -w "$T/other" lib
-expect_exit 1
+expect_run 1 bringover -p "$T/parent" -w "$T/other" lib
 expect_eq "refusal as an error" \
   "bringover: User $(id -un) does not have access to bringover from workspace \"$T/parent\"  (Error 2065)" "$ERR"
 expect_file other/Brindle_wsdata/access_control

@@ -8,8 +8,7 @@ make_ws parent
 sccs_new parent a.c 'a'
 
 test_case 'a create without files fails before anything is made' <<'EOF'
-run bringover -p "$T/parent" -w "$T/child"
-expect_exit 1
+expect_run 1 bringover -p "$T/parent" -w "$T/child"
 expect_eq "message on stderr" "bringover: Must specify at least one file, directory or -f argument
 to a bringover that creates a child workspace  (Error 2048)" "$ERR"
 expect_eq "no output beyond it" "" "$OUT"
@@ -17,8 +16,7 @@ expect_no_file child
 EOF
 
 test_case 'without -p there is no parent to make the child from' <<'EOF'
-run bringover -w "$T/child" a.c
-expect_exit 1
+expect_run 1 bringover -w "$T/child" a.c
 expect_eq "not a workspace" "bringover: \"$T/child\" is not a workspace  (Error 2003)" "$ERR"
 expect_no_file child
 EOF
@@ -26,8 +24,7 @@ EOF
 test_case 'a file list program alone is enough' <<'EOF'
 printf '#!/bin/sh\necho a.c\n' >"$T/list-files"
 chmod 755 "$T/list-files"
-run bringover -p "$T/parent" -w "$T/child" -f "$T/list-files"
-expect_exit 0
+expect_run 0 bringover -p "$T/parent" -w "$T/child" -f "$T/list-files"
 expect_file child/Brindle_wsdata/access_control
 expect_contains "child linked" "$T/child" "$(cat parent/Brindle_wsdata/children)"
 EOF

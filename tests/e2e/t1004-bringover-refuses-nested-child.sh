@@ -8,23 +8,20 @@ make_ws outer/parent
 sccs_new outer/parent x.c 'x'
 
 test_case 'a child inside its parent is refused' <<'EOF'
-run bringover -p "$T/outer/parent" -w "$T/outer/parent/sub/child" x.c
-expect_exit 1
+expect_run 1 bringover -p "$T/outer/parent" -w "$T/outer/parent/sub/child" x.c
 expect_eq "nested create" "bringover: Cannot create workspace \"$T/outer/parent/sub/child\" because
 it would be nested within workspace \"$T/outer/parent\"  (Error 2063)" "$ERR"
 expect_no_file outer/parent/sub
 EOF
 
 test_case 'a child around its parent is refused' <<'EOF'
-run bringover -p "$T/outer/parent" -w "$T/outer" x.c
-expect_exit 1
+expect_run 1 bringover -p "$T/outer/parent" -w "$T/outer" x.c
 expect_eq "nested parent" "bringover: Workspace \"$T/outer/parent\" is nested within \"$T/outer\"  (Error 2063)" "$ERR"
 expect_no_file outer/Brindle_wsdata
 EOF
 
 test_case 'a preview makes no child, so it is not refused' <<'EOF'
-run bringover -n -p "$T/outer/parent" -w "$T/outer" x.c
-expect_exit 0
+expect_run 0 bringover -n -p "$T/outer/parent" -w "$T/outer" x.c
 EOF
 
 test_done
