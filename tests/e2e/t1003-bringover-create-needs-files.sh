@@ -8,16 +8,14 @@ make_ws parent
 sccs_new parent a.c 'a'
 
 test_case 'a create without files fails before anything is made' <<'EOF'
-expect_run 1 bringover -p "$T/parent" -w "$T/child"
-expect_eq "message on stderr" "bringover: Must specify at least one file, directory or -f argument
-to a bringover that creates a child workspace  (Error 2048)" "$ERR"
+refused "bringover: Must specify at least one file, directory or -f argument
+to a bringover that creates a child workspace  (Error 2048)" bringover -p "$T/parent" -w "$T/child"
 expect_eq "no output beyond it" "" "$OUT"
 expect_no_file child
 EOF
 
 test_case 'without -p there is no parent to make the child from' <<'EOF'
-expect_run 1 bringover -w "$T/child" a.c
-expect_eq "not a workspace" "bringover: \"$T/child\" is not a workspace  (Error 2003)" "$ERR"
+refused "bringover: \"$T/child\" is not a workspace  (Error 2003)" bringover -w "$T/child" a.c
 expect_no_file child
 EOF
 

@@ -9,14 +9,6 @@ sccs_new parent f.c 'f'
 expect_run 0 bringover -p "$T/parent" -w "$T/child" f.c
 mkdir plain
 
-# refused STDERR CMD...: the command fails with status 1 and exactly that message.
-refused() {
-  local want=$1
-  shift
-  expect_run 1 "$@"
-  expect_eq "$*" "$want" "$ERR"
-}
-
 test_case 'no workspace named anywhere, or -p naming none' <<'EOF'
 refused "bringover: Must specify a workspace either with the -w option,
 via the BRINDLE_WS environment variable,

@@ -19,10 +19,9 @@ test_case 'create makes workspaces, and refuses nested and existing ones' <<'EOF
 expect_run 0 workspace create "$T/top" "$T/my child"
 expect_eq "each path made is printed" "$T/top
 $T/my child" "$OUT"
-expect_run 1 workspace create "$T/top/inner" "$T/top"
-expect_eq "both refused" "workspace: Cannot create workspace \"$T/top/inner\" because
+refused "workspace: Cannot create workspace \"$T/top/inner\" because
 it would be nested within workspace \"$T/top\"  (Error 2063)
-workspace: Workspace \"$T/top\" already exists  (Error 2015)" "$ERR"
+workspace: Workspace \"$T/top\" already exists  (Error 2015)" workspace create "$T/top/inner" "$T/top"
 expect_no_file top/inner
 EOF
 

@@ -24,8 +24,7 @@ shown="1)     User someone has been running a putback command (pid 11)
 run workspace locks -w "$T/w"
 expect_eq "numbered" "$shown" "$OUT"
 
-expect_run 1 workspace locks -w "$T/w" -f -r 2 -r 3
-expect_eq "which one" "workspace: Workspace \"$T/w\" has no lock 3  (Error 2084)" "$ERR"
+refused "workspace: Workspace \"$T/w\" has no lock 3  (Error 2084)" workspace locks -w "$T/w" -f -r 2 -r 3
 expect_run 1 sh -c "echo no | workspace locks -w '$T/w' -r 1"
 expect_contains "asked with a warning" "1)     User someone has been running a putback command (pid 11)
         on elsewhere for 2 days, 1 hours, 0 minutes

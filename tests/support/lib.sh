@@ -88,6 +88,14 @@ expect_run() {
   expect_exit "$want" "exit status of $*"
 }
 
+# refused STDERR CMD...: CMD fails with status 1 and exactly that message.
+refused() {
+  local want=$1
+  shift
+  expect_run 1 "$@"
+  expect_eq "$*" "$want" "$ERR"
+}
+
 # expect_exit STATUS [WHAT]: the status of the last run.
 expect_exit() {
   [ "$STATUS" = "$1" ] && return 0
