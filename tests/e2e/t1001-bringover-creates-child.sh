@@ -14,8 +14,7 @@ sccs_edit parent src/util.c 'int util = 1;' 'initialise util'
 sccs_new parent README 'Read me.'
 before=$(tree_sum parent)
 umask 022
-run bringover -p "$T/parent" -w "$T/child" src README
-expect_exit 0
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src README
 expect_eq "output of a create" "Parent workspace: $T/parent
 Child workspace:  $T/child
 Updating names in parent workspace's name table
@@ -142,8 +141,7 @@ expect_eq "the clear files" "int main() { return 0; }" "$(cat child/src/main.c)"
 EOF
 
 test_case 'a second bringover is no create: the child keeps its one link' <<'EOF'
-run bringover -p "$T/parent" -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 expect_contains "nothing more" "No changes to bring over" "$OUT"
 expect_eq "still one child line" 2 "$(wc -l <parent/Brindle_wsdata/children)"
 EOF

@@ -6,18 +6,8 @@
 e2e_start
 make_ws parent
 sccs_new parent f.c 'f'
-run bringover -p "$T/parent" -w "$T/child" f.c
-[ "$STATUS" = 0 ] || die "setup: create child: $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" f.c
 mkdir plain
-
-# refused STDERR CMD...: the command fails with status 1 and exactly that message.
-refused() {
-  local want=$1
-  shift
-  run "$@"
-  expect_exit 1 "$*"
-  expect_eq "$*" "$want" "$ERR"
-}
 
 test_case 'no workspace named anywhere, or -p naming none' <<'EOF'
 refused "bringover: Must specify a workspace either with the -w option,
@@ -38,8 +28,7 @@ EOF
 
 test_case '-p other than the recorded parent warns and is the source this once' <<'EOF'
 make_ws other
-run bringover -p "$T/other" -w "$T/child" f.c
-expect_exit 0
+expect_run 0 bringover -p "$T/other" -w "$T/child" f.c
 expect_contains "-p differs warning" "bringover: 
 Parent defined with the option -p :
  \"$T/other\"
@@ -54,8 +43,7 @@ EOF
 test_case 'with putback validation on only putbacks may come in; a preview warns' <<'EOF'
 printf 'VERSION 2\nputback-validation  on\n' >child/Brindle_wsdata/putback_validation
 refused "bringover: Only putback to \"$T/child\" is currently allowed  (Error 2610)" bringover -w "$T/child" f.c
-run bringover -n -w "$T/child" f.c
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" f.c
 expect_contains "validation warning" "bringover: Only putback to \"$T/child\" is currently allowed  (Warning 2065)" "$OUT"
 rm child/Brindle_wsdata/putback_validation
 EOF
@@ -73,8 +61,7 @@ refused "Usage: bringover [-w child_ws] [-p parent_ws] [-c comment] [-m comment_
 	[[-f flp]...] [-n] [-g] [-q] [-v] [-d] [-B] [-C] [-i include_file] [-x exclude_file] [files and dirs]" \
   bringover -z -w "$T/child"
 expect_eq "usage only on stderr" "" "$OUT"
-run bringover -w
-expect_exit 1
+expect_run 1 bringover -w
 expect_contains "missing argument gives usage" "Usage: bringover " "$ERR"
 refused "bringover: Open of comment file \"$T/no-comment\" for reading failed  (Error 1001) - No such file or directory  (System error 2)" \
   bringover -m "$T/no-comment" -w "$T/child" f.c

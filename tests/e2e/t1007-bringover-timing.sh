@@ -7,15 +7,13 @@ make_ws parent
 sccs_new parent t.c 't'
 
 test_case 'no timers by default' <<'EOF'
-run bringover -p "$T/parent" -w "$T/child" t.c
-expect_exit 0
+expect_run 0 bringover -p "$T/parent" -w "$T/child" t.c
 expect_eq "no timer lines" "" "$(printf '%s\n' "$OUT" | grep ' usec, count = ')"
 EOF
 
 test_case 'with BRINDLE_TIMING every timer, in order, after the output' <<'EOF'
 # The file is unchanged now: the summary counts it, and the timers follow.
-run env BRINDLE_TIMING=1 bringover -w "$T/child" t.c
-expect_exit 0
+expect_run 0 env BRINDLE_TIMING=1 bringover -w "$T/child" t.c
 expect_eq "timer lines in order" "Examined files: 1
 Examined files: 1
 To do the command:

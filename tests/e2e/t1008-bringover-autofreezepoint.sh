@@ -8,8 +8,7 @@
 e2e_start
 make_ws parent
 sccs_new parent a.c 'a'
-run bringover -p "$T/parent" -w "$T/child" a.c
-[ "$STATUS" = 0 ] || die "setup: create child: $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" a.c
 printf 'VERSION 2\nbefore_bringover    yes\nafter_bringover     yes\n' \
   >child/Brindle_wsdata/freezept_control
 # A freezept that records its arguments and makes the file it is given.
@@ -26,8 +25,7 @@ FP
 chmod 755 tools/freezept
 
 test_case 'a freezepoint before and after, each in a file named by the time' <<'EOF'
-run env PATH="$T/tools:$PATH" bringover -w "$T/child" -c "line one" -c "it's two" a.c
-expect_exit 0
+expect_run 0 env PATH="$T/tools:$PATH" bringover -w "$T/child" -c "line one" -c "it's two" a.c
 expect_eq "two freezepoints" 2 "$(grep -c "^\[create\]" tools/calls)"
 fps=$(cd child/Brindle_wsdata/Freezepoints && find . -name '*.fp' | sort)
 expect_eq "two files" 2 "$(printf '%s\n' "$fps" | grep -c '^\./[0-9]\{4\}/[0-9][0-9]/[0-9][0-9]/[0-9]\{6\}\.fp$')"
@@ -42,15 +40,13 @@ parent_line=$(printf '%s\n' "$OUT" | grep -n '^Parent workspace:' | cut -d: -f1)
 EOF
 
 test_case 'a preview takes none' <<'EOF'
-run bringover -n -w "$T/child" a.c
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" a.c
 expect_eq "still two" 2 "$(grep -c "^\[create\]" tools/calls)"
 EOF
 
 test_case 'without the freezept command the bringover stops before it starts' <<'EOF'
 # The built programs' directory holds the real freezept: a PATH without it.
-run env PATH="$CSSC_DIR:/usr/bin:/bin" "$BRINDLE_BIN/bringover" -w "$T/child" a.c
-expect_exit 1
+expect_run 1 env PATH="$CSSC_DIR:/usr/bin:/bin" "$BRINDLE_BIN/bringover" -w "$T/child" a.c
 expect_contains "command not found" "Could not find the \"freezept\" command in PATH" "$ERR"
 expect_contains "code" "(Error 2028)" "$ERR"
 expect_eq "said once" 1 "$(printf '%s\n' "$ERR" | grep -c 'Could not find')"
@@ -60,8 +56,7 @@ EOF
 test_case 'a freezepoint that fails after the transaction makes the status 1' <<'EOF'
 printf 'VERSION 2\nafter_bringover yes\n' >child/Brindle_wsdata/freezept_control
 printf '#!/bin/sh\nexit 3\n' >tools/freezept
-run env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
-expect_exit 1
+expect_run 1 env PATH="$T/tools:$PATH" bringover -w "$T/child" a.c
 expect_contains "the transaction ran" "Examined files: 1" "$OUT"
 expect_contains "the failure" "exited with status 3  (Error 2012)" "$ERR"
 EOF
@@ -73,8 +68,7 @@ printf 'VERSION 2\nbefore_putback yes\nafter_putback yes\nbefore_undo yes\nafter
 sccs_edit child a.c 'a: child' 'child edits a'
 while IFS='|' read -r cmd; do
   : >tools/took
-  run env PATH="$T/tools:$PATH" $cmd
-  expect_exit 0 "$cmd"
+  expect_run 0 env PATH="$T/tools:$PATH" $cmd
   expect_eq "$cmd: in the parent, before and after" "$T/parent"$'\n'"$T/parent" "$(cat tools/took)"
 done <<ROWS
 putback -w $T/child -c back a.c

@@ -11,14 +11,12 @@ e2e_start
 
 # What a first bringover leaves: histories with their name history, and a
 # child that is a copy of its parent.
-new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$1/$(dirname "$2")/SCCS/s.$(basename "$2")" "$2"; }
 make_ws parent
 for f in changed mine both same gone edited-there edited-here locked-here opened-here \
          unresolved dir-here link-here; do
   new_file parent "src/$f.c" "$f"
 done
-cp -a parent child
-printf 'VERSION 1\n%s\n' "$T/parent" >child/Brindle_wsdata/parent
+copy_child parent child
 
 # The parent moves on.
 sccs_new parent src/new.c 'new'
@@ -56,8 +54,7 @@ cp -a child before
 test_case 'the preview tells file by file what the bringover would do, and why' <<'EOF'
 # Files found on one side only are looked for under other names first, so
 # they come last.
-run bringover -n -v -w "$T/child" src
-expect_exit 4
+expect_run 4 bringover -n -v -w "$T/child" src
 expect_eq "what the preview tells" "Parent workspace: $T/parent
 Child workspace:  $T/child
 Updating names in parent workspace's name table
@@ -135,8 +132,7 @@ done
 EOF
 
 test_case 'told once, the conflicts file is right; -C makes updates conflicts; quiet without -v' <<'EOF'
-run bringover -n -C -w "$T/child" src
-expect_exit 4
+expect_run 4 bringover -n -C -w "$T/child" src
 expect_eq "nothing more to repair" "" "$ERR"
 expect_contains "updates become conflicts" "Would bring over contents changes: 6
 
@@ -148,8 +144,7 @@ Would bring over" "$OUT"
 EOF
 
 test_case 'the real run does what the preview told; every history it writes holds its sources whole' <<'EOF'
-run bringover -w "$T/child" src
-expect_exit 4
+expect_run 4 bringover -w "$T/child" src
 expect_contains "the way to go on" "resolve -w $T/child\" to resolve conflicts." "$OUT"
 for f in changed gone new opened-here both edited-here; do
   sccs_holds "$f from the parent" parent "src/$f.c" child "src/$f.c"

@@ -8,22 +8,11 @@
 . "$TEST_LIB"
 e2e_start
 
-new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
-# mv_file WS OLD NEW [recorded]: a rename, with the name history brought up
-# to date as the system's own rename does, or by hand.
-mv_file() {
-  mkdir -p "$(dirname "$(sfile "$1" "$3")")"
-  mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")"
-  [ "${4:-}" = recorded ] && e2e_sdata names "$(sfile "$1" "$3")" "$3"
-}
 # child_of PARENT CHILD: the child as a first bringover leaves it, with both
 # name tables written.
 child_of() {
-  cp -a "$1" "$2"
-  printf 'VERSION 1\n%s\n' "$T/$1" >"$2/Brindle_wsdata/parent"
-  run bringover -w "$T/$2" src
-  expect_exit 0 "first bringover into $2"
+  copy_child "$1" "$2"
+  expect_run 0 bringover -w "$T/$2" src
   expect_contains "nothing to bring over into $2" "No changes to bring over" "$OUT"
   expect_file "$1/Brindle_wsdata/nametable"
   expect_file "$2/Brindle_wsdata/nametable"
@@ -33,11 +22,11 @@ make_ws parent
 for f in kept moved mine both gone copied; do new_file parent "src/$f.c" "$f"; done
 child_of parent child
 
-mv_file parent src/moved.c src/moved-there.c            # by hand
-mv_file child src/mine.c src/mine-here.c recorded
-mv_file parent src/both.c src/both-there.c recorded
-mv_file child src/both.c src/both-here.c recorded
-mv_file parent src/gone.c deleted_files/src/gone.c recorded
+mv "$(sfile parent src/moved.c)" "$(sfile parent src/moved-there.c)"  # by hand
+mv_file child src/mine.c src/mine-here.c
+mv_file parent src/both.c src/both-there.c
+mv_file child src/both.c src/both-here.c
+mv_file parent src/gone.c deleted_files/src/gone.c
 cp "$(sfile parent src/copied.c)" "$(sfile parent src/copy.c)"
 new_file parent src/twin.c 'parent twin'
 new_file child src/twin.c 'child twin
@@ -47,8 +36,7 @@ before=$(tree_sum parent; tree_sum child)
 test_case 'renamed, deleted, copied and twin files are matched by SmID in the preview' <<'EOF'
 # Every matched file is looked at under both its names; its contents are
 # the same on both sides, and its names decide.
-run bringover -n -v -w "$T/child" src deleted_files
-expect_exit 4
+expect_run 4 bringover -n -v -w "$T/child" src deleted_files
 expect_eq "what the preview tells" "Parent workspace: $T/parent
 Child workspace:  $T/child
 
@@ -106,8 +94,7 @@ test_case 'the real run does what the preview told, and leaves the twins for res
 # carried out, the twins' conflict is recorded in the child.  Every history
 # stays sound, the name table follows the files, and the next preview has
 # nothing more to bring.
-run bringover -w "$T/child" src deleted_files
-expect_exit 4
+expect_run 4 bringover -w "$T/child" src deleted_files
 expect_contains "the copy has its own identity" "Brindle Uniquification: src/copy.c" \
   "$(cd parent/src && prs -d:C: -r1.1 SCCS/s.copy.c)"
 for f in src/kept.c src/copied.c src/copy.c src/moved-there.c src/both-there.c \
@@ -136,11 +123,10 @@ make_ws left
 new_file left src/x.c 'x'
 new_file left src/y.c 'y'
 child_of left right
-mv_file left src/x.c src/tmp.c recorded
-mv_file left src/y.c src/x.c recorded
-mv_file left src/tmp.c src/y.c recorded
-run bringover -n -w "$T/right" src
-expect_exit 1
+mv_file left src/x.c src/tmp.c
+mv_file left src/y.c src/x.c
+mv_file left src/tmp.c src/y.c
+expect_run 1 bringover -n -w "$T/right" src
 expect_contains "the swap refused" "bringover: File \"src/x.c\" ignored because it is renamed to \"src/y.c\" in \"$T/left\"
 and both \"src/x.c\" and \"src/y.c\" exist in \"$T/right\"  (Warning 2699)" "$OUT"
 expect_contains "two rename errors" "Names Summary:
@@ -153,11 +139,10 @@ test_case 'a chain of renames is told last link first' <<'EOF'
 make_ws one
 for f in a b c; do new_file one "src/$f.c" "$f"; done
 child_of one two
-mv_file one src/c.c src/d.c recorded
-mv_file one src/b.c src/c.c recorded
-mv_file one src/a.c src/b.c recorded
-run bringover -n -w "$T/two" src
-expect_exit 0
+mv_file one src/c.c src/d.c
+mv_file one src/b.c src/c.c
+mv_file one src/a.c src/b.c
+expect_run 0 bringover -n -w "$T/two" src
 expect_eq "the last link first" "rename from: src/c.c
          to: src/d.c
 rename from: src/b.c
@@ -171,8 +156,7 @@ test_case 'copies made before any name table are both made unique' <<'EOF'
 make_ws early
 new_file early src/a.c 'a'
 cp "$(sfile early src/a.c)" "$(sfile early src/b.c)"
-run bringover -n -v -p "$T/early" -w "$T/late" src
-expect_exit 0
+expect_run 0 bringover -n -v -p "$T/early" -w "$T/late" src
 expect_eq "both made unique" "differentiate parent: src/a.c
 differentiate parent: src/b.c" "$(printf '%s\n' "$OUT" | grep '^differentiate' | sort)"
 EOF
@@ -185,8 +169,7 @@ child_of up down
 cp "$(sfile up src/a.c)" "$(sfile up src/b.c)"
 cp "$(sfile up src/a.c)" "$(sfile up src/c.c)"
 rm "$(sfile up src/a.c)"
-run bringover -n -w "$T/down" src
-expect_exit 1
+expect_run 1 bringover -n -w "$T/down" src
 expect_contains "told how to mend it" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
 Run the following command and then re-execute the \"bringover\" command:
 	\"$BRINDLE_BIN/workspace updatenames $T/up\"

@@ -14,8 +14,7 @@ creates() { printf '%s\n' "$OUT" | sed -n 's/^create: //p' | tr '\n' ' '; }
 
 test_case 'operands in any spelling name each file once; a name in neither workspace is warned of' <<'EOF'
 # One file by two spellings, a directory, and names that lead nowhere.
-run bringover -n -w "$T/child" src/SCCS/s.a.c src/a.c "$T/parent/doc/" src/none.c src/lib/../b.h
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" src/SCCS/s.a.c src/a.c "$T/parent/doc/" src/none.c src/lib/../b.h
 expect_eq "each file once" "src/a.c doc/guide src/b.h " "$(creates)"
 expect_contains "a name in neither workspace" \
   "bringover: \"src/none.c\" does not exist in either workspace - ignored  (Warning 2611)" "$OUT"
@@ -28,8 +27,7 @@ test_case 'include and exclude files: comments skipped, patterns expanded, paths
   fail "get of the clear files"
 printf '# what I work on\n\nsrc/*.c\nsrc/lib\nsrc/b.h\n' >include
 printf 'src/lib\n' >exclude
-run bringover -n -w "$T/child" -i include -x exclude
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" -i include -x exclude
 expect_eq "src/lib left out, src/libx.c kept" "src/a.c src/b.c src/libx.c src/b.h " "$(creates)"
 EOF
 
@@ -52,13 +50,11 @@ expect_eq "a preview writes no args file" "$args_before" "$(cat child/Brindle_ws
 EOF
 
 test_case 'a program found nowhere stops the command; one that fails has said why, its names count' <<'EOF'
-run bringover -n -w "$T/child" -f nowhere.sh
-expect_exit 1
+expect_run 1 bringover -n -w "$T/child" -f nowhere.sh
 expect_eq "said so" "bringover: FLP \"nowhere.sh\" does not exist in either parent or child workspace  (Error 2013)" "$ERR"
 printf '#!/bin/sh\necho src/a.c\necho Brindle_wsdata/args\necho "cannot list more" >&2\nexit 3\n' >parent/bad.sh
 chmod +x parent/bad.sh
-run bringover -n -w "$T/child" -f bad.sh
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" -f bad.sh
 expect_eq "its complaint shown" "cannot list more" "$ERR"
 expect_eq "its names used, metadata passed over" "src/a.c " "$(creates)"
 EOF
@@ -77,8 +73,7 @@ EOF
 
 test_case 'a real run brings the files, and the args file up to date' <<'EOF'
 # It comes last: the previews above find the child empty.
-run bringover -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -w "$T/child" src
 expect_eq "the directory covers its entry" "VERSION 1
 old/gone.c
 -f list.sh

@@ -7,8 +7,7 @@ e2e_start
 
 make_ws parent
 sccs_new parent src/a.c 'a'
-cp -a parent child
-printf 'VERSION 1\n%s\n' "$T/parent" >child/Brindle_wsdata/parent
+copy_child parent child
 
 test_case 'names a shell would take apart are only names' <<'EOF'
 # The first name listed has no blank, so the list is not taken for the older
@@ -17,8 +16,7 @@ odd=('src/my file.c' "src/quote'd.c" 'src/$(touch pwned).c' 'src/semi;colon.c' '
      'src/star*.c' 'src/dir with blanks/in.c')
 for f in "${odd[@]}"; do sccs_new parent "$f" "$f"; done
 printf 'src/*$(touch pwned).c\n' >include
-run bringover -n -w "$T/child" src "src/semi;colon.c" -i include
-expect_exit 0
+expect_run 0 bringover -n -w "$T/child" src "src/semi;colon.c" -i include
 expect_eq "every odd name a file like any other" "src/\$(touch pwned).c
 src/back\`touch pwned\`.c
 src/my file.c
@@ -38,9 +36,8 @@ mkdir -p elsewhere/SCCS && sccs_new . elsewhere/z.c 'z'
 ln -s "$T/elsewhere" child/src/link
 ln -s "$T/elsewhere" parent/src/link
 echo 'not under version control' >parent/src/plain.c
-run bringover -n -w "$T/child" "src/x#y.c" ../../../../../../../../../../../x src/link/z.c src/plain.c \
+expect_run 0 bringover -n -w "$T/child" "src/x#y.c" ../../../../../../../../../../../x src/link/z.c src/plain.c \
   Brindle_wsdata/parent "$T/parent/src/a.c"
-expect_exit 0
 expect_eq "each said once, in order" "bringover: Filename \"src/x#y.c\" contains a comment character ('#') - ignored  (Warning 2622)
 bringover: Filename \"../../../../../../../../../../../x\" has too many \"..\" path components in it - ignored  (Warning 2613)
 bringover: Pathname \"src/link/z.c\" contains a symlink - ignored  (Warning 2633)
@@ -57,8 +54,7 @@ test_case 'damaged histories stop the command with their codes, and nothing move
 # read too.
 sums=$(tree_sum parent; tree_sum child)
 : >parent/src/SCCS/s.a.c
-run bringover -n -w "$T/child" src/a.c
-expect_exit 1
+expect_run 1 bringover -n -w "$T/child" src/a.c
 expect_eq "the empty history named" "
 Examined files: 1
 
@@ -67,8 +63,7 @@ expect_eq "its error" "bringover: File \"src/SCCS/s.a.c\" has incomplete delta t
 bringover: Zero-length history file, \"src/SCCS/s.a.c\"  (Error 2057)" "$ERR"
 cp child/src/SCCS/s.a.c parent/src/SCCS/s.a.c
 sed -i 's/^\(\x01d D 1.1 .*\) 1 0$/\1 x y/' parent/src/SCCS/s.a.c
-run bringover -n -w "$T/child" src/a.c
-expect_exit 1
+expect_run 1 bringover -n -w "$T/child" src/a.c
 expect_contains "cannot continue" "bringover cannot continue due to the following errors:" "$OUT"
 expect_contains "the damage named" "(Error 2043)" "$ERR"
 cp child/src/SCCS/s.a.c parent/src/SCCS/s.a.c
@@ -87,8 +82,7 @@ fi
 sccs_new parent src/closed/c.c 'c'
 rm -f parent/Brindle_wsdata/nametable
 chmod 000 parent/src/closed
-run "${as_user[@]}" bringover -n -w "$T/child" src
-expect_exit 1
+expect_run 1 "${as_user[@]}" bringover -n -w "$T/child" src
 expect_eq "the rebuild stopped" "bringover: Chdir to \"src/closed\" failed  (Error 1023) - Permission denied  (System error 13)" "$ERR"
 expect_no_file parent/Brindle_wsdata/nametable
 chmod 755 parent/src/closed

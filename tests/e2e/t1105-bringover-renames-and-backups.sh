@@ -8,20 +8,12 @@
 . "$TEST_LIB"
 e2e_start
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
-new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
 # A rename as the system's own leaves it: the history moved, its name history
 # brought up to date.
-mv_file() {
-  mkdir -p "$(dirname "$(sfile "$1" "$3")")"
-  mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")" && e2e_sdata names "$(sfile "$1" "$3")" "$3"
-}
-table() { md_lines "$1/Brindle_wsdata/nametable" | sort; }
 
 make_ws parent
 for f in r1 del tk up keep; do new_file parent "src/$f.c" "$f"; done
-run bringover -p "$T/parent" -w "$T/child" src
-[ "$STATUS" = 0 ] || die "the first bringover: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 mv_file parent src/r1.c lib/r1.c
 mv_file parent src/del.c deleted_files/src/del.c
 # The child holds another file under the deleted name, and a file outside
@@ -34,8 +26,7 @@ sccs_edit parent src/up.c 'up: parent' "the parent's reason"
 cp -a child before
 
 test_case 'renames move the child along; a taken deleted name gets .1, a taken plain name is refused' <<'EOF'
-run bringover -d -w "$T/child" src lib deleted_files
-expect_exit 1
+expect_run 1 bringover -d -w "$T/child" src lib deleted_files
 expect_contains "the update and why" "update: src/up.c
 	delta 1.2, owner $(id -un):
 	the parent's reason
@@ -68,8 +59,7 @@ EOF
 test_case 'with -q the terminal shows the summary only, the history log every line; -B leaves no backup' <<'EOF'
 rm child/src/taken.c
 sccs_edit parent src/keep.c 'keep: parent' 'another change'
-run bringover -q -B -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -q -B -w "$T/child" src
 expect_eq "no status lines" "" "$(printf '%s\n' "$OUT" | grep -e '^update:' -e '^rename')"
 expect_contains "the summary: keep.c, and tk.c's change that waited" "Contents Summary:
        2   update" "$OUT"

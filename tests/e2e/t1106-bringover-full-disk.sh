@@ -35,22 +35,19 @@ for f in up mv keep; do sccs_new parent "src/$f.c" "$(big $f)"; done
 mkdir child
 mount -t tmpfs -o size=4m tmpfs child || { echo "SKIP: no tmpfs mount"; exit 77; }
 trap 'umount -l "$T/child" 2>/dev/null; chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
-run bringover -p "$T/parent" -w "$T/child" src
-[ "$STATUS" = 0 ] || die "the first bringover: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 
 test_case 'a create that meets the full disk stops with ENOSPC and leaves no part of the file' <<'EOF'
 sccs_new parent src/new.c "$(big new)"
 fill_to 100
-run bringover -w "$T/child" src
-expect_exit 1
+expect_run 1 bringover -w "$T/child" src
 expect_contains "the system's error" \
   "bringover: Write to \"src/SCCS/s.new.c\" failed  (Error 1008) - No space left on device  (System error 28)" "$ERR"
 expect_no_file child/src/SCCS/s.new.c
 expect_eq "undo is not told of it" "" "$(grep -x src/new.c child/Brindle_wsdata/backup/new)"
 judge_child
 rm child/filler
-run bringover -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -w "$T/child" src
 sccs_holds "the create, with room" parent src/new.c child src/new.c
 EOF
 
@@ -58,14 +55,12 @@ test_case 'an update that meets the full disk after its backup keeps the old his
 sccs_edit parent src/up.c "$(big up; echo 'a parent line')" 'parent change'
 before=$(md5sum <child/src/SCCS/s.up.c)
 fill_to 300
-run bringover -w "$T/child" src
-expect_exit 1
+expect_run 1 bringover -w "$T/child" src
 expect_contains "the system's error" "No space left on device  (System error 28)" "$ERR"
 expect_eq "the old history, whole" "$before" "$(md5sum <child/src/SCCS/s.up.c)"
 judge_child
 rm -f child/filler child/src/SCCS/S.s.up.c.*
-run bringover -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -w "$T/child" src
 sccs_holds "the update, with room" parent src/up.c child src/up.c
 EOF
 
@@ -74,16 +69,14 @@ mkdir -p parent/lib/SCCS
 mv parent/src/SCCS/s.mv.c parent/lib/SCCS/s.mv.c
 names=$(table child)
 fill_to 100
-run bringover -w "$T/child" src lib
-expect_exit 1
+expect_run 1 bringover -w "$T/child" src lib
 expect_contains "the system's error" "No space left on device  (System error 28)" "$ERR"
 expect_file child/src/SCCS/s.mv.c
 expect_no_file child/lib/SCCS/s.mv.c
 expect_eq "the name table as it was" "$names" "$(table child)"
 judge_child
 rm child/filler
-run bringover -w "$T/child" src lib
-expect_exit 0
+expect_run 0 bringover -w "$T/child" src lib
 sccs_holds "the rename, with room" parent lib/mv.c child lib/mv.c
 expect_eq "the names of the parent" "$(table parent)" "$(table child)"
 EOF

@@ -10,13 +10,6 @@
 e2e_start
 FILES=${FILES:-2}
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
-new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
-mv_file() {
-  mkdir -p "$(dirname "$(sfile "$1" "$3")")"
-  mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")" && e2e_sdata names "$(sfile "$1" "$3")" "$3"
-}
-table() { md_lines "$1/Brindle_wsdata/nametable" | sort; }
 # Every history of WS that val and admin -h accept, by name.
 histories() {
   (cd "$1" && find . -path ./Brindle_wsdata -prune -o -name 's.*' -print | sed 's|^\./||' |
@@ -28,8 +21,7 @@ for i in $(seq 1 "$FILES"); do
   for k in up mv keep; do new_file parent "src/$k$i.c" "$(seq 1 200 | sed "s/^/$k$i /")"; done
 done
 new_file parent src/both.c "$(printf 'one\ntwo\nthree\n')"
-run bringover -p "$T/parent" -w "$T/start" src
-[ "$STATUS" = 0 ] || die "the first bringover: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/start" src
 for i in $(seq 1 "$FILES"); do
   sccs_edit parent "src/up$i.c" "$(seq 1 200 | sed "s/^/up$i /"; echo "parent $i")" "parent edit $i"
   new_file parent "src/new$i.c" "new $i"

@@ -16,23 +16,19 @@ deny() { sed -i "s/^$2\([[:space:]].*\)\{0,1\}\$/$2\t-/" "$1/Brindle_wsdata/acce
 allow() { sed -i "s/^$2[[:space:]].*\$/$2/" "$1/Brindle_wsdata/access_control"; }
 
 test_case 'create makes workspaces, and refuses nested and existing ones' <<'EOF'
-run workspace create "$T/top" "$T/my child"
-expect_exit 0
+expect_run 0 workspace create "$T/top" "$T/my child"
 expect_eq "each path made is printed" "$T/top
 $T/my child" "$OUT"
-run workspace create "$T/top/inner" "$T/top"
-expect_exit 1
-expect_eq "both refused" "workspace: Cannot create workspace \"$T/top/inner\" because
+refused "workspace: Cannot create workspace \"$T/top/inner\" because
 it would be nested within workspace \"$T/top\"  (Error 2063)
-workspace: Workspace \"$T/top\" already exists  (Error 2015)" "$ERR"
+workspace: Workspace \"$T/top\" already exists  (Error 2015)" workspace create "$T/top/inner" "$T/top"
 expect_no_file top/inner
 EOF
 
 test_case 'parent links the two both ways and logs it in the child' <<'EOF'
 sccs_new "my child" "src dir/a b.c" 'alpha'
 sccs_new "my child" main.c 'int main;'
-run workspace parent -p "$T/top" "$T/my child"
-expect_exit 0
+expect_run 0 workspace parent -p "$T/top" "$T/my child"
 expect_eq "silent" "" "$OUT$ERR"
 run workspace parent "$T/my child"
 expect_eq "the parent is shown" "$T/top" "$OUT"
@@ -73,8 +69,7 @@ test_case "a command's lock keeps delete and move out" <<'EOF'
 now=$(date +%s)
 printf 'VERSION 1\nread bringover 4242 elsewhere someone %s\n' "$now" >"my child/Brindle_wsdata/locks"
 for words in "delete -f" "move"; do
-  run workspace $words "$T/my child" "$T/moved"
-  expect_exit 1 "$words under a lock"
+  expect_run 1 workspace $words "$T/my child" "$T/moved"
   expect_eq "$words names the lock" "workspace: Cannot obtain a write lock in workspace \"$T/my child\"
 because it has the following locks:
     User someone has been running a bringover command (pid 4242)
@@ -90,8 +85,7 @@ test_case 'list shows each workspace once with its status, and follows BRINDLE_W
 printf 'VERSION 1\nwrite putback 1 elsewhere someone %s\n' "$now" >other/Brindle_wsdata/locks
 printf 'VERSION 1\nsrc dir/a b.c\n' >"my child/Brindle_wsdata/conflicts"
 mkdir -p plain/deeper
-run workspace list "$T" "$T/my child/src dir" "$T/nowhere" "$T/plain"
-expect_exit 1
+expect_run 1 workspace list "$T" "$T/my child/src dir" "$T/nowhere" "$T/plain"
 expect_eq "each workspace once, with its status" "C$T/my child
 L$T/other
  $T/top" "$OUT"
@@ -107,8 +101,7 @@ if [ "$(stat -c %d "$T")" = "$(stat -c %d "$SHM")" ]; then
   echo "NOTE: $SHM is on the file system of $T: the copying move is not exercised"
 fi
 text_a=$(sccs_text "my child" "src dir/a b.c")
-run workspace move "$T/my child" "$SHM/moved child"
-expect_exit 0
+expect_run 0 workspace move "$T/my child" "$SHM/moved child"
 expect_eq "silent" "" "$OUT$ERR"
 expect_no_file "my child"
 new="$SHM/moved child"
@@ -126,17 +119,14 @@ expect_contains "the move is in the moved log" "COMMAND workspace move $T/my chi
 EOF
 
 test_case 'delete asks first, takes only the metadata with -d, and names a missing workspace' <<'EOF'
-run sh -c "echo n | workspace delete '$new'"
-expect_exit 1
+expect_run 1 sh -c "echo n | workspace delete '$new'"
 expect_eq "asked" "Delete workspace \"$new\" with all its files? [y/n] Workspace \"$new\" not deleted" "$OUT"
 expect_file "$new/Brindle_wsdata"
-run sh -c "echo y | workspace delete -d '$new'"
-expect_exit 0
+expect_run 0 sh -c "echo y | workspace delete -d '$new'"
 expect_no_file "$new/Brindle_wsdata"
 sccs_sound "$new" main.c || fail "sources stay"
 expect_eq "the parent forgot it" "" "$(md_lines top/Brindle_wsdata/children)"
-run workspace delete -f "$T/top" "$T/nowhere"
-expect_exit 1
+expect_run 1 workspace delete -f "$T/top" "$T/nowhere"
 expect_no_file top
 expect_eq "the missing one" "workspace: Workspace \"$T/nowhere\" does not exist  (Error 2016)" "$ERR"
 EOF

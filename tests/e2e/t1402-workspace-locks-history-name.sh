@@ -24,11 +24,8 @@ shown="1)     User someone has been running a putback command (pid 11)
 run workspace locks -w "$T/w"
 expect_eq "numbered" "$shown" "$OUT"
 
-run workspace locks -w "$T/w" -f -r 2 -r 3
-expect_exit 1
-expect_eq "which one" "workspace: Workspace \"$T/w\" has no lock 3  (Error 2084)" "$ERR"
-run sh -c "echo no | workspace locks -w '$T/w' -r 1"
-expect_exit 1
+refused "workspace: Workspace \"$T/w\" has no lock 3  (Error 2084)" workspace locks -w "$T/w" -f -r 2 -r 3
+expect_run 1 sh -c "echo no | workspace locks -w '$T/w' -r 1"
 expect_contains "asked with a warning" "1)     User someone has been running a putback command (pid 11)
         on elsewhere for 2 days, 1 hours, 0 minutes
 Removing a command's lock while the command is running may
@@ -36,8 +33,7 @@ corrupt SCCS files in either the parent or the child workspace.
 Do you still want to remove locks ? [y/n] No locks removed" "$OUT"
 expect_eq "both stay" "$write_lock
 $read_lock" "$(md_lines w/Brindle_wsdata/locks)"
-run sh -c "echo y | workspace locks -w '$T/w' -r 1"
-expect_exit 0
+expect_run 0 sh -c "echo y | workspace locks -w '$T/w' -r 1"
 expect_eq "only the chosen one goes" "$read_lock" "$(md_lines w/Brindle_wsdata/locks)"
 run workspace locks -w "$T/w" -f -r 1
 expect_eq "none left" "" "$(md_lines w/Brindle_wsdata/locks)"
@@ -90,8 +86,7 @@ the integration area" "$(md_lines w/Brindle_wsdata/description)"
 EOF
 
 test_case "an unknown subcommand gets the command's usage, a bad option its subcommand's" <<'EOF'
-run workspace frobnicate
-expect_exit 1
+expect_run 1 workspace frobnicate
 expect_contains "usage" "Usage: workspace [ws_subcommand ...]
 	workspace create ws ..." "$ERR"
 run workspace locks -w "$T/w" -r x

@@ -31,8 +31,7 @@ table_sound() {
 }
 
 test_case 'the first table names every file once, by its own SmID' <<'EOF'
-run workspace updatenames "$T/w"
-expect_exit 0
+expect_run 0 workspace updatenames "$T/w"
 expect_eq "told" "Updating names in name table of workspace \"$T/w\"" "$OUT"
 table_sound 2 "first table"
 id_a=$(smid_of src/a.c)
@@ -42,8 +41,7 @@ EOF
 test_case 'a copy beside its original: only the copy changes' <<'EOF'
 cp "$H/s.a.c" "$H/s.copy.c"
 cp "$H/s.a.c" "$T/a.before"
-run workspace updatenames "$T/w"
-expect_exit 0
+expect_run 0 workspace updatenames "$T/w"
 expect_eq "the copy is named" "Updating names in name table of workspace \"$T/w\"
 differentiate: src/copy.c" "$OUT"
 cmp -s "$H/s.a.c" "$T/a.before" || fail "the original is untouched"
@@ -58,8 +56,7 @@ test_case 'the original gone: a quit writes nothing, and the user says which cop
 mv "$H/s.a.c" "$H/s.b.c"
 cp "$H/s.b.c" "$H/s.c.c"
 before=$(tree_sum w | grep -v Brindle_wsdata/history)
-run sh -c "echo q | workspace updatenames '$T/w'"
-expect_exit 0 "a quit is no failure"
+expect_run 0 sh -c "echo q | workspace updatenames '$T/w'"  # a quit is no failure
 prompt=$OUT
 expect_contains "the question" "The following SCCS file no longer exists in the workspace.
 	src/a.c
@@ -71,8 +68,7 @@ expect_eq "a quit writes nothing" "$before" "$(tree_sum w | grep -v Brindle_wsda
 # The candidates come in the order of the directory: find b's number.
 n_b=$(printf '%s\n' "$prompt" | sed -n 's/^	 *\([0-9]\) src\/b\.c$/\1/p')
 [ -n "$n_b" ] || fail "src/b.c offered"
-run sh -c "printf 'x\n9\n$n_b\n' | workspace updatenames '$T/w'"
-expect_exit 0
+expect_run 0 sh -c "printf 'x\n9\n$n_b\n' | workspace updatenames '$T/w'"
 expect_eq "asked until answered" 3 "$(printf '%s\n' "$OUT" | grep -o 'workspace: ' | wc -l)"
 expect_contains "only c changes" "differentiate: src/c.c" "$OUT"
 expect_eq "b is a" "$id_a" "$(smid_of src/b.c)"
@@ -86,8 +82,7 @@ D=w/doc/SCCS
 id_doc=$(smid_of "doc/read me")
 mv "$D/s.read me" "$D/s.read you"
 cp "$D/s.read you" "$D/s.read them"
-run sh -c "echo 3 | workspace updatenames -H '$T/w'"
-expect_exit 0
+expect_run 0 sh -c "echo 3 | workspace updatenames -H '$T/w'"
 for name in "doc/read you" "doc/read them"; do
   expect_eq "$name marked" "Brindle Uniquification: $name" "$(first_comment "$name")"
   [ "$(smid_of "$name")" != "$id_doc" ] || fail "$name has a new identity"
@@ -128,8 +123,7 @@ test_case "a command's lock keeps it out" <<'EOF'
 printf 'VERSION 1\nwrite putback 5 elsewhere someone %s\n' "$(date +%s)" >w/Brindle_wsdata/locks
 cp "$H/s.c.c" "$H/s.d.c"
 before=$(tree_sum w | grep -v Brindle_wsdata/history)
-run workspace updatenames "$T/w"
-expect_exit 1
+expect_run 1 workspace updatenames "$T/w"
 expect_contains "refused" "workspace: Cannot obtain a write lock in workspace \"$T/w\"" "$ERR"
 expect_eq "nothing changed" "$before" "$(tree_sum w | grep -v Brindle_wsdata/history)"
 EOF
@@ -138,14 +132,12 @@ test_case 'copies in a child whose original has gone: bringover refuses, updaten
 make_ws p
 sccs_new p src/a.c 'alpha'
 sccs_new p src/b.c 'beta'
-run bringover -p "$T/p" -w "$T/c" src
-expect_exit 0
+expect_run 0 bringover -p "$T/p" -w "$T/c" src
 C=c/src/SCCS
 mv "$C/s.a.c" "$C/s.moved.c" && cp "$C/s.moved.c" "$C/s.copied.c" && rm -f c/src/a.c
 sccs_edit p src/a.c 'alpha: parent' 'the parent edits a'
 before=$(tree_sum c | grep -v Brindle_wsdata/history)
-run bringover -w "$T/c" src
-expect_exit 1
+expect_run 1 bringover -w "$T/c" src
 expect_contains "refused" "bringover: A history file (A) was copied (to file B).  The original history file (A) cannot be found.
 Run the following command and then re-execute the \"bringover\" command:
 	\"$BRINDLE_BIN/workspace updatenames $T/c\"
@@ -153,18 +145,15 @@ Run the following command and then re-execute the \"bringover\" command:
 expect_eq "nothing changed in the child" "$before" "$(tree_sum c | grep -v Brindle_wsdata/history)"
 # a.c became copied.c; moved.c is the copy.
 n=$(printf 'q\n' | workspace updatenames "$T/c" | sed -n 's/^	 *\([0-9]\) src\/copied\.c$/\1/p')
-run sh -c "echo $n | workspace updatenames '$T/c'"
-expect_exit 0
+expect_run 0 sh -c "echo $n | workspace updatenames '$T/c'"
 expect_contains "the copy is told apart" "differentiate: src/moved.c" "$OUT"
-run bringover -w "$T/c" src
-expect_exit 0
+expect_run 0 bringover -w "$T/c" src
 expect_contains "matched by identity" "update: src/copied.c" "$OUT"
 expect_contains "every file" "Examined files: 3" "$OUT"
 case "$OUT" in *create:*|*conflict:*) fail "a file left unmatched: $OUT" ;; esac
 expect_eq "the parent's change" "alpha: parent" "$(sccs_text c src/copied.c)"
 expect_eq "the copy as it was" "alpha" "$(sccs_text c src/moved.c)"
-run putback -w "$T/c" -c 'the copies go home'
-expect_exit 0
+expect_run 0 putback -w "$T/c" -c 'the copies go home'
 sccs_holds "a, now copied.c" c src/copied.c p src/copied.c
 sccs_holds "the copy, new in the parent" c src/moved.c p src/moved.c
 expect_no_file "p/src/SCCS/s.a.c"

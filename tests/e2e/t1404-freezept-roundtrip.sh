@@ -35,9 +35,7 @@ FILE $sid_a src/a.c
 FILE 1.1 src/b.c" "$(grep '^FILE ' fp1 | sed 's/ [0-9a-f]*\( [0-9a-f]*\)\{7\} / /')"
 expect_contains "recorded in the log" "FREEZEPOINT_FILE $T/fp1" "$(cat w/Brindle_wsdata/history)"
 cp fp1 fp1.copy
-run freezept create -w "$T/w" -k "$T/fp1"
-expect_exit 1
-expect_eq "why" "freezept: Freezepoint file \"$T/fp1\" already exists  (Error 2086)" "$ERR"
+refused "freezept: Freezepoint file \"$T/fp1\" already exists  (Error 2086)" freezept create -w "$T/w" -k "$T/fp1"
 cmp -s fp1 fp1.copy || fail "the first freezepoint is intact"
 run freezept create -w "$T/w" -k "$T/fp-src" -z src/
 expect_eq "a scope" "src/a.c src/b.c" "$(grep '^FILE ' fp-src | awk '{print $NF}' | tr '\n' ' ' | sed 's/ $//')"
@@ -48,8 +46,7 @@ sccs_edit w src/a.c 'three' 'third'
 mv w/src/SCCS/s.b.c w/src/SCCS/s.renamed.c
 workspace updatenames -H "$T/w" >/dev/null || fail "updatenames"
 
-run freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
-expect_exit 0
+expect_run 0 freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
 for f in src/a.c src/b.c "doc/read me"; do
   expect_eq "$f as it was" "${then[$f]}" "$(cat "out/$f")"
 done
@@ -58,13 +55,10 @@ sccs_sound w src/a.c || fail "val a.c"
 EOF
 
 test_case 'extract never writes over files; a history gone is named and the others come' <<'EOF'
-run freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
-expect_exit 1
-expect_eq "why" "freezept: Directory \"$T/out\" is not new or empty  (Error 2081)" "$ERR"
+refused "freezept: Directory \"$T/out\" is not new or empty  (Error 2081)" freezept extract -w "$T/w" -k "$T/fp1" "$T/out"
 
 rm w/src/SCCS/s.renamed.c
-run freezept extract -w "$T/w" -k "$T/fp1" "$T/out2"
-expect_exit 1
+expect_run 1 freezept extract -w "$T/w" -k "$T/fp1" "$T/out2"
 expect_eq "named" "freezept: History file of \"src/b.c\" is not in workspace \"$T/w\"  (Error 2089)" "$ERR"
 expect_eq "the others come" "${then[src/a.c]}" "$(cat out2/src/a.c)"
 EOF
@@ -74,9 +68,7 @@ head -c -20 fp1 >cut.fp  # the last line loses its end
 cut_line=$(($(wc -l <cut.fp) + 1))
 sed 's/^VERSION 1$/VERSION 2/' fp1 >newer.fp
 while IFS='|' read -r file text; do
-  run freezept extract -w "$T/w" -k "$T/$file" "$T/none"
-  expect_exit 1 "$file"
-  expect_eq "$file" "freezept: $text" "$ERR"
+  refused "freezept: $text" freezept extract -w "$T/w" -k "$T/$file" "$T/none"
   expect_no_file none
 done <<ROWS
 cut.fp|Freezepoint file "$T/cut.fp" is damaged at line $cut_line  (Error 2087)
@@ -85,11 +77,9 @@ ROWS
 EOF
 
 test_case "a bringover's freezepoint comes from the real freezept; list gives them oldest first" <<'EOF'
-run bringover -p "$T/w" -w "$T/child" src
-expect_exit 0
+expect_run 0 bringover -p "$T/w" -w "$T/child" src
 printf 'VERSION 2\nbefore_bringover    yes\n' >child/Brindle_wsdata/freezept_control
-run bringover -w "$T/child" -c "nightly" src
-expect_exit 0
+expect_run 0 bringover -w "$T/child" -c "nightly" src
 run freezept create -w "$T/child" -c "by hand"
 made=$OUT
 run freezept list -w "$T/child"

@@ -12,12 +12,10 @@
 e2e_start
 unset DBUS_SESSION_BUS_ADDRESS
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
 files="a-child b-merge c-parent d-settled e-skip x-one y-two z-bad"
 make_ws parent
 for f in $files; do sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" || die "setup of $f"; done
-run bringover -p "$T/parent" -w "$T/child" src
-[ "$STATUS" = 0 ] || die "the child: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 sccs_edit child src/a-child.c "$(printf 'one\ntwo\nthree\nagain')" "again" || die "edit"
 for f in $files; do
   [ $f = d-settled ] && continue
@@ -43,7 +41,6 @@ export TWINPANE_TOOL="$T/tool %B %L %O %M"
 conflicts() { md_lines child/Brindle_wsdata/conflicts | tr '\n' ' '; }
 record() { grep -ac 'Conflict from ws' "$(sfile child "src/$1.c")"; }
 comment_of() { (cd child/src && prs -d':C:' -r"$2" "SCCS/s.$1.c"); }
-answers() { printf "$1" | "${@:2}"; }
 # texts WS: each listed file's newest text, "one", the second line, "three"
 # (and a-child its own last line), by get -p.
 texts() {
@@ -59,8 +56,7 @@ test_case 'a putback before the conflicts are settled is blocked, and names reso
 listed="src/a-child.c src/b-merge.c src/c-parent.c src/e-skip.c src/x-one.c src/y-two.c src/z-bad.c"
 expect_eq "the bringover's list" "$listed " "$(conflicts)"
 before=$(tree_sum parent)
-run putback -w "$T/child" -c 'too early'
-expect_exit 2
+expect_run 2 putback -w "$T/child" -c 'too early'
 expect_eq "the block" "
 The following files need to be resolved in workspace
 \"$T/child\":
@@ -74,8 +70,7 @@ EOF
 test_case 'the user settles file after file: child, merge, parent, skip, quit' <<'EOF'
 # d-settled is listed though nothing conflicts.
 echo src/d-settled.c >>child/Brindle_wsdata/conflicts
-run answers 'c\nm\np\ns\nq\n' resolve -w "$T/child"
-expect_exit 4 "files are left in conflict"
+expect_run 4 answers 'c\nm\np\ns\nq\n' resolve -w "$T/child"  # files are left in conflict
 expect_eq "the tool agrees with BRINDLE_RS_*" "" "$ERR"
 question="(m)erge with the tool, accept the (c)hild's version, accept the (p)arent's version, (s)kip or (q)uit? "
 expect_eq "what the user sees of the first file" "
@@ -155,18 +150,14 @@ EOF
 
 test_case 'scripts settle the rest, and the putback then carries every resolution to the parent' <<'EOF'
 printf 'one\ntwo: given\nthree\n' >"$T/hand.c"
-run resolve -w "$T/child" -m "$T/hand.c" "$T/child/src/e-skip.c"
-expect_exit 0 "named by its full path"
+expect_run 0 resolve -w "$T/child" -m "$T/hand.c" "$T/child/src/e-skip.c"  # named by its full path
 expect_file "$T/hand.c"
-run sh -c 'cd child/src && exec resolve -p src/x-one.c'
-expect_exit 0 "named from the workspace's root"
+expect_run 0 sh -c 'cd child/src && exec resolve -p src/x-one.c'  # named from the workspace's root
 expect_eq "the rest untouched" "src/y-two.c src/z-bad.c " "$(conflicts)"
-run resolve -w "$T/child" -c
-expect_exit 0
+expect_run 0 resolve -w "$T/child" -c
 expect_eq "none left" "" "$(conflicts)"
 expect_contains "logged" "merged: src/e-skip.c" "$(cat child/Brindle_wsdata/history)"
-run putback -w "$T/child" -c 'settled'
-expect_exit 0
+expect_run 0 putback -w "$T/child" -c 'settled'
 expect_contains "the parent's log" "update: src/a-child.c
 update: src/b-merge.c
 update: src/c-parent.c

@@ -10,8 +10,7 @@ e2e_start
 
 make_ws parent
 for f in a-first b-second c-diff3; do sccs_new parent "src/$f.c" "$(printf 'one\ntwo\nthree')" || die "setup of $f"; done
-run bringover -p "$T/parent" -w "$T/child" src
-[ "$STATUS" = 0 ] || die "the child: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 # Each side changes every file, on lines of its own, so that diff3 can merge.
 for f in a-first b-second c-diff3; do
   sccs_edit parent "src/$f.c" "$(printf 'one\ntwo\nthree\nparent')" "parent's src/$f.c" &&
@@ -22,14 +21,7 @@ run bringover -w "$T/child" src
 mkdir "$T/home" && printf '# mine\nset checkin_comments\n' >"$T/home/.brindle_resrc"
 export HOME=$T/home
 
-# A private bus, ours alone, gone with the story.
-printf '<busconfig><type>session</type><listen>unix:dir=%s</listen><auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>\n' \
-  "$T" >"$T/bus.conf"
-dbus-daemon --config-file="$T/bus.conf" --fork --print-address=3 --print-pid=4 \
-  3>"$T/bus.address" 4>"$T/bus.pid" 2>"$T/bus.log" || die "no private bus"
-trap 'kill "$(cat "$T/bus.pid")"; chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
-export DBUS_SESSION_BUS_ADDRESS=$(cat "$T/bus.address")
-unset BRINDLE_NO_HAILWAY
+private_bus
 
 # The human at the three-way tool: the first time gives up, then merges.  It
 # notes which twinpane ran it.
@@ -40,15 +32,13 @@ cat >"$T/tool" <<'EOF'
 { head -n 1 "$2"; cat "$1"; echo 'by hand'; } >"$4"
 EOF
 chmod +x "$T/tool"
-answers() { printf "$1" | "${@:2}"; }
 conflicts() { grep -v '^VERSION ' child/Brindle_wsdata/conflicts | tr '\n' ' '; }
 
 test_case 'twinpane serves two files; the one it gave up on is asked about again' <<'EOF'
 # a-first: merge (the tool gives up), merge again, a comment; b-second: merge,
 # the default comment.
-run answers 'm\nm\nmerged over the bus\n\nm\n\n' \
+expect_run 0 answers 'm\nm\nmerged over the bus\n\nm\n\n' \
   env TWINPANE_TOOL="$T/tool %B %L %O %M" resolve -w "$T/child" src/a-first.c src/b-second.c
-expect_exit 0
 expect_contains "given up" "No decision from the merge tool: src/a-first.c is still in conflict." "$OUT"
 expect_contains "both merged" "merged: src/a-first.c
 " "$OUT"
@@ -76,8 +66,7 @@ merged: src/b-second.c" "$(cat child/Brindle_wsdata/history)"
 EOF
 
 test_case 'diff3 merges for real; the editor stands in for the human' <<'EOF'
-run answers 'm\n\n' env TWINPANE_TOOL=diff3 EDITOR=true resolve -w "$T/child"
-expect_exit 0
+expect_run 0 answers 'm\n\n' env TWINPANE_TOOL=diff3 EDITOR=true resolve -w "$T/child"
 expect_eq "both changes" "child
 one
 two

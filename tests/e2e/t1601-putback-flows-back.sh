@@ -8,18 +8,15 @@
 . "$TEST_LIB"
 e2e_start
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
 make_ws parent
 for f in a b c d; do sccs_new parent "src/$f.c" "$f"; done
-run bringover -p "$T/parent" -w "$T/child" src
-[ "$STATUS" = 0 ] || die "the first bringover: $OUT $ERR"
+expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 
 test_case 'a clean putback carries every version of the child and leaves a record in both workspaces' <<'EOF'
 sccs_edit child src/a.c 'a: child' 'child edits a'
 sccs_edit child src/a.c 'a: child again' 'and again'
 sccs_new child src/new.c 'new in the child'
-run putback -w "$T/child" -c 'the first putback' src
-expect_exit 0
+expect_run 0 putback -w "$T/child" -c 'the first putback' src
 expect_contains "the lines" "Putting back contents changes: 2
 
 update: src/a.c
@@ -37,8 +34,7 @@ test_case 'a parent that changed blocks the putback and the needed bringover is 
 sccs_edit parent src/b.c 'b: parent' 'parent edits b'
 sccs_edit child src/c.c 'c: child' 'child edits c'
 before=$(tree_sum parent)
-run putback -w "$T/child" -c 'the blocked one' src
-expect_exit 2
+expect_run 2 putback -w "$T/child" -c 'the blocked one' src
 expect_contains "the list and the verdict" "The following files have changed in workspace
 \"$T/parent\" and must be brought over:
 	src/b.c
@@ -54,14 +50,12 @@ expect_eq "the parent untouched" "$before" "$(tree_sum parent)"
 EOF
 
 test_case '-b runs that bringover (3); the putback after it goes through with both changes' <<'EOF'
-run putback -b -w "$T/child" -c 'with -b' src
-expect_exit 3
+expect_run 3 putback -b -w "$T/child" -c 'with -b' src
 expect_contains "run" "Doing the bringover:
 	$BRINDLE_BIN/bringover -w $T/child src/b.c" "$ERR"
 sccs_holds "b came to the child" parent src/b.c child src/b.c
 expect_eq "c waits in the child" "c" "$(sccs_text parent src/c.c)"
-run putback -w "$T/child" -c 'after the bringover' src
-expect_exit 0
+expect_run 0 putback -w "$T/child" -c 'after the bringover' src
 sccs_holds "c in the parent" child src/c.c parent src/c.c
 sccs_holds "b kept in the parent" child src/b.c parent src/b.c
 EOF
@@ -70,8 +64,7 @@ test_case '-b ends with 4 when the bringover leaves conflicts, and the parent ke
 sccs_edit parent src/d.c 'd: parent' 'parent edits d'
 sccs_edit child src/d.c 'd: child' 'child edits d'
 parent_d=$(md5sum <"$(sfile parent src/d.c)")
-run putback -b -w "$T/child" -c 'into a conflict' src
-expect_exit 4
+expect_run 4 putback -b -w "$T/child" -c 'into a conflict' src
 expect_contains "the conflict, in the child" "src/d.c" "$(md_lines child/Brindle_wsdata/conflicts)"
 expect_eq "the parent's d as it was" "$parent_d" "$(md5sum <"$(sfile parent src/d.c)")"
 sccs_judged child src/d.c || fail "the child's d refused by CSSC"
@@ -89,23 +82,20 @@ printf 'VERSION 2\nputback-validation on\nauto-approved no\nvalidation-program %
   >parent/Brindle_wsdata/putback_validation
 echo 1 >"$T/approve.answer"
 before=$(tree_sum parent/src)
-run putback -w "$T/child" -c 'needs approval' -M 'MR-17' src/a.c
-expect_exit 1
+expect_run 1 putback -w "$T/child" -c 'needs approval' -M 'MR-17' src/a.c
 expect_contains "refused" "putback: Integration Request failed  (Error 2023)" "$ERR"
 expect_eq "its arguments" "$(id -un)|$T/parent|$T/child|MR-17|" "$(cut -d'|' -f1-4 "$T/approve.args")|"
 expect_eq "the names it was given" "src/a.c" "$(cat "$T/approve.names")"
 expect_eq "nothing moved" "$before" "$(tree_sum parent/src)"
 expect_eq "the comment kept" "needs approval" "$(cat child/Brindle_wsdata/putback.cmt)"
 echo 0 >"$T/approve.answer"
-run putback -w "$T/child" -c 'approved' src/a.c </dev/null
-expect_exit 0
+expect_run 0 putback -w "$T/child" -c 'approved' src/a.c </dev/null
 expect_eq "no request from a script: an empty word" "" "$(cut -d'|' -f4 "$T/approve.args")"
 case "$OUT$ERR" in *'Integration Request ID?'*) fail "asked without a terminal" ;; esac
 sccs_holds "a approved" child src/a.c parent src/a.c
 # On a terminal it is asked for; the answer reaches the program and the log.
 sccs_edit child src/a.c 'a: asked' 'asked on a terminal'
-run sh -c "printf 'MR-42\n' | script -qec \"putback -w '$T/child' -c asked src/a.c\" /dev/null"
-expect_exit 0 "on a terminal"
+expect_run 0 sh -c "printf 'MR-42\n' | script -qec \"putback -w '$T/child' -c asked src/a.c\" /dev/null"  # on a terminal
 expect_contains "the prompt" "Integration Request ID? " "$OUT"
 expect_eq "the program's request" "MR-42" "$(cut -d'|' -f4 "$T/approve.args")"
 expect_eq "the one request in the log" "RTI MR-42" "$(grep '^RTI ' parent/Brindle_wsdata/history)"
@@ -116,8 +106,7 @@ test_case 'bad workspaces are refused with their codes, and change nothing' <<'E
 make_ws orphan
 before=$(tree_sum "$T")
 while IFS='|' read -r cmd code text; do
-  run $cmd
-  expect_exit 1 "$cmd"
+  expect_run 1 $cmd
   expect_contains "$cmd" "$text  (Error $code)" "$ERR"
 done <<ROWS
 putback -w $T/none|2003|"$T/none" is not a workspace

@@ -7,12 +7,10 @@
 . "$TEST_LIB"
 e2e_start
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
 make_ws top
-for f in c f g h k m r; do sccs_new top "src/$f.c" "$f"; done
-for f in c f g h k m r; do e2e_sdata names "$(sfile top src/$f.c)" "src/$f.c" || die "names of $f"; done
-run bringover -p "$T/top" -w "$T/mid" src && [ "$STATUS" = 0 ] || die "mid: $ERR"
-run bringover -p "$T/mid" -w "$T/leaf" src && [ "$STATUS" = 0 ] || die "leaf: $ERR"
+for f in c f g h k m r; do new_file top "src/$f.c" "$f" || die "names of $f"; done
+expect_run 0 bringover -p "$T/top" -w "$T/mid" src
+expect_run 0 bringover -p "$T/mid" -w "$T/leaf" src
 
 # Unresolved in the leaf: both edit g, and the leaf brings mid's over.
 sccs_edit mid src/g.c 'g: mid' 'mid edits g'
@@ -24,7 +22,7 @@ sccs_edit mid src/f.c 'f: mid' 'mid edits f'
 run bringover -w "$T/mid" src/f.c && [ "$STATUS" = 4 ] || die "mid conflict: $OUT $ERR"
 sccs_edit mid src/h.c 'h: mid' 'changed in mid'
 sccs_new mid src/nw.c 'new in mid'
-rm -f mid/src/r.c && mv "$(sfile mid src/r.c)" "$(sfile mid src/r2.c)" && e2e_sdata names "$(sfile mid src/r2.c)" src/r2.c
+rm -f mid/src/r.c && mv_file mid src/r.c src/r2.c
 rm "$(sfile mid src/c.c)" mid/src/c.c && mkdir mid/src/c.c
 (cd mid/src && get -e SCCS/s.k.c >/dev/null 2>&1 && echo 'k: editing in mid' >k.c)
 (cd leaf/src && get -e SCCS/s.m.c >/dev/null 2>&1 && echo 'm: editing in leaf' >m.c)
@@ -33,8 +31,7 @@ sccs_edit leaf src/h.c 'h: leaf' 'the leaf has work to put back'
 test_case 'every reason is listed, in order, with the bringover it needs; nothing moves' <<'EOF'
 # The name table is a cache, and learns mid's rename on the way.
 before=$(tree_sum mid | grep -v ' ./Brindle_wsdata/nametable$')
-run putback -w "$T/leaf" -c 'blocked all round'
-expect_exit 2
+expect_run 2 putback -w "$T/leaf" -c 'blocked all round'
 expect_eq "the lists, in order" "\
 The following files have different file types in the workspaces:
 	src/c.c (file/directory)
@@ -66,8 +63,7 @@ Your putback command was blocked and no files were putback.
 The bringover that needs to be done is:
 	$BRINDLE_BIN/bringover -w $T/leaf src/f.c src/h.c src/r2.c src/nw.c" "$(printf '%s\n' "$ERR" | grep -v '^$')"
 expect_eq "mid untouched" "$before" "$(tree_sum mid | grep -v ' ./Brindle_wsdata/nametable$')"
-run putback -n -w "$T/leaf"
-expect_exit 2
+expect_run 2 putback -n -w "$T/leaf"
 expect_contains "a preview says it would be" "Your putback command would be blocked." "$ERR"
 EOF
 
@@ -90,12 +86,10 @@ first=$!
 read -r word <"$T/held"
 expect_eq "the first holds the lock" held "$word"
 p_before=$(tree_sum p/src)
-run putback -w "$T/c2" -c 'second' -M MR-2
-expect_exit 1 "the second putback"
+expect_run 1 putback -w "$T/c2" -c 'second' -M MR-2
 expect_contains "refused by the lock" "Cannot obtain a write lock in workspace \"$T/p\"" "$ERR"
 expect_contains "with its code" "(Error 2021)" "$ERR"
-run bringover -w "$T/c2" src
-expect_exit 1 "a bringover from the locked parent"
+expect_run 1 bringover -w "$T/c2" src  # a bringover from the locked parent
 expect_contains "refused too" "Cannot obtain a read lock in workspace \"$T/p\"" "$ERR"
 expect_eq "c2 as it was" "y: c2" "$(sccs_text c2 src/y.c)"
 expect_eq "the parent unchanged meanwhile" "$p_before" "$(tree_sum p/src)"
@@ -103,10 +97,8 @@ echo go >"$T/go"
 wait "$first"
 expect_eq "the first went through" 0 "$?"
 rm p/Brindle_wsdata/putback_validation
-run putback -b -w "$T/c2" -c 'second, again'
-expect_exit 3
-run putback -w "$T/c2" -c 'second, at last'
-expect_exit 0
+expect_run 3 putback -b -w "$T/c2" -c 'second, again'
+expect_run 0 putback -w "$T/c2" -c 'second, at last'
 sccs_holds "x from c1" c1 src/x.c p src/x.c
 sccs_holds "y from c2" c2 src/y.c p src/y.c
 EOF

@@ -11,9 +11,6 @@
 e2e_start
 n=${SWEEP_FILES:-4}
 
-sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
-new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
-histories() { (cd "$1" && find . -path ./Brindle_wsdata -prune -o -name 's.*' -print | sort | xargs md5sum); }
 # name and root SmID of each history, as freezept reads them and as the
 # name table holds them; leading zeros of the words don't count.
 smids_of_tree() {
@@ -32,17 +29,14 @@ tables_agree() {
 
 make_ws tmpl/p
 for i in $(seq 1 "$n"); do new_file tmpl/p "src/f$i.c" "f$i"; done
-run bringover -p "$T/tmpl/p" -w "$T/tmpl/c" src
-[ "$STATUS" = 0 ] || die "the child: $ERR"
+expect_run 0 bringover -p "$T/tmpl/p" -w "$T/tmpl/c" src
 for i in $(seq 1 2 "$n"); do sccs_edit tmpl/c "src/f$i.c" "f$i: child" "child edits f$i"; done
 new_file tmpl/c src/new1.c 'new one'
 new_file tmpl/c lib/new2.c 'new two'
-mkdir -p tmpl/c/lib/SCCS && mv "$(sfile tmpl/c src/f2.c)" "$(sfile tmpl/c lib/f2.c)" &&
-  e2e_sdata names "$(sfile tmpl/c lib/f2.c)" lib/f2.c && rm -f tmpl/c/src/f2.c
+mv_file tmpl/c src/f2.c lib/f2.c && rm -f tmpl/c/src/f2.c
 echo lib >>tmpl/c/Brindle_wsdata/args
 # The name tables start true, so that what is checked is what the run left.
-run workspace updatenames "$T/tmpl/p" "$T/tmpl/c"
-[ "$STATUS" = 0 ] || die "updatenames: $OUT $ERR"
+expect_run 0 workspace updatenames "$T/tmpl/p" "$T/tmpl/c"
 child_histories=$(histories tmpl/c)
 parent_histories=$(histories tmpl/p)
 child_names=$(cd tmpl/c && find . -path ./Brindle_wsdata -prune -o -name 's.*' -print | sed 's|^\./||; s|SCCS/s\.||' | sort)
@@ -73,11 +67,9 @@ for ((k = 1; ; k++)); do
   # A dead command's locks are taken by hand, as a user would.
   for ws in p c; do workspace locks -w "$T/$ws" -f -r 1 >/dev/null 2>&1; done
   if ((k % 2)); then
-    run ws_undo -w "$T/p"
-    expect_exit 0 "undo after point $k"
+    expect_run 0 ws_undo -w "$T/p"
   else
-    run putback -w "$T/c" -c "again after $k"
-    expect_exit 0 "putback after point $k"
+    expect_run 0 putback -w "$T/c" -c "again after $k"
   fi
   while read -r name; do
     for ws in p c; do

@@ -47,9 +47,10 @@ for row in "${ROWS[@]}"; do
     for ws in par chi ws; do mkdir -p "$T/$ws$decoy" && echo keep >"$T/$ws$decoy/keep"; done
   fi
 done
-# Every decoy still holds its file.
+# No canary was made, and every decoy still holds its file.
 decoys_kept() {
   local d
+  expect_eq "no canary" "" "$(canaries)"
   for d in "$T"/*/keep; do [ "$(cat "$d")" = keep ] || fail "decoy $d changed"; done
   expect_eq "decoys" 12 "$(ls "$T"/*/keep | wc -l)"
 }
@@ -64,25 +65,21 @@ for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   (cd "${CHI[i]}/-d" && get -e SCCS/s.-e.c >/dev/null 2>&1) || fail "get -e in row $i"
   # The patterns match the histories; the second expands to a name with "-".
   printf '%s\n' "src/SCCS/s.[fp]*" "-d/SCCS/s.-*" >"$T/include"
-  run bringover -n -p "${PAR[i]}" -w "${CHI[i]}" -i "$T/include" src/a.c
-  expect_exit 0 "row $i"
+  expect_run 0 bringover -n -p "${PAR[i]}" -w "${CHI[i]}" -i "$T/include" src/a.c
   expect_eq "row $i: the names" "update: ${NAME[i]}
 update: -d/-e.c" "$(printf '%s\n' "$OUT" | grep '^update: ')"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 
 test_case 'a child made from each odd parent names it in its parent file' <<'EOF'
 for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   [ "${PIECE[i]}" != "new${nl}line" ] || continue  # a metadata file has one name a line
-  run bringover -p "${PAR[i]}" -w "$T/new${PIECE[i]}" src ./-d
-  expect_exit 0 "row $i"
+  expect_run 0 bringover -p "${PAR[i]}" -w "$T/new${PIECE[i]}" src ./-d
   expect_contains "row $i: the program ran in the parent" "cd ${PAR[i]}/src; " "$OUT"
   line=$(md_lines "$T/new${PIECE[i]}/Brindle_wsdata/parent")
   expect_eq "row $i: the parent file, behind the host" "${PAR[i]}" "${line#*:}"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 
@@ -91,13 +88,11 @@ EOF
 test_case 'a putback to each odd parent runs the bringover it needs' <<'EOF'
 for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   [ "${PIECE[i]}" != "new${nl}line" ] || continue  # the parent file has one name a line
-  run putback -b -c odd -w "${CHI[i]}" "${NAME[i]}"
-  expect_exit 3 "row $i"
+  expect_run 3 putback -b -c odd -w "${CHI[i]}" "${NAME[i]}"
   expect_contains "row $i: the bringover ran" "Doing the bringover:" "$ERR"
   expect_eq "row $i: the child has the parent's versions" \
     "$(sccs_sids "${PAR[i]}" "${NAME[i]}")" "$(sccs_sids "${CHI[i]}" "${NAME[i]}")"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 
@@ -115,13 +110,11 @@ for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   printf 'VERSION 2\nputback-validation on\nauto-approved no\nvalidation-program %s\n' \
     "${PAR[i]}/check" >"${PAR[i]}/Brindle_wsdata/putback_validation"
   sccs_edit "${CHI[i]}" "${NAME[i]}" "validated of row $i" "validated"
-  run putback -w "${CHI[i]}" -c validated -M "MR-$i" "${NAME[i]}"
-  expect_exit 0 "row $i"
+  expect_run 0 putback -w "${CHI[i]}" -c validated -M "MR-$i" "${NAME[i]}"
   expect_eq "row $i: what the program was given" "$(id -un)|${PAR[i]}|${CHI[i]}|MR-$i|NAMES|${NAME[i]}" "$(given)"
   expect_eq "row $i: the parent has the child's versions" \
     "$(sccs_sids "${CHI[i]}" "${NAME[i]}")" "$(sccs_sids "${PAR[i]}" "${NAME[i]}")"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 
@@ -149,27 +142,22 @@ for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   expect_eq "row $i: the parent as before the putback" "$before" "$(sccs_sids "${PAR[i]}" "${NAME[i]}")"
   sccs_sound "${PAR[i]}" "${NAME[i]}" || fail "row $i: val refuses the undone history"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 
 test_case 'a workspace moves onto another file system under an odd name and is deleted there' <<'EOF'
 for ((i = 1; i <= ${#ROWS[@]}; i++)); do
   ws="$T/ws${PIECE[i]}" to="$SHM/mo${PIECE[i]}ved"
-  run workspace create "$ws"
-  expect_exit 0 "create of row $i"
+  expect_run 0 workspace create "$ws"
   sccs_new "$ws" "${NAME[i]}" "moved of row $i"
-  run workspace move "$ws" "$to"
-  expect_exit 0 "move of row $i"
+  expect_run 0 workspace move "$ws" "$to"
   sccs_sound "$to" "${NAME[i]}" || fail "row $i: the moved history"
   expect_no_file "$ws"
   run workspace create "$ws"
-  run sh -c 'printf "y\\ny\\n" | workspace delete "$1" "$2"' sh "$to" "$ws"
-  expect_exit 0 "delete of row $i"
+  expect_run 0 sh -c 'printf "y\\ny\\n" | workspace delete "$1" "$2"' sh "$to" "$ws"
   expect_no_file "$to"
   expect_no_file "$ws"
 done
-expect_eq "no canary" "" "$(canaries)"
 decoys_kept
 EOF
 

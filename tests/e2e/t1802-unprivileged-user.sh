@@ -112,8 +112,7 @@ done
 test_case "a child history the user cannot write" <<'EOF'
 chown root child/src/SCCS child/src/SCCS/s.a.c && chmod 1777 child/src/SCCS
 sids=$(sccs_sids child src/a.c) text=$(sccs_text child src/a.c)
-run "${as_u[@]}" bringover -w "$D/child" src
-expect_exit 1
+expect_run 1 "${as_u[@]}" bringover -w "$D/child" src
 e='bringover: Open of "src/SCCS/s.a.c" for writing failed  (Error 1017) - Operation not permitted  (System error 1)'
 expect_eq "the error, at the file and in the summary" "$e"$'\n'"$e" "$ERR"
 expect_contains "the summary" "files with errors: 1" "$OUT"
@@ -124,8 +123,7 @@ chown "$U" child/src/SCCS child/src/SCCS/s.a.c && chmod 755 child/src/SCCS
 EOF
 
 test_case "without the faults the change arrives, no lock is left, and every history is sound" <<'EOF'
-run "${as_u[@]}" bringover -w "$D/child" src
-expect_exit 0
+expect_run 0 "${as_u[@]}" bringover -w "$D/child" src
 expect_eq "no lock left" "" "$(md_lines parent/Brindle_wsdata/locks; md_lines child/Brindle_wsdata/locks)"
 expect_eq "the child's versions" "$(sccs_sids parent src/a.c)" "$(sccs_sids child src/a.c)"
 expect_eq "the child's history" "a two" "$(sccs_text child src/a.c)"

@@ -47,8 +47,7 @@ EOF
 
 test_case 'a click selects and makes the current item; a double click runs the action with it' <<'EOF'
 mark
-node_at "$T/c1"
-xdotool mousemove "$PX" "$PY" click 1
+click_node "$T/c1"
 expect_trace "a click selects" "^selected $T/c1\$"
 expect_trace "the workspace under the pointer is the current item" "^curr_item $T/c1\$"
 node_at "$T/g1"
@@ -77,8 +76,7 @@ node_at "$T/c2"
 expect_eq "the description's name" release "$NLABEL"
 node_at "$T/p"
 expect_eq "no description: the short name in brackets" "<p>" "$NLABEL"
-mark
-menu v d           # already on: stays on, nothing moves
+choose v d           # already on: stays on, nothing moves
 menu_then "Vertical" '^layout 6 vertical$' v v
 expect_eq "the active toggle lays out nothing" 1 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^layout ')"
 EOF
@@ -105,8 +103,7 @@ EOF
 
 test_case 'unloading a parent leaves its children as trees; Refresh follows changes made outside' <<'EOF'
 mark
-node_at "$T/c1"
-xdotool mousemove "$PX" "$PY" click 1
+click_node "$T/c1"
 menu f u
 expect_trace "Unload" '^footer left 1 workspace unloaded$'
 expect_eq "c1's children take its place as trees, in order" "0 1 2 3 " "$(trees p g1 g2 o)"
@@ -127,16 +124,14 @@ EOF
 test_case 'a cycle of parents is drawn with its end marked, and broken by an unload' <<'EOF'
 # p's parent made c2, its own child.
 grep '/c2$' "$T/p/Brindle_wsdata/children" | sed '1i VERSION 1' >"$T/p/Brindle_wsdata/parent"
-mark
-menu v r
+choose v r
 expect_trace "Refresh" '^layout 4 '
 expect_eq "one tree still" "0 0 0 " "$(trees p c2 o)"
 node_at "$T/c2"
 expect_eq "c2 closes the cycle: its picture says so" 1 "$NCIRC"
 shot forest-cycle
 mark
-node_at "$T/p"
-xdotool mousemove "$PX" "$PY" click 1
+click_node "$T/p"
 menu f u
 expect_trace "Unload p" '^layout 3 '
 node_at "$T/c2"

@@ -31,8 +31,7 @@ EOF
 
 test_case 'a name that is no workspace: a dialog, and nothing loads' <<'EOF'
 tool_start "$T/nothere"
-expect_trace "a name that is no workspace" '^dialog Error Dialog: Could not get list of workspaces$'
-dialog_ok "Error Dialog"
+error_told "a name that is no workspace" 'Could not get list of workspaces$'
 expect_trace "nothing loads" "$none_loaded"
 tool_stop
 EOF
@@ -42,8 +41,7 @@ mkdir -p "$T/failing"
 ln -s /bin/false "$T/failing/workspace"
 PATH="$T/failing:$PATH" tool_start p
 expect_trace "the command runs" "^command $T/failing/workspace list p  2>/dev/null\$"
-expect_trace "its failure is told" '^dialog Error Dialog: Could not get list of workspaces$'
-dialog_ok "Error Dialog"
+error_told "its failure is told" 'Could not get list of workspaces$'
 expect_trace "nothing loads" "$none_loaded"
 tool_stop
 EOF
@@ -78,11 +76,7 @@ tool_stop
 EOF
 
 test_case 'on a private bus the tool joins, takes BRINDLE_WSPATH, and hears the merge tool' <<'EOF'
-printf '<busconfig><type>session</type><listen>unix:dir=%s</listen><auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>\n' \
-  "$T" >"$T/bus.conf"
-run_bg dbus-daemon --config-file="$T/bus.conf" --nofork --nopidfile --print-address=3 3>"$T/bus"
-wait_for "the private bus" test -s "$T/bus"
-export DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$T/bus")
+private_bus
 # No arguments, outside any workspace: BRINDLE_WSPATH alone names them.
 BRINDLE_WSPATH="$T/p:$T/c2" tool_start
 expect_trace "the tool joins the bus" '^hailway joined as [0-9]+$'

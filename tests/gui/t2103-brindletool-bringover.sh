@@ -14,8 +14,7 @@ printf 'int a;\n' >"$T/a.c"
 (cd "$T/p/src" && "$CSSC_DIR/admin" -i"$T/a.c" SCCS/s.a.c) 2>/dev/null || die "admin"
 versions_before=$(sccs_versions "$T/p" src/a.c)
 select_ws() {
-  node_at "$T/$1"
-  xdotool mousemove "$PX" "$PY" click 1
+  click_node "$T/$1"
   expect_trace "$1 selected" "^selected $T/$1\$"
 }
 # run_action BUTTON [reuse]: presses the tab's action button, says yes when
@@ -32,8 +31,7 @@ expect_trace "the tool is up" '^shown$'
 
 test_case 'the Create tab makes a child of the selected parent, with the files the chooser adds' <<'EOF'
 select_ws p
-mark
-menu a c
+choose a c
 expect_trace "the Create tab opens" '^places trans_shell$'
 expect_trace "it asks for the child" '^trans status Enter a Child Workspace Directory$'
 type_in trans_boc_child "$T/c"
@@ -83,8 +81,7 @@ test_case 'a preview of an update shows its output and changes nothing' <<'EOF'
 sccs_edit "$T/p" src/a.c 'int a = 1;' "a is one"
 history=$(cat "$T/c/Brindle_wsdata/history") child_sum=$(tree_sum "$T/c")
 select_ws c
-mark
-menu a u
+choose a u
 expect_trace "the Update tab" '^trans tab 1$'
 click trans_boc_entire_tgl
 click trans_boc_preview_tgl

@@ -32,8 +32,7 @@ expect_trace "the tool is up" '^shown$'
 
 test_case 'Putback takes the selected child, its parent and its args file, and saves and loads the parent'\''s' <<'EOF'
 select_ws c
-mark
-menu a p
+choose a p
 expect_trace "the child and its recorded parent" "^trans fields $T/p \\| $T/c\$"
 click trans_pb_add_btn
 expect_trace "the chooser shows the child" "^chooser add_files_chooser loaded $T/c\$"
@@ -95,8 +94,7 @@ EOF
 test_case 'the Resolve tab drops a listed file that has no conflict record' <<'EOF'
 printf 'VERSION 1\nsrc/a.c\n' >"$T/c/Brindle_wsdata/conflicts"
 select_ws c
-mark
-menu a r
+choose a r
 expect_trace "the Resolve tab lists the conflict" '^trans conflicts 1$'
 dialog_ok "Lathe Weaving: Message"
 expect_trace "reported" '^dialog Lathe Weaving: Message: File "src/a.c" is not conflict'
@@ -107,8 +105,7 @@ EOF
 test_case 'two workspaces unrelated by parentage ask which way' <<'EOF'
 select_ws p
 select_ws o shift
-mark
-menu a u
+choose a u
 dialog_ok "Lathe Weaving: Select Action"
 expect_trace "the first answer: from the first selected" "^trans fields $T/p \\| $T/o\$"
 EOF

@@ -25,14 +25,12 @@ question_up() {
 
 tool_start "$T/p" "$T/c"
 expect_trace "the tool is up" '^shown$'
-node_at "$T/c"
-xdotool mousemove "$PX" "$PY" click 1
+click_node "$T/c"
 expect_trace "c selected" "^selected $T/c\$"
 
 test_case 'the Update tab brings the parent'\''s change over to the child' <<'EOF'
 sccs_edit "$T/p" src/a.c 'int a = 1;' "a is one"
-mark
-menu a u
+choose a u
 expect_trace "the Update tab" '^trans tab 1$'
 expect_trace "the child and its recorded parent" "^trans fields $T/p \\| $T/c\$"
 type_in trans_boc_comment_text "take the parent's a"
@@ -50,8 +48,7 @@ test_case 'a putback blocked by the parent'\''s newer change runs the bringover 
 sccs_edit "$T/c" src/b.c 'int b = 1;' "b is one"
 sccs_edit "$T/p" src/a.c 'int a = 2;' "a is two"
 parent_b=$(sccs_versions "$T/p" src/b.c)
-mark
-menu a p
+choose a p
 expect_trace "the Putback tab" '^trans tab 2$'
 type_in trans_pb_comment_text "b is one"
 mark
@@ -69,8 +66,7 @@ expect_trace "on the Update tab" '^trans tab 1$'
 expect_trace "its verdict" '^trans status Bringover completed$'
 sccs_holds "the child's a.c" "$T/p" src/a.c "$T/c" src/a.c
 shot putback-bringover-done
-mark
-menu a p
+choose a p
 expect_trace "back on the Putback tab" '^trans tab 2$'
 mark
 click trans_pb_action_btn
@@ -88,8 +84,7 @@ test_case 'a bringover that makes a conflict asks to resolve and opens the Resol
 sccs_edit "$T/p" src/a.c 'int a = 3;' "a is three"
 sccs_edit "$T/c" src/a.c 'int a = 4;' "a is four"
 child_a=$(md5sum <"$T/c/src/SCCS/s.a.c")
-mark
-menu a u
+choose a u
 expect_trace "the Update tab" '^trans tab 1$'
 click trans_boc_comment_text
 xdotool key End type --delay 5 " again"
@@ -110,8 +105,7 @@ shot resolve-after-conflict
 EOF
 
 test_case 'Undo takes the bringover back, and the conflict with it' <<'EOF'
-mark
-menu a n
+choose a n
 expect_trace "the Undo tab" '^trans status To undo all changes from last transaction - Select Undo$'
 mark
 click trans_undo_action_btn

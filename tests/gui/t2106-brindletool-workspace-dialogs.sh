@@ -19,17 +19,13 @@ lists() { grep -c ":$T/$2\$" "$T/$1/Brindle_wsdata/children"; }
 expect_trace "the tool is up" '^footer left 3 workspaces loaded$'
 
 test_case 'create a workspace, and a child of p filled by its bringover' <<'EOF'
-mark
-menu f c
-opened create_ws_shell
+open_dialog create_ws_shell f c
 fill create_ws_shell.create_ws_dir "$T/n1"
 press create_ws_shell.create
 expect_trace "create runs" "^footer left $T/n1 workspace created\$"
 expect_file "$T/n1/Brindle_wsdata/access_control"
 click_node "$T/p"
-mark
-menu w h
-opened create_cws_shell
+open_dialog create_cws_shell w h
 fill create_cws_shell.cws_child "$T/k"
 press create_cws_shell.cws_bringover
 press create_cws_shell.create
@@ -49,9 +45,7 @@ shot create-child
 EOF
 
 test_case 'the dialogs refuse bad fields in their own words' <<'EOF'
-mark
-menu w h
-opened create_cws_shell
+open_dialog create_cws_shell w h
 while read -r parent child why; do
   mark
   fill create_cws_shell.cws_parent "$parent"
@@ -68,9 +62,7 @@ EOF
 
 test_case 'rename by the dialog and by a click on the label' <<'EOF'
 click_node "$T/k"
-mark
-menu w r
-opened rename_shell
+open_dialog rename_shell w r
 fill rename_shell.rename_new "$T/k2"
 press rename_shell.rename
 expect_trace "renamed" "^footer left $T/k renamed to $T/k2\$"
@@ -114,9 +106,7 @@ cp "$T/p/src/SCCS/s.a.c" "$T/k2/src/SCCS/s.x.c"
 cp "$T/p/src/SCCS/s.a.c" "$T/k2/src/SCCS/s.y.c"
 grep -h '^VERSION\|^src/a.c ' "$T/p/Brindle_wsdata/nametable" >"$T/k2/Brindle_wsdata/nametable"
 click_node "$T/k2"
-mark
-menu w u
-opened update_ws_shell
+open_dialog update_ws_shell w u
 press update_ws_shell.update_what_update_nametable_only
 press update_ws_shell.update
 opened ws_sel_uniq_shell
@@ -136,25 +126,18 @@ EOF
 
 test_case 'delete, and a workspace that vanished while loaded' <<'EOF'
 click_node "$T/n1"
-mark
-menu w d
-opened delete_ws_shell
+open_dialog delete_ws_shell w d
 shot delete
 press delete_ws_shell.delete
 expect_trace "deleted" "^footer left workspace '$T/n1' deleted\$"
 expect_no_file "$T/n1"
 rm -rf "$T/c1"
 click_node "$T/c1"
-mark
-menu w d
-opened delete_ws_shell
+open_dialog delete_ws_shell w d
 press delete_ws_shell.delete
-expect_trace "the command's complaint" "^dialog Error Dialog: workspace: "
-dialog_ok "Error Dialog"
+error_told "the command's complaint" "workspace: "
 expect_trace "the footer" "^footer left workspace '$T/c1' delete failed\$"
-mark
-menu w r
-opened rename_shell
+open_dialog rename_shell w r
 fill rename_shell.rename_new "$T/c1x"
 press rename_shell.rename
 expect_trace "rename refuses it" '^footer rename_shell Old Workspace Name field requires a valid workspace$'
@@ -164,8 +147,7 @@ expect_trace "the tool runs on and Refresh unloads it" '^footer left 1 nonexiste
 EOF
 
 test_case 'load by name, and what was loaded already told apart; children all at once' <<'EOF'
-mark
-menu f l
+choose f l
 expect_trace "the workspace chooser" '^places load_workspaces$'
 click fc_dir_text
 xdotool key End shift+Home && xdotool type "$T" && xdotool key Return
@@ -181,12 +163,10 @@ expect_trace "Load Directory refuses a workspace" '^chooser load_workspaces foot
 shot load
 click fc_cancel_btn
 click_node "$T/k2"
-mark
-menu f u
+choose f u
 expect_trace "k2 unloaded" '^footer left 1 workspace unloaded$'
 click_node "$T/p"
-mark
-menu w c
+choose w c
 expect_trace "p's one living child comes back" '^footer left 1 child workspace, 1 loaded\.$'
 node_at "$T/k2"
 EOF

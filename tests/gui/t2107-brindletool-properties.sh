@@ -13,9 +13,7 @@ tool_start p c1
 expect_trace "the tool is up" '^footer left 2 workspaces loaded$'
 
 test_case 'tool properties: refusals, then Apply writes .brindletoolrc and a new start takes it' <<'EOF'
-mark
-menu o w
-opened bw_props_shell
+open_dialog bw_props_shell o w
 press bw_props_shell.dbl_click_other
 press bw_props_shell.apply
 expect_trace "an empty Other: is refused" \
@@ -48,9 +46,7 @@ EOF
 test_case 'the Resolve page writes .brindle_resrc; a new start takes it; a bad one is told' <<'EOF'
 rs=$T/home/.brindle_resrc
 resolve_page() {
-  mark
-  menu o w
-  opened bw_props_shell
+  open_dialog bw_props_shell o w
   press bw_props_shell.category_resolve
   expect_trace "the resolve page" '^page bw_props_shell resolve_page$'
 }
@@ -86,8 +82,7 @@ expect_eq "the defaults stood, not the lines before the bad one, byte for byte" 
   "$(printf 'set %s\n' nostart_twinpane autoadvance nocheckin_comments noreuse_twinpane noautosave | cmp - "$rs" 2>&1)"
 rm "$rs" && mkdir "$rs"
 press bw_props_shell.apply
-expect_trace "an unwritable .brindle_resrc" '^dialog Error Dialog: Attempt to write resolve props resulted in the following error: '
-dialog_ok "Error Dialog"
+error_told "an unwritable .brindle_resrc" 'Attempt to write resolve props resulted in the following error: '
 expect_eq "nothing left beside it" "" "$(ls -a "$T/home" | grep 'brindle_resrc\.')"
 rmdir "$rs"
 press bw_props_shell.cancel
@@ -95,9 +90,7 @@ EOF
 
 test_case 'each workspace page is written to its file and read back on a reload' <<'EOF'
 click_node "$T/c1"
-mark
-menu w o
-opened ws_props_shell
+open_dialog ws_props_shell w o
 # Access control: a user that exists, then one that does not.
 pick_item ws_props_shell.access_list 1
 fill ws_props_shell.access_entry "root -daemon"
@@ -160,30 +153,23 @@ tool_stop
 printf 'VERSION 1\nNAME\nfrom-outside\n' >"$md/description"
 rm "$rc" && mkdir "$rc"
 tool_start p c1
-expect_trace "an unreadable .brindletoolrc" "^dialog Error Dialog: Could not open tool properties file"
-dialog_ok "Error Dialog"
+error_told "an unreadable .brindletoolrc" "Could not open tool properties file"
 expect_trace "the tool runs on" '^footer left 2 workspaces loaded$'
 click_node "$T/c1"
-mark
-menu w o
-opened ws_props_shell
+open_dialog ws_props_shell w o
 press ws_props_shell.tabs_description
 expect_trace "the page" '^page ws_props_shell description_page$'
 expect_trace "the name as the file has it now" '^text desc_name from-outside$'
 rm "$md/description" && mkdir "$md/description"
 fill ws_props_shell.desc_name "lost"
 press ws_props_shell.apply
-expect_trace "an unwritable description" '^dialog Error Dialog: '
-dialog_ok "Error Dialog"
+error_told "an unwritable description" ''
 expect_trace "the failure" "^footer ws_props_shell Writing of descriptive workspace name to $md/description failed\$"
 rmdir "$md/description"
 press ws_props_shell.cancel
-mark
-menu o w
-opened bw_props_shell
+open_dialog bw_props_shell o w
 press bw_props_shell.apply
-expect_trace "an unwritable .brindletoolrc" "^dialog Error Dialog: Unable to write into file $rc\.\\\\nPlease check permission bits of this file\.\$"
-dialog_ok "Error Dialog"
+error_told "an unwritable .brindletoolrc" "Unable to write into file $rc\.\\\\nPlease check permission bits of this file\.\$"
 expect_trace "the page is not saved" '^footer left Lathe Weaving Properties not saved$'
 expect_eq "nothing left beside it" "" "$(ls -a "$T/home" | grep 'brindletoolrc\.')"
 rmdir "$rc"

@@ -22,9 +22,7 @@ expect_trace "the tool is up" '^footer left 3 workspaces loaded$'
 
 test_case 'the whole log, a filter by user and status, and a search in the comments' <<'EOF'
 click_node "$T/c1"
-mark
-menu w v
-opened browser_dlg
+open_dialog browser_dlg w v
 expect_trace "every record" "^footer browser_dlg $records entries selected\.\$"
 expect_trace "the latest is shown first" "^history selected $records\$"
 shot history
@@ -53,8 +51,7 @@ EOF
 test_case 'a damaged log is told in a dialog, and the viewer stays empty' <<'EOF'
 sed -i '1s/.*/VERSION 9/' "$T/c2/Brindle_wsdata/history"
 click_node "$T/c2"
-mark
-menu w v
+choose w v
 expect_trace "the error" '^dialog Error: .*Version mismatch'
 dialog_ok Error
 expect_trace "no entries" '^caption Time'
@@ -64,13 +61,10 @@ EOF
 
 test_case 'a stale lock refuses a bringover; removed in the editor, the bringover runs' <<'EOF'
 printf 'write bringover 999999 elsewhere root %s\n' "$(date +%s)" >>"$T/c1/Brindle_wsdata/locks"
-run "$BRINDLE_BIN/bringover" -p "$T/p" -w "$T/c1" src
-expect_exit 1 "the lock keeps the bringover out"
+expect_run 1 "$BRINDLE_BIN/bringover" -p "$T/p" -w "$T/c1" src  # the lock keeps the bringover out
 expect_contains "the refusal names the lock's command" "bringover" "$OUT$ERR"
 click_node "$T/c1"
-mark
-menu w l
-opened edit_locks_dlg
+open_dialog edit_locks_dlg w l
 expect_trace "the lock" '^lock write +bringover +999999 +root +elsewhere '
 expect_trace "counted" '^footer edit_locks_dlg 1 lock selected\.$'
 pick_item edit_locks_dlg.locks_list 1
@@ -83,8 +77,7 @@ expect_trace "the warning" '^dialog Warning: Removing a command.s lock'
 dialog_ok Warning
 expect_trace "removed" '^footer edit_locks_dlg 1 of 1 locks removed\.$'
 expect_eq "the file is empty" 0 "$(md_lines "$T/c1/Brindle_wsdata/locks" | wc -l)"
-run "$BRINDLE_BIN/bringover" -p "$T/p" -w "$T/c1" src
-expect_exit 0 "the bringover runs"
+expect_run 0 "$BRINDLE_BIN/bringover" -p "$T/p" -w "$T/c1" src  # the bringover runs
 EOF
 
 test_done

@@ -36,13 +36,7 @@ done
   die "the check-outs"
 mkdir -p "$T/home" && printf '# one file at a time\nset noautoadvance\nset checkin_comments\n' >"$T/home/.brindle_resrc"
 
-# A private bus, ours alone; its address is the handshake.
-printf '<busconfig><type>session</type><listen>unix:dir=%s</listen><auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>\n' \
-  "$T" >"$T/bus.conf"
-run_bg dbus-daemon --config-file="$T/bus.conf" --nofork --print-address=3 3>"$T/bus.address" 2>"$T/bus.log"
-wait_for "the private bus" test -s "$T/bus.address" || die "no private bus"
-export DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$T/bus.address")
-unset BRINDLE_NO_HAILWAY
+private_bus
 # The human at the three-way tool: the child's text and a line of its own.
 printf '#!/bin/sh\n{ cat "$2"; echo "merged by hand"; } >"$4"\n' >"$T/tool" && chmod +x "$T/tool"
 export TWINPANE_TOOL="$T/tool %B %L %O %M"
@@ -61,8 +55,7 @@ expect_trace "on the bus" '^hailway joined as '
 
 test_case 'on the bus: comments, settings changed on the fly, one reused twinpane, a binary file; then a putback' <<'EOF'
 click_node "$T/child"
-mark
-menu a r
+choose a r
 expect_trace "five files in conflict" '^trans conflicts 5$'
 expect_trace "the first taken up" '^resolve file src/a-child.c$'
 expect_trace "counted" '^trans status 5 of 5 files unresolved$'
@@ -81,9 +74,7 @@ expect_trace "the user picks the next" '^resolve file src/b-parent.c$'
 expect_eq "and only the user: no going on by itself" 1 "$(tail -n +$((MARK + 1)) "$TR" | grep -c '^resolve file')"
 click trans_resolve_parent_btn
 expect_trace "the parent's version, with no comment asked" '^resolve accepted parent: src/b-parent.c$'
-mark
-menu o w
-opened bw_props_shell
+open_dialog bw_props_shell o w
 press bw_props_shell.category_resolve
 expect_trace "the resolve page" '^page bw_props_shell resolve_page$'
 for t in autoadvance checkin_comments reuse_twinpane; do press "bw_props_shell.$t"; done
@@ -125,8 +116,7 @@ expect_eq "each resolution in the history log" \
   "$(grep -oE '(accepted (child|parent)|merged): src/[a-z.-]+' child/Brindle_wsdata/history | paste -sd '|')"
 expect_eq "no temporary files or check-outs left" "" \
   "$(find child/src -type f ! -name 's.*' ! -name '*.c' ! -name '*.dat')"
-run putback -w "$T/child" -c 'resolved in the pane' src
-expect_exit 0
+expect_run 0 putback -w "$T/child" -c 'resolved in the pane' src
 for f in a-child.c b-parent.c c-merge.c d-checkout.c e-binary.dat; do
   sccs_sound child "src/$f" || fail "val of the child's $f"
   sccs_sound parent "src/$f" || fail "val of the parent's $f"
@@ -139,8 +129,7 @@ tool_stop
 BRINDLE_NO_HAILWAY=1 tool_start "$T/child2"
 expect_trace "the tool is up" '^footer left 1 workspace loaded$'
 click_node "$T/child2"
-mark
-menu a r
+choose a r
 expect_trace "two files in conflict" '^trans conflicts 2$'
 expect_trace "the checked-out one first" '^resolve file src/g-checkout.c$'
 mark

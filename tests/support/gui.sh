@@ -31,6 +31,7 @@ gui_cleanup() {
   local pid
   for pid in "${GUI_PIDS[@]}"; do kill "$pid" 2>/dev/null; done
   for pid in "${GUI_PIDS[@]}"; do wait "$pid" 2>/dev/null; done
+  stop_bus
   rm -rf "$T"
 }
 
@@ -118,6 +119,13 @@ menu() {
   xdotool key F10 "$@"
 }
 
+# choose KEYS...: marks the trace, then the menu by keyboard; what the entry
+# does is expected from here on.
+choose() {
+  mark
+  menu "$@"
+}
+
 # menu_then WHAT PATTERN KEYS...: the menu by keyboard, then waits for PATTERN
 # in the trace after the mark.  On a loaded machine a mnemonic typed before its
 # pulldown is up can go nowhere; while nothing has happened the menu is closed
@@ -142,6 +150,12 @@ dialog_ok() { dialog_key "$1" Return; }
 # dialog_no TITLE: answers No (Escape) in the question of that title.
 dialog_no() { dialog_key "$1" Escape; }
 
+# error_told WHAT PATTERN: waits for the error dialog whose text matches
+# PATTERN, and presses its OK.
+error_told() {
+  expect_trace "$1" "^dialog Error Dialog: $2" && dialog_ok "Error Dialog"
+}
+
 # dialog_key TITLE KEY: presses KEY in the dialog until the trace says it closed.
 # A dialog can be mapped before its buttons take keys; on a loaded machine the
 # first key may go nowhere, so it is pressed again while the dialog is still up.
@@ -163,6 +177,13 @@ dialog_key() {
 
 # opened DIALOG: waits until the dialog has mapped since the mark.
 opened() { expect_trace "the dialog $1" "^mapped $1\$"; }
+
+# open_dialog DIALOG KEYS...: the menu entry of those keys, then waits until
+# the dialog has mapped.
+open_dialog() {
+  choose "${@:2}"
+  opened "$1"
+}
 
 # part_place DIALOG.PART: "x y w h" of the part where the dialog last traced it.
 part_place() {

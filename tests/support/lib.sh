@@ -4,8 +4,7 @@
 # and ends with test_done:
 #
 #   test_case 'a bringover makes the child' '
-#     run bringover -p "$T/parent" -w "$T/child" src &&
-#     expect_exit 0
+#     expect_run 0 bringover -p "$T/parent" -w "$T/child" src
 #   '
 #
 # Cases run in order in the same shell, so a later case may build on an earlier
@@ -81,6 +80,22 @@ run() {
   return 0
 }
 
+# expect_run STATUS CMD...: run CMD, which must end with STATUS.
+expect_run() {
+  local want=$1
+  shift
+  run "$@"
+  expect_exit "$want" "exit status of $*"
+}
+
+# refused STDERR CMD...: CMD fails with status 1 and exactly that message.
+refused() {
+  local want=$1
+  shift
+  expect_run 1 "$@"
+  expect_eq "$*" "$want" "$ERR"
+}
+
 # expect_exit STATUS [WHAT]: the status of the last run.
 expect_exit() {
   [ "$STATUS" = "$1" ] && return 0
@@ -130,11 +145,23 @@ e2e_start() {
   if [ -n "${E2E_KEEP:-}" ]; then
     echo "E2E_KEEP: $T" >&2
   else
-    trap 'chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
+    trap 'stop_bus; chmod -R u+rwx "$T" 2>/dev/null; rm -rf "$T"' EXIT
   fi
   export PATH="$BRINDLE_BIN:$CSSC_DIR:/usr/bin:/bin"
   unset BRINDLE_WS BRINDLE_TIMING
 }
+
+# private_bus: a session bus of the story's own, for the programs it starts
+# from here on; the daemon returns once it listens, and the story's end stops it.
+private_bus() {
+  printf '<busconfig><type>session</type><listen>unix:dir=%s</listen><auth>EXTERNAL</auth><policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>\n' \
+    "$T" >"$T/bus.conf"
+  dbus-daemon --config-file="$T/bus.conf" --fork --print-address=3 --print-pid=4 \
+    3>"$T/bus.address" 4>"$T/bus.pid" 2>"$T/bus.log" || die "no private bus"
+  export DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$T/bus.address")
+  unset BRINDLE_NO_HAILWAY
+}
+stop_bus() { [ ! -s "$T/bus.pid" ] || kill "$(cat "$T/bus.pid")"; }
 
 make_ws() { mkdir -p "$1/Brindle_wsdata"; }
 
@@ -147,6 +174,25 @@ sccs_new() {
   mkdir -p "$dir/SCCS" && printf '%s\n' "$3" >"$dir/$base.init" &&
     (cd "$dir" && admin -i"$base.init" -y"first version of $2" "SCCS/s.$base") >/dev/null 2>&1 &&
     rm -f "$dir/$base.init" || { fail "admin of $2"; return 1; }
+}
+
+# sfile WS NAME: the history file of NAME in WS.
+sfile() { echo "$1/$(dirname "$2")/SCCS/s.$(basename "$2")"; }
+
+# new_file WS NAME TEXT: a history as a first bringover leaves it, its name
+# history written.
+new_file() { sccs_new "$1" "$2" "$3" && e2e_sdata names "$(sfile "$1" "$2")" "$2"; }
+
+# mv_file WS OLD NEW: a rename as the system's own does it, with the name
+# history brought up to date.
+mv_file() {
+  mkdir -p "$(dirname "$(sfile "$1" "$3")")"
+  mv "$(sfile "$1" "$2")" "$(sfile "$1" "$3")" && e2e_sdata names "$(sfile "$1" "$3")" "$3"
+}
+
+# copy_child PARENT CHILD: a child as a copy of its parent that records it.
+copy_child() {
+  cp -a "$1" "$2" && printf 'VERSION 1\n%s\n' "$T/$1" >"$2/Brindle_wsdata/parent"
 }
 
 # sccs_edit WS NAME TEXT COMMENT: a new delta with TEXT as the whole file.
@@ -192,6 +238,14 @@ sccs_holds() {
 
 # md_lines FILE: a metadata file's lines but its version line.
 md_lines() { grep -v '^VERSION ' "$1" || true; }
+# table WS: WS's name table, sorted.
+table() { md_lines "$1/Brindle_wsdata/nametable" | sort; }
+
+# histories WS: the md5 of every history of WS, to compare states by.
+histories() { (cd "$1" && find . -path ./Brindle_wsdata -prune -o -name 's.*' -print | sort | xargs md5sum); }
+
+# answers TEXT CMD...: CMD with TEXT (printf escapes) on its standard input.
+answers() { printf "$1" | "${@:2}"; }
 
 # A tree's fingerprint, to show that a command changed nothing (run's own
 # files left out, for the tree $T).
