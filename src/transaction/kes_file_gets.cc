@@ -69,19 +69,9 @@ void start(Kes_transaction *t, Kes_file *f) {
   std::string sdot = operand(f);
   char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], &sdot[0], nullptr};
   int errfd = memfd_create("brindle_get", MFD_CLOEXEC);
-  int saved = -1;
-  if (errfd >= 0) {
-    fflush(stderr);
-    saved = dup(2);
-    dup2(errfd, 2);
-  }
   kes_crash_point();
   long pid = -1;
-  Kes_err *err = kes_execute_cmd_bg(get_path, argv, &pid);
-  if (saved >= 0) {
-    dup2(saved, 2);
-    close(saved);
-  }
+  Kes_err *err = kes_execute_cmd_bg(get_path, argv, &pid, errfd);
   if (err) {
     if (errfd >= 0) close(errfd);
     f->contents_error = err;
