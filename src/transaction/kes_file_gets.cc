@@ -49,7 +49,11 @@ std::string take_text(int fd) {
   std::string text;
   char buf[1024];
   ssize_t n;
-  for (off_t at = 0; (n = pread(fd, buf, sizeof buf, at)) > 0; at += n) text.append(buf, n);
+  for (off_t at = 0; (n = pread(fd, buf, sizeof buf, at)) > 0; at += n) {
+    text.append(buf, n);
+    // The get has ended, and a file reads short only at its end.
+    if ((size_t)n < sizeof buf) break;
+  }
   close(fd);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
