@@ -33,7 +33,7 @@ std::string dir_of(const char *path) {
   return std::string(path, slash - path);
 }
 
-bool unnamed_works = true;  // until the file system or /proc says otherwise
+std::atomic<bool> unnamed_works{true};  // until the file system or /proc says otherwise
 
 // The lock file made from a file without a name: our number written into it,
 // then linked in under the lock file's name, so the lock appears whole or not
@@ -42,7 +42,7 @@ bool unnamed_works = true;  // until the file system or /proc says otherwise
 int onelock_unnamed(unsigned pid, const std::string &dir, const char *lockfile) {
   int fd = open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0444);
   if (fd < 0) {
-    if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL) unnamed_works = false;
+    if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL) unnamed_works.store(false);
     return 1;  // the named way reports what stops it
   }
   uint32_t word = pid;
@@ -57,7 +57,7 @@ int onelock_unnamed(unsigned pid, const std::string &dir, const char *lockfile) 
   close(fd);
   if (linked == 0) return 0;
   if (e == EEXIST) return -1;
-  if (access("/proc/self/fd", X_OK) != 0) unnamed_works = false;
+  if (access("/proc/self/fd", X_OK) != 0) unnamed_works.store(false);
   return 1;
 }
 
@@ -132,7 +132,7 @@ unsigned kes_lock_pid() {
 int lockit(const char *lockfile, int tries, unsigned pid) {
   std::string dir = dir_of(lockfile);
   for (int tried = 0; tried < tries;) {
-    int got = unnamed_works ? onelock_unnamed(pid, dir, lockfile) : 1;
+    int got = unnamed_works.load() ? onelock_unnamed(pid, dir, lockfile) : 1;
     if (got == 1) {
       char tmp[1024];
       snprintf(tmp, sizeof tmp, "%s/%u.%ld", dir.c_str(), pid, (long)time(nullptr));
