@@ -33,6 +33,34 @@ std::string dir_of(const char *path) {
   return std::string(path, slash - path);
 }
 
+std::atomic<bool> unnamed_works{true};  // until the file system or /proc says otherwise
+
+// The lock file made from a file without a name: our number written into it,
+// then linked in under the lock file's name, so the lock appears whole or not
+// at all and a killed process leaves no temporary behind.  0 on success, -1
+// when the lock is taken, 1 when this try is left to the named way.
+int onelock_unnamed(unsigned pid, const std::string &dir, const char *lockfile) {
+  int fd = open(dir.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0444);
+  if (fd < 0) {
+    if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL) unnamed_works.store(false);
+    return 1;  // the named way reports what stops it
+  }
+  uint32_t word = pid;
+  if (write(fd, &word, sizeof word) != (ssize_t)sizeof word) {
+    close(fd);
+    return 1;
+  }
+  char self[64];
+  snprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+  int linked = linkat(AT_FDCWD, self, AT_FDCWD, lockfile, AT_SYMLINK_FOLLOW);
+  int e = errno;
+  close(fd);
+  if (linked == 0) return 0;
+  if (e == EEXIST) return -1;
+  if (access("/proc/self/fd", X_OK) != 0) unnamed_works.store(false);
+  return 1;
+}
+
 // One try: a private file with our number, linked to the lock file.  0 on
 // success, -1 when the lock is taken or the try can be repeated.
 int onelock(unsigned pid, const char *tmp, const char *lockfile) {
@@ -104,9 +132,13 @@ unsigned kes_lock_pid() {
 int lockit(const char *lockfile, int tries, unsigned pid) {
   std::string dir = dir_of(lockfile);
   for (int tried = 0; tried < tries;) {
-    char tmp[1024];
-    snprintf(tmp, sizeof tmp, "%s/%u.%ld", dir.c_str(), pid, (long)time(nullptr));
-    if (onelock(pid, tmp, lockfile) == 0) return 0;
+    int got = unnamed_works.load() ? onelock_unnamed(pid, dir, lockfile) : 1;
+    if (got == 1) {
+      char tmp[1024];
+      snprintf(tmp, sizeof tmp, "%s/%u.%ld", dir.c_str(), pid, (long)time(nullptr));
+      got = onelock(pid, tmp, lockfile);
+    }
+    if (got == 0) return 0;
     struct stat st;
     if (stat(lockfile, &st) == 0) {
       time_t noted = st.st_mtime;

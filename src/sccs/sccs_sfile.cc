@@ -540,12 +540,21 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       return (new Kes_err)->format_msg(1001, errno,
                                        BWM_MSG(1000, "Open of \"%s\" for reading failed"), s_path);
     }
+    // A stream told where it starts keeps count of where it stands: the end
+    // of the table is then known without asking the kernel, and going back to
+    // it reads nothing again.
+    fseek(stream, 0, SEEK_SET);
   }
   // The node array is made for the first serial read.  A real table has a
   // delta line for every serial, so no serial can be above the file's size in
   // bytes; a larger one is damage, not a reason to allocate without bound.
-  struct stat st;
-  off_t file_size = mm ? mm->status.st_size : fstat(fileno(stream), &st) == 0 ? st.st_size : 0;
+  // The file holds at least the bytes read so far, so the size is asked only
+  // of a serial above those.
+  off_t seen = 0;
+  auto file_size = [&]() -> off_t {
+    struct stat st;
+    return mm ? mm->status.st_size : fstat(fileno(stream), &st) == 0 ? st.st_size : 0;
+  };
   line_count = 0;
   if (read_pf && (err = read_pfile())) {
     delete mm;
@@ -562,6 +571,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
   for (;;) {
     if (!have_line && !next_line(mm, &err)) break;
     have_line = false;
+    seen += (off_t)strlen(line);
     if (line[0] != '\001') {
       err = (new Kes_err)->format_msg(
           2039, 0,
@@ -604,7 +614,7 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
       }
       last_serial = serial;
       seen_first = serial == 1;
-      if (!tree && serial > file_size) {
+      if (!tree && serial > seen && serial > file_size()) {
         err = corrupted(s_path);
         break;
       }

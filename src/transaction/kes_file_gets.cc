@@ -49,7 +49,11 @@ std::string take_text(int fd) {
   std::string text;
   char buf[1024];
   ssize_t n;
-  for (off_t at = 0; (n = pread(fd, buf, sizeof buf, at)) > 0; at += n) text.append(buf, n);
+  for (off_t at = 0; (n = pread(fd, buf, sizeof buf, at)) > 0; at += n) {
+    text.append(buf, n);
+    // The get has ended, and a file reads short only at its end.
+    if ((size_t)n < sizeof buf) break;
+  }
   close(fd);
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
@@ -69,19 +73,9 @@ void start(Kes_transaction *t, Kes_file *f) {
   std::string sdot = operand(f);
   char *argv[] = {const_cast<char *>(get_name), const_cast<char *>("-s"), &gopt[0], &sdot[0], nullptr};
   int errfd = memfd_create("brindle_get", MFD_CLOEXEC);
-  int saved = -1;
-  if (errfd >= 0) {
-    fflush(stderr);
-    saved = dup(2);
-    dup2(errfd, 2);
-  }
   kes_crash_point();
   long pid = -1;
-  Kes_err *err = kes_execute_cmd_bg(get_path, argv, &pid);
-  if (saved >= 0) {
-    dup2(saved, 2);
-    close(saved);
-  }
+  Kes_err *err = kes_execute_cmd_bg(get_path, argv, &pid, errfd);
   if (err) {
     if (errfd >= 0) close(errfd);
     f->contents_error = err;

@@ -25,8 +25,37 @@ namespace {
 // The source is mapped and written this much at a time.
 const off_t kCopyWindow = 0x40000;
 
+// A file this small is read whole into a buffer, one call where mapping it
+// takes two.
+const off_t kSmallCopy = 0x10000;
+
+// Writes len bytes of p; a short write is continued, and the next one tells
+// why it stopped, so that a full disk is ENOSPC, which callers act on.
+Kes_err *write_all(const char *to, int out, const char *p, size_t left) {
+  ssize_t n = 0;
+  errno = 0;
+  while (left > 0 && (n = write(out, p, left)) > 0) {
+    p += n;
+    left -= static_cast<size_t>(n);
+    errno = 0;
+  }
+  if (left == 0) return nullptr;
+  // No progress and no errno: the disk is full as a rule.
+  if (errno == 0)
+    return (new Kes_err)->format_msg(
+        1008, 0, UTIL_MSG(321, "Write to \"%s\" failed; maybe no space left on device"), to);
+  return (new Kes_err)->format_msg(1008, errno, UTIL_MSG(322, "Write to \"%s\" failed"), to);
+}
+
 Kes_err *copy_contents(const char *to, const char *from, int in, off_t size, int out) {
   if (size == 0) return nullptr;
+  if (size <= kSmallCopy) {
+    thread_local char buf[kSmallCopy];
+    ssize_t n = pread(in, buf, static_cast<size_t>(size), 0);
+    // A read that fails or falls short is left to the mapped copy, which
+    // reports as it always has.
+    if (n == size) return write_all(to, out, buf, static_cast<size_t>(n));
+  }
   size_t first = static_cast<size_t>(size < kCopyWindow ? size : kCopyWindow);
   void *base = mmap(nullptr, first, PROT_READ, MAP_SHARED, in, 0);
   if (base == MAP_FAILED)
@@ -39,26 +68,7 @@ Kes_err *copy_contents(const char *to, const char *from, int in, off_t size, int
       err = (new Kes_err)->format_msg(1030, errno, UTIL_MSG(320, "Mmap of \"%s\" failed"), from);
       break;
     }
-    // A short write is continued: the next one tells why it stopped, and a
-    // full disk is then ENOSPC, which callers act on.
-    const char *p = static_cast<const char *>(base);
-    size_t left = window;
-    ssize_t n = 0;
-    errno = 0;
-    while (left > 0 && (n = write(out, p, left)) > 0) {
-      p += n;
-      left -= static_cast<size_t>(n);
-      errno = 0;
-    }
-    if (left > 0) {
-      // No progress and no errno: the disk is full as a rule.
-      if (errno == 0)
-        err = (new Kes_err)->format_msg(
-            1008, 0, UTIL_MSG(321, "Write to \"%s\" failed; maybe no space left on device"), to);
-      else
-        err = (new Kes_err)->format_msg(1008, errno, UTIL_MSG(322, "Write to \"%s\" failed"), to);
-      break;
-    }
+    if ((err = write_all(to, out, static_cast<const char *>(base), window))) break;
     offset += static_cast<off_t>(window);
   }
   munmap(base, first);

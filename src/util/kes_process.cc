@@ -108,10 +108,12 @@ Kes_err *kes_decode_wait(int status, const char *path, char *const *argv, int *r
                                    command_line(path, argv).c_str(), code);
 }
 
-Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid) {
+Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid, int errfd) {
   flush_output();
   pid_t child = vfork();
   if (child == 0) {
+    // The child's descriptors are its own: ours need no saving and restoring.
+    if (errfd >= 0 && errfd != 2) dup2(errfd, 2);
     execv(path, argv);
     Kes_err *err = (new Kes_err)->format_msg(1028, errno, UTIL_MSG(304, "Execv of \"%s\" failed"),
                                              path);

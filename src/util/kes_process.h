@@ -20,7 +20,9 @@ class Kes_err;
 [[nodiscard]] Kes_err *kes_decode_wait(int status, const char *path, char *const *argv, int *rc);
 [[nodiscard]] Kes_err *kes_execute_cmd(const char *path, char *const *argv);
 [[nodiscard]] Kes_err *kes_execute_cmd_with_rc(const char *path, char *const *argv, int *rc);
-[[nodiscard]] Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid);
+// With errfd, the program's standard error is that file; ours stays as it is.
+[[nodiscard]] Kes_err *kes_execute_cmd_bg(const char *path, char *const *argv, long *pid,
+                                          int errfd = -1);
 
 // A shell command started without waiting.
 class KesCommand {

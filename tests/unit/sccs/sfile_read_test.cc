@@ -467,6 +467,10 @@ const Damage kDamages[] = {
     {'w', "", "\001h00000\n\001u\n\001U\n\001t\n\001T\n", 2, 2024, "File \"@\" has no deltas"},
     // A rising serial in a delta that roots-only skips.
     {'r', " 2 1\n", " 4 1\n", 2, 2060, "Delta serial number 4 out of order in file \"@\""},
+    // No table has more deltas than the file has bytes; one just under its
+    // size, though past the bytes read when it is met, is taken.
+    {'r', " 3 2\n", " 9999 2\n", 2, 2043, kCorrupted},
+    {'r', " 3 2\n", " 150 2\n", 2, 0, ""},
     // Behind the table only the full read looks; a bad include list or
     // predecessor stands for the damaged table lines.
     {'c', "\001u\n", "\001u\n\001U\n\001t\nsome text\n", 0, 2043, kCorrupted},
