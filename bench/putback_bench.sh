@@ -16,7 +16,9 @@
 # A putback also writes the new clear file of every file it updates in the
 # parent; hg push leaves the parent's working files alone.  The fair peer is
 # hg push followed by hg update in the parent, which writes the same files;
-# both ratios are printed.
+# both ratios are printed.  Each round then undoes the putback and puts it back
+# again with -g, which leaves the parent's clear files alone, and compares that
+# with hg push alone.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bin=$top/build/bin
@@ -67,7 +69,7 @@ measure() {  # measure OUTFILE CMD...: the seconds and peak KB of one run
   cat "$scratch/time"
 }
 
-pb_times=() pb_mem=() undo_times=() undo_mem=() hg_times=() hgup_times=()
+pb_times=() pbg_times=() pb_mem=() undo_times=() undo_mem=() hg_times=() hgup_times=()
 for ((r = 1; r <= rounds; r++)); do
   w=$scratch/round
   rm -rf "$w" && mkdir -p "$w"
@@ -91,6 +93,14 @@ for ((r = 1; r <= rounds; r++)); do
     (cd "$w/parent/$(dirname "$s")" && val "$(basename "$s")") || { echo "val refuses $s"; exit 1; }
   done
 
+  # The same putback again with -g, which leaves the parent's clear files alone
+  # as hg push leaves its working files: the like-for-like pair for hg push.
+  warm "$w/parent" "$w/child"
+  read -r t m < <(measure "$w/putback-g.out" putback -g -w "$w/child" -c "round $r again")
+  grep -q "Putting back contents changes: $nchanged" "$w/putback-g.out" ||
+    { echo "putback -g did not carry $nchanged files:"; cat "$w/putback-g.out"; exit 1; }
+  pbg_times+=("$t")
+
   rm -rf "$scratch/hg-child" "$scratch/hg-parent-copy"
   cp -a "$scratch/hg-parent" "$scratch/hg-parent-copy"
   # The copy's file times differ from what its dirstate noted: one status
@@ -110,8 +120,8 @@ for ((r = 1; r <= rounds; r++)); do
   grep -q "a line added in round $r" "$scratch/hg-parent-copy/${c%/*}/${c##*/s.}" ||
     { echo "hg update did not write the pushed text"; exit 1; }
   hgup_times+=("$(awk -v a="$t" -v b="$u" 'BEGIN { printf "%.2f", a + b }')")
-  printf 'round %d: putback %ss  ws_undo %ss  hg push %ss  hg push + update %ss\n' "$r" \
-    "${pb_times[-1]}" "${undo_times[-1]}" "$t" "${hgup_times[-1]}"
+  printf 'round %d: putback %ss  ws_undo %ss  putback -g %ss  hg push %ss  hg push + update %ss\n' \
+    "$r" "${pb_times[-1]}" "${undo_times[-1]}" "${pbg_times[-1]}" "$t" "${hgup_times[-1]}"
 done
 
 pb=$(printf '%s\n' "${pb_times[@]}" | best)
@@ -123,3 +133,5 @@ echo "ws_undo of it: best $(printf '%s\n' "${undo_times[@]}" | best) s, peak $(p
 echo "hg push of the same change: best $hgb s; with hg update in the parent: best $hgu s"
 awk -v a="$pb" -v b="$hgu" 'BEGIN { printf "ratio putback / (hg push + hg update), the same work: %.2f\n", (b > 0 ? a / b : 0) }'
 awk -v a="$pb" -v b="$hgb" 'BEGIN { printf "ratio putback / hg push alone: %.2f\n", (b > 0 ? a / b : 0) }'
+pbg=$(printf '%s\n' "${pbg_times[@]}" | best)
+awk -v a="$pbg" -v b="$hgb" 'BEGIN { printf "ratio putback -g (clear files left alone) / hg push alone, the same work: %.2f\n", (b > 0 ? a / b : 0) }'
