@@ -22,7 +22,7 @@ EOF
 
 test_case 'the registered user finds the mail in the mailbox' <<'EOF'
 # Delivery is the mailer's business: wait for it.
-wait_for "the mail in $MAILBOX" test "$(mails_with "Parent workspace: $T/parent" got)" -ge 1
+wait_for "the mail in $MAILBOX" mails_with "Parent workspace: $T/parent" got
 mail=$(cat got/1)
 expect_contains "subject header" "Subject: Brindle notification" "$mail"
 expect_contains "to header" "To: $RCPT" "$mail"

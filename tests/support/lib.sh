@@ -147,20 +147,20 @@ mail_user() {
   /usr/sbin/useradd -m -N -s /usr/sbin/nologin "$RCPT" || die "useradd $RCPT"
 }
 
-# mails_with TEXT DIR: each mail of MAILBOX that holds TEXT (a path unique to
-# the run picks out its own from a mailbox shared with earlier runs) written
-# to DIR/1, DIR/2 ... in the mailbox's order; prints how many.
+# mails_with TEXT DIR [LEAST]: each mail of MAILBOX that holds TEXT (a path
+# unique to the run picks out its own from a mailbox shared with earlier runs)
+# written to DIR/1, DIR/2 ... in the mailbox's order; fails when fewer than
+# LEAST (1) were found, for wait_for.
 mails_with() {
-  rm -rf "$2" && mkdir -p "$2" || return 1
-  [ -e "$MAILBOX" ] || { echo 0; return 0; }
-  awk -v text="$1" -v dir="$2" '
+  rm -rf "$2" && mkdir -p "$2" && [ -e "$MAILBOX" ] || return 1
+  awk -v text="$1" -v dir="$2" -v least="${3:-1}" '
     function flush() {
       if (msg != "" && index(msg, text)) { n++; printf "%s", msg > (dir "/" n); close(dir "/" n) }
       msg = ""; held = 0
     }
     /^From / && prev == "" { flush() }
     { if (held) msg = msg "\n"; held = ($0 == ""); if (!held) msg = msg $0 "\n"; prev = $0 }
-    END { flush(); print n + 0 }' "$MAILBOX"
+    END { flush(); exit n < least }' "$MAILBOX"
 }
 
 # mail_summary FILE...: each mail as its recipient, its own headers and its
