@@ -1,7 +1,8 @@
 // The tree of workspaces: the links between them (parent, children,
 // ombraparent) as their files hold them, and deleting, moving and reparenting
 // on real directories: the link files of the neighbours, the command lock, the
-// failures and their rollback.  The mails these send are t1405's.
+// failures and their rollback.  The command's refusals, a plain reparenting
+// and the mails are t1405's.
 #include <sys/mount.h>
 
 #include "util/kes_host.h"
@@ -294,52 +295,6 @@ TEST_F(WsTree, CopyIntoAFullFileSystemFailsAndLeavesTheOldTree) {
   EXPECT_EQ(sh("stat -c %s " + w + "/big").out, "262144\n");
   EXPECT_EQ(lock_lines(w), "0\n");
   EXPECT_EQ(read_file(md_file(p, "children")), "VERSION 1\n" + net(w) + "\n");
-}
-
-TEST_F(WsTree, MoveFailuresLeaveTheWorkspaceInPlaceAndUnlocked) {
-  std::string w = make_ws(dir + "/w"), other = make_ws(dir + "/other");
-  Kes_workspace wws(w.c_str(), nullptr);
-  Kes_workspace onto(other.c_str(), nullptr), inside((other + "/in").c_str(), nullptr),
-      nowhere((dir + "/no/such/dir").c_str(), nullptr), gone((dir + "/gone").c_str(), nullptr);
-  EXPECT_EQ(take(wws.move_ws(&onto)).code, 2015);
-  EXPECT_EQ(take(wws.move_ws(&inside)).code, 2063);
-  Err e = take(wws.move_ws(&nowhere));
-  EXPECT_EQ(e.code, 1018);
-  EXPECT_EQ(e.system_errno, ENOENT);
-  EXPECT_EQ(lock_lines(w), "0\n");
-  EXPECT_EQ(take(gone.move_ws(&nowhere)).code, 2016);
-  EXPECT_TRUE(file_exists(w + "/Brindle_wsdata"));
-}
-
-TEST_F(WsTree, ReparentMovesTheLinksBothWays) {
-  std::string o = make_ws(dir + "/o"), w = make_ws(dir + "/w"), n = make_ws(dir + "/n");
-  link(o, w);
-  Kes_workspace wws(w.c_str(), nullptr), nws(n.c_str(), nullptr);
-  ASSERT_EQ(take(wws.reparent(&nws, 0)).text, "");
-  EXPECT_EQ(read_file(md_file(o, "children")), "VERSION 1\n");
-  EXPECT_EQ(read_file(md_file(n, "children")), "VERSION 1\n" + net(w) + "\n");
-  EXPECT_EQ(read_file(md_file(w, "parent")), "VERSION 1\n" + net(n) + "\n");
-
-  // To none: an orphan.
-  ASSERT_EQ(take(wws.reparent(nullptr, 0)).text, "");
-  EXPECT_EQ(read_file(md_file(n, "children")), "VERSION 1\n");
-  EXPECT_FALSE(file_exists(md_file(w, "parent")));
-}
-
-TEST_F(WsTree, ReparentRefusalsAndRollback) {
-  std::string o = make_ws(dir + "/o"), w = make_ws(dir + "/w"), n = make_ws(dir + "/n");
-  link(o, w);
-  std::string before_o = read_file(md_file(o, "children")), before_w = read_file(md_file(w, "parent"));
-  Kes_workspace wws(w.c_str(), nullptr), self(w.c_str(), nullptr),
-      nested(make_ws(w + "/sub/inner").c_str(), nullptr), nws(n.c_str(), nullptr);
-  EXPECT_EQ(take(wws.reparent(&self, 0)).code, 2018);
-  EXPECT_EQ(take(wws.reparent(&nested, 0)).code, 2063);
-
-  // The new parent refuses the child line: the old parent gets it back.
-  break_file(md_file(n, "children"));
-  EXPECT_NE(take(wws.reparent(&nws, 0)).code, 0);
-  EXPECT_EQ(read_file(md_file(o, "children")), before_o);
-  EXPECT_EQ(read_file(md_file(w, "parent")), before_w);
 }
 
 TEST_F(WsTree, ForcedReparentGoesPastAnUnreachableOldParent) {
