@@ -135,6 +135,45 @@ wait_for() {
   return 1
 }
 
+# ---- mail through the host's real mailer --------------------------------------
+
+# mail_user: RCPT, the local user the mail stories write to, made if missing
+# (only root can), and MAILBOX, its mailbox.
+mail_user() {
+  [ -x /usr/sbin/sendmail ] || die "no /usr/sbin/sendmail: tools/setup.sh installs the mailer"
+  RCPT=brindlemail MAILBOX=/var/mail/brindlemail
+  id "$RCPT" >/dev/null 2>&1 && return 0
+  [ "$(id -u)" -eq 0 ] || { echo "SKIP: user $RCPT is missing and only root can add it"; exit 77; }
+  /usr/sbin/useradd -m -N -s /usr/sbin/nologin "$RCPT" || die "useradd $RCPT"
+}
+
+# mails_with TEXT DIR [LEAST]: each mail of MAILBOX that holds TEXT (a path
+# unique to the run picks out its own from a mailbox shared with earlier runs)
+# written to DIR/1, DIR/2 ... in the mailbox's order; fails when fewer than
+# LEAST (1) were found, for wait_for.
+mails_with() {
+  rm -rf "$2" && mkdir -p "$2" && [ -e "$MAILBOX" ] || return 1
+  awk -v text="$1" -v dir="$2" -v least="${3:-1}" '
+    function flush() {
+      if (msg != "" && index(msg, text)) { n++; printf "%s", msg > (dir "/" n); close(dir "/" n) }
+      msg = ""; held = 0
+    }
+    /^From / && prev == "" { flush() }
+    { if (held) msg = msg "\n"; held = ($0 == ""); if (!held) msg = msg $0 "\n"; prev = $0 }
+    END { flush(); exit n < least }' "$MAILBOX"
+}
+
+# mail_summary FILE...: each mail as its recipient, its own headers and its
+# body, one after another sorted, for comparing a set of mails whatever order
+# the mailer delivered them in.
+mail_summary() {
+  local f
+  for f; do
+    { grep -E '^(Envelope-to|To|Subject|Precedence):' "$f"; echo; sed '1,/^$/d' "$f"; } | tr '\n' '\001'
+    echo
+  done | sort | tr '\001' '\n'
+}
+
 # ---- workspaces and histories made without the programs under test ----------
 
 e2e_start() {
