@@ -380,6 +380,11 @@ Kes_err *Kes_metadata::write_vernum_to_fp(FILE *fp) {
 Kes_err *Kes_metadata::check_vernum() {
   char line[kLineSize];
   if (!fgets(line, sizeof line, stream)) {
+    // A file that can't be read (a directory, say) is not an empty one: its
+    // own error says why, not the failed write of a version line.
+    if (ferror(stream))
+      return (new Kes_err)->format_msg(
+          1001, errno, BWM_MSG(4506, "Open of \"%s\" for reading failed"), fullname);
     // An empty file gets its version line.  The seeks make this work on an
     // "a+" stream; on a read-only stream the write fails.
     fseek(stream, 0, SEEK_CUR);

@@ -41,7 +41,7 @@ done <<ROWS
 (Error 2016)|move "\$T/gone" "\$T/elsewhere"
 (Error 2018)|parent -f -p "\$T/w" "\$T/w"
 (Error 2063)|parent -p "\$T/w/sub/inner" "\$T/w"
-"$T/broken/Brindle_wsdata/children"|parent -p "\$T/broken" "\$T/w"
+"$T/broken/Brindle_wsdata/children" for reading failed  (Error 1001) - Is a directory|parent -p "\$T/broken" "\$T/w"
 ROWS
 expect_run 1 sh -c "echo n | workspace delete '$T/w'"
 run workspace parent "$T/w"
