@@ -30,8 +30,10 @@ const std::string &scratch();
 std::string path(const std::string &rel);
 // Writes bytes to scratch()/rel (replacing the file); returns the full path.
 std::string put(const std::string &rel, const std::string &bytes);
-// Removes scratch()/rel and everything below it.
-void remove(const std::string &rel);
+// The input as a string.
+inline std::string text(const uint8_t *data, size_t size) {
+  return std::string(reinterpret_cast<const char *>(data), size);
+}
 
 // The input cut at each separator into at most n parts; missing parts are
 // absent (has[i] false), so that a file can also be left out.
@@ -40,6 +42,9 @@ struct Parts {
   std::vector<bool> has;
 };
 Parts split(const uint8_t *data, size_t size, size_t n);
+// Writes part i to scratch()/rel, or removes that file when the input has no
+// part i; returns the full path.
+std::string put_part(const std::string &rel, const Parts &parts, size_t i);
 
 // Ends the run with a message when cond is false: a wrong answer.
 void check(bool cond, const char *what);
