@@ -51,7 +51,7 @@ const size_t kMaxLine = 1000;
 #define READ_ERRORS 2039, 2060, 2026, 2055, 2024, 2043, 2523
 
 std::string make_file(const uint8_t *data, size_t size, std::vector<std::string> *lines) {
-  std::string in(reinterpret_cast<const char *>(data), size), file = kHead;
+  std::string in = fuzz::text(data, size), file = kHead;
   for (size_t from = 0; from < in.size();) {
     size_t nl = in.find('\n', from);
     if (nl == std::string::npos) nl = in.size();

@@ -6,7 +6,6 @@
 // a tree that the engine's walks go over and that a rewrite keeps.  Roots-only
 // mode and the fast read of roots and names (both through the mapped reader)
 // must give their errors or roots.
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -122,11 +121,7 @@ void fast_read(const std::string &s_path) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::Parts parts = fuzz::split(data, size, 2);
   std::string s_path = fuzz::put("sfile/SCCS/s.f", parts.text[0]);
-  std::string p_path = fuzz::path("sfile/SCCS/p.f");
-  if (parts.has[1])
-    fuzz::put("sfile/SCCS/p.f", parts.text[1]);
-  else
-    unlink(p_path.c_str());
+  fuzz::put_part("sfile/SCCS/p.f", parts, 1);
   roots_only(s_path);
   fast_read(s_path);
   full_mode(s_path);  // last: it rewrites the file

@@ -129,7 +129,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size == 0) return 0;
   const Roots &r = roots();
   const int blank_separated = data[0] & 1;
-  std::string written = with_roots(std::string(reinterpret_cast<const char *>(data) + 1, size - 1), r);
+  std::string written = with_roots(fuzz::text(data + 1, size - 1), r);
   std::set<std::string> kept = kept_names(r, written, blank_separated);
   // Blank-separated words keep what the same words a line keep.
   std::string lines = blank_separated ? one_a_line(written) : "";

@@ -49,7 +49,7 @@ std::string uncommented(const std::string &text) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   static const bool home = setenv("HOME", fuzz::scratch().c_str(), 1) == 0;
   fuzz::check(home, "HOME set");
-  std::string text(reinterpret_cast<const char *>(data), size);
+  std::string text = fuzz::text(data, size);
   Read r = read_settings(text);
   fuzz::check(read_settings(uncommented(text)) == r, "a comment line changes nothing");
   if (r.failed) return 0;
