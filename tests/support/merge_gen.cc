@@ -89,19 +89,44 @@ std::vector<Pfile_entry> pfile_entries(const std::string &sfile) {
   return v;
 }
 
-// prs -e -a with one record per delta between \x02 and \x03, split at '|'.
-// The comments may hold '|' and newlines, so they go last.
-Run_result prs_records(const std::string &sfile, const std::string &fields,
-                       std::vector<std::vector<std::string>> *records) {
-  Run_result r = run({cssc("prs"), "-e", "-a", "-d\x02" + fields + "\x03", sfile});
-  size_t pos = 0;
-  while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
+// Every delta of the table, newest first, by prs -e -a with one record per
+// delta between \x02 and \x03, split at '|'.  The comments may hold '|' and
+// newlines, so they go last.  False when prs fails.
+bool read_deltas(const std::string &sfile, std::vector<Delta_info> *deltas,
+                 std::vector<std::string> *problems) {
+  Run_result r = run({cssc("prs"), "-e", "-a",
+                      "-d\x02:I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:Dg:|:C:\x03", sfile});
+  if (r.status != 0) {
+    problems->push_back("prs of " + sfile + " failed: " + r.err);
+    return false;
+  }
+  for (size_t pos = 0; (pos = r.out.find('\x02', pos)) != std::string::npos;) {
     size_t end = r.out.find('\x03', pos);
     if (end == std::string::npos) break;
-    records->push_back(split(r.out.substr(pos + 1, end - pos - 1), '|'));
+    std::vector<std::string> f = split(r.out.substr(pos + 1, end - pos - 1), '|');
     pos = end;
+    if (f.size() < 11) {
+      problems->push_back("unreadable prs record in " + sfile);
+      continue;
+    }
+    Delta_info d;
+    d.sid = f[0];
+    d.type = f[1].empty() ? '?' : f[1][0];
+    d.date = f[2];
+    d.user = f[3];
+    d.stats = f[4];
+    d.serial = atoi(f[5].c_str());
+    d.pred = atoi(f[6].c_str());
+    d.included = numbers(f[7]);
+    d.excluded = numbers(f[8]);
+    d.ignored = numbers(f[9]);
+    std::string c = f[10];
+    for (size_t i = 11; i < f.size(); i++) c += "|" + f[i];
+    if (!c.empty() && c.back() != '\n') c += '\n';
+    d.comments = c;
+    deltas->push_back(d);
   }
-  return r;
+  return true;
 }
 
 }  // namespace
@@ -148,34 +173,7 @@ std::string get_text(const std::string &sfile, const std::string &sid,
 Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) {
   Snapshot s;
   s.sfile = sfile;
-  std::vector<std::vector<std::string>> records;
-  Run_result r = prs_records(sfile, ":I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:Dg:|:C:", &records);
-  if (r.status != 0) {
-    problems->push_back("prs of " + sfile + " failed: " + r.err);
-    return s;
-  }
-  for (const std::vector<std::string> &f : records) {
-    if (f.size() < 11) {
-      problems->push_back("unreadable prs record in " + sfile);
-      continue;
-    }
-    Delta_info d;
-    d.sid = f[0];
-    d.type = f[1].empty() ? '?' : f[1][0];
-    d.date = f[2];
-    d.user = f[3];
-    d.stats = f[4];
-    d.serial = atoi(f[5].c_str());
-    d.pred = atoi(f[6].c_str());
-    d.included = numbers(f[7]);
-    d.excluded = numbers(f[8]);
-    d.ignored = numbers(f[9]);
-    std::string c = f[10];
-    for (size_t i = 11; i < f.size(); i++) c += "|" + f[i];
-    if (!c.empty() && c.back() != '\n') c += '\n';
-    d.comments = c;
-    s.deltas.push_back(d);
-  }
+  if (!read_deltas(sfile, &s.deltas, problems)) return s;
   Run_result fl = run({cssc("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
   size_t text_at = fl.out.find('\x02');
   if (text_at != std::string::npos) s.desc = fl.out.substr(text_at + 1);
@@ -227,18 +225,9 @@ struct Generator::History {
   std::string path() const { return dir + "/" + sfile; }
   std::string gfile() const { return dir + "/" + name; }
   void refresh() {
-    std::vector<std::vector<std::string>> records;
-    prs_records(path(), ":I:|:DT:|:DS:|:DP:", &records);
+    std::vector<std::string> ignored;
     deltas.clear();
-    for (const std::vector<std::string> &f : records) {
-      if (f.size() < 4) continue;
-      Delta_info d;
-      d.sid = f[0];
-      d.type = f[1][0];
-      d.serial = atoi(f[2].c_str());
-      d.pred = atoi(f[3].c_str());
-      deltas.push_back(d);
-    }
+    read_deltas(path(), &deltas, &ignored);
   }
   std::vector<std::string> live_sids() const {
     std::vector<std::string> v;
@@ -526,6 +515,19 @@ std::set<std::string> ancestors(const Snapshot &s, const Delta_info *d, bool wit
   return keys;
 }
 
+// The conflict records in a history's data delta, behind their marker.
+const char kConflictMarker[] = "Conflict from ws : ";
+std::vector<std::string> conflict_records(const Snapshot &s) {
+  std::vector<std::string> v;
+  const size_t n = strlen(kConflictMarker);
+  for (const Delta_info &d : s.deltas) {
+    size_t at = is_data_delta(d) ? d.comments.find(kConflictMarker) : std::string::npos;
+    if (at != std::string::npos)
+      v.push_back(d.comments.substr(at + n, d.comments.find('\n', at) - at - n));
+  }
+  return v;
+}
+
 bool is_common(const Snapshot &a, const Snapshot &b, const Delta_info &d) {
   return is_data_delta(d) || b.by_key(d.key()) != nullptr;
 }
@@ -727,26 +729,17 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
     for (const Snapshot *in : {&from, &to})
       for (const Delta_info &d : in->deltas)
         if (is_data_delta(d)) inputs += d.comments;
-    for (const Delta_info &o : out.deltas) {
-      if (!is_data_delta(o)) continue;
-      size_t at = o.comments.find("Conflict from ws : ");
-      if (at != std::string::npos &&
-          inputs.find(o.comments.substr(at, o.comments.find('\n', at) - at)) == std::string::npos)
+    for (const std::string &r : conflict_records(out))
+      if (inputs.find(kConflictMarker + r) == std::string::npos)
         fail("conflict record without a conflict");
-    }
     return;
   }
   // A conflict: new work goes on the to file's line, and the record names the
   // versions to reconcile.
   if (!out.branch_flag) fail("no branch flag after a conflict");
   if (out.default_sid.empty()) fail("no default SID after a conflict");
-  std::string record;
-  for (const Delta_info &o : out.deltas) {
-    if (!is_data_delta(o)) continue;
-    size_t at = o.comments.find("Conflict from ws : ");
-    if (at != std::string::npos)
-      record = o.comments.substr(at + 19, o.comments.find('\n', at) - at - 19);
-  }
+  std::vector<std::string> records = conflict_records(out);
+  std::string record = records.empty() ? "" : records.back();
   std::istringstream in(record);
   std::string word, path, child, parent, anc;
   in >> word >> path >> child >> parent >> anc;
