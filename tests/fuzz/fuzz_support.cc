@@ -107,6 +107,14 @@ void check(bool cond, const char *what) {
   abort();
 }
 
+void check_same(const std::vector<std::string> &before, const std::vector<std::string> &after,
+                const char *what) {
+  if (before == after) return;
+  for (const std::string &s : before) fprintf(stderr, "- %s\n", s.c_str());
+  for (const std::string &s : after) fprintf(stderr, "+ %s\n", s.c_str());
+  check(false, what);
+}
+
 bool expect_codes(Kes_err *err, std::initializer_list<int> codes, const char *what) {
   if (!err) return false;
   int code = err->code;

@@ -48,6 +48,10 @@ std::string put_part(const std::string &rel, const Parts &parts, size_t i);
 
 // Ends the run with a message when cond is false: a wrong answer.
 void check(bool cond, const char *what);
+// Ends the run when the two differ, showing both: a value that did not survive
+// its round trip.
+void check_same(const std::vector<std::string> &before, const std::vector<std::string> &after,
+                const char *what);
 // Deletes err.  A null err passes; otherwise its code must be one of codes,
 // else the run ends: the parser gave an error it has no business giving.
 // Returns whether there was an error.

@@ -78,11 +78,7 @@ void full_mode(const std::string &s_path) {
   fuzz::expect_codes(sf.write(), {}, "rewrite");
   SCCS_sfile again(s_path.c_str());
   fuzz::expect_codes(again.buildtree(0, 0, 0), {}, "read of the rewritten file");
-  std::vector<std::string> after = deltas_of(again.tree);
-  for (size_t i = 0; i < before.size() && i < after.size(); i++)
-    if (before[i] != after[i])
-      fprintf(stderr, "read:      %s\nrewritten: %s\n", before[i].c_str(), after[i].c_str());
-  fuzz::check(before == after, "a rewritten table reads back the same");
+  fuzz::check_same(before, deltas_of(again.tree), "a rewritten table reads back the same");
 }
 
 void roots_only(const std::string &s_path) {
