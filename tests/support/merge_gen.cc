@@ -16,11 +16,6 @@ namespace merge_gen {
 
 namespace {
 
-std::string pfile_of(const std::string &sfile) {
-  std::string base = base_of(sfile);
-  return dir_of(sfile) + "/p." + base.substr(2);
-}
-
 std::vector<std::string> split(const std::string &s, char sep) {
   std::vector<std::string> parts;
   std::string cur;
@@ -79,7 +74,7 @@ void mend(const std::string &sfile, const std::string &text, const std::string &
 // The entries of the p-file beside sfile.
 std::vector<Pfile_entry> pfile_entries(const std::string &sfile) {
   std::vector<Pfile_entry> v;
-  std::string pf = pfile_of(sfile);
+  std::string pf = dir_of(sfile) + "/p." + base_of(sfile).substr(2);
   if (!file_exists(pf)) return v;
   for (const std::string &line : split(read_file(pf), '\n')) {
     std::istringstream in(line);
