@@ -6,8 +6,6 @@
 // Each reader must give its error or an answer that survives being written back:
 // a conflict record and a name tree read again after a rewrite are what they
 // were, and the fast read of names agrees with the full one.
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -46,9 +44,6 @@ const char kTail[] =
 // The longest attribute line taken from the input: with the three bytes in
 // front it stays a line that the reader takes whole.
 const size_t kMaxLine = 1000;
-
-// Errors of reading the delta table, which a rewrite could in principle cause.
-#define READ_ERRORS 2039, 2060, 2026, 2055, 2024, 2043, 2523
 
 std::string make_file(const uint8_t *data, size_t size, std::vector<std::string> *lines) {
   std::string in = fuzz::text(data, size), file = kHead;
