@@ -71,7 +71,7 @@ std::string put(const std::string &rel, const std::string &bytes) {
 
 Parts split(const uint8_t *data, size_t size, size_t n) {
   Parts parts;
-  std::string all(reinterpret_cast<const char *>(data), size);
+  std::string all = text(data, size);
   size_t from = 0;
   const size_t sep = strlen(kPartSeparator);
   for (size_t i = 0; i < n; i++) {
