@@ -2,13 +2,14 @@
 #include "fuzz_support.h"
 
 #include <fcntl.h>
-#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "util/kes_err.h"
 #include "util/kes_init.h"
@@ -18,24 +19,9 @@ namespace fuzz {
 namespace {
 std::string scratch_dir;
 
-int remove_one(const char *p, const struct stat *, int, struct FTW *) {
-  ::remove(p);
-  return 0;
-}
-
-void remove_tree(const std::string &p) {
-  chmod(p.c_str(), 0755);
-  nftw(p.c_str(), remove_one, 16, FTW_DEPTH | FTW_PHYS);
-}
-
 void remove_scratch() {
-  if (!scratch_dir.empty()) remove_tree(scratch_dir);
-}
-
-void make_dirs(const std::string &p) {
-  for (size_t slash = p.find('/', 1); slash != std::string::npos; slash = p.find('/', slash + 1))
-    mkdir(p.substr(0, slash).c_str(), 0777);
-  mkdir(p.c_str(), 0777);
+  std::error_code ec;
+  if (!scratch_dir.empty()) std::filesystem::remove_all(scratch_dir, ec);
 }
 }  // namespace
 
@@ -46,15 +32,12 @@ const std::string &scratch() {
     umask(0);
     const char *base = getenv("TMPDIR");
     std::string tmpl = std::string(base && *base ? base : "/tmp") + "/brindle-fuzz.XXXXXX";
-    std::vector<char> buf(tmpl.begin(), tmpl.end());
-    buf.push_back('\0');
-    if (!mkdtemp(buf.data())) {
-      perror("mkdtemp");
+    char real[PATH_MAX];
+    if (!mkdtemp(&tmpl[0]) || !realpath(tmpl.c_str(), real)) {
+      perror(tmpl.c_str());
       abort();
     }
-    char *real = realpath(buf.data(), nullptr);
     scratch_dir = real;
-    free(real);
     atexit(remove_scratch);
     // Warnings go to standard output; the fuzzer's own report goes to standard
     // error, which stays.
@@ -70,35 +53,25 @@ const std::string &scratch() {
 
 std::string path(const std::string &rel) {
   std::string full = scratch() + "/" + rel;
-  make_dirs(full.substr(0, full.rfind('/')));
+  std::error_code ec;
+  std::filesystem::create_directories(full.substr(0, full.rfind('/')), ec);
   return full;
 }
 
 std::string put(const std::string &rel, const std::string &bytes) {
   std::string full = path(rel);
   ::unlink(full.c_str());
-  int fd = ::open(full.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  if (fd < 0) {
+  FILE *f = fopen(full.c_str(), "wb");
+  if (!f || fwrite(bytes.data(), 1, bytes.size(), f) != bytes.size() || fclose(f) != 0) {
     perror(full.c_str());
     abort();
   }
-  for (size_t done = 0; done < bytes.size();) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n <= 0) {
-      perror(full.c_str());
-      abort();
-    }
-    done += (size_t)n;
-  }
-  ::close(fd);
   return full;
 }
 
-void remove(const std::string &rel) { remove_tree(scratch() + "/" + rel); }
-
 Parts split(const uint8_t *data, size_t size, size_t n) {
   Parts parts;
-  std::string all(reinterpret_cast<const char *>(data), size);
+  std::string all = text(data, size);
   size_t from = 0;
   const size_t sep = strlen(kPartSeparator);
   for (size_t i = 0; i < n; i++) {
@@ -121,10 +94,25 @@ Parts split(const uint8_t *data, size_t size, size_t n) {
   return parts;
 }
 
+std::string put_part(const std::string &rel, const Parts &parts, size_t i) {
+  if (parts.has[i]) return put(rel, parts.text[i]);
+  std::string full = path(rel);
+  ::unlink(full.c_str());
+  return full;
+}
+
 void check(bool cond, const char *what) {
   if (cond) return;
   fprintf(stderr, "fuzz check failed: %s\n", what);
   abort();
+}
+
+void check_same(const std::vector<std::string> &before, const std::vector<std::string> &after,
+                const char *what) {
+  if (before == after) return;
+  for (const std::string &s : before) fprintf(stderr, "- %s\n", s.c_str());
+  for (const std::string &s : after) fprintf(stderr, "+ %s\n", s.c_str());
+  check(false, what);
 }
 
 bool expect_codes(Kes_err *err, std::initializer_list<int> codes, const char *what) {

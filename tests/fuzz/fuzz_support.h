@@ -30,8 +30,10 @@ const std::string &scratch();
 std::string path(const std::string &rel);
 // Writes bytes to scratch()/rel (replacing the file); returns the full path.
 std::string put(const std::string &rel, const std::string &bytes);
-// Removes scratch()/rel and everything below it.
-void remove(const std::string &rel);
+// The input as a string.
+inline std::string text(const uint8_t *data, size_t size) {
+  return std::string(reinterpret_cast<const char *>(data), size);
+}
 
 // The input cut at each separator into at most n parts; missing parts are
 // absent (has[i] false), so that a file can also be left out.
@@ -40,9 +42,16 @@ struct Parts {
   std::vector<bool> has;
 };
 Parts split(const uint8_t *data, size_t size, size_t n);
+// Writes part i to scratch()/rel, or removes that file when the input has no
+// part i; returns the full path.
+std::string put_part(const std::string &rel, const Parts &parts, size_t i);
 
 // Ends the run with a message when cond is false: a wrong answer.
 void check(bool cond, const char *what);
+// Ends the run when the two differ, showing both: a value that did not survive
+// its round trip.
+void check_same(const std::vector<std::string> &before, const std::vector<std::string> &after,
+                const char *what);
 // Deletes err.  A null err passes; otherwise its code must be one of codes,
 // else the run ends: the parser gave an error it has no business giving.
 // Returns whether there was an error.

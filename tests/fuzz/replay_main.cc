@@ -1,46 +1,36 @@
 // Runs a fuzz target over kept inputs without libFuzzer: each argument is a
 // file, or a directory whose files (and subdirectories) are taken in name
 // order.  A wrong answer aborts, as it does under the fuzzer.
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "fuzz_support.h"
 
 namespace {
+namespace fs = std::filesystem;
 int replayed = 0;
 
-void replay(const std::string &p) {
-  struct stat st;
-  if (stat(p.c_str(), &st) != 0) {
+void replay(const fs::path &p) {
+  std::error_code ec;
+  if (fs::is_directory(p, ec)) {
+    std::vector<fs::path> names;
+    for (const fs::directory_entry &e : fs::directory_iterator(p, ec))
+      if (e.path().filename().string()[0] != '.') names.push_back(e.path());
+    std::sort(names.begin(), names.end());
+    for (const fs::path &n : names) replay(n);
+    return;
+  }
+  std::ifstream f(p, std::ios::binary);
+  if (!f) {
     fprintf(stderr, "replay: %s: no such input\n", p.c_str());
     exit(2);
   }
-  if (S_ISDIR(st.st_mode)) {
-    std::vector<std::string> names;
-    if (DIR *d = opendir(p.c_str())) {
-      while (dirent *e = readdir(d))
-        if (e->d_name[0] != '.') names.push_back(e->d_name);
-      closedir(d);
-    }
-    std::sort(names.begin(), names.end());
-    for (const std::string &n : names) replay(p + "/" + n);
-    return;
-  }
-  FILE *f = fopen(p.c_str(), "rb");
-  if (!f) {
-    perror(p.c_str());
-    exit(2);
-  }
-  std::string bytes;
-  char buf[65536];
-  size_t n;
-  while ((n = fread(buf, 1, sizeof buf, f)) > 0) bytes.append(buf, n);
-  fclose(f);
+  std::string bytes{std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>()};
   LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
   replayed++;
 }

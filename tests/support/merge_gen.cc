@@ -16,11 +16,6 @@ namespace merge_gen {
 
 namespace {
 
-std::string pfile_of(const std::string &sfile) {
-  std::string base = base_of(sfile);
-  return dir_of(sfile) + "/p." + base.substr(2);
-}
-
 std::vector<std::string> split(const std::string &s, char sep) {
   std::vector<std::string> parts;
   std::string cur;
@@ -61,19 +56,72 @@ bool is_fake_root(const Delta_info &d) {
   return d.user == "Fake" && d.date == "70/01/01 00:00:00";
 }
 
-// prs -e -a with one record per delta between \x02 and \x03, split at '|'.
-// The comments may hold '|' and newlines, so they go last.
-Run_result prs_records(const std::string &sfile, const std::string &fields,
-                       std::vector<std::vector<std::string>> *records) {
-  Run_result r = run({cssc("prs"), "-e", "-a", "-d\x02" + fields + "\x03", sfile});
-  size_t pos = 0;
-  while ((pos = r.out.find('\x02', pos)) != std::string::npos) {
+// A delta's bookkeeping without its type: a delta that one file has removed
+// and the other not is the same delta.
+std::string live_key(const Delta_info *d) {
+  if (!d) return "?";
+  Delta_info c = *d;
+  c.type = 'D';
+  return c.key();
+}
+
+// Writes an edited history file and lets admin -z mend its checksum.
+void mend(const std::string &sfile, const std::string &text, const std::string &dir) {
+  write_file(sfile, text);
+  run({cssc("admin"), "-z", sfile}, dir);
+}
+
+// The entries of the p-file beside sfile.
+std::vector<Pfile_entry> pfile_entries(const std::string &sfile) {
+  std::vector<Pfile_entry> v;
+  std::string pf = dir_of(sfile) + "/p." + base_of(sfile).substr(2);
+  if (!file_exists(pf)) return v;
+  for (const std::string &line : split(read_file(pf), '\n')) {
+    std::istringstream in(line);
+    Pfile_entry e;
+    if (in >> e.old_sid >> e.new_sid >> e.user) v.push_back(e);
+  }
+  return v;
+}
+
+// Every delta of the table, newest first, by prs -e -a with one record per
+// delta between \x02 and \x03, split at '|'.  The comments may hold '|' and
+// newlines, so they go last.  False when prs fails.
+bool read_deltas(const std::string &sfile, std::vector<Delta_info> *deltas,
+                 std::vector<std::string> *problems) {
+  Run_result r = run({cssc("prs"), "-e", "-a",
+                      "-d\x02:I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:Dg:|:C:\x03", sfile});
+  if (r.status != 0) {
+    problems->push_back("prs of " + sfile + " failed: " + r.err);
+    return false;
+  }
+  for (size_t pos = 0; (pos = r.out.find('\x02', pos)) != std::string::npos;) {
     size_t end = r.out.find('\x03', pos);
     if (end == std::string::npos) break;
-    records->push_back(split(r.out.substr(pos + 1, end - pos - 1), '|'));
+    std::vector<std::string> f = split(r.out.substr(pos + 1, end - pos - 1), '|');
     pos = end;
+    if (f.size() < 11) {
+      problems->push_back("unreadable prs record in " + sfile);
+      continue;
+    }
+    Delta_info d;
+    d.sid = f[0];
+    d.type = f[1].empty() ? '?' : f[1][0];
+    d.date = f[2];
+    d.user = f[3];
+    d.stats = f[4];
+    d.serial = atoi(f[5].c_str());
+    d.pred = atoi(f[6].c_str());
+    d.included = numbers(f[7]);
+    d.excluded = numbers(f[8]);
+    d.ignored = numbers(f[9]);
+    std::string c = f[10];
+    for (size_t i = 11; i < f.size(); i++) c += "|" + f[i];
+    if (!c.empty() && c.back() != '\n') c += '\n';
+    d.comments = c;
+    deltas->push_back(d);
   }
-  return r;
+  return true;
 }
 
 }  // namespace
@@ -109,7 +157,7 @@ const Delta_info *Snapshot::by_live_sid(const std::string &sid) const {
 
 std::string get_text(const std::string &sfile, const std::string &sid,
                      std::vector<std::string> *problems) {
-  Run_result r = run({cssc("get"), "-p", "-k", "-s", "-r" + sid, sfile});
+  Run_result r = support::get_text(sfile, sid);
   if (r.status != 0) {
     problems->push_back("get -p -r" + sid + " " + sfile + " failed: " + r.err);
     return "";
@@ -120,34 +168,7 @@ std::string get_text(const std::string &sfile, const std::string &sid,
 Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) {
   Snapshot s;
   s.sfile = sfile;
-  std::vector<std::vector<std::string>> records;
-  Run_result r = prs_records(sfile, ":I:|:DT:|:D: :T:|:P:|:DL:|:DS:|:DP:|:Dn:|:Dx:|:Dg:|:C:", &records);
-  if (r.status != 0) {
-    problems->push_back("prs of " + sfile + " failed: " + r.err);
-    return s;
-  }
-  for (const std::vector<std::string> &f : records) {
-    if (f.size() < 11) {
-      problems->push_back("unreadable prs record in " + sfile);
-      continue;
-    }
-    Delta_info d;
-    d.sid = f[0];
-    d.type = f[1].empty() ? '?' : f[1][0];
-    d.date = f[2];
-    d.user = f[3];
-    d.stats = f[4];
-    d.serial = atoi(f[5].c_str());
-    d.pred = atoi(f[6].c_str());
-    d.included = numbers(f[7]);
-    d.excluded = numbers(f[8]);
-    d.ignored = numbers(f[9]);
-    std::string c = f[10];
-    for (size_t i = 11; i < f.size(); i++) c += "|" + f[i];
-    if (!c.empty() && c.back() != '\n') c += '\n';
-    d.comments = c;
-    s.deltas.push_back(d);
-  }
+  if (!read_deltas(sfile, &s.deltas, problems)) return s;
   Run_result fl = run({cssc("prs"), "-d:BF:|:Ds:|:FL:\x02:FD:", sfile});
   size_t text_at = fl.out.find('\x02');
   if (text_at != std::string::npos) s.desc = fl.out.substr(text_at + 1);
@@ -157,21 +178,13 @@ Snapshot snapshot(const std::string &sfile, std::vector<std::string> *problems) 
   } else {
     s.branch_flag = f[0] == "yes";
     std::string flags = f[2];
-    s.encoded = flags.find("encoded") != std::string::npos;
     size_t d = flags.find("default SID\t");
     if (d != std::string::npos) {
       size_t e = flags.find('\n', d);
       s.default_sid = flags.substr(d + 12, e == std::string::npos ? std::string::npos : e - d - 12);
     }
   }
-  std::string pf = pfile_of(sfile);
-  if (file_exists(pf)) {
-    for (const std::string &line : split(read_file(pf), '\n')) {
-      std::istringstream in(line);
-      Pfile_entry e;
-      if (in >> e.old_sid >> e.new_sid >> e.user) s.pfile.push_back(e);
-    }
-  }
+  s.pfile = pfile_entries(sfile);
   for (const Delta_info &d : s.deltas)
     if (d.type == 'D') s.text[d.sid] = get_text(sfile, d.sid, problems);
   return s;
@@ -202,24 +215,14 @@ std::string Gen_params::describe() const {
 
 struct Generator::History {
   std::string dir, name, sfile;  // sfile relative to dir: SCCS/s.<name>
-  bool binary = false;
   const char *side = "";
   std::vector<Delta_info> deltas;
   std::string path() const { return dir + "/" + sfile; }
   std::string gfile() const { return dir + "/" + name; }
   void refresh() {
-    std::vector<std::vector<std::string>> records;
-    prs_records(path(), ":I:|:DT:|:DS:|:DP:", &records);
+    std::vector<std::string> ignored;
     deltas.clear();
-    for (const std::vector<std::string> &f : records) {
-      if (f.size() < 4) continue;
-      Delta_info d;
-      d.sid = f[0];
-      d.type = f[1][0];
-      d.serial = atoi(f[2].c_str());
-      d.pred = atoi(f[3].c_str());
-      deltas.push_back(d);
-    }
+    read_deltas(path(), &deltas, &ignored);
   }
   std::vector<std::string> live_sids() const {
     std::vector<std::string> v;
@@ -295,10 +298,7 @@ void Generator::stamp(History &h) {
   gmtime_r(&t, &tm);
   strftime(date, sizeof date, "%y/%m/%d %H:%M:%S", &tm);
   s.replace(sid_end + 1, 17, date);
-  chmod(path.c_str(), 0644);
-  write_file(path, s);
-  chmod(path.c_str(), 0444);
-  run({cssc("admin"), "-z", h.sfile}, h.dir);
+  mend(path, s, h.dir);
 }
 
 void Generator::create(History &h, const Gen_params &p) {
@@ -334,21 +334,17 @@ bool Generator::do_edit(History &h, const Gen_params &p) {
     if (other != base) argv.push_back((chance(50) ? "-i" : "-x") + other);
   }
   argv.push_back(h.sfile);
-  Run_result g = run(argv, h.dir);
-  if (g.status != 0) {
-    run({cssc("unget"), "-s", h.sfile}, h.dir);
-    unlink(h.gfile().c_str());
-    return false;
+  bool done = run(argv, h.dir).status == 0;
+  if (done) {
+    std::string text = read_file(h.gfile());
+    long_line_pct_ = p.long_line_pct;
+    edit_text(&text, p.binary);
+    write_file(h.gfile(), text);
+    std::string comment = std::string(h.side) + " change " + std::to_string(++counter_);
+    if (chance(20)) comment += "\nsecond line of the comment";
+    done = run({cssc("delta"), "-s", "-y" + comment, h.sfile}, h.dir).status == 0;
   }
-  std::string text = read_file(h.gfile());
-  long_line_pct_ = p.long_line_pct;
-  edit_text(&text, p.binary);
-  chmod(h.gfile().c_str(), 0644);
-  write_file(h.gfile(), text);
-  std::string comment = std::string(h.side) + " change " + std::to_string(++counter_);
-  if (chance(20)) comment += "\nsecond line of the comment";
-  Run_result d = run({cssc("delta"), "-s", "-y" + comment, h.sfile}, h.dir);
-  if (d.status != 0) {
+  if (!done) {
     run({cssc("unget"), "-s", h.sfile}, h.dir);
     unlink(h.gfile().c_str());
     return false;
@@ -381,9 +377,7 @@ void Generator::ignore_older(History &h) {
   while (s.compare(at, 2, "\001i") == 0 || s.compare(at, 2, "\001x") == 0)
     at = s.find('\n', at) + 1;
   s.insert(at, "\001g " + std::to_string(older[pick(static_cast<int>(older.size()))]) + "\n");
-  chmod(path.c_str(), 0644);
-  write_file(path, s);
-  run({cssc("admin"), "-z", h.sfile}, h.dir);
+  mend(path, s, h.dir);
 }
 
 // An empty first block of the root before the rest of it: every version stays
@@ -393,9 +387,7 @@ static void split_root_block(const std::string &sfile, const std::string &dir) {
   size_t at = s.find("\n\001I 1\n", s.find("\n\001T\n"));
   if (at == std::string::npos) return;
   s.insert(at + 6, "\001E 1\n\001I 1\n");
-  chmod(sfile.c_str(), 0644);
-  write_file(sfile, s);
-  run({cssc("admin"), "-z", sfile}, dir);
+  mend(sfile, s, dir);
 }
 
 // Removes a random delta that nothing builds on.
@@ -434,7 +426,6 @@ void Generator::checkout(History &h, const Gen_params &p) {
   // Work in progress in the clear file, to be checked in after the merge.
   std::string text = read_file(h.gfile());
   edit_text(&text, p.binary);
-  chmod(h.gfile().c_str(), 0644);
   write_file(h.gfile(), text);
 }
 
@@ -472,7 +463,6 @@ Pair Generator::make_pair(const Gen_params &p, const std::string &name) {
   for (History *h : {&from, &to}) {
     h->name = "f.c";
     h->sfile = "SCCS/s.f.c";
-    h->binary = p.binary;
     mkdir(h->dir.c_str(), 0755);
     mkdir((h->dir + "/SCCS").c_str(), 0755);
   }
@@ -520,6 +510,19 @@ std::set<std::string> ancestors(const Snapshot &s, const Delta_info *d, bool wit
   return keys;
 }
 
+// The conflict records in a history's data delta, behind their marker.
+const char kConflictMarker[] = "Conflict from ws : ";
+std::vector<std::string> conflict_records(const Snapshot &s) {
+  std::vector<std::string> v;
+  const size_t n = strlen(kConflictMarker);
+  for (const Delta_info &d : s.deltas) {
+    size_t at = is_data_delta(d) ? d.comments.find(kConflictMarker) : std::string::npos;
+    if (at != std::string::npos)
+      v.push_back(d.comments.substr(at + n, d.comments.find('\n', at) - at - n));
+  }
+  return v;
+}
+
 bool is_common(const Snapshot &a, const Snapshot &b, const Delta_info &d) {
   return is_data_delta(d) || b.by_key(d.key()) != nullptr;
 }
@@ -535,11 +538,6 @@ bool removed_on_one_side(const Snapshot &from, const Snapshot &to, const Delta_i
     for (const Delta_info &d : s.deltas)
       if (d.pred == h->serial) v.push_back(&d);
     return v;
-  };
-  auto live_key = [](const Delta_info *d) {
-    Delta_info c = *d;
-    c.type = 'D';
-    return c.key();
   };
   // A removed child of the head whose match in the other file is live there,
   // and not also removed there.
@@ -636,15 +634,9 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
       for (int which = 0; which < 3; which++) {
         const std::vector<int> &in_list = d.*lists[which];
         const std::vector<int> &out_list = o->*lists[which];
-        // Named by bookkeeping without the type: a delta that one input has
-        // removed and the other not stands twice in the output, and a list of
-        // a delta common to both can name only one of them.
-        auto live_key = [](const Delta_info *x) {
-          if (!x) return std::string("?");
-          Delta_info c = *x;
-          c.type = 'D';
-          return c.key();
-        };
+        // Named by live_key: a delta that one input has removed and the other
+        // not stands twice in the output, and a list of a delta common to both
+        // can name only one of them.
         std::multiset<std::string> a, b;
         for (int s : in_list) a.insert(live_key(in->by_serial(s)));
         for (int s : out_list) b.insert(live_key(out.by_serial(s)));
@@ -732,26 +724,17 @@ void check_output(const Snapshot &from, const Snapshot &to, const Snapshot &out,
     for (const Snapshot *in : {&from, &to})
       for (const Delta_info &d : in->deltas)
         if (is_data_delta(d)) inputs += d.comments;
-    for (const Delta_info &o : out.deltas) {
-      if (!is_data_delta(o)) continue;
-      size_t at = o.comments.find("Conflict from ws : ");
-      if (at != std::string::npos &&
-          inputs.find(o.comments.substr(at, o.comments.find('\n', at) - at)) == std::string::npos)
+    for (const std::string &r : conflict_records(out))
+      if (inputs.find(kConflictMarker + r) == std::string::npos)
         fail("conflict record without a conflict");
-    }
     return;
   }
   // A conflict: new work goes on the to file's line, and the record names the
   // versions to reconcile.
   if (!out.branch_flag) fail("no branch flag after a conflict");
   if (out.default_sid.empty()) fail("no default SID after a conflict");
-  std::string record;
-  for (const Delta_info &o : out.deltas) {
-    if (!is_data_delta(o)) continue;
-    size_t at = o.comments.find("Conflict from ws : ");
-    if (at != std::string::npos)
-      record = o.comments.substr(at + 19, o.comments.find('\n', at) - at - 19);
-  }
+  std::vector<std::string> records = conflict_records(out);
+  std::string record = records.empty() ? "" : records.back();
   std::istringstream in(record);
   std::string word, path, child, parent, anc;
   in >> word >> path >> child >> parent >> anc;
@@ -823,12 +806,9 @@ std::string scratch_copy(const std::string &sfile, const std::string &where) {
 // Checks in the pending work of the first p-file entry, as its owner would after
 // the merge: the delta must take the SID the p-file promises and keep the text.
 void check_pending_delta(const std::string &sfile, std::vector<std::string> *problems) {
-  std::string pf = pfile_of(sfile);
-  if (!file_exists(pf)) return;
-  std::string entry = read_file(pf);
-  std::istringstream in(entry);
-  std::string old_sid, new_sid, user;
-  in >> old_sid >> new_sid >> user;
+  std::vector<Pfile_entry> entries = pfile_entries(sfile);
+  if (entries.empty()) return;
+  const std::string &old_sid = entries[0].old_sid, &new_sid = entries[0].new_sid;
   std::string ws = dir_of(dir_of(sfile));
   std::string gfile = ws + "/" + base_of(sfile).substr(2);
   std::string work = read_file(gfile);
@@ -837,7 +817,7 @@ void check_pending_delta(const std::string &sfile, std::vector<std::string> *pro
     problems->push_back(sfile + ": delta of the pending work failed: " + d.err);
     return;
   }
-  if (run({cssc("val"), sfile}).status != 0)
+  if (val(sfile) != 0)
     problems->push_back(sfile + ": val refuses the file after the pending delta");
   if (get_text(sfile, new_sid, problems) != work)
     problems->push_back(sfile + ": pending work did not become " + new_sid);
@@ -848,10 +828,7 @@ void judge_direction(const Snapshot &from, const Snapshot &to, const std::string
   std::vector<std::string> *problems = &rep->problems;
   bool conflict;
   int state = expected_state(from, to, &conflict);
-  if (first) {
-    rep->contents_state = state;
-    rep->conflict = conflict;
-  }
+  if (first) rep->contents_state = state;
   rep->states[state]++;
   std::string label = from.sfile + " into " + to.sfile + ": ";
 
@@ -897,8 +874,8 @@ void judge_direction(const Snapshot &from, const Snapshot &to, const std::string
       if (read_file(out) != orig_to) problems->push_back(label + route + "file changed with nothing new");
       return;
     }
-    if (run({cssc("val"), out}).status != 0) problems->push_back(label + route + "val refuses the output");
-    if (run({cssc("admin"), "-h", out}).status != 0)
+    if (val(out) != 0) problems->push_back(label + route + "val refuses the output");
+    if (admin_check(out) != 0)
       problems->push_back(label + route + "admin -h finds a bad checksum");
     outs[slow] = snapshot(out, problems);
     size_t before = problems->size();

@@ -40,7 +40,6 @@ struct Snapshot {
   std::map<std::string, std::string> text;  // live SID -> text of that version
   bool branch_flag = false;
   std::string default_sid;  // the d flag's value, "" when unset
-  bool encoded = false;
   std::string desc;  // the descriptive text
   std::vector<Pfile_entry> pfile;
 
@@ -148,7 +147,6 @@ using Merge_fn = std::function<Merge_outcome(const Merge_request &)>;
 struct Judge_report {
   std::vector<std::string> problems;
   int contents_state = -1;  // of the first merge, for statistics
-  bool conflict = false;
   int states[5] = {0, 0, 0, 0, 0};  // expected states of both directions
   int switches = 0;                 // fast merges that went the slow route
   std::string summary() const;

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     setenv("HOME", h.c_str(), 1);
     return h;
   }();
-  fuzz::put(".brindletoolrc", std::string(reinterpret_cast<const char *>(data), size));
+  fuzz::put(".brindletoolrc", fuzz::text(data, size));
   Kes_gui_props props;
   props.load();
   fuzz::check(props.rc_path && props.rc_path == home + "/.brindletoolrc", "the file's path");

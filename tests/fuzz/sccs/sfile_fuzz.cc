@@ -6,7 +6,6 @@
 // a tree that the engine's walks go over and that a rewrite keeps.  Roots-only
 // mode and the fast read of roots and names (both through the mapped reader)
 // must give their errors or roots.
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -79,11 +78,7 @@ void full_mode(const std::string &s_path) {
   fuzz::expect_codes(sf.write(), {}, "rewrite");
   SCCS_sfile again(s_path.c_str());
   fuzz::expect_codes(again.buildtree(0, 0, 0), {}, "read of the rewritten file");
-  std::vector<std::string> after = deltas_of(again.tree);
-  for (size_t i = 0; i < before.size() && i < after.size(); i++)
-    if (before[i] != after[i])
-      fprintf(stderr, "read:      %s\nrewritten: %s\n", before[i].c_str(), after[i].c_str());
-  fuzz::check(before == after, "a rewritten table reads back the same");
+  fuzz::check_same(before, deltas_of(again.tree), "a rewritten table reads back the same");
 }
 
 void roots_only(const std::string &s_path) {
@@ -122,11 +117,7 @@ void fast_read(const std::string &s_path) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::Parts parts = fuzz::split(data, size, 2);
   std::string s_path = fuzz::put("sfile/SCCS/s.f", parts.text[0]);
-  std::string p_path = fuzz::path("sfile/SCCS/p.f");
-  if (parts.has[1])
-    fuzz::put("sfile/SCCS/p.f", parts.text[1]);
-  else
-    unlink(p_path.c_str());
+  fuzz::put_part("sfile/SCCS/p.f", parts, 1);
   roots_only(s_path);
   fast_read(s_path);
   full_mode(s_path);  // last: it rewrites the file

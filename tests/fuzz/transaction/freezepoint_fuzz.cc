@@ -28,7 +28,7 @@ bool same(const Kes_freezepoint &a, const Kes_freezepoint &b) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  std::string path = fuzz::put("fp/in", std::string(reinterpret_cast<const char *>(data), size));
+  std::string path = fuzz::put("fp/in", fuzz::text(data, size));
   Kes_freezepoint fp;
   if (fuzz::expect_codes(fp.read(path.c_str()), {2087, 2046}, "freezepoint")) return 0;
   std::string copy = fuzz::path("fp/copy");

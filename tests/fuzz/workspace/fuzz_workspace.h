@@ -9,6 +9,12 @@
 #include "util/kes_err.h"
 #include "workspace/kes_workspace.h"
 
+// The errors of every metadata file's framework: no version line, an older
+// file that can't be converted, a newer file, a line cut short by the end of
+// the file, and an empty file, whose version line can't be written through a
+// stream opened for reading.
+#define MD_ERRORS 2008, 2047, 2046, 2027, 1001
+
 namespace fuzz {
 
 inline Kes_workspace *workspace() {

@@ -12,10 +12,10 @@
 #include "workspace/kes_history.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  fuzz::put_md("history", std::string(reinterpret_cast<const char *>(data), size));
+  fuzz::put_md("history", fuzz::text(data, size));
   Kes_md_history *log = fuzz::md<Kes_md_history>();
   Kes_historylist list;
-  if (!fuzz::expect_codes(log->get_contents(&list), {2008, 2047, 2046, 2027, 1001}, "history log")) {
+  if (!fuzz::expect_codes(log->get_contents(&list), {MD_ERRORS}, "history log")) {
     for (Kes_listelem *e = list.head.next; e != &list.head; e = e->next) {
       Kes_history *h = static_cast<Kes_history *>(e->data);
       bool any = false;
