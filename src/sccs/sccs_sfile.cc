@@ -594,7 +594,9 @@ Kes_err *SCCS_sfile::buildtree(int side, int read_pf, int roots_only) {
     if (c == 'h') continue;
     if (c == 's') {
       free(pending_stats);
-      pending_stats = kes_strdup(strlen(line) >= 3 ? line + 3 : "");
+      // The text keeps its newline, which the writer relies on: a bare "^As"
+      // line has its newline at the third byte.
+      pending_stats = kes_strdup(line[2] == ' ' ? line + 3 : line + 2);
       continue;
     }
     if (c == 'd') {
