@@ -45,6 +45,11 @@ bool chop(char *s) {
 }
 
 Kes_file_lock_observer lock_observer = nullptr;
+Kes_err *read_failed(const char *name) {
+  return (new Kes_err)->format_msg(1001, errno,
+                                   BWM_MSG(4506, "Open of \"%s\" for reading failed"), name);
+}
+
 }  // namespace
 
 Kes_metadata::Kes_metadata(Kes_workspace *ws, const char *metadata_dir, const char *simple,
@@ -256,8 +261,7 @@ Kes_err *Kes_metadata::open(const char *mode) {
     stream = fopen(fullname, mode[0] == 'r' && mode[1] == '+' ? "r+" : "r");
     if (!stream) {
       if (errno == ENOENT) return nullptr;
-      return (new Kes_err)->format_msg(
-          1001, errno, BWM_MSG(4506, "Open of \"%s\" for reading failed"), fullname);
+      return read_failed(fullname);
     }
     err = check_vernum();
     break;
@@ -383,8 +387,7 @@ Kes_err *Kes_metadata::check_vernum() {
     // A file that can't be read (a directory, say) is not an empty one: its
     // own error says why, not the failed write of a version line.
     if (ferror(stream))
-      return (new Kes_err)->format_msg(
-          1001, errno, BWM_MSG(4506, "Open of \"%s\" for reading failed"), fullname);
+      return read_failed(fullname);
     // An empty file gets its version line.  The seeks make this work on an
     // "a+" stream; on a read-only stream the write fails.
     fseek(stream, 0, SEEK_CUR);
