@@ -11,6 +11,7 @@
 #include "sccs/kes_sfile.h"
 #include "transaction/kes_blocks.h"
 #include "transaction/kes_file.h"
+#include "transaction/kes_first_pages.h"
 #include "transaction/kes_trans_timers.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
@@ -72,11 +73,6 @@ int Kes_file::print_problems(Kes_transaction *t) { return t->report_problems(thi
 
 namespace {
 
-long page_size() {
-  static long size = sysconf(_SC_PAGESIZE) > 0 ? sysconf(_SC_PAGESIZE) : 4096;
-  return size;
-}
-
 Kes_err *open_failed(const char *name) {
   return (new Kes_err)->format_msg(1001, errno, BWM_MSG(10500, "Open of \"%s\" for reading failed"),
                                    name);
@@ -87,40 +83,23 @@ Kes_err *zero_length(const char *name) {
                                    name);
 }
 
-// Compares bytes from..to-1 of the first pages: 1 same when they agree up to
-// the end of the first delta entry (the checksum and the newest delta), 0
-// different, -1 when they agree all along and the entry goes on.  What lies
-// past the end of a short file reads as NUL, and a NUL means different.
-int compare_pages(const unsigned char *a, long na, const unsigned char *b, long nb, long from,
-                  long to) {
-  int prev = from ? a[from - 1] : 0;
-  for (long i = from; i < to; i++) {
-    if (i >= na || i >= nb) return 0;
-    int c = a[i];
-    if (c == 0 || c != b[i]) return 0;
-    if (prev == 1 && c == 'e') return 1;
-    prev = c;
-  }
-  return -1;
-}
-
-// The first delta entry nearly always ends within this many bytes; the rest
-// of the page is read only when it doesn't, as copying whole pages cost more
-// than the rest of the check.
-const long kHead = 512;
-
 }  // namespace
 
 // Two short preads and no parse; the first pages as a whole when the first
-// delta entries are long.
+// delta entries are long.  The second thread may have made the check already.
 Kes_err *Kes_file::sccsmerge_quick_check(Kes_transaction *t) {
   if (flags.quick_check_result != KES_QC_NOT_DONE) return nullptr;
   flags.quick_check_result = KES_QC_DIFFERENT;
-  const long page = page_size();
-  const long head = page < kHead ? page : kHead;
   char from_rel[1024], to_rel[1024], abs[1024];
   from->get_rel_sdotname(from_rel);
   to->get_rel_sdotname(to_rel);
+  if (t->first_pages) {
+    int verdict = t->first_pages->take(t->page_item, from_rel, to_rel);
+    if (verdict >= 0) {
+      if (verdict) flags.quick_check_result = KES_QC_SAME;
+      return nullptr;
+    }
+  }
 
   int ffd = t->from_dir_fd >= 0 ? kes_open_read(t->from_dir_fd, from_rel)
                                 : kes_open_read(AT_FDCWD, from->get_abs_sdotname(abs));
@@ -132,24 +111,8 @@ Kes_err *Kes_file::sccsmerge_quick_check(Kes_transaction *t) {
     ::close(ffd);
     return err;
   }
-  unsigned char *a = static_cast<unsigned char *>(alloca(2 * page));
-  unsigned char *b = a + page;
-  long na = pread(ffd, a, head, 0);
-  long nb = pread(tfd, b, head, 0);
-  int same = na > 0 && nb > 0 ? compare_pages(a, na, b, nb, 0, head) : 0;
-  if (same < 0) {
-    long ra = pread(ffd, a + head, page - head, head);
-    long rb = pread(tfd, b + head, page - head, head);
-    if (ra < 0 || rb < 0) {
-      na = ra < 0 ? ra : na;
-      nb = rb < 0 ? rb : nb;
-      same = 0;
-    } else {
-      na += ra;
-      nb += rb;
-      same = compare_pages(a, na, b, nb, head, page) != 0;
-    }
-  }
+  long na, nb;
+  int same = kes_first_pages_same(ffd, tfd, &na, &nb);
   ::close(ffd);
   ::close(tfd);
   // The from side is named relative to its root, the to side absolutely.

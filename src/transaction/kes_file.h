@@ -102,6 +102,11 @@ public:
   char *make_vcs_name(char prefix, int absolute, char *buf);
 };
 
+// The history (prefix 's') or p-file ('p') name of the canonical name in the
+// history directory vcs (none: beside the file), behind root and "/" when
+// root is given; written into buf (1024 bytes) and returned.
+char *kes_vcs_name(const char *name, const char *vcs, const char *root, char prefix, char *buf);
+
 void kes_ws_file_delete_heap();
 
 // What is to happen to a file's contents and name.

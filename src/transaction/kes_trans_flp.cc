@@ -12,9 +12,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "transaction/kes_file.h"
+#include "transaction/kes_first_pages.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
+#include "util/kes_hash.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
@@ -85,20 +90,81 @@ bool next_name(FILE *fp, int blank_separated, std::string *name) {
 }
 }  // namespace
 
-// Names from a program's output go to add_file one by one.  In the line form
-// a blank in the first line is worth a word.
+namespace {
+
+// The names are read this many ahead of add_file, for the second thread.
+const size_t kBatch = 4096;
+
+// The history paths on both sides of a name that add_file would take as it
+// stands and hasn't seen; an empty pair for any other.  A wrong guess only
+// costs the check made ahead, as verdicts are matched by path.
+std::pair<std::string, std::string> history_paths(Kes_transaction *t, Kes_workspace *ws,
+                                                  const std::string &name) {
+  const char *n = name.c_str();
+  if (!n[0] || n[0] == '/' || strchr(n, '#') || name.back() == '/' || strstr(n, "//"))
+    return {};
+  for (const char *c = n; *c;) {  // no "." or ".." component
+    size_t len = strcspn(c, "/");
+    if ((len == 1 && c[0] == '.') || (len == 2 && c[0] == '.' && c[1] == '.')) return {};
+    c += len + (c[len] == '/');
+  }
+  size_t first = strcspn(n, "/");
+  if (first == strlen(KES_METADATA_DIR) && strncmp(n, KES_METADATA_DIR, first) == 0) return {};
+  std::string canon = kes_canonical_name(n, ws ? ws->get_vcs_dir() : "SCCS");
+  if (t->seen_names->lookup(canon.c_str())) return {};
+  char from[1024], to[1024];
+  kes_vcs_name(canon.c_str(), t->from_ws->get_vcs_dir(), nullptr, 's', from);
+  kes_vcs_name(canon.c_str(), t->to_ws->get_vcs_dir(), nullptr, 's', to);
+  return {from, to};
+}
+
+// The first-page checker for the names of the outermost program, when the
+// transaction compares first pages through both roots' descriptors.
+Kes_first_pages *pages_for(Kes_transaction *t) {
+  if (t->page_item >= 0 || !t->checks_first_pages() || t->from_dir_fd < 0 || t->to_dir_fd < 0 ||
+      !t->from_ws || !t->to_ws || !t->seen_names ||
+      (t->flags.creating_child && t->flags.child_root_empty))  // nothing to compare with
+    return nullptr;
+  if (!t->first_pages) t->first_pages = new Kes_first_pages(t->from_dir_fd, t->to_dir_fd);
+  return t->first_pages;
+}
+
+}  // namespace
+
+// Names from a program's output go to add_file one by one, read a batch
+// ahead so that a second thread checks their histories' first pages.  In the
+// line form a blank in the first line is worth a word.
 Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp, int blank_separated) {
+  Kes_first_pages *pages = pages_for(t);
   Kes_err *err = nullptr;
-  std::string name;
-  for (int first = 1; !err && next_name(fp, blank_separated, &name); first = 0) {
-    if (first && !blank_separated && strchr(name.c_str(), ' '))
-      t->issue_warning(2634, 0, "%s",
-                       BWM_MSG(10011, "flp program output contains white-spaces.  It is quite  "
-                                      "possible\n\tit is old output style or there are white-spaces "
-                                      "in name of file.\n\tIf your flp program writes white-space "
-                                      "separated list of files,\n\tset BRINDLE_COMPAT_2_1 "
-                                      "environment variable."));
-    err = t->add_file(ws, &name[0], nullptr);
+  std::vector<std::string> batch;
+  int first = 1;
+  while (!err) {
+    batch.clear();
+    std::string name;
+    while (batch.size() < kBatch && next_name(fp, blank_separated, &name)) batch.push_back(name);
+    if (batch.empty()) break;
+    if (pages) {
+      std::vector<std::pair<std::string, std::string>> paths;
+      paths.reserve(batch.size());
+      for (const std::string &n : batch) paths.push_back(history_paths(t, ws, n));
+      pages->start_batch(std::move(paths));
+    }
+    for (size_t i = 0; !err && i < batch.size(); i++, first = 0) {
+      if (first && !blank_separated && strchr(batch[i].c_str(), ' '))
+        t->issue_warning(2634, 0, "%s",
+                         BWM_MSG(10011, "flp program output contains white-spaces.  It is quite  "
+                                        "possible\n\tit is old output style or there are white-spaces "
+                                        "in name of file.\n\tIf your flp program writes white-space "
+                                        "separated list of files,\n\tset BRINDLE_COMPAT_2_1 "
+                                        "environment variable."));
+      if (pages) t->page_item = static_cast<long>(i);
+      err = t->add_file(ws, &batch[i][0], nullptr);
+    }
+    if (pages) {
+      t->page_item = -1;
+      pages->end_batch();
+    }
   }
   return err;
 }

@@ -13,6 +13,7 @@
 #include "transaction/kes_blocks.h"
 #include "transaction/kes_dir_hash.h"
 #include "transaction/kes_file.h"
+#include "transaction/kes_first_pages.h"
 #include "transaction/kes_renames.h"
 #include "transaction/kes_trans_timers.h"
 #include "util/kes_err.h"
@@ -102,7 +103,9 @@ Kes_transaction::Kes_transaction(int argc_in, char **argv_in)
       readdir_timer(nullptr),
       determine_states_timer(nullptr),
       execute_actions_timer(nullptr),
-      symlink_cache(new Kes_name_hash(-1)) {
+      symlink_cache(new Kes_name_hash(-1)),
+      first_pages(nullptr),
+      page_item(-1) {
   flags.backup = 1;
   flags.update_clear_files = 1;
   flags.check_renames = 1;
@@ -151,6 +154,7 @@ Kes_transaction::~Kes_transaction() {
   delete comment;
   free(integration_request);
   delete symlink_cache;
+  delete first_pages;  // before the descriptors its thread reads through
   if (to_dir_fd >= 0) ::close(to_dir_fd);
   if (from_dir_fd >= 0) ::close(from_dir_fd);
   kes_trans_timers_delete();

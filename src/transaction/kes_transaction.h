@@ -17,6 +17,7 @@
 class Kes_err;
 class Kes_workspace;
 class Kes_backuparea;
+class Kes_first_pages;
 class Kes_renames;
 class Kes_strlist;
 class Kes_filelist;
@@ -133,6 +134,10 @@ public:
   Kes_timing *determine_states_timer;
   Kes_timing *execute_actions_timer;
   Kes_str_int_hash *symlink_cache;
+  // First-page checks made ahead on a second thread, while names are read
+  // from a file list program; page_item is the name being added, else -1.
+  Kes_first_pages *first_pages;
+  long page_item;
 
   Kes_transaction(int argc, char **argv);
   virtual ~Kes_transaction();
@@ -209,6 +214,9 @@ public:
   virtual int report_problems(Kes_file *file, int print) = 0;
   virtual int is_relname_symlink(const char *name, Kes_file *file);
   virtual int is_dir_symlink(const char *name, const char *dir);
+  // 1 when the examination compares histories' first pages, so that they
+  // are worth reading ahead.
+  virtual int checks_first_pages() { return 1; }
 
   // What a name table rebuilt for this run asks.
   int nt_creating_child(Kes_workspace *ws) override;

@@ -27,6 +27,7 @@ public:
   [[nodiscard]] Kes_err *obtain_locks() override;
   [[nodiscard]] Kes_err *determine_files() override;
   [[nodiscard]] Kes_err *determine_prop_state(Kes_file *file) override;
+  int checks_first_pages() override { return 0; }
   int execute_prop_action(Kes_file *file) override;
   [[nodiscard]] Kes_err *update_args_file(Kes_workspace *ws) override;
   [[nodiscard]] Kes_err *parse_args() override;

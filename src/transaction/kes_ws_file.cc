@@ -100,19 +100,17 @@ char *Kes_ws_file::get_abs_clrname(char *buf) {
 }
 
 // Built by hand: every examined file needs several of these names.
-char *Kes_ws_file::make_vcs_name(char prefix, int absolute, char *buf) {
+char *kes_vcs_name(const char *name, const char *vcs, const char *root, char prefix, char *buf) {
   const char *slash = strrchr(name, '/');
   const char *base = slash ? slash + 1 : name;
   size_t dirlen = slash ? (size_t)(slash - name) : 0;
-  const char *vcs = ws->get_vcs_dir();
   char *p = buf, *end = buf + 1023;
   auto put = [&](const char *text, size_t n) {
     if (n > (size_t)(end - p)) n = end - p;
     memcpy(p, text, n);
     p += n;
   };
-  if (absolute) {
-    const char *root = ws->get_absname();
+  if (root) {
     put(root, strlen(root));
     put("/", 1);
   }
@@ -129,6 +127,10 @@ char *Kes_ws_file::make_vcs_name(char prefix, int absolute, char *buf) {
   put(base, strlen(base));
   *p = '\0';
   return buf;
+}
+
+char *Kes_ws_file::make_vcs_name(char prefix, int absolute, char *buf) {
+  return kes_vcs_name(name, ws->get_vcs_dir(), absolute ? ws->get_absname() : nullptr, prefix, buf);
 }
 
 char *Kes_ws_file::get_rel_sdotname(char *buf) { return make_vcs_name('s', 0, buf); }
