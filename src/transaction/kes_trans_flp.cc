@@ -19,7 +19,6 @@
 #include "transaction/kes_first_pages.h"
 #include "transaction/kes_transaction.h"
 #include "util/kes_err.h"
-#include "util/kes_hash.h"
 #include "util/kes_msg.h"
 #include "util/kes_process.h"
 #include "util/kes_quote.h"
@@ -66,7 +65,7 @@ Kes_err *finish_background(Kes_transaction *t, const char *out, long pid, Kes_er
 // a break, split the name it fell in.
 int next_byte(FILE *fp) {
   for (;;) {
-    int c = getc(fp);
+    int c = getc_unlocked(fp);  // only this thread reads the program's output
     if (c != EOF || !ferror(fp) || errno != EINTR) return c;
     clearerr(fp);
   }
@@ -88,16 +87,13 @@ bool next_name(FILE *fp, int blank_separated, std::string *name) {
     *name += static_cast<char>(c);
   return !name->empty();
 }
-}  // namespace
-
-namespace {
 
 // The names are read this many ahead of add_file, for the second thread.
 const size_t kBatch = 4096;
 
 // The history paths on both sides of a name that add_file would take as it
-// stands and hasn't seen; an empty pair for any other.  A wrong guess only
-// costs the check made ahead, as verdicts are matched by path.
+// stands; an empty pair for any other.  A wrong guess only costs the check
+// made ahead, as verdicts are matched by path.
 std::pair<std::string, std::string> history_paths(Kes_transaction *t, Kes_workspace *ws,
                                                   const std::string &name) {
   const char *n = name.c_str();
@@ -110,19 +106,20 @@ std::pair<std::string, std::string> history_paths(Kes_transaction *t, Kes_worksp
   }
   size_t first = strcspn(n, "/");
   if (first == strlen(KES_METADATA_DIR) && strncmp(n, KES_METADATA_DIR, first) == 0) return {};
-  std::string canon = kes_canonical_name(n, ws ? ws->get_vcs_dir() : "SCCS");
-  if (t->seen_names->lookup(canon.c_str())) return {};
+  std::string canon = kes_canonical_name(n, ws->get_vcs_dir());
   char from[1024], to[1024];
   kes_vcs_name(canon.c_str(), t->from_ws->get_vcs_dir(), nullptr, 's', from);
   kes_vcs_name(canon.c_str(), t->to_ws->get_vcs_dir(), nullptr, 's', to);
   return {from, to};
 }
 
-// The first-page checker for the names of the outermost program, when the
-// transaction compares first pages through both roots' descriptors.
-Kes_first_pages *pages_for(Kes_transaction *t) {
+// The first-page checker for the names of the outermost program run in the
+// from workspace, when the transaction compares first pages through both
+// roots' descriptors.  The to workspace's list comes second and adds only
+// the names the from side lacks, which have nothing to compare.
+Kes_first_pages *pages_for(Kes_transaction *t, Kes_workspace *ws) {
   if (t->page_item >= 0 || !t->checks_first_pages() || t->from_dir_fd < 0 || t->to_dir_fd < 0 ||
-      !t->from_ws || !t->to_ws || !t->seen_names ||
+      !ws || ws != t->from_ws || !t->to_ws ||
       (t->flags.creating_child && t->flags.child_root_empty))  // nothing to compare with
     return nullptr;
   if (!t->first_pages) t->first_pages = new Kes_first_pages(t->from_dir_fd, t->to_dir_fd);
@@ -135,7 +132,7 @@ Kes_first_pages *pages_for(Kes_transaction *t) {
 // ahead so that a second thread checks their histories' first pages.  In the
 // line form a blank in the first line is worth a word.
 Kes_err *kes_read_flp_names(Kes_transaction *t, Kes_workspace *ws, FILE *fp, int blank_separated) {
-  Kes_first_pages *pages = pages_for(t);
+  Kes_first_pages *pages = pages_for(t, ws);
   Kes_err *err = nullptr;
   std::vector<std::string> batch;
   int first = 1;
