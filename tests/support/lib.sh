@@ -138,10 +138,14 @@ wait_for() {
 # ---- mail through the host's real mailer --------------------------------------
 
 # mail_user: RCPT, the local user the mail stories write to, made if missing
-# (only root can), and MAILBOX, its mailbox.
+# (only root can), RCPT_QUALIFIED, the address the mailer completes RCPT to,
+# and MAILBOX, its mailbox.
 mail_user() {
   [ -x /usr/sbin/sendmail ] || die "no /usr/sbin/sendmail: tools/setup.sh installs the mailer"
-  RCPT=brindlemail MAILBOX=/var/mail/brindlemail
+  local qualify
+  qualify=$(/usr/sbin/exim4 -bP qualify_domain 2>/dev/null | sed -n 's/^qualify_domain = //p')
+  [ -n "$qualify" ] || die "exim4 does not tell its qualify domain"
+  RCPT=brindlemail MAILBOX=/var/mail/brindlemail RCPT_QUALIFIED=brindlemail@$qualify
   id "$RCPT" >/dev/null 2>&1 && return 0
   [ "$(id -u)" -eq 0 ] || { echo "SKIP: user $RCPT is missing and only root can add it"; exit 77; }
   /usr/sbin/useradd -m -N -s /usr/sbin/nologin "$RCPT" || die "useradd $RCPT"
@@ -161,6 +165,21 @@ mails_with() {
     /^From / && prev == "" { flush() }
     { if (held) msg = msg "\n"; held = ($0 == ""); if (!held) msg = msg $0 "\n"; prev = $0 }
     END { flush(); exit n < least }' "$MAILBOX"
+}
+
+# expect_mails DIR: the mails of the run (those holding "$T/") are those of
+# DIR, whole, in any order.  The commands return once the mailer has queued
+# each mail; delivery is its business: wait for as many, then for its queue to
+# empty, after which a mail sent where none was due would be there too.
+expect_mails() {
+  local n
+  n=$(ls "$1" | wc -l)
+  wait_for "$n mails in $MAILBOX" mails_with "$T/" "$T/.got" "$n" || return 1
+  if [ "$(id -u)" -eq 0 ]; then
+    wait_for "the mailer's queue to empty" sh -c "! /usr/sbin/exim4 -bp | grep -q '$RCPT@'"
+  fi
+  mails_with "$T/" "$T/.got"
+  expect_eq "the mails" "$(mail_summary "$1"/*)" "$(mail_summary "$T/.got"/*)"
 }
 
 # mail_summary FILE...: each mail as its recipient, its own headers and its
