@@ -20,6 +20,7 @@
 #include "util/kes_init.h"
 #include "util/kes_msg.h"
 #include "util/kes_quote.h"
+#include "util/kes_scope_exit.h"
 
 namespace {
 
@@ -231,11 +232,15 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   FILE *out = tmp_sfile_out ? tmp_sfile_out : fopen(tmp, "r+");
   tmp_sfile_out = nullptr;
   if (!out) return open_write_failed(tmp, errno);
+  // The old history is held open over the rename and let go on another
+  // thread, where freeing its blocks may wait for the disk.
+  int old_fd = open(target, O_PATH | O_CLOEXEC);
+  auto let_go = kes_scope_exit([&] { kes_close_later(old_fd); });
   int fd = fileno(out);
   Kes_err *err = patch_checksum(fd, tmp);
   if (!err) {
     struct stat tst;
-    fchmod(fd, stat(target, &tst) == 0 ? (tst.st_mode & 0555) : 0444);
+    fchmod(fd, old_fd >= 0 && fstat(old_fd, &tst) == 0 ? (tst.st_mode & 0555) : 0444);
   }
   if (!err && sync_tmp_sfile) {
     sync_tmp_sfile = 0;

@@ -48,6 +48,13 @@ void kes_defer_syncs(int on);
 // The files of the deferred syncs made durable; error 1026.
 [[nodiscard]] Kes_err *kes_sync_deferred();
 
+// Closes fd on a thread of its own, soon.  Held across a rename over a file,
+// a descriptor makes the last close, not the rename, free the old file's
+// blocks, which on a file system mounted with discard waits for the disk;
+// the run goes on meanwhile.  The thread takes no signals; descriptors still
+// queued when the process ends are closed by the kernel.
+void kes_close_later(int fd);
+
 // Open descriptors of directories by path, for *at() calls on many files.  A
 // path that is no directory, or does not exist, is remembered as -2.  When
 // more than limit paths are held, the oldest are closed and forgotten.
