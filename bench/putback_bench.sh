@@ -16,9 +16,14 @@
 # A putback also writes the new clear file of every file it updates in the
 # parent; hg push leaves the parent's working files alone.  The fair peer is
 # hg push followed by hg update in the parent, which writes the same files;
-# both ratios are printed.  Each round then undoes the putback and puts it back
-# again with -g, which leaves the parent's clear files alone, and compares that
-# with hg push alone.
+# both ratios are printed.  Each round also puts the same change back with -g,
+# which leaves the parent's clear files alone, into a second fresh copy, and
+# compares that with hg push alone.
+#
+# Nothing is deleted while a round runs, and every command starts after a
+# sync: freeing a tree of 100,000 files keeps the disk busy with discards and
+# the file system skipping the freed inodes for half a minute, which would
+# land on whichever command came next.  The rounds' copies go at the end.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 bin=$top/build/bin
@@ -32,6 +37,8 @@ command -v hg >/dev/null || { echo "hg is not installed"; exit 1; }
 [ -x "$bin/examine_bench" ] || { echo "build examine_bench first"; exit 1; }
 
 mkdir -p "$scratch"
+# Leftovers of an interrupted run, freed before anything is timed.
+rm -rf "$scratch"/round* "$scratch/hg-child" "$scratch/hg-parent-copy" && sync
 # The pair, made once by examine_bench (which also times a preview on it).
 [ -e "$scratch/pair/made-$files" ] || "$bin/examine_bench" "$scratch/pair" "$files" 0 >/dev/null
 changed=$(cd "$scratch/pair/child" && find . -name 's.*' | sort | awk 'NR % 100 == 1' | sed 's|^\./||')
@@ -61,7 +68,7 @@ fi
 best() { sort -n | head -1; }
 # Large copies push other files out of the page cache on this kind of machine:
 # each command is timed with the trees it reads read just before.
-warm() { find "$@" -type f -print0 | xargs -0 cat >/dev/null; }
+warm() { sync && find "$@" -type f -print0 | xargs -0 cat >/dev/null; }
 measure() {  # measure OUTFILE CMD...: the seconds and peak KB of one run
   local out=$1
   shift
@@ -71,8 +78,8 @@ measure() {  # measure OUTFILE CMD...: the seconds and peak KB of one run
 
 pb_times=() pbg_times=() pb_mem=() undo_times=() undo_mem=() hg_times=() hgup_times=()
 for ((r = 1; r <= rounds; r++)); do
-  w=$scratch/round
-  rm -rf "$w" && mkdir -p "$w"
+  w=$scratch/round$r g=$scratch/round$r-g
+  mkdir -p "$w"
   cp -a "$scratch/pair/parent" "$w/parent" && cp -a "$scratch/pair/child" "$w/child"
   printf 'VERSION 1\n%s\n' "$w/parent" >"$w/child/Brindle_wsdata/parent"
   while read -r s; do
@@ -80,6 +87,9 @@ for ((r = 1; r <= rounds; r++)); do
     (cd "$d" && get -e -s "SCCS/$b" >/dev/null && echo "a line added in round $r" >>"${b#s.}" &&
       delta -s -y"round $r" "SCCS/$b" >/dev/null 2>&1)
   done <<<"$changed"
+  # The same change in a second pair, for the putback -g.
+  mkdir -p "$g" && cp -a "$w/parent" "$g/parent" && cp -a "$w/child" "$g/child"
+  printf 'VERSION 1\n%s\n' "$g/parent" >"$g/child/Brindle_wsdata/parent"
   warm "$w/parent" "$w/child"
   read -r t m < <(measure "$w/putback.out" putback -w "$w/child" -c "round $r")
   grep -q "Putting back contents changes: $nchanged" "$w/putback.out" ||
@@ -93,36 +103,38 @@ for ((r = 1; r <= rounds; r++)); do
     (cd "$w/parent/$(dirname "$s")" && val "$(basename "$s")") || { echo "val refuses $s"; exit 1; }
   done
 
-  # The same putback again with -g, which leaves the parent's clear files alone
-  # as hg push leaves its working files: the like-for-like pair for hg push.
-  warm "$w/parent" "$w/child"
-  read -r t m < <(measure "$w/putback-g.out" putback -g -w "$w/child" -c "round $r again")
-  grep -q "Putting back contents changes: $nchanged" "$w/putback-g.out" ||
-    { echo "putback -g did not carry $nchanged files:"; cat "$w/putback-g.out"; exit 1; }
+  # The same change with -g, which leaves the parent's clear files alone as
+  # hg push leaves its working files: the like-for-like pair for hg push.
+  warm "$g/parent" "$g/child"
+  read -r t m < <(measure "$g/putback-g.out" putback -g -w "$g/child" -c "round $r")
+  grep -q "Putting back contents changes: $nchanged" "$g/putback-g.out" ||
+    { echo "putback -g did not carry $nchanged files:"; cat "$g/putback-g.out"; exit 1; }
   pbg_times+=("$t")
 
-  rm -rf "$scratch/hg-child" "$scratch/hg-parent-copy"
-  cp -a "$scratch/hg-parent" "$scratch/hg-parent-copy"
+  hp=$w/hg-parent hc=$w/hg-child
+  cp -a "$scratch/hg-parent" "$hp"
   # The copy's file times differ from what its dirstate noted: one status
   # settles that, as it is in a parent that someone works in.
-  (cd "$scratch/hg-parent-copy" && hg status -q >/dev/null)
-  hg clone -q "$scratch/hg-parent-copy" "$scratch/hg-child"
+  (cd "$hp" && hg status -q >/dev/null)
+  hg clone -q "$hp" "$hc"
   while read -r s; do
     c=$(dirname "$(dirname "$s")")/$(basename "$s")
-    echo "a line added in round $r" >>"$scratch/hg-child/${c%/*}/${c##*/s.}"
+    echo "a line added in round $r" >>"$hc/${c%/*}/${c##*/s.}"
   done <<<"$changed"
-  (cd "$scratch/hg-child" && hg commit -q -u bench -m "round $r")
-  warm "$scratch/hg-child" "$scratch/hg-parent-copy"
-  read -r t m < <(cd "$scratch/hg-child" && measure "$scratch/push.out" hg push -q "$scratch/hg-parent-copy")
+  (cd "$hc" && hg commit -q -u bench -m "round $r")
+  warm "$hc" "$hp"
+  read -r t m < <(cd "$hc" && measure "$scratch/push.out" hg push -q "$hp")
   hg_times+=("$t")
-  read -r u m < <(cd "$scratch/hg-parent-copy" && measure "$scratch/update.out" hg update -q)
+  read -r u m < <(cd "$hp" && measure "$scratch/update.out" hg update -q)
   s=$(head -1 <<<"$changed") && c=$(dirname "$(dirname "$s")")/$(basename "$s")
-  grep -q "a line added in round $r" "$scratch/hg-parent-copy/${c%/*}/${c##*/s.}" ||
+  grep -q "a line added in round $r" "$hp/${c%/*}/${c##*/s.}" ||
     { echo "hg update did not write the pushed text"; exit 1; }
   hgup_times+=("$(awk -v a="$t" -v b="$u" 'BEGIN { printf "%.2f", a + b }')")
   printf 'round %d: putback %ss  ws_undo %ss  putback -g %ss  hg push %ss  hg push + update %ss\n' \
     "$r" "${pb_times[-1]}" "${undo_times[-1]}" "${pbg_times[-1]}" "$t" "${hgup_times[-1]}"
 done
+
+rm -rf "$scratch"/round*
 
 pb=$(printf '%s\n' "${pb_times[@]}" | best)
 hgb=$(printf '%s\n' "${hg_times[@]}" | best)
