@@ -31,12 +31,21 @@
 #include "workspace/kes_history.h"
 #include "workspace/kes_workspace.h"
 
+namespace {
+// An args file that a full disk left empty: it holds no list, and reading it
+// would fail on its missing version line, so it counts as an empty list.
+bool left_empty(Kes_md_args *md) {
+  struct stat st;
+  return stat(md->fullname, &st) == 0 && S_ISREG(st.st_mode) && st.st_size == 0;
+}
+}  // namespace
+
 void Kes_transaction::parse_dasha_arg(Kes_workspace *ws) {
   if (!ws) return;
   Kes_md_args *md = nullptr;
   Kes_err *err = ws->get_md_args(&md);
   Kes_strlist lines;
-  if (!err) err = md->get_lines(&lines);
+  if (!err && !left_empty(md)) err = md->get_lines(&lines);
   delete md;
   if (err) {
     // An unreadable args file is as good as none: the warning about an empty
@@ -495,7 +504,8 @@ Kes_err *Kes_transaction::update_args_file(Kes_workspace *ws) {
   Kes_err *err = ws->get_md_args(&md);
   if (err) return err;
   Kes_strlist current, additions;
-  if ((err = md->get_lines(&current))) {
+  // An empty file is written afresh, version line first, if this run adds.
+  if (!left_empty(md) && (err = md->get_lines(&current))) {
     delete md;
     return err;
   }

@@ -81,4 +81,16 @@ sccs_holds "the rename, with room" parent lib/mv.c child lib/mv.c
 expect_eq "the names of the parent" "$(table parent)" "$(table child)"
 EOF
 
+# The args file is rewritten in place: a full disk at its close leaves it
+# empty, without even its version line.
+test_case 'an args file the full disk left empty counts as an empty list and is written afresh' <<'EOF'
+: >child/Brindle_wsdata/args
+expect_run 0 bringover -w "$T/child"
+expect_contains "the empty list" "has empty Brindle_wsdata/args file  (Warning 2612)" "$OUT"
+[[ $OUT$ERR != *"(Error "* ]] || fail "an error beside the warning: $OUT$ERR"
+expect_run 0 bringover -w "$T/child" src
+expect_eq "the list, whole" "VERSION 1
+src" "$(cat child/Brindle_wsdata/args)"
+EOF
+
 test_done
