@@ -16,8 +16,8 @@ struct Closer {
   std::mutex mu;
   std::condition_variable cv;
   std::vector<int> queue;
-  bool started = false, failed = false;
-  pid_t owner = 0;  // a forked child has no thread of its own
+  pid_t owner = 0;  // the process that started the thread; 0 before
+  bool failed = false;
 
   void run() {
     std::vector<int> batch;
@@ -39,14 +39,18 @@ Closer *closer = new Closer;
 
 }  // namespace
 
+// Called from the main thread only, which alone reads and sets owner.
 void kes_close_later(int fd) {
   if (fd < 0) return;
+  // A forked child has no thread, and the parent's may have held the mutex
+  // when it forked.
+  if (closer->owner && closer->owner != getpid()) {
+    ::close(fd);
+    return;
+  }
   std::unique_lock<std::mutex> lk(closer->mu);
-  if (!closer->started || closer->owner != getpid()) {
-    closer->started = true;
+  if (!closer->owner) {
     closer->owner = getpid();
-    closer->failed = false;
-    closer->queue.clear();  // a parent's, not this process's to close
     sigset_t all, old;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &old);
