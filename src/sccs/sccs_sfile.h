@@ -128,6 +128,10 @@ private:
   [[nodiscard]] Kes_err *make_tmp_sfile(FILE **out);
   // Reads the next line into line[]; 0 at the end of the file.
   int next_line(Kes_mmap *mm, Kes_err **err);
+
+  // The errno of a p-file rewrite whose temporary file couldn't be opened:
+  // the history then stays as it is, or its p-file would name the old table.
+  int pfile_open_errno = 0;
 };
 
 #endif

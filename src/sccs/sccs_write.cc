@@ -257,6 +257,12 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
   // its SIDs are those of the old history wherever the merge kept them, and
   // where it did not, the next merge finds the p-file invalid and says so,
   // rather than a stale p-file naming the wrong deltas of a new history.
+  if (pfile_open_errno) {
+    // The p-file couldn't be rewritten: the old history stays with it, and
+    // the temporary history goes with this object.
+    std::string tmp_pfile = std::string(pfile_path) + ".smoosh.tmp";
+    return open_write_failed(tmp_pfile.c_str(), pfile_open_errno);
+  }
   struct stat pst;
   if (pfile_list && pfile_path && tmp_pfile_path && stat(tmp_pfile_path, &pst) == 0 &&
       S_ISREG(pst.st_mode)) {
@@ -287,6 +293,7 @@ Kes_err *SCCS_sfile::rewrite_pfile() {
   unlink(tmp_pfile_path);
   FILE *out = fopen(tmp_pfile_path, "w");
   if (!out) {
+    pfile_open_errno = errno ? errno : EIO;
     perror(tmp_pfile_path);
     // Nothing to put in the p-file's place later.
     free(tmp_pfile_path);
