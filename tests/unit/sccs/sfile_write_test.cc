@@ -113,17 +113,21 @@ TEST(SfileWrite, RewrittenPfileFollowsNewSids) {
   EXPECT_FALSE(file_exists(dir.file("p.p.c.smoosh.tmp")));
 }
 
-TEST(SfileWrite, PfileUnchangedWhenItsTemporaryCannotBeWritten) {
+// The history then stays with its p-file: replaced alone, it would leave a
+// p-file naming the old table.
+TEST(SfileWrite, HistoryAndPfileUnchangedWhenItsTemporaryCannotBeWritten) {
   Temp_dir dir;
   new_history(dir.path(), "p.c", "x\n");
   std::string s = dir.file("s.p.c");
   ASSERT_EQ(sh(cssc("get") + " -s -e s.p.c", dir.path()).status, 0);
-  std::string pfile = read_file(dir.file("p.p.c"));
+  std::string pfile = read_file(dir.file("p.p.c")), history = read_file(s);
   ASSERT_EQ(mkdir(dir.file("p.p.c.smoosh.tmp").c_str(), 0755), 0);
   auto f = read_full(s);
   EXPECT_EQ(f->rewrite_pfile(), nullptr);  // only the system's word on stderr
-  ASSERT_EQ(f->write(), nullptr);
+  expect_error(f->write(), 1017,
+               "Open of \"" + dir.file("p.p.c.smoosh.tmp") + "\" for writing failed  (Error 1017)");
   EXPECT_EQ(read_file(dir.file("p.p.c")), pfile);
+  EXPECT_EQ(read_file(s), history);
 }
 
 TEST(SfileWrite, FailuresCarryTheirCodes) {
