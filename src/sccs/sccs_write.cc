@@ -285,6 +285,7 @@ Kes_err *SCCS_sfile::rename_tmp_sfile(const char *target) {
 }
 
 Kes_err *SCCS_sfile::rewrite_pfile() {
+  pfile_open_errno = 0;
   if (!pfile_list || !pfile_path) return nullptr;
   std::string tmp = std::string(pfile_path) + ".smoosh.tmp";
   free(tmp_pfile_path);
